@@ -1,0 +1,196 @@
+#include "ConfigFile.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <iterator>
+#include <set>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+#include "EnvironmentVariable.h"
+#include "KnownSettings.h"
+#include "PrivateFile.h"
+
+namespace VarnelBase {
+
+namespace {
+
+using nlohmann::json;
+
+constexpr std::size_t MaxFileBytes = 1 << 20;
+
+const KnownSetting* FindKnown(const std::string& name) {
+    const auto* known =
+        std::find_if(KnownSettings.begin(), KnownSettings.end(),
+                     [&name](const KnownSetting& setting) { return name == setting.name; });
+    return known == KnownSettings.end() ? nullptr : known;
+}
+
+/// Reads a text and tells how far it got, which the parser's events do not.
+class TrackingIterator {
+public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = char;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const char*;
+    using reference = const char&;
+
+    TrackingIterator(pointer start, pointer& furthestRead) : at(start), furthest(&furthestRead) {}
+    reference operator*() const { return *at; }
+    TrackingIterator& operator++() {
+        *furthest = ++at;
+        return *this;
+    }
+    bool operator==(const TrackingIterator& other) const { return at == other.at; }
+    bool operator!=(const TrackingIterator& other) const { return at != other.at; }
+
+private:
+    pointer at;
+    pointer* furthest;
+};
+
+/// Receives the parser's events: keeps the settings and stops at what the file may not hold.
+class ConfigReader : public json::json_sax_t {
+public:
+    ConfigEntries entries;
+    std::string problem;
+    bool hasSecrets = false;
+
+    bool null() override { return Refuse("must not be null"); }
+    bool boolean(bool value) override {
+        return Keep({SettingKind::Flag}, value ? "true" : "false");
+    }
+    bool number_integer(number_integer_t /*value*/) override {
+        return Refuse("must not be negative");
+    }
+    bool number_unsigned(number_unsigned_t value) override {
+        return Keep({SettingKind::Number}, std::to_string(value));
+    }
+    bool number_float(number_float_t /*value*/, const string_t& /*text*/) override {
+        return Refuse("must be a whole number");
+    }
+    bool string(string_t& value) override {
+        return Keep(
+            {SettingKind::Text, SettingKind::Secret, SettingKind::Number, SettingKind::Flag},
+            std::move(value));
+    }
+    bool binary(binary_t& /*value*/) override { return false; }
+
+    bool start_object(std::size_t /*size*/) override {
+        if (!isInside) {
+            isInside = true;
+            return true;
+        }
+        if (!IsSection()) { return Refuse("must not be an object"); }
+        sections.push_back(member);
+        return true;
+    }
+    bool end_object() override {
+        if (!sections.empty()) { sections.pop_back(); }
+        return true;
+    }
+    bool start_array(std::size_t /*size*/) override { return Refuse("must not be an array"); }
+    bool end_array() override { return true; }
+
+    bool key(string_t& name) override {
+        member = std::move(name);
+        if (!IsAllowed()) { return Refuse("unknown key"); }
+        if (!seen.insert(FullName()).second) { return Refuse("given twice"); }
+        return true;
+    }
+
+    bool parse_error(std::size_t /*position*/, const std::string& /*lastToken*/,
+                     const nlohmann::detail::exception& /*error*/) override {
+        // Both texts quote the file, which may hold secrets.
+        problem = "not valid JSON";
+        return false;
+    }
+
+private:
+    /// Whether the current member is "environments" or one of the objects in it.
+    bool IsSection() const {
+        return sections.size() == 1 || (sections.empty() && member == "environments");
+    }
+
+    bool IsAllowed() const {
+        if (sections.size() == 1) {
+            return member == "local" || member == "staging" || member == "production";
+        }
+        return IsSection() ||
+               (FindKnown(member) != nullptr && (sections.empty() || member != "environment"));
+    }
+
+    std::string FullName() const {
+        std::string name;
+        for (const std::string& section : sections) { name += section + "."; }
+        return name + member;
+    }
+
+    bool Keep(const std::vector<SettingKind>& kinds, std::string text) {
+        if (!isInside || IsSection()) { return Refuse("must be an object"); }
+        const KnownSetting* known = FindKnown(member);
+        if (std::find(kinds.begin(), kinds.end(), known->kind) == kinds.end()) {
+            return Refuse("has the wrong type");
+        }
+        hasSecrets = hasSecrets || (known->kind == SettingKind::Secret && !text.empty());
+        entries[FullName()] = std::move(text);
+        return true;
+    }
+
+    bool Refuse(const std::string& reason) {
+        const json name = isInside ? FullName() : "the document";
+        problem = name.dump(-1, ' ', true, json::error_handler_t::replace) + " " + reason;
+        return false;
+    }
+
+    bool isInside = false;
+    std::vector<std::string> sections; ///< keys of the open objects below the document
+    std::string member;
+    std::set<std::string> seen;
+};
+
+std::string DescribePosition(const std::string& text, const char* position) {
+    const char* begin = text.data();
+    const auto line = 1 + std::count(begin, position, '\n');
+    const auto lineStart =
+        std::find(std::make_reverse_iterator(position), std::make_reverse_iterator(begin), '\n');
+    return std::to_string(line) + ":" + std::to_string(position - lineStart.base());
+}
+
+} // namespace
+
+std::string FindConfigFile() {
+    const std::string named = ReadVariable("VARNEL_CONFIG");
+    if (!named.empty()) { return named; }
+    const std::string configHome = ReadVariable("XDG_CONFIG_HOME");
+    if (configHome.rfind('/', 0) == 0) { return configHome + "/varnel/config.json"; }
+    const std::string home = ReadVariable("HOME");
+    return home.empty() ? "" : home + "/.config/varnel/config.json";
+}
+
+ConfigEntries ReadConfigFile(const std::string& path) {
+    const FileReading file = ReadRegularFile(path, MaxFileBytes, SymbolicLinks::Follow);
+    if (file.isMissing && path != ReadVariable("VARNEL_CONFIG")) { return {}; }
+    if (!file.problem.empty()) { throw std::runtime_error(path + ": " + file.problem); }
+
+    const char* begin = file.bytes.data();
+    const char* furthest = begin;
+    ConfigReader reader;
+    const bool isComplete = json::sax_parse(
+        TrackingIterator(begin, furthest), TrackingIterator(begin + file.bytes.size(), furthest),
+        &reader, nlohmann::detail::input_format_t::json, true, true);
+    if (!isComplete) {
+        throw std::runtime_error(path + ":" + DescribePosition(file.bytes, furthest) + ": " +
+                                 reader.problem);
+    }
+    if (reader.hasSecrets && !file.isPrivate) {
+        throw std::runtime_error(path +
+                                 ": holds a password or client secret and must therefore belong to "
+                                 "you and be closed to others (chmod 600)");
+    }
+    return std::move(reader.entries);
+}
+
+} // namespace VarnelBase

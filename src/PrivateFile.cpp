@@ -1,0 +1,169 @@
+#include "PrivateFile.h"
+
+#include <fcntl.h>
+#include <openssl/rand.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <ctime>
+#include <filesystem>
+#include <system_error>
+
+namespace VarnelBase {
+
+namespace {
+
+constexpr mode_t PrivateFileMode = 0600;
+constexpr mode_t PrivateDirectoryMode = 0700;
+constexpr mode_t OthersMode = 0077;
+constexpr std::time_t LeftoverSeconds = 60;
+constexpr const char* TemporarySuffix = ".tmp";
+
+class FileDescriptor {
+public:
+    explicit FileDescriptor(int opened) : number(opened) {}
+    ~FileDescriptor() {
+        if (number >= 0) { close(number); }
+    }
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+
+    int Get() const { return number; }
+    bool IsOpen() const { return number >= 0; }
+
+private:
+    int number;
+};
+
+std::string DescribeError(int error) {
+    return std::generic_category().message(error);
+}
+
+[[noreturn]] void ThrowError(const std::string& path) {
+    throw std::system_error(errno, std::generic_category(), path);
+}
+
+bool IsPrivate(const struct stat& status) {
+    return status.st_uid == geteuid() && (status.st_mode & OthersMode) == 0;
+}
+
+std::string MakeRandomName(const std::string& name) {
+    std::array<unsigned char, 8> random{};
+    if (RAND_bytes(random.data(), static_cast<int>(random.size())) != 1) {
+        throw std::system_error(EIO, std::generic_category(), "random numbers");
+    }
+    std::string result = name + ".";
+    for (const unsigned char byte : random) {
+        result += "0123456789abcdef"[byte >> 4];
+        result += "0123456789abcdef"[byte & 0xf];
+    }
+    return result + TemporarySuffix;
+}
+
+void WriteAll(int file, const std::string& bytes, const std::string& path) {
+    std::size_t written = 0;
+    while (written < bytes.size()) {
+        const ssize_t count = write(file, bytes.data() + written, bytes.size() - written);
+        if (count < 0 && errno == EINTR) { continue; }
+        if (count < 0) { ThrowError(path); }
+        written += static_cast<std::size_t>(count);
+    }
+}
+
+/// Removes the temporary files that a writer left behind when it was killed.
+void RemoveLeftovers(const std::string& directory, const std::string& name) {
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator(directory, ignored)) {
+        const std::string found = entry.path().filename().string();
+        struct stat status {};
+        if (found.rfind(name + ".", 0) == 0 && entry.path().extension() == TemporarySuffix &&
+            lstat(entry.path().c_str(), &status) == 0 &&
+            status.st_mtime < std::time(nullptr) - LeftoverSeconds) {
+            unlink(entry.path().c_str());
+        }
+    }
+}
+
+} // namespace
+
+FileReading ReadRegularFile(const std::string& path, std::size_t maxBytes, SymbolicLinks links) {
+    FileReading reading;
+    const int refusal = links == SymbolicLinks::Refuse ? O_NOFOLLOW : 0;
+    const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | refusal));
+    if (!file.IsOpen()) {
+        reading.isMissing = errno == ENOENT || errno == ENOTDIR;
+        reading.problem = DescribeError(errno);
+        return reading;
+    }
+    struct stat status {};
+    if (fstat(file.Get(), &status) != 0) {
+        reading.problem = DescribeError(errno);
+        return reading;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        reading.problem = "not a regular file";
+        return reading;
+    }
+    reading.isPrivate = IsPrivate(status);
+
+    std::array<char, 4096> chunk{};
+    while (true) {
+        const ssize_t count = read(file.Get(), chunk.data(), chunk.size());
+        if (count < 0 && errno == EINTR) { continue; }
+        if (count < 0) {
+            reading.problem = DescribeError(errno);
+            return reading;
+        }
+        if (count == 0) { return reading; }
+        reading.bytes.append(chunk.data(), static_cast<std::size_t>(count));
+        if (reading.bytes.size() > maxBytes) {
+            reading.problem = "larger than " + std::to_string(maxBytes) + " bytes";
+            return reading;
+        }
+    }
+}
+
+void CreatePrivateDirectory(const std::string& path) {
+    for (std::size_t end = path.find('/', 1); true; end = path.find('/', end + 1)) {
+        const std::string part = path.substr(0, end);
+        if (mkdir(part.c_str(), PrivateDirectoryMode) != 0 && errno != EEXIST) { ThrowError(part); }
+        if (end == std::string::npos) { break; }
+    }
+    const FileDescriptor directory(
+        open(path.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY | O_NOFOLLOW));
+    struct stat status {};
+    if (!directory.IsOpen() || fstat(directory.Get(), &status) != 0) { ThrowError(path); }
+    if (!IsPrivate(status) && fchmod(directory.Get(), PrivateDirectoryMode) != 0) {
+        ThrowError(path);
+    }
+}
+
+void ReplacePrivateFile(const std::string& directory, const std::string& name,
+                        const std::string& bytes) {
+    RemoveLeftovers(directory, name);
+    const std::string path = directory + "/" + name;
+    const FileDescriptor parent(open(directory.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY));
+    if (!parent.IsOpen()) { ThrowError(directory); }
+
+    const std::string temporary = MakeRandomName(name);
+    const FileDescriptor file(openat(parent.Get(), temporary.c_str(),
+                                     O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                                     PrivateFileMode));
+    if (!file.IsOpen()) { ThrowError(path); }
+    try {
+        if (fchmod(file.Get(), PrivateFileMode) != 0) { ThrowError(path); }
+        WriteAll(file.Get(), bytes, path);
+        if (fsync(file.Get()) != 0) { ThrowError(path); }
+        if (renameat(parent.Get(), temporary.c_str(), parent.Get(), name.c_str()) != 0) {
+            ThrowError(path);
+        }
+    } catch (...) {
+        unlinkat(parent.Get(), temporary.c_str(), 0);
+        throw;
+    }
+    if (fsync(parent.Get()) != 0) { ThrowError(path); }
+}
+
+} // namespace VarnelBase

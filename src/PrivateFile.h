@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace VarnelBase {
+
+/// What reading a file gave.
+struct FileReading {
+    std::string bytes;      ///< the whole content, when there was no problem
+    std::string problem;    ///< why there is none; empty: no problem
+    bool isMissing = false; ///< the problem: there is nothing of that name
+    bool isPrivate = false; ///< the file is this user's, without permissions for anybody else
+};
+
+enum class SymbolicLinks { Follow, Refuse };
+
+/// Reads a regular file whole; never waits on a pipe or a device that has its name.
+///
+/// @param maxBytes a larger file is a problem
+FileReading ReadRegularFile(const std::string& path, std::size_t maxBytes, SymbolicLinks links);
+
+/// Creates a directory for this user alone (0700) and those above it that are missing, and takes
+/// away what others may do in an existing one.
+///
+/// @throws std::system_error naming the directory
+void CreatePrivateDirectory(const std::string& path);
+
+/// Puts a file (0600) with these bytes in the place of whatever has the name, all at once: whoever
+/// opens the name finds the old content or the new one, whole, whenever the machine stops.
+///
+/// @param directory an existing directory
+/// @throws std::system_error naming the file; it is as it was then
+void ReplacePrivateFile(const std::string& directory, const std::string& name,
+                        const std::string& bytes);
+
+} // namespace VarnelBase
