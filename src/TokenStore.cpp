@@ -1,0 +1,88 @@
+#include "TokenStore.h"
+
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+
+#include <cerrno>
+#include <stdexcept>
+#include <system_error>
+
+#include "EnvConfig.h"
+#include "IdentitySettings.h"
+#include "PrivateFile.h"
+#include "TokenFile.h"
+
+namespace VarnelBase {
+
+namespace {
+
+using nlohmann::json;
+
+constexpr std::size_t MaxFileBytes = 64 * 1024;
+
+TokenFile FindConfiguredTokenFile() {
+    const EnvConfig config;
+    return FindTokenFile(config, ReadIdentitySettings(config.GetEnvironment()));
+}
+
+TokenFile RequireTokenFile() {
+    TokenFile file = FindConfiguredTokenFile();
+    if (file.directory.empty()) {
+        throw std::runtime_error("no place for tokens: neither XDG_STATE_HOME nor HOME is set");
+    }
+    return file;
+}
+
+std::string FindText(const json& document, const char* name) {
+    const auto member = document.find(name);
+    return member != document.end() && member->is_string() ? member->get<std::string>() : "";
+}
+
+} // namespace
+
+TokenStore::TokenStore() = default;
+
+TokenStore::~TokenStore() = default;
+
+TokenSet TokenStore::Load() {
+    const TokenFile file = FindConfiguredTokenFile();
+    if (file.directory.empty()) { return {}; }
+    const FileReading reading =
+        ReadRegularFile(file.GetPath(), MaxFileBytes, SymbolicLinks::Refuse);
+    if (!reading.problem.empty() || !reading.isPrivate) { return {}; }
+
+    // Without exceptions: the parse error would quote a token.
+    const json document = json::parse(reading.bytes, nullptr, false);
+    if (!document.is_object()) { return {}; }
+    TokenSet tokens{FindText(document, "accessToken"), FindText(document, "refreshToken")};
+    const bool isUsable = !tokens.accessToken.empty() && IsAccessTokenText(tokens.accessToken) &&
+                          IsRefreshTokenText(tokens.refreshToken);
+    return isUsable ? tokens : TokenSet();
+}
+
+void TokenStore::Store(const TokenSet& tokens) {
+    if (!IsAccessTokenText(tokens.accessToken) || !IsRefreshTokenText(tokens.refreshToken)) {
+        throw std::invalid_argument("a token holds a character that no token may hold");
+    }
+    const json document =
+        json::object({{"accessToken", tokens.accessToken}, {"refreshToken", tokens.refreshToken}});
+    const std::string bytes = document.dump();
+    if (bytes.size() > MaxFileBytes) {
+        throw std::invalid_argument("the tokens are larger than the store takes");
+    }
+    const TokenFile file = RequireTokenFile();
+    CreatePrivateDirectory(file.directory);
+    ReplacePrivateFile(file.directory, file.name, bytes);
+}
+
+void TokenStore::Clear() {
+    const TokenFile file = FindConfiguredTokenFile();
+    if (file.directory.empty()) { return; }
+    const std::string path = file.GetPath();
+    if (unlink(path.c_str()) != 0 && errno != ENOENT && errno != ENOTDIR) {
+        throw std::system_error(errno, std::generic_category(), path);
+    }
+}
+
+} // namespace VarnelBase
