@@ -1,0 +1,79 @@
+#include "AccessTokenClaims.h"
+
+#include <openssl/evp.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <vector>
+
+namespace VarnelBase {
+
+namespace {
+
+using nlohmann::json;
+
+// Far above any header that a server takes, and well within OpenSSL's int lengths.
+constexpr std::size_t MaxTokenBytes = 1 << 20;
+
+bool IsBase64Url(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' ||
+           c == '_';
+}
+
+/// Bytes of a base64url text without padding (RFC 4648, section 5); empty when it is none.
+std::string DecodeBase64Url(std::string text) {
+    if (!std::all_of(text.begin(), text.end(), IsBase64Url) || text.size() % 4 == 1) { return ""; }
+    std::replace(text.begin(), text.end(), '-', '+');
+    std::replace(text.begin(), text.end(), '_', '/');
+    const std::size_t padding = (4 - text.size() % 4) % 4;
+    text.append(padding, '=');
+
+    std::vector<unsigned char> bytes(text.size() / 4 * 3);
+    const int length =
+        EVP_DecodeBlock(bytes.data(), reinterpret_cast<const unsigned char*>(text.data()),
+                        static_cast<int>(text.size()));
+    if (length < 0) { return ""; }
+    return {bytes.begin(), bytes.end() - static_cast<std::ptrdiff_t>(padding)};
+}
+
+/// The claims of a token in JWS compact form (RFC 7515, section 7.1); discarded when it is none.
+json ParseClaims(const std::string& token) {
+    const std::size_t first = token.find('.');
+    const std::size_t second = token.find('.', first + 1);
+    if (token.size() > MaxTokenBytes || first == std::string::npos || second == std::string::npos ||
+        token.find('.', second + 1) != std::string::npos) {
+        return json(json::value_t::discarded);
+    }
+    // Without exceptions: the parse error would quote the token.
+    return json::parse(DecodeBase64Url(token.substr(first + 1, second - first - 1)), nullptr,
+                       false);
+}
+
+std::optional<double> FindNumber(const json& claims, const char* name) {
+    const auto claim = claims.find(name);
+    if (claim == claims.end() || !claim->is_number()) { return std::nullopt; }
+    return claim->get<double>();
+}
+
+} // namespace
+
+TokenLifetime ReadTokenLifetime(const std::string& token) {
+    const json claims = ParseClaims(token);
+    if (!claims.is_object()) { return {}; }
+    return {FindNumber(claims, "iat"), FindNumber(claims, "exp")};
+}
+
+std::string ReadFirstGroup(const std::string& token, const std::string& claim) {
+    const json claims = ParseClaims(token);
+    if (!claims.is_object()) { return ""; }
+    const auto groups = claims.find(claim);
+    if (groups == claims.end() || groups->empty()) { return ""; }
+    const json& first = groups->is_array() ? groups->front() : *groups;
+    if (!first.is_string()) { return ""; }
+
+    const auto& path = first.get_ref<const std::string&>();
+    const std::size_t begin = path.rfind('/', 0) == 0 ? 1 : 0;
+    return path.substr(begin, path.find('/', begin) - begin);
+}
+
+} // namespace VarnelBase

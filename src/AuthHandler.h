@@ -1,0 +1,91 @@
+#pragma once
+
+#include <httplib.h>
+
+#include <string>
+
+#include "EnvConfig.h"
+#include "TokenStore.h"
+
+namespace VarnelBase {
+
+/// Source of the access token and of what the connector needs to know about its holder.
+///
+/// The settings are those of `EnvConfig()`'s environment, read at construction. A handler belongs
+/// to one thread at a time; separate handlers, in this process or another one, share the token
+/// store.
+class AuthHandler {
+public:
+    /// @throws what reading the settings throws (see EnvConfig)
+    AuthHandler();
+    ~AuthHandler();
+
+    /// The access token: VARNEL_TOKEN when it is set, else the token in memory while it is valid,
+    /// else the stored one while it is valid. Never opens a browser. Empty when no identity
+    /// provider is configured in `Local`, and when offline without a stored token. As long as the
+    /// token is the same, so is the text.
+    ///
+    /// @throws std::runtime_error when there is none, saying what to do; the text holds no secret
+    std::string GetApiKey();
+
+    /// The first group of the token's holder, read from its claims: the first entry of the claim
+    /// "groups" (or of the one that VARNEL_GROUPS_CLAIM names), without a leading "/" and up to the
+    /// next "/". Empty when the token is empty, opaque or malformed, or has no such claim. The
+    /// token's signature is not checked: the service does that.
+    ///
+    /// @throws std::runtime_error when the group cannot be a label of a host name (RFC 1123,
+    /// section
+    ///         2.1), since a request would then go to another host
+    std::string GetFirstGroup(const std::string& accessToken);
+
+    /// Signs in again, whatever is in memory, and returns the access token; VARNEL_TOKEN when that
+    /// is set; empty in `Local` without an identity provider.
+    ///
+    /// @throws std::runtime_error when signing in fails, saying why
+    std::string Login();
+
+    /// Whether the token's lifetime (claim "exp", RFC 7519, section 4.1.4) is over or about to be:
+    /// within 30 s, or a tenth of the lifetime if that is less. True for an empty token; false for
+    /// an opaque one and for one without a numeric "exp".
+    bool IsTokenExpired(const std::string& accessToken);
+
+    /// Signs in without regard to tokens in memory and in the store, and replaces both on success.
+    ///
+    /// @throws std::runtime_error when signing in fails, saying why; both are as they were then
+    void Relogin();
+
+    /// Whether `Login` can do without a person: VARNEL_TOKEN, user name and password, or a stored
+    /// refresh token are there.
+    ///
+    /// @throws what reading the settings throws (see EnvConfig)
+    static bool CanLoginNonInteractively();
+
+    /// Does nothing if `CanLoginNonInteractively()`.
+    ///
+    /// @param message the beginning of the error's text: what needs the token
+    /// @throws std::runtime_error otherwise, beginning with `message`
+    static void RequireNonInteractive(const std::string& message);
+
+private:
+    void GetLoginResult(const httplib::Request& request, httplib::Response& response);
+    void AwaitServer();
+    void OpenBrowser(const std::string& url);
+    std::string StartLocalServer();
+    std::string ExchangeAuthCodeForToken(const std::string& form);
+    std::string RefreshAccessToken();
+    std::string LoginWithPassword();
+    void LoadTokens();
+    void StoreTokens(const std::string& accessToken, const std::string& newRefreshToken);
+    std::string GetAuthServerUrl();
+
+    EnvConfig config;
+    TokenStore tokenStore;
+    std::string token;
+    std::string refreshToken;
+    std::string authHost;
+    std::string clientId;
+    std::string clientSecret;
+    httplib::Server loginServer;
+};
+
+} // namespace VarnelBase
