@@ -1,6 +1,7 @@
 #include "AuthHandler.h"
 
 #include <sys/select.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -105,11 +106,15 @@ std::string DescribeRefusal(const std::string& issuer, const std::string& what,
     return message;
 }
 
-/// httplib serves no descriptor from FD_SETSIZE up.
-void RequireServable(int listener) {
-    if (listener < FD_SETSIZE) { return; }
-    throw std::runtime_error("the browser's answer cannot be received: the program has more than " +
-                             std::to_string(FD_SETSIZE) + " files open");
+/// Makes room for many connections at once, of which httplib lets only five wait.
+void WidenListener(int listener) {
+    if (listener >= FD_SETSIZE) {
+        throw std::runtime_error(
+            "the browser's answer cannot be received: the program has more "
+            "than " +
+            std::to_string(FD_SETSIZE) + " files open");
+    }
+    listen(listener, SOMAXCONN);
 }
 
 TokenAnswer AskForTokens(const std::string& issuer, const IdentitySettings& identity,
@@ -222,7 +227,7 @@ void AuthHandler::Relogin() {
     });
     attempt.redirectUri = StartLocalServer();
     try {
-        RequireServable(attempt.listener);
+        WidenListener(attempt.listener);
         OpenBrowser(BuildAuthorizationUrl(provider, attempt.BuildQuery(clientId, identity.scope)));
     } catch (...) {
         attempt.isOver = true;

@@ -62,7 +62,7 @@ export function startProbe(home, issuer, operations, { person = goBack, env = {}
       visit?.catch(() => {}); // seen below
       run.visits.push(visit);
     });
-    await new Promise((resolve) => { desk.listen(0, '127.0.0.1', resolve); });
+    await new Promise((resolve) => { desk.listen(0, '127.0.0.1', resolve).unref(); });
     run.child = spawn(probe, operations, {
       stdio: ['pipe', 'pipe', 'pipe', 'pipe'],
       env: {
