@@ -38,10 +38,9 @@ export function ageToken(home, left = -10) {
   return accessToken;
 }
 
-export const closed = (server) => new Promise((resolve) => { server.closeAllConnections(); server.close(resolve); });
+// Resolves to the port. A test need not close its servers.
 export async function listen(server) {
-  await new Promise((resolve) => { server.listen(0, '127.0.0.1', resolve); });
-  after(() => closed(server));
+  await new Promise((resolve) => { server.listen(0, '127.0.0.1', resolve).unref(); });
   return server.address().port;
 }
 
@@ -62,11 +61,11 @@ export function startProbe(home, issuer, operations, { person = goBack, env = {}
       visit?.catch(() => {}); // seen below
       run.visits.push(visit);
     });
-    await new Promise((resolve) => { desk.listen(0, '127.0.0.1', resolve).unref(); });
+    const deskPort = await listen(desk);
     run.child = spawn(probe, operations, {
       stdio: ['pipe', 'pipe', 'pipe', 'pipe'],
       env: {
-        PATH: process.env.PATH, HOME: home, VARNEL_AUTH_HOST: issuer, BROWSER: `${probe} open %s`, TEST_BROWSER: desk.address().port, ...env,
+        PATH: process.env.PATH, HOME: home, VARNEL_AUTH_HOST: issuer, BROWSER: `${probe} open %s`, TEST_BROWSER: deskPort, ...env,
       },
     });
     for (const stream of [run.child.stdout, run.child.stderr]) stream.on('data', (data) => { run.output += data; });
@@ -76,7 +75,6 @@ export function startProbe(home, issuer, operations, { person = goBack, env = {}
       if (line.paused) markPaused(); else run.lines.push(line);
     });
     await once(run.child, 'close');
-    await closed(desk);
     run.titles = await Promise.all(run.visits);
     return run;
   })();

@@ -3,13 +3,12 @@
 import assert from 'node:assert/strict';
 import { readdirSync } from 'node:fs';
 import { connect } from 'node:net';
-import { after, test } from 'node:test';
+import { test } from 'node:test';
 import { makeHome, readTokens, runProbe } from './harness.mjs';
 import { signIn } from './people.mjs';
 import { startProvider } from './provider.mjs';
 
 const provider = await startProvider();
-after(() => provider.close());
 const issuer = `${provider.origin}/realms/main`;
 const titleOf = (page) => /<title>(.*)<\/title>/.exec(page)[1];
 const visit = async (address) => { const page = await fetch(address); return titleOf(await page.text()); };
