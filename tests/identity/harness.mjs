@@ -6,6 +6,7 @@ import {
   mkdtempSync, readdirSync, readFileSync, rmSync, writeFileSync,
 } from 'node:fs';
 import { createServer } from 'node:http';
+import { createServer as createHttpsServer } from 'node:https';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { createInterface } from 'node:readline';
@@ -20,7 +21,7 @@ export function makeHome() {
   return home;
 }
 
-const findFiles = (home, suffix) => {
+export const findFiles = (home, suffix) => {
   const directory = join(home, '.local/state/varnel/tokens');
   return readdirSync(directory).filter((name) => name.endsWith(suffix)).map((name) => join(directory, name));
 };
@@ -83,3 +84,25 @@ export function startProbe(home, issuer, operations, { person = goBack, env = {}
 }
 
 export const runProbe = (home, issuer, operations, options) => startProbe(home, issuer, operations, options).done;
+
+// An issuer that passes token requests on to a provider's realm and leaves it to
+// `answerToken({ status, text }, response)` what becomes of the realm's answer.
+export async function startRelay(realm, answerToken, { tls, document } = {}) {
+  const relay = { requests: 0 };
+  const serve = async (request, response) => {
+    const body = Buffer.concat(await request.toArray());
+    if (request.method === 'GET') {
+      if (relay.isDown) { response.destroy(); return; }
+      response.end(JSON.stringify({
+        issuer: relay.issuer, authorization_endpoint: `${realm}/auth`, token_endpoint: `${relay.issuer}/token`, ...document,
+      }));
+      return;
+    }
+    relay.requests += 1;
+    const answer = await fetch(`${realm}/token`, { method: 'POST', body: new URLSearchParams(`${body}`) });
+    await answerToken({ status: answer.status, text: await answer.text() }, response);
+  };
+  const port = await listen(tls ? createHttpsServer(tls, serve) : createServer(serve));
+  relay.issuer = `${tls ? 'https' : 'http'}://127.0.0.1:${port}`;
+  return relay;
+}

@@ -61,6 +61,7 @@ int RunOperations(const std::vector<std::string>& names) {
         {"api-login", [&] { return json(api().Login()); }},
         {"api-host", [&] { return json(api().GetHostname()); }},
         {"api-version", [&] { return api().GetVersion(); }},
+        {"as-bob", [] { return json(setenv("VARNEL_USERNAME", "bob", 1)); }},
         {"pause",
          [] {
              std::string line;
