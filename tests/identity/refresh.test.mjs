@@ -72,7 +72,8 @@ test('a process killed between answer and store costs one session at most', asyn
   let run;
   const relay = await startRelay(realmOf(provider), async ({ status, text }, response) => {
     if (run && round === 0) { run.child.kill('SIGKILL'); return; }
-    response.writeHead(status).end(text, () => run && setTimeout(() => run.child.kill('SIGKILL'), (round - 1) / 2));
+    const child = run?.child;
+    response.writeHead(status).end(text, () => setTimeout(() => child?.kill('SIGKILL'), (round - 1) / 2));
   });
   let round = 0;
   for (; round < 12; round += 1) {
