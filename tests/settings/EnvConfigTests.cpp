@@ -101,7 +101,8 @@ TEST_F(Settings, ComeFromVariablesThenTheFileThenTheBuiltInValues) {
 
 TEST_F(Settings, TakeNoHostOrPortThatIsNone) {
     for (const char* host : {"http://h", "h:80", "h/p", "[::1]", "u@h", "h?q", "h#f", "h h",
-                             R"(h\\h)", R"(h\u0000)", R"(h\r\nX: y)", R"(h\u00e9)", "1::2::3"}) {
+                             R"(h\\h)", R"(h\u0000)", R"(h\r\nX: y)", R"(h\u00e9)", "1::2::3",
+                             "::1%/p", "::1%e:80", R"(::1%\r\nX: y)", R"(::1\u0000:80)"}) {
         Write(file, std::string(R"({"apiHost":")") + host + "\"}");
         EXPECT_EQ(Describe(),
                   "FILE: apiHost: must be a host name or address without scheme, port and path");
