@@ -65,6 +65,8 @@ TEST_F(Settings, ComeFromVariablesThenTheFileThenTheBuiltInValues) {
          "VARNEL_OFFLINE: must be 1, true, yes or on, or 0, false, no or off"},
         {"{}", {"ENVIRONMENT=test"}, Unchosen, "VARNEL_ENVIRONMENT: unknown environment \"test\": "
                                                "known are local, staging and production"},
+        {"{}", {"ENVIRONMENT=test"}, staging,
+         "VARNEL_ENVIRONMENT: known are local, staging and production"},
         {R"({"environment":"x"})", {}, Unchosen, "FILE: environment: unknown environment \"x\": "
                                                  "known are local, staging and production"},
         {"{}", {}, static_cast<Environment>(-1),
