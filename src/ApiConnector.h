@@ -8,6 +8,15 @@
 #include "AuthHandler.h"
 #include "EnvConfig.h"
 
+// An installed library tells which release it was built with (3.12.0 as 31200).
+#ifdef VARNELBASE_JSON_RELEASE
+#if NLOHMANN_JSON_VERSION_MAJOR * 10000 + NLOHMANN_JSON_VERSION_MINOR * 100 + \
+        NLOHMANN_JSON_VERSION_PATCH !=                                        \
+    VARNELBASE_JSON_RELEASE
+#error "the json.hpp included here is of another release than the one VarnelBase was built with"
+#endif
+#endif
+
 namespace VarnelBase {
 
 /// The document type of every request body and every result.
