@@ -1,0 +1,15 @@
+// Starts an execution of a simulation with the inputs that it has.
+//
+//   run-execution SIMULATION
+#include <ApiConnector.h>
+
+#include <iostream>
+
+int main(int argc, char* argv[]) {
+    if (argc != 2) { return 2; }
+    VarnelBase::ApiConnector connector;
+    const VarnelBase::json inputs = connector.GetSimulationInputs(argv[1]);
+    const VarnelBase::json execution = connector.PostExecution(argv[1], inputs);
+    if (execution.is_null()) { return 1; }
+    std::cout << execution.dump(2) << '\n';
+}
