@@ -1,6 +1,8 @@
+#include <cstring>
 #include <iostream>
 #include <memory>
 #include <set>
+#include <sstream>
 
 #include "ApiConnector.h"
 #include "ConnectorFixture.h"
@@ -59,13 +61,9 @@ const std::vector<Operation> AllOperations{
 
 /// The lines of a request, sorted, since the headers' order is the HTTP library's business.
 std::multiset<std::string> SplitLines(const std::string& request) {
+    std::istringstream stream(request);
     std::multiset<std::string> lines;
-    std::size_t begin = 0;
-    for (std::size_t end = 0; (end = request.find("\r\n", begin)) != std::string::npos;) {
-        lines.insert(request.substr(begin, end - begin));
-        begin = end + 2;
-    }
-    lines.insert(request.substr(begin));
+    for (std::string line; std::getline(stream, line);) { lines.insert(line); }
     return lines;
 }
 
@@ -90,7 +88,7 @@ TEST_F(Operations, SendTheBytesOfTheTable) {
             operation.call(connector);
             std::string expected =
                 operation.request + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(apiPort) +
-                "\r\nAccept: */*\r\nConnection: close\r\nUser-Agent: cpp-httplib/" +
+                "\r\nAccept: */*\r\n" + "Connection: close\r\nUser-Agent: cpp-httplib/" +
                 CPPHTTPLIB_VERSION + "\r\n";
             if (!token.empty()) { expected += "Authorization: Bearer " + token + "\r\n"; }
             if (!operation.body.empty()) {
@@ -108,11 +106,9 @@ TEST_F(Operations, LeaveTheTargetToTheEscapingOfTheHttpClient) {
     for (int code = 1; code < 256; ++code) {
         const char c = static_cast<char>(code);
         given += c;
-        if (code >= 0x80 || std::string(" +\r\n',;").find(c) != std::string::npos) {
-            sent += {'%', "0123456789ABCDEF"[code / 16], "0123456789ABCDEF"[code % 16]};
-        } else {
-            sent += c;
-        }
+        const bool isEscaped = code >= 0x80 || std::strchr(" +\r\n',;", c) != nullptr;
+        const std::string escape{'%', "0123456789ABCDEF"[code / 16], "0123456789ABCDEF"[code % 16]};
+        sent += isEscaped ? escape : std::string(1, c);
     }
     ApiConnector connector;
     connector.GetSimulations(given, 1, 2);
@@ -128,12 +124,12 @@ TEST_F(Operations, LeaveTheTargetToTheEscapingOfTheHttpClient) {
 
 TEST_F(Operations, ReadTheAnswersThatTheirGatesLetThrough) {
     const int none = 0;
-    std::vector<std::pair<int, std::string>> answers{
-        {none, ""},
-        {none, "HTTP/1.1 200 OK\r\nContent-Le"},
-        {none, "nonsense\r\n\r\n{}"},
-        {none, "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{}"},
-        {none, "HTTP/1.1 204 No Content\r\n\r\n"}};
+    std::vector<std::pair<int, std::string>> answers;
+    for (const char* bytes :
+         {"", "HTTP/1.1 200 OK\r\nContent-Le", "nonsense\r\n\r\n{}",
+          "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{}", "HTTP/1.1 204 No Content\r\n\r\n"}) {
+        answers.emplace_back(none, bytes);
+    }
     for (const int status : {200, 201, 202, 203, 206, 226, 300, 302, 400, 401, 404, 500, 503}) {
         for (const char* body : {R"({"b":[1,{"c":null}],"a":"é"})", " 7\n", "null", "\"text\"", "",
                                  "<html>", "{\"a\":", "[] x", "/* c */ 1", "\"\xff\""}) {
@@ -191,7 +187,7 @@ TEST_F(Operations, DoNothingOffline) {
         EXPECT_EQ(CaptureOutput([&] { result = operation.call(*connector); }), "");
         EXPECT_EQ(result.dump(), operation.request == "GET /version" ? R"(["0.4.1"])" : "null");
     }
-    EXPECT_NO_THROW(connector->UpdateUser("u1", "\xFF"));
+    connector->UpdateUser("u1", "\xFF");
     EXPECT_EQ(server.TakeLog(), Log());
 }
 

@@ -28,21 +28,16 @@ TEST(AccessTokenClaims, GiveTheFirstPartOfTheFirstGroup) {
         {R"({"groups":["alpha","beta"]})", "alpha"},
         {R"({"groups":"/alpha/team"})", "alpha"},
         {R"({"groups":["alpha/team/"]})", "alpha"},
-        {R"({"groups":["//alpha"]})", ""},
-        {R"({"groups":["é>?~ \u0000"]})", std::string("é>?~ \0", 7)},
-        {R"({"groups":["", "beta"]})", ""},
-        {R"({"groups":[["alpha"]]})", ""},
-        {R"({"groups":{"a":"alpha"}})", ""},
-        {R"({"groups":[]})", ""},
-        {R"({"groups":null})", ""},
-        {R"({"Groups":["alpha"]})", ""},
-        {R"(["groups"])", ""},
-        {"{\"groups\":[\"\xff\"]}", ""},
-        {R"({"groups":["alpha"]} x)", ""},
-        {"", ""},
-    };
+        {R"({"groups":["é>?~ \u0000"]})", std::string("é>?~ \0", 7)}};
     for (const auto& [claims, group] : cases) {
         EXPECT_EQ(ReadFirstGroup(MakeToken(claims), "groups"), group) << claims;
+    }
+    for (const char* claims :
+         {R"({"groups":["//alpha"]})", R"({"groups":["","beta"]})", R"({"groups":[["alpha"]]})",
+          R"({"groups":{"a":"alpha"}})", R"({"groups":[]})", R"({"groups":null})",
+          R"({"Groups":["alpha"]})", R"(["groups"])", "{\"groups\":[\"\xff\"]}",
+          R"({"groups":["alpha"]} x)", ""}) {
+        EXPECT_EQ(ReadFirstGroup(MakeToken(claims), "groups"), "") << claims;
     }
     const std::string token = MakeToken(R"({"groups":["alpha"]} )");
     EXPECT_EQ(ReadFirstGroup(token, "groups"), "alpha");
