@@ -1,45 +1,66 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <string>
-#include <vector>
+#include <mutex>
 
-#include "Doubles.h"
+#include "EnvConfig.h"
 #include "OutputCapture.h"
 #include "ScriptedServer.h"
 
 namespace VarnelBase {
 
-/// Fresh doubles that name a fresh server.
+using Log = std::vector<std::string>;
+
+struct StepFailed : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// A server, what the doubles of EnvConfig and AuthHandler answer, and what happens to all three.
 class ConnectorFixture : public testing::Test {
+public:
+    ConnectorFixture();
+
+    Environment environment = Environment::Local; ///< of EnvConfig()
+    std::string apiHost = "127.0.0.1";
+    unsigned int apiPort;
+    bool offline = false;
+    Log tokens{"t0ken"}; ///< one after the other, then the last one again
+    std::string group;
+
+    void Note(const std::string& step);
+    void NoteHandlerCall(const std::string& step);
+    std::string TakeToken();
+
+    static inline ConnectorFixture* running = nullptr;
+
 protected:
-    using Log = std::vector<std::string>;
+    /// Forgets what happened. The handler's call of the given number, counted from 1, will throw.
+    void Restart(int failingCall = 0);
 
-    ConnectorFixture() {
-        doubles = &settings;
-        settings.apiPort = server.GetPort();
-    }
-    ~ConnectorFixture() override { doubles = nullptr; }
+    /// Lets the server answer with a status, header lines (each with its line end) and a body.
+    void Answer(int status, const std::string& body, const std::string& headerLines = "");
+    void Answer(const std::string& bytes);
 
-    /// Lets the server answer with that status line, those header lines and a body.
-    void Answer(int status, const std::string& body, const std::string& headerLines = "") {
-        server.Answer("HTTP/1.1 " + std::to_string(status) + " As scripted\r\nContent-Length: " +
-                      std::to_string(body.size()) + "\r\n" + headerLines + "\r\n" + body);
-    }
-
-    /// Chooses Staging; "127" and "0.0.1" make an address that a connection can be made to.
+    /// Chooses Staging. "127" and "0.0.1" make a host that can be connected to.
     void UseGroup() {
-        settings.environment = Environment::Staging;
-        settings.group = "127";
-        settings.apiHost = "0.0.1";
+        environment = Environment::Staging;
+        group = "127";
+        apiHost = "0.0.1";
     }
 
-    Doubles settings;
-    ScriptedServer server{[this] { settings.Note("request"); }};
-    OutputCapture output{STDOUT_FILENO};
-    OutputCapture errors{STDERR_FILENO};
+    Log TakeLog();
+    Log TakeRequests();
+
+private:
+    std::mutex mutex; ///< guards the next three: the server's thread uses them too
+    Log happened;
+    Log requests;
+    std::string scriptedAnswer;
+    std::size_t tokensTaken = 0;
+    int failingHandlerCall = 0;
+    int handlerCalls = 0;
+    ScriptedServer server;
 };
 
 } // namespace VarnelBase
