@@ -1,8 +1,10 @@
 // Prints the bytes of every operation's request, and what the connector makes of answers that HTTP
 // libraries read differently. What changes from run to run or names the release is replaced.
 
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
+#include <numeric>
 #include <regex>
 
 #include "../connector/Operations.h"
@@ -13,15 +15,15 @@ using VarnelBase::json;
 
 namespace {
 
-/// One line per line of the request; bytes that are not printable as in C.
-std::string Describe(const std::string& request) {
+/// The bytes with those that are not printable as in C, and a line after each line feed.
+std::string Describe(const std::string& bytes) {
     std::string lines;
-    for (const char& c : request) {
+    for (const char& c : bytes) {
         const auto byte = static_cast<unsigned char>(c);
         if (c == '\r') {
             lines += "\\r";
         } else if (c == '\n') {
-            lines += &c == &request.back() ? "\\n" : "\\n\n    ";
+            lines += &c == &bytes.back() ? "\\n" : "\\n\n    ";
         } else if (byte < ' ' || byte > '~') {
             lines += "\\x" + std::string(1, "0123456789abcdef"[byte / 16]) +
                      "0123456789abcdef"[byte % 16];
@@ -31,6 +33,16 @@ std::string Describe(const std::string& request) {
     }
     lines = std::regex_replace(lines, std::regex("Host: 127.0.0.1:[0-9]+"), "Host: HOST");
     return std::regex_replace(lines, std::regex("cpp-httplib/[0-9.]+"), "cpp-httplib/RELEASE");
+}
+
+/// The same request with its header lines in the order of their names.
+std::string SortHeaders(const std::string& request) {
+    const std::regex line("[^\r]*\r\n");
+    const std::size_t headEnd = request.find("\r\n\r\n") + 2;
+    const std::string head = request.substr(0, headEnd);
+    std::vector<std::string> lines(std::sregex_token_iterator(head.begin(), head.end(), line), {});
+    std::sort(lines.begin() + 1, lines.end());
+    return std::accumulate(lines.begin(), lines.end(), std::string()) + request.substr(headEnd);
 }
 
 } // namespace
@@ -44,16 +56,20 @@ int main() {
 
     const std::string ok = "HTTP/1.1 200 OK\r\n";
     server.Answer(ok + "Content-Length: 2\r\n\r\n[]");
-    const auto show = [&server](const std::string& title, const std::string& result) {
+    std::string last;
+    std::string inOrder;
+    const auto show = [&](const std::string& title, const std::string& result) {
         std::cout << title << "\n";
         for (const std::string& request : server.TakeConnections()) {
-            std::cout << "    " << Describe(request) << "\n";
+            std::cout << "    " << Describe(SortHeaders(request)) << "\n";
+            last = request;
         }
         std::cout << "  " << result << "\n";
     };
     for (const auto& operation : VarnelBase::Operations()) {
         const json result = operation.call(connector);
         show(operation.name, result.dump());
+        if (operation.name == std::string("UpdateUser")) { inOrder = last; }
     }
     std::string everyByte;
     for (int byte = 0xff; byte >= 0; --byte) { everyByte += static_cast<char>(byte); }
@@ -79,6 +95,7 @@ int main() {
         server.Answer(ok + length + "Content-Disposition: " + value + "\r\n\r\nz");
         const json project = connector.GenerateProject(json::object());
         server.TakeConnections();
-        std::cout << "Content-Disposition: " << Describe(value) << "\n  " << project.dump() << "\n";
+        std::cout << "file name " << json(value) << "\n  " << project.dump() << "\n";
     }
+    std::cout << "header lines in their order\n    " << Describe(inOrder) << "\n";
 }
