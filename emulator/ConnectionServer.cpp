@@ -182,7 +182,9 @@ bool ConnectionServer::ServeOne(Connection& connection, bool isLast) {
         return false;
     }
     if (!request.isPrepared) { request.exchange.request = ParseRequestHead(connection.GetHead()); }
-    stopSignal.Wait(ToMilliseconds(request.fault.delaySeconds));
+    if (request.fault.delaySeconds > 0) {
+        stopSignal.Wait(ToMilliseconds(request.fault.delaySeconds));
+    }
     if (request.fault.action == FaultAction::DropBeforeReading ||
         request.fault.action == FaultAction::DropAfterReading ||
         request.fault.action == FaultAction::Reset) {
