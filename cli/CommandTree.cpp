@@ -68,6 +68,9 @@ std::unique_ptr<CLI::App> BuildCommandTree(Session& session) {
     AddProjectCommands(*root, session);
     AddUserCommands(*root, session);
     AddServiceCommands(*root, session);
+    AddSignInCommands(*root, session);
+    AddConfigCommands(*root, session);
+    AddDoctorCommand(*root, session);
     return root;
 }
 

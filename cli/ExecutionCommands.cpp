@@ -61,30 +61,30 @@ void AddExecutionCommands(CLI::App& root, Session& session) {
     Arguments& given = session.arguments;
     CLI::App& execution = AddNoun(root, "execution", "Executions of a simulation");
 
-    CLI::App& list =
-        AddCommand(execution, session, "list", "List a simulation's executions", ListExecutions,
-                   {"varnel execution list bridge", "varnel execution list bridge --all -o jsonl"});
+    CLI::App& list = AddCommand(
+        execution, session, "list", "List a simulation's executions", ListExecutions,
+        {"varnel execution list sim-bridge", "varnel execution list sim-bridge --all -o jsonl"});
     AddIdentifier(list, session, "SIMULATION", given.simulation);
     AddPageOptions(list, session);
 
     CLI::App& start = AddCommand(
         execution, session, "start", "Start an execution of a simulation", StartExecution,
-        {"varnel execution start bridge",
-         "varnel execution start bridge --data '{\"steps\": 100}' --query /id"});
+        {"varnel execution start sim-bridge",
+         "varnel execution start sim-bridge --data '{\"steps\": 100}' --query /id"});
     AddIdentifier(start, session, "SIMULATION", given.simulation);
     AddDataOption(start, session, "What it starts from ({} unless given)");
     AddDryRunOption(start, session);
 
     CLI::App& show = AddCommand(execution, session, "show", "Show an execution", ShowExecution,
-                                {"varnel execution show bridge run-1"});
+                                {"varnel execution show sim-bridge exe-1"});
     AddIdentifier(show, session, "SIMULATION", given.simulation);
     AddIdentifier(show, session, "EXECUTION", given.execution);
 
     CLI::App& watch =
         AddCommand(execution, session, "watch",
                    "Follow an execution until it has ended, and show it then", WatchExecution,
-                   {"varnel execution watch bridge run-1",
-                    "varnel execution watch bridge run-1 --field /state --good finished "
+                   {"varnel execution watch sim-bridge exe-1",
+                    "varnel execution watch sim-bridge exe-1 --field /state --good finished "
                     "--bad failed --bad cancelled"});
     AddIdentifier(watch, session, "SIMULATION", given.simulation);
     AddIdentifier(watch, session, "EXECUTION", given.execution);

@@ -44,7 +44,7 @@ void AddServiceCommands(CLI::App& root, Session& session) {
     CLI::App& agent = AddNoun(root, "agent", "The service's agent");
     AddCommand(agent, session, "show", "Show the agent's state", ShowAgent, {"varnel agent show"});
     CLI::App& send = AddCommand(agent, session, "send", "Send a command to the agent", SendCommand,
-                                {"varnel agent send pause"});
+                                {"varnel agent send start"});
     send.add_option("COMMAND", session.arguments.command, "The command, in the agent's terms")
         ->required()
         ->type_name("");

@@ -79,26 +79,28 @@ void AddSimulationCommands(CLI::App& root, Session& session) {
     AddPageOptions(list, session);
 
     CLI::App& show = AddCommand(simulation, session, "show", "Show a simulation", ShowSimulation,
-                                {"varnel simulation show bridge"});
+                                {"varnel simulation show sim-bridge"});
     AddIdentifier(show, session, "SIMULATION", given.simulation);
 
-    CLI::App& remove = AddCommand(
-        simulation, session, "delete", "Delete a simulation, and make sure that it is gone",
-        DeleteSimulation,
-        {"varnel simulation delete bridge --yes", "varnel simulation delete bridge --dry-run"});
+    CLI::App& remove =
+        AddCommand(simulation, session, "delete",
+                   "Delete a simulation, and make sure that it is gone", DeleteSimulation,
+                   {"varnel simulation delete sim-bridge --yes",
+                    "varnel simulation delete sim-bridge --dry-run"});
     AddIdentifier(remove, session, "SIMULATION", given.simulation);
     AddDeleteOptions(remove, session);
 
     CLI::App& inputs = AddNoun(simulation, "inputs", "What a simulation starts from");
     CLI::App& get = AddCommand(inputs, session, "get", "Show a simulation's inputs", ShowInputs,
-                               {"varnel simulation inputs get bridge > inputs.json"});
+                               {"varnel simulation inputs get sim-bridge > inputs.json"});
     AddIdentifier(get, session, "SIMULATION", given.simulation);
 
-    CLI::App& set = AddCommand(
-        inputs, session, "set", "Replace a simulation's inputs, and make sure that they arrived",
-        ReplaceInputs,
-        {"varnel simulation inputs set bridge --data '{\"load\": 12.5}'",
-         "varnel simulation inputs get bridge | varnel simulation inputs set bridge --data -"});
+    CLI::App& set =
+        AddCommand(inputs, session, "set",
+                   "Replace a simulation's inputs, and make sure that they arrived", ReplaceInputs,
+                   {"varnel simulation inputs set sim-bridge --data '{\"load\": 12.5}'",
+                    "varnel simulation inputs get sim-bridge | varnel simulation inputs set "
+                    "sim-bridge --data -"});
     AddIdentifier(set, session, "SIMULATION", given.simulation);
     AddDataOption(set, session, "The inputs")->required();
     AddDryRunOption(set, session);

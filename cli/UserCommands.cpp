@@ -83,12 +83,12 @@ void AddUserCommands(CLI::App& root, Session& session) {
     AddDryRunOption(create, session);
 
     CLI::App& show =
-        AddCommand(user, session, "show", "Show a user", ShowUser, {"varnel user show ada"});
+        AddCommand(user, session, "show", "Show a user", ShowUser, {"varnel user show usr-2"});
     AddIdentifier(show, session, "USER", given.user);
 
     CLI::App& role = AddCommand(user, session, "set-role",
                                 "Change a user's role, and make sure that it is changed",
-                                ChangeRole, {"varnel user set-role ada viewer"});
+                                ChangeRole, {"varnel user set-role usr-2 viewer"});
     AddIdentifier(role, session, "USER", given.user);
     role.add_option("ROLE", given.role, "What the user may do, in the service's terms")
         ->required()
@@ -97,7 +97,7 @@ void AddUserCommands(CLI::App& root, Session& session) {
 
     CLI::App& remove =
         AddCommand(user, session, "delete", "Delete a user, and make sure that the user is gone",
-                   DeleteUser, {"varnel user delete ada --yes"});
+                   DeleteUser, {"varnel user delete usr-2 --yes"});
     AddIdentifier(remove, session, "USER", given.user);
     AddDeleteOptions(remove, session);
 }
