@@ -1,5 +1,7 @@
 #include "CommandTree.h"
 
+#include "ExitStatus.h"
+
 namespace VarnelBase {
 
 namespace {
@@ -49,6 +51,21 @@ void AddCommonOptions(CLI::App& root, Arguments& given) {
         ->group(CommonOptions);
 }
 
+std::string FormatExitStatuses() {
+    std::string text = "Exit status:\n";
+    for (const ExplainedStatus& explained : ExplainedStatuses) {
+        const std::string number = std::to_string(static_cast<int>(explained.status));
+        text += std::string(5 - number.size(), ' ') + number + "  " + explained.meaning + "\n";
+    }
+    return text;
+}
+
+std::string FormatExamples(const std::vector<std::string>& examples) {
+    std::string text = "Examples:";
+    for (const std::string& example : examples) { text += "\n  " + example; }
+    return text;
+}
+
 } // namespace
 
 std::unique_ptr<CLI::App> BuildCommandTree(Session& session) {
@@ -62,6 +79,8 @@ std::unique_ptr<CLI::App> BuildCommandTree(Session& session) {
                            "Print this program's version and exit");
     root->require_subcommand(1);
     root->fallthrough();
+    root->footer(FormatExitStatuses() + "\n" +
+                 FormatExamples({"varnel simulation list", "varnel simulation show --help"}));
     AddCommonOptions(*root, session.arguments);
     AddSimulationCommands(*root, session);
     AddExecutionCommands(*root, session);
@@ -71,13 +90,18 @@ std::unique_ptr<CLI::App> BuildCommandTree(Session& session) {
     AddSignInCommands(*root, session);
     AddConfigCommands(*root, session);
     AddDoctorCommand(*root, session);
+    AddTraceCommand(*root, session);
+    AddCompletionCommand(*root, session);
+    AddManPageCommand(*root, session);
     return root;
 }
 
-CLI::App& AddNoun(CLI::App& parent, const std::string& name, const std::string& description) {
+CLI::App& AddNoun(CLI::App& parent, const std::string& name, const std::string& description,
+                  const std::string& example) {
     CLI::App& noun = *parent.add_subcommand(name, description);
     noun.group("Commands");
     noun.require_subcommand(1);
+    noun.footer(FormatExamples({example}));
     return noun;
 }
 
@@ -90,9 +114,7 @@ CLI::App& AddCommand(CLI::App& parent, Session& session, const std::string& name
         // A command with commands of its own comes after the one that was chosen.
         if (session.run == nullptr) { session.run = run; }
     });
-    std::string text = "Examples:";
-    for (const std::string& example : examples) { text += "\n  " + example; }
-    command.footer(text);
+    command.footer(FormatExamples(examples));
     return command;
 }
 
@@ -130,12 +152,6 @@ void AddDryRunOption(CLI::App& command, Session& session) {
 void AddDeleteOptions(CLI::App& command, Session& session) {
     command.add_flag("-y,--yes", session.arguments.isConfirmed, "Do not ask");
     AddDryRunOption(command, session);
-}
-
-std::vector<std::string> ListChoices(const CLI::Option& option) {
-    const std::string type = option.get_type_name();
-    const bool isList = type.find('|') != std::string::npos && type == CLI::detail::to_lower(type);
-    return isList ? CLI::detail::split(type, '|') : std::vector<std::string>();
 }
 
 } // namespace VarnelBase

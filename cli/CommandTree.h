@@ -14,8 +14,9 @@ namespace VarnelBase {
 /// fills the session's arguments and chooses what it runs.
 std::unique_ptr<CLI::App> BuildCommandTree(Session& session);
 
-/// A noun, whose verbs are commands.
-CLI::App& AddNoun(CLI::App& parent, const std::string& name, const std::string& description);
+/// A noun, whose verbs are commands. Its help ends with an example.
+CLI::App& AddNoun(CLI::App& parent, const std::string& name, const std::string& description,
+                  const std::string& example);
 
 /// A command, whose help ends with the examples.
 CLI::App& AddCommand(CLI::App& parent, Session& session, const std::string& name,
@@ -37,9 +38,6 @@ void AddDryRunOption(CLI::App& command, Session& session);
 
 /// --yes and --dry-run.
 void AddDeleteOptions(CLI::App& command, Session& session);
-
-/// The values that an option or argument takes; none: any.
-std::vector<std::string> ListChoices(const CLI::Option& option);
 
 // Each adds the commands of one noun, or a few that belong together.
 void AddSimulationCommands(CLI::App& root, Session& session);

@@ -59,7 +59,8 @@ void WatchExecution(Session& session) {
 
 void AddExecutionCommands(CLI::App& root, Session& session) {
     Arguments& given = session.arguments;
-    CLI::App& execution = AddNoun(root, "execution", "Executions of a simulation");
+    CLI::App& execution = AddNoun(root, "execution", "Executions of a simulation",
+                                  "varnel execution list sim-bridge");
 
     CLI::App& list = AddCommand(
         execution, session, "list", "List a simulation's executions", ListExecutions,

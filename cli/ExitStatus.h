@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <stdexcept>
 #include <string>
 
@@ -8,15 +9,32 @@ namespace VarnelBase {
 /// What the command's exit status tells a script. The numbers are part of the interface.
 enum class ExitStatus : int {
     Done = 0,
-    Refused = 1,         ///< the service, the user or a file said no
-    Usage = 2,           ///< the command line or a setting cannot be used; nothing was sent
-    Unreachable = 3,     ///< no answer came from the service
-    LoginNeeded = 4,     ///< there is no token that the service takes
-    NotConfirmed = 5,    ///< something was sent, and what became of it is not known
-    Offline = 6,         ///< the settings say offline; nothing was sent
-    ExecutionFailed = 8, ///< the execution that was watched has failed
-    Interrupted = 130,   ///< Ctrl-C
+    Refused = 1,
+    Usage = 2,
+    Unreachable = 3,
+    LoginNeeded = 4,
+    NotConfirmed = 5,
+    Offline = 6,
+    ExecutionFailed = 8,
+    Interrupted = 130,
 };
+
+struct ExplainedStatus {
+    ExitStatus status;
+    const char* meaning;
+};
+
+inline constexpr std::array<ExplainedStatus, 9> ExplainedStatuses{{
+    {ExitStatus::Done, "Done"},
+    {ExitStatus::Refused, "The service, the user or a file said no"},
+    {ExitStatus::Usage, "The command line or a setting cannot be used; nothing was sent"},
+    {ExitStatus::Unreachable, "The service cannot be reached or did not answer"},
+    {ExitStatus::LoginNeeded, "There is no token, or none that the service takes"},
+    {ExitStatus::NotConfirmed, "Something was sent, and whether it was done is not known"},
+    {ExitStatus::Offline, "Offline mode is on; nothing was sent"},
+    {ExitStatus::ExecutionFailed, "The execution that was watched has failed"},
+    {ExitStatus::Interrupted, "Interrupted by Ctrl-C"},
+}};
 
 /// Ends the command with a message on standard error; without a text, silently.
 class CommandError : public std::runtime_error {

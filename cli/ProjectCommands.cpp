@@ -58,7 +58,7 @@ void GenerateProject(Session& session) {
 } // namespace
 
 void AddProjectCommands(CLI::App& root, Session& session) {
-    CLI::App& project = AddNoun(root, "project", "Project files");
+    CLI::App& project = AddNoun(root, "project", "Project files", "varnel project generate --help");
     CLI::App& generate = AddCommand(
         project, session, "generate", "Have the service generate a project file", GenerateProject,
         {"varnel project generate --data '{\"name\": \"bridge\"}'",

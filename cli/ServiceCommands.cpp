@@ -41,7 +41,7 @@ void SendCommand(Session& session) {
 } // namespace
 
 void AddServiceCommands(CLI::App& root, Session& session) {
-    CLI::App& agent = AddNoun(root, "agent", "The service's agent");
+    CLI::App& agent = AddNoun(root, "agent", "The service's agent", "varnel agent show");
     AddCommand(agent, session, "show", "Show the agent's state", ShowAgent, {"varnel agent show"});
     CLI::App& send = AddCommand(agent, session, "send", "Send a command to the agent", SendCommand,
                                 {"varnel agent send start"});

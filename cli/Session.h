@@ -46,6 +46,9 @@ struct Arguments {
     std::vector<std::string> goodStates{"finished"};
     std::vector<std::string> badStates{"failed"};
 
+    // Completion
+    std::string shell;
+
     // Tracing a program
     std::string traceFormat = "jsonl";
     std::vector<std::string> program;

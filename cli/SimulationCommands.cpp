@@ -66,7 +66,8 @@ void ReplaceInputs(Session& session) {
 
 void AddSimulationCommands(CLI::App& root, Session& session) {
     Arguments& given = session.arguments;
-    CLI::App& simulation = AddNoun(root, "simulation", "Simulations and their inputs");
+    CLI::App& simulation =
+        AddNoun(root, "simulation", "Simulations and their inputs", "varnel simulation list");
 
     CLI::App& list = AddCommand(simulation, session, "list", "List simulations", ListSimulations,
                                 {"varnel simulation list", "varnel simulation list --all -o jsonl",
@@ -90,7 +91,8 @@ void AddSimulationCommands(CLI::App& root, Session& session) {
     AddIdentifier(remove, session, "SIMULATION", given.simulation);
     AddDeleteOptions(remove, session);
 
-    CLI::App& inputs = AddNoun(simulation, "inputs", "What a simulation starts from");
+    CLI::App& inputs = AddNoun(simulation, "inputs", "What a simulation starts from",
+                               "varnel simulation inputs get sim-bridge");
     CLI::App& get = AddCommand(inputs, session, "get", "Show a simulation's inputs", ShowInputs,
                                {"varnel simulation inputs get sim-bridge > inputs.json"});
     AddIdentifier(get, session, "SIMULATION", given.simulation);

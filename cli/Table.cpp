@@ -80,7 +80,7 @@ std::string FormatRow(const Row& row, const std::vector<std::size_t>& widths) {
         line += cell;
         if (i + 1 < widths.size()) { line.append(widths[i] - MeasureWidth(cell) + Gap, ' '); }
     }
-    return line;
+    return line.substr(0, line.find_last_not_of(' ') + 1);
 }
 
 } // namespace

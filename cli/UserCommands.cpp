@@ -68,7 +68,7 @@ void DeleteUser(Session& session) {
 
 void AddUserCommands(CLI::App& root, Session& session) {
     Arguments& given = session.arguments;
-    CLI::App& user = AddNoun(root, "user", "People who may use the service");
+    CLI::App& user = AddNoun(root, "user", "People who may use the service", "varnel user list");
 
     CLI::App& list = AddCommand(user, session, "list", "List users", ListUsers,
                                 {"varnel user list", "varnel user list --all -o table"});
