@@ -3,6 +3,7 @@
 #include <AccessTokenClaims.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <strings.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -57,7 +58,7 @@ std::string FormatAuthority(const std::string& host, unsigned int port) {
 
 void RedactToken(HttpHead& request) {
     for (auto& [name, value] : request.headers) {
-        if (value.rfind("Bearer ", 0) == 0) { value = "Bearer (redacted)"; }
+        if (strcasecmp(name.c_str(), "Authorization") == 0) { value = "(redacted)"; }
     }
 }
 
@@ -241,10 +242,11 @@ void TraceRelay::Serve(Descriptor client, const RelayedService& service) {
     TracedExchange exchange;
     exchange.environment = service.environment;
     exchange.startSeconds = startSeconds;
-    const std::string head = bytes.substr(0, headEnd);
-    exchange.request = ParseHead(head);
-    const std::string host = FindHost(service, exchange.request);
+    const std::string given = bytes.substr(0, headEnd);
+    const std::string host = FindHost(service, ParseHead(given));
     const std::string authority = FormatAuthority(host, service.port);
+    const std::string head = ReplaceHost(given, authority);
+    exchange.request = ParseHead(head);
     exchange.url = "http://" + authority + exchange.request.target;
 
     ResponseHead response;
@@ -254,7 +256,7 @@ void TraceRelay::Serve(Descriptor client, const RelayedService& service) {
             : ConnectTo(host, service.port, Patience);
     exchange.problem = upstream.problem;
     if (upstream.socket.IsOpen()) {
-        const std::string sent = ReplaceHost(head, authority) + bytes.substr(headEnd);
+        const std::string sent = head + bytes.substr(headEnd);
         Flow up{client.Get(), upstream.socket.Get(), sent};
         Flow down{upstream.socket.Get(), client.Get(), ""};
         Pump(up, down, response, stopReader.Get());
