@@ -3,6 +3,8 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cctype>
+#include <cstddef>
 #include <iterator>
 #include <set>
 #include <stdexcept>
@@ -141,7 +143,7 @@ private:
 
     bool Refuse(const std::string& reason) {
         const json name = isInside ? FullName() : "the document";
-        problem = name.dump(-1, ' ', true, json::error_handler_t::replace) + " " + reason;
+        problem = name.dump(-1, ' ', true, json::error_handler_t::replace) + ": " + reason;
         return false;
     }
 
@@ -153,16 +155,21 @@ private:
 
 std::string DescribePosition(const std::string& text, const char* position) {
     const char* begin = text.data();
+    // To find a number's end the parser reads on, possibly into the next line.
+    while (position != begin && std::isspace(static_cast<unsigned char>(position[-1])) != 0) {
+        --position;
+    }
     const auto line = 1 + std::count(begin, position, '\n');
     const auto lineStart =
         std::find(std::make_reverse_iterator(position), std::make_reverse_iterator(begin), '\n');
-    return std::to_string(line) + ":" + std::to_string(position - lineStart.base());
+    const auto column = std::max<std::ptrdiff_t>(1, position - lineStart.base());
+    return std::to_string(line) + ":" + std::to_string(column);
 }
 
 } // namespace
 
 std::string FindConfigFile() {
-    const std::string named = ReadVariable("VARNEL_CONFIG");
+    std::string named = ReadVariable("VARNEL_CONFIG");
     if (!named.empty()) { return named; }
     const std::string configHome = ReadVariable("XDG_CONFIG_HOME");
     if (configHome.rfind('/', 0) == 0) { return configHome + "/varnel/config.json"; }
