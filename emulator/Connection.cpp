@@ -109,10 +109,10 @@ ssize_t Connection::read(char* bytes, size_t size) {
 }
 
 void Connection::RememberHead(std::string_view bytes) {
-    constexpr std::string_view End = "\n\r\n";
+    constexpr std::string_view end = "\n\r\n";
     head += bytes;
     isHeadComplete =
-        head.size() >= End.size() && head.compare(head.size() - End.size(), End.size(), End) == 0;
+        head.size() >= end.size() && head.compare(head.size() - end.size(), end.size(), end) == 0;
     isHeadTooLarge = !isHeadComplete && head.size() >= MaxHeadBytes;
 }
 
