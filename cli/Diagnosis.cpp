@@ -80,12 +80,12 @@ json RequireAnswer(Session& session, const std::string& target, json document) {
 }
 
 bool LooksLikeError(const json& document) {
-    if (!document.is_object()) { return false; }
+    // What has an identifier is a thing of the service's own: an execution, say, that has failed.
+    if (!document.is_object() || document.contains("id")) { return false; }
     const auto error = document.find("error");
     if (error != document.end()) { return !error->is_null(); }
-    return !document.contains("id") &&
-           (document.contains("errors") || document.contains("message") ||
-            document.contains("detail"));
+    return document.contains("errors") || document.contains("message") ||
+           document.contains("detail");
 }
 
 std::string DescribeErrorBody(const std::string& body) {
