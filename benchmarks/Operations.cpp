@@ -1,5 +1,7 @@
 #include "Operations.h"
 
+#include <iostream>
+
 namespace {
 
 using VarnelBase::ApiConnector;
@@ -49,6 +51,9 @@ const std::vector<Operation>& ListOperations() {
         {"PostExecution", 201, "version", [](ApiConnector& api) { api.PostExecution(Id, Inputs); },
          [](const BareClient& bare) {
              bare.Post("/simulations/" + Id + "/executions", Inputs, 201);
+             std::cout << "UI: https://"
+                       << "127.0.0.1"
+                       << "/simulations/" << Id << std::endl;
          }},
         {"GetExecution", 200, "version", [](ApiConnector& api) { api.GetExecution(Id, Id); },
          [](const BareClient& bare) { bare.Get("/simulations/" + Id + "/executions/" + Id, 0); }},
