@@ -1,5 +1,5 @@
-# Headers, library, CMake package and pkg-config file; everything finds its place again when the
-# prefix is moved.
+# Headers, libraries, programs, CMake package and pkg-config file; everything finds its place again when
+# the prefix is moved.
 
 include(CMakePackageConfigHelpers)
 
@@ -14,6 +14,13 @@ target_link_libraries(varnelbase PUBLIC $<INSTALL_INTERFACE:VarnelBase::httplib>
 set_target_properties(varnelbase PROPERTIES EXPORT_NAME VarnelBase)
 install(TARGETS varnelbase EXPORT VarnelBaseTargets)
 install(EXPORT VarnelBaseTargets NAMESPACE VarnelBase:: DESTINATION ${packageDirectory})
+
+if(VARNELBASE_BUILD_EMULATOR)
+    install(FILES emulator/Emulator.h DESTINATION ${headerDirectory})
+    install(TARGETS varnelbase_emulator EXPORT VarnelBaseEmulatorTargets)
+    install(EXPORT VarnelBaseEmulatorTargets NAMESPACE VarnelBase:: DESTINATION ${packageDirectory})
+    install(TARGETS varnel-emulator)
+endif()
 
 configure_package_config_file(cmake/VarnelBaseConfig.cmake.in VarnelBaseConfig.cmake
                               INSTALL_DESTINATION ${packageDirectory} NO_SET_AND_CHECK_MACRO)
