@@ -40,7 +40,7 @@ for prefix in "$work/deb/moved/usr" "$work/tgz"; do
     env -i HOME="$work/home" "$prefix/bin/varnel-emulator" --help >"$work/help"
 done
 
-cmake -S tests/packaging -B "$work/emulator-host" -G Ninja -DWAY=package-with-emulator \
+cmake -S tests/packaging -B "$work/emulator-host" -G Ninja -DWAY=package \
     "-DVarnelBase_ROOT=$work/tgz" "$httplib" "$json"
 cmake --build "$work/emulator-host"
 env -i HOME="$work/home" "$work/emulator-host/emulator_host"

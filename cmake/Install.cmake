@@ -15,13 +15,6 @@ set_target_properties(varnelbase PROPERTIES EXPORT_NAME VarnelBase)
 install(TARGETS varnelbase EXPORT VarnelBaseTargets)
 install(EXPORT VarnelBaseTargets NAMESPACE VarnelBase:: DESTINATION ${packageDirectory})
 
-if(VARNELBASE_BUILD_EMULATOR)
-    install(FILES emulator/Emulator.h DESTINATION ${headerDirectory})
-    install(TARGETS varnelbase_emulator EXPORT VarnelBaseEmulatorTargets)
-    install(EXPORT VarnelBaseEmulatorTargets NAMESPACE VarnelBase:: DESTINATION ${packageDirectory})
-    install(TARGETS varnel-emulator)
-endif()
-
 configure_package_config_file(cmake/VarnelBaseConfig.cmake.in VarnelBaseConfig.cmake
                               INSTALL_DESTINATION ${packageDirectory} NO_SET_AND_CHECK_MACRO)
 write_basic_package_version_file(VarnelBaseConfigVersion.cmake COMPATIBILITY SameMinorVersion)

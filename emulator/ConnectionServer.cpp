@@ -25,14 +25,16 @@ constexpr int MaxRequestsPerConnection = 1000;
 constexpr std::chrono::seconds IdleTime{5};
 constexpr std::size_t EndlessBlockBytes = 65536;
 
-// The two forms of cpp-httplib's function that serves a request; the second one since 0.18.
+// The two forms of cpp-httplib's function that serves a request; the second one is that of 0.18 and
+// later. Which of the two functions below applies is seen from its type.
 using ProcessRequest = bool (httplib::Server::*)(httplib::Stream&, bool, bool&, const Setup&);
 using ProcessRequestFrom = bool (httplib::Server::*)(httplib::Stream&, const std::string&, int,
                                                      const std::string&, int, bool, bool&,
                                                      const Setup&);
 
-bool Process(httplib::Server& server, ProcessRequest process, Connection& connection, bool isLast,
-             bool& isClosing, const Setup& setup) {
+[[maybe_unused]] bool Process(httplib::Server& server, ProcessRequest process,
+                              Connection& connection, bool isLast, bool& isClosing,
+                              const Setup& setup) {
     return (server.*process)(connection, isLast, isClosing, setup);
 }
 
@@ -109,7 +111,7 @@ ConnectionServer::ConnectionServer(ServerCallbacks functions) : callbacks(std::m
         if (inHand->connection.IsHeadTooLarge()) { response.status = 431; }
         const Answer answer = MakeErrorAnswer(response.status, "bad_request",
                                               "the request is not HTTP that can be served");
-        response.set_content(answer.body, answer.contentType.c_str());
+        response.set_content(answer.body, answer.contentType);
     });
     set_logger([](const httplib::Request& /*request*/, const httplib::Response& response) {
         inHand->exchange.status = response.status;
@@ -180,7 +182,9 @@ bool ConnectionServer::ServeOne(Connection& connection, bool isLast) {
         return false;
     }
     if (!request.isPrepared) { request.exchange.request = ParseRequestHead(connection.GetHead()); }
-    stopSignal.Wait(ToMilliseconds(request.fault.delaySeconds));
+    if (request.fault.delaySeconds > 0) {
+        stopSignal.Wait(ToMilliseconds(request.fault.delaySeconds));
+    }
     if (request.fault.action == FaultAction::DropBeforeReading ||
         request.fault.action == FaultAction::DropAfterReading ||
         request.fault.action == FaultAction::Reset) {
