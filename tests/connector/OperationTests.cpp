@@ -40,16 +40,6 @@ std::string ExpectedRequest(const Operation& operation, const std::string& host,
     return SortHeaders(head + "\r\n" + body);
 }
 
-/// What an operation must return for an answer.
-json ExpectedResult(Gate gate, int status, const std::string& body) {
-    if (gate == Gate::Project) {
-        return status == 200 ? json{{"status", "ok"}, {"body", body}} : json();
-    }
-    const bool isRead = gate == Gate::AnyResponse || (gate == Gate::Exactly200 && status == 200) ||
-                        (gate == Gate::Exactly201 && status == 201);
-    return isRead && json::accept(body) ? json::parse(body) : json();
-}
-
 using Requests = ConnectorFixture;
 using Gates = ConnectorFixture;
 using Steps = ConnectorFixture;

@@ -46,4 +46,13 @@ const std::vector<Operation>& Operations() {
     return operations;
 }
 
+json ExpectedResult(Gate gate, int status, const std::string& body) {
+    if (gate == Gate::Project) {
+        return status == 200 ? json{{"status", "ok"}, {"body", body}} : json();
+    }
+    const bool isRead = gate == Gate::AnyResponse || (gate == Gate::Exactly200 && status == 200) ||
+                        (gate == Gate::Exactly201 && status == 201);
+    return isRead && json::accept(body) ? json::parse(body) : json();
+}
+
 } // namespace VarnelBase

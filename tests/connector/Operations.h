@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "ApiConnector.h"
@@ -21,5 +22,8 @@ struct Operation {
 
 /// All seventeen.
 const std::vector<Operation>& Operations();
+
+/// What an operation must return for an answer.
+json ExpectedResult(Gate gate, int status, const std::string& body);
 
 } // namespace VarnelBase

@@ -1,9 +1,11 @@
 #include "ScriptedServer.h"
 
 #include <arpa/inet.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <stdexcept>
 #include <utility>
@@ -30,6 +32,15 @@ bool Receive(int connection, std::string& bytes) {
     return count > 0;
 }
 
+void Send(int connection, const std::string& bytes, std::size_t bytesAtOnce) {
+    const int on = 1;
+    setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
+    for (std::size_t sent = 0; sent < bytes.size(); sent += bytesAtOnce) {
+        const std::size_t count = std::min(bytesAtOnce, bytes.size() - sent);
+        if (send(connection, bytes.data() + sent, count, MSG_NOSIGNAL) < 0) { return; }
+    }
+}
+
 } // namespace
 
 ScriptedServer::ScriptedServer(std::function<void()> onRequest)
@@ -53,9 +64,10 @@ ScriptedServer::~ScriptedServer() {
     close(listener);
 }
 
-void ScriptedServer::Answer(const std::string& bytes) {
+void ScriptedServer::Answer(const std::string& bytes, Manner manner) {
     const std::lock_guard<std::mutex> lock(mutex);
     answer = bytes;
+    answerManner = manner;
 }
 
 std::vector<std::string> ScriptedServer::TakeConnections() {
@@ -79,16 +91,24 @@ void ScriptedServer::Converse(int connection) {
     setsockopt(connection, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience));
     std::string received;
     std::string toSend;
-    while (!IsWhole(received) && Receive(connection, received)) {}
+    Manner manner = Manner::Whole;
     {
         const std::lock_guard<std::mutex> lock(mutex);
         isBusy = true;
         toSend = answer;
+        manner = answerManner;
     }
+    const bool isRead = manner != Manner::ResetAtOnce;
+    while (isRead && !IsWhole(received) && Receive(connection, received)) {}
     notify();
-    send(connection, toSend.data(), toSend.size(), MSG_NOSIGNAL);
-    shutdown(connection, SHUT_WR);
-    while (Receive(connection, received)) {}
+    Send(connection, toSend, manner == Manner::Drip ? 1 : toSend.size());
+    if (manner == Manner::ThenReset || manner == Manner::ResetAtOnce) {
+        const linger discard{1, 0};
+        setsockopt(connection, SOL_SOCKET, SO_LINGER, &discard, sizeof(discard));
+    } else {
+        shutdown(connection, SHUT_WR);
+        while (Receive(connection, received)) {}
+    }
     const std::lock_guard<std::mutex> lock(mutex);
     connections.push_back(std::move(received));
 }
