@@ -72,10 +72,10 @@ void TourProject(ApiConnector& connector) {
 
 void TourUsers(ApiConnector& connector) {
     const json user = connector.CreateUser("ada@example.com", "viewer");
-    Show("CreateUser(\"ada@example.com\", \"viewer\")", user);
+    Show(R"(CreateUser("ada@example.com", "viewer"))", user);
     const std::string id = FindText(user, "id");
     Show("GetUser(\"" + id + "\")", connector.GetUser(id));
-    Show("UpdateUser(\"" + id + "\", \"editor\")", connector.UpdateUser(id, "editor"));
+    Show("UpdateUser(\"" + id + R"(", "editor"))", connector.UpdateUser(id, "editor"));
     Show("GetUsers(20, 0)", connector.GetUsers(20, 0));
     connector.DeleteUser(id);
     ShowSent("DeleteUser(\"" + id + "\")");

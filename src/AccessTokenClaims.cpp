@@ -1,10 +1,8 @@
 #include "AccessTokenClaims.h"
 
-#include <openssl/evp.h>
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
-#include <vector>
+#include "CryptoText.h"
 
 namespace VarnelBase {
 
@@ -14,27 +12,6 @@ using nlohmann::json;
 
 // Far above any header that a server takes, and well within OpenSSL's int lengths.
 constexpr std::size_t MaxTokenBytes = 1 << 20;
-
-bool IsBase64Url(char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' ||
-           c == '_';
-}
-
-/// Bytes of a base64url text without padding (RFC 4648, section 5); empty when it is none.
-std::string DecodeBase64Url(std::string text) {
-    if (!std::all_of(text.begin(), text.end(), IsBase64Url) || text.size() % 4 == 1) { return ""; }
-    std::replace(text.begin(), text.end(), '-', '+');
-    std::replace(text.begin(), text.end(), '_', '/');
-    const std::size_t padding = (4 - text.size() % 4) % 4;
-    text.append(padding, '=');
-
-    std::vector<unsigned char> bytes(text.size() / 4 * 3);
-    const int length =
-        EVP_DecodeBlock(bytes.data(), reinterpret_cast<const unsigned char*>(text.data()),
-                        static_cast<int>(text.size()));
-    if (length < 0) { return ""; }
-    return {bytes.begin(), bytes.end() - static_cast<std::ptrdiff_t>(padding)};
-}
 
 /// The claims of a token in JWS compact form (RFC 7515, section 7.1); discarded when it is none.
 json ParseClaims(const std::string& token) {

@@ -1,14 +1,21 @@
 #include "AuthHandler.h"
 
+#include <sys/select.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <ctime>
 #include <stdexcept>
 
 #include "AccessTokenClaims.h"
+#include "AttemptMarks.h"
+#include "BrowserLauncher.h"
+#include "CallbackServer.h"
 #include "EnvironmentVariable.h"
+#include "IdentityProvider.h"
 #include "IdentitySettings.h"
+#include "LoginAttempt.h"
+#include "ProviderClock.h"
+#include "RefreshLock.h"
 #include "SettingSources.h"
 #include "SigpipeGuard.h"
 #include "TokenFile.h"
@@ -19,6 +26,9 @@ namespace {
 
 constexpr double MaxLeewaySeconds = 30;
 constexpr std::size_t MaxLabelLength = 63;
+constexpr const char* WaysWithoutBrowser =
+    "set VARNEL_TOKEN, or VARNEL_USERNAME and VARNEL_PASSWORD";
+constexpr const char* BusyElsewhere = ": another program has been renewing the token for 10 s";
 
 httplib::Server MakeLoginServer() {
     const SigpipeGuard guard;
@@ -35,12 +45,78 @@ bool IsHostLabel(const std::string& text) {
            text.back() != '-' && std::all_of(text.begin(), text.end(), isLabelCharacter);
 }
 
+/// Whether the token's lifetime is over, to the second. An access token that cannot be renewed is
+/// used until then.
+bool HasEnded(const std::string& accessToken) {
+    if (accessToken.empty()) { return true; }
+    const auto expiry = ReadTokenLifetime(accessToken).expiry;
+    return expiry && static_cast<double>(ReadProviderClock()) >= *expiry;
+}
+
+/// Whether one token ends before another; not when one of them does not say.
+bool EndsBefore(const std::string& left, const std::string& right) {
+    const auto leftExpiry = ReadTokenLifetime(left).expiry;
+    const auto rightExpiry = ReadTokenLifetime(right).expiry;
+    return leftExpiry && rightExpiry && *leftExpiry < *rightExpiry;
+}
+
 std::string ReadTokenVariable() {
-    std::string token = ReadVariable("VARNEL_TOKEN");
-    if (!IsAccessTokenText(token)) {
+    std::string given = ReadVariable("VARNEL_TOKEN");
+    if (!IsAccessTokenText(given)) {
         throw std::runtime_error("VARNEL_TOKEN: holds a character that no token may hold");
     }
-    return token;
+    if (!given.empty() && HasEnded(given)) {
+        throw std::runtime_error("VARNEL_TOKEN: the token has expired");
+    }
+    return given;
+}
+
+bool MayOpenBrowser() {
+    const std::string value = ReadVariable("VARNEL_NONINTERACTIVE");
+    return value.empty() || !ParseFlag({value, "VARNEL_NONINTERACTIVE"});
+}
+
+/// Settings of a handler: what it has read once stays, the rest is as it is now.
+IdentitySettings ReadSettings(const EnvConfig& config, const std::string& authHost,
+                              const std::string& clientId, const std::string& clientSecret) {
+    IdentitySettings identity = ReadIdentitySettings(config.GetEnvironment());
+    identity.authHost = authHost;
+    identity.clientId = clientId;
+    identity.clientSecret = clientSecret;
+    return identity;
+}
+
+/// Whether the settings, as they are now, still select this token file.
+bool IsSelected(const TokenFile& tokenFile) {
+    const EnvConfig current;
+    return FindTokenFile(current, ReadIdentitySettings(current.GetEnvironment())).GetPath() ==
+           tokenFile.GetPath();
+}
+
+std::string DescribeRefusal(const std::string& issuer, const std::string& what,
+                            const std::string& error) {
+    if (error == "access_denied") {
+        return issuer + ": " + what + " was cancelled (" + error + ")";
+    }
+    std::string message = issuer + ": " + what + " was refused (" + error + ")";
+    if (error == "invalid_client" || error == "unauthorized_client") {
+        message += ": check clientId, clientSecret and what the provider allows this client";
+    }
+    return message;
+}
+
+/// httplib serves no descriptor from FD_SETSIZE up.
+void RequireServable(int listener) {
+    if (listener < FD_SETSIZE) { return; }
+    throw std::runtime_error("the browser's answer cannot be received: the program has more than " +
+                             std::to_string(FD_SETSIZE) + " files open");
+}
+
+TokenAnswer AskForTokens(const std::string& issuer, const IdentitySettings& identity,
+                         const std::string& form) {
+    const IdentityProvider provider = DiscoverProvider(issuer, identity.caFile);
+    return RequestTokens(provider, {identity.clientId, identity.clientSecret, identity.caFile},
+                         form);
 }
 
 } // namespace
@@ -59,27 +135,25 @@ std::string AuthHandler::GetApiKey() {
 
     const std::string given = ReadTokenVariable();
     if (!given.empty()) {
-        if (IsTokenExpired(given)) {
-            throw std::runtime_error("VARNEL_TOKEN: the token has expired");
-        }
         token = given;
         return token;
     }
-    const bool hasNoProvider = authHost.empty();
-    if (hasNoProvider && config.GetEnvironment() == Environment::Local) { return ""; }
-    if (!hasNoProvider || config.IsOffline()) {
-        LoadTokens();
-        if (!token.empty() && (config.IsOffline() || !IsTokenExpired(token))) { return token; }
+    if (authHost.empty() && config.GetEnvironment() == Environment::Local) { return ""; }
+    LoadTokens();
+    if (config.IsOffline()) { return token; }
+    const std::string issuer = GetAuthServerUrl();
+    if (!IsTokenExpired(token)) { return token; }
+    try {
+        if (!RefreshAccessToken().empty()) { return token; }
+        if (config.HasCredentials()) { return LoginWithPassword(); }
+    } catch (const std::runtime_error&) {
+        if (HasEnded(token)) { throw; }
     }
-    if (config.IsOffline()) { return ""; }
-    if (hasNoProvider) {
-        throw std::runtime_error("no identity provider for " +
-                                 NameEnvironment(config.GetEnvironment()) +
-                                 ": set VARNEL_AUTH_HOST, or a token in VARNEL_TOKEN");
-    }
-    std::string message = "not signed in to " + GetAuthServerUrl() + ": call Login()";
+    if (!HasEnded(token)) { return token; }
+
+    std::string message = "not signed in to " + issuer + ": call Login()";
     const std::string path =
-        FindTokenFile(config, ReadIdentitySettings(config.GetEnvironment())).GetPath();
+        FindTokenFile(config, ReadSettings(config, authHost, clientId, clientSecret)).GetPath();
     struct stat status {};
     if (token.empty() && lstat(path.c_str(), &status) == 0) {
         message += " (" + path + " is no token file that can be trusted)";
@@ -100,15 +174,15 @@ std::string AuthHandler::GetFirstGroup(const std::string& accessToken) {
 }
 
 std::string AuthHandler::Login() {
-    std::string given = ReadTokenVariable();
-    if (!given.empty()) {
-        if (IsTokenExpired(given)) {
-            throw std::runtime_error("VARNEL_TOKEN: the token has expired");
-        }
-        return given;
+    const bool hasTokenVariable = !ReadTokenVariable().empty();
+    if (!hasTokenVariable) {
+        if (authHost.empty() && config.GetEnvironment() == Environment::Local) { return ""; }
+        LoadTokens();
+        if (config.IsOffline()) { return token; }
+        if (!RefreshAccessToken().empty()) { return token; }
     }
-    if (authHost.empty() && config.GetEnvironment() == Environment::Local) { return ""; }
-    throw std::runtime_error("signing in needs a token in VARNEL_TOKEN");
+    Relogin();
+    return token;
 }
 
 bool AuthHandler::IsTokenExpired(const std::string& accessToken) {
@@ -119,11 +193,49 @@ bool AuthHandler::IsTokenExpired(const std::string& accessToken) {
     if (lifetime.issuedAt) {
         leeway = std::clamp((*lifetime.expiry - *lifetime.issuedAt) / 10, 0.0, MaxLeewaySeconds);
     }
-    return static_cast<double>(std::time(nullptr)) >= *lifetime.expiry - leeway;
+    return static_cast<double>(ReadProviderClock()) >= *lifetime.expiry - leeway;
 }
 
 void AuthHandler::Relogin() {
-    Login();
+    const std::string given = ReadTokenVariable();
+    if (!given.empty()) {
+        token = given;
+        return;
+    }
+    if (authHost.empty() && config.GetEnvironment() == Environment::Local) { return; }
+    const std::string issuer = GetAuthServerUrl();
+    if (config.IsOffline()) { throw std::runtime_error("offline mode: nobody can sign in"); }
+    LoadTokens();
+    if (config.HasCredentials()) {
+        LoginWithPassword();
+        return;
+    }
+    if (!MayOpenBrowser()) {
+        throw std::runtime_error("signing in to " + issuer + ": " + WaysWithoutBrowser);
+    }
+    const IdentitySettings identity = ReadSettings(config, authHost, clientId, clientSecret);
+    const IdentityProvider provider = DiscoverProvider(issuer, identity.caFile);
+    LoginAttempt attempt(identity.loginTimeout);
+    PrepareCallbackServer(loginServer, attempt, [&](const auto& request, auto& response) {
+        attempt.CheckIssuer(request, provider);
+        GetLoginResult(attempt.AddSecrets(request), response);
+    });
+    attempt.redirectUri = StartLocalServer();
+    try {
+        RequireServable(attempt.listener);
+        OpenBrowser(BuildAuthorizationUrl(provider, attempt.BuildQuery(clientId, identity.scope)));
+    } catch (...) {
+        attempt.isOver = true;
+        AwaitServer(); // Only listening closes the socket.
+        throw;
+    }
+    AwaitServer();
+    if (attempt.failure) { std::rethrow_exception(attempt.failure); }
+    if (!attempt.isOver) {
+        throw std::runtime_error("signing in to " + issuer + ": nobody did within " +
+                                 std::to_string(identity.loginTimeout.count()) +
+                                 " s (VARNEL_LOGIN_TIMEOUT)");
+    }
 }
 
 bool AuthHandler::CanLoginNonInteractively() {
@@ -133,18 +245,157 @@ bool AuthHandler::CanLoginNonInteractively() {
 
 void AuthHandler::RequireNonInteractive(const std::string& message) {
     if (CanLoginNonInteractively()) { return; }
-    throw std::runtime_error(message +
-                             ": needs VARNEL_TOKEN, VARNEL_USERNAME and VARNEL_PASSWORD, or an "
-                             "earlier login");
+    throw std::runtime_error(message + ": " + WaysWithoutBrowser + ", or an earlier login");
+}
+
+void AuthHandler::GetLoginResult(const httplib::Request& request, httplib::Response& response) {
+    if (request.has_param("error")) {
+        const std::string error = NameErrorCode(request.get_param_value("error"));
+        throw IdentityError(DescribeRefusal(GetAuthServerUrl(), "signing in", error));
+    }
+    ExchangeAuthCodeForToken(
+        BuildForm({{"grant_type", "authorization_code"},
+                   {"code", request.get_param_value("code")},
+                   {"redirect_uri", request.get_param_value("redirect_uri")},
+                   {"code_verifier", request.get_param_value("code_verifier")}}));
+    ShowPage(response, 200, "You are signed in",
+             "Go back to the program. You can close this page.");
+}
+
+void AuthHandler::AwaitServer() {
+    if (!loginServer.listen_after_bind()) {
+        throw std::runtime_error("the browser's answer cannot be received: listening failed");
+    }
+}
+
+void AuthHandler::OpenBrowser(const std::string& url) {
+    if (LaunchBrowser(url)) { return; }
+    throw std::runtime_error("signing in to " + GetAuthServerUrl() +
+                             ": no browser could be started: set BROWSER to a command that opens "
+                             "one, or do without: " +
+                             WaysWithoutBrowser);
+}
+
+std::string AuthHandler::StartLocalServer() {
+    for (const std::string address : {"127.0.0.1", "::1"}) {
+        const int port = loginServer.bind_to_any_port(address);
+        if (port <= 0) { continue; }
+        const std::string host = address == "::1" ? "[::1]" : address;
+        return "http://" + host + ":" + std::to_string(port) + "/callback";
+    }
+    throw std::runtime_error("no port on 127.0.0.1 or ::1 is free for the browser's answer");
+}
+
+std::string AuthHandler::ExchangeAuthCodeForToken(const std::string& form) {
+    const IdentitySettings identity = ReadSettings(config, authHost, clientId, clientSecret);
+    const std::string issuer = GetAuthServerUrl();
+    const TokenAnswer answer = AskForTokens(issuer, identity, form);
+    if (!answer.error.empty()) {
+        throw IdentityError(DescribeRefusal(issuer, "signing in", answer.error));
+    }
+    // A refresh that is under way elsewhere must not put the old session back.
+    const RefreshLock lock(FindTokenFile(config, identity));
+    StoreTokens(answer.accessToken, answer.refreshToken);
+    return token;
+}
+
+std::string AuthHandler::RefreshAccessToken() {
+    const IdentitySettings identity = ReadSettings(config, authHost, clientId, clientSecret);
+    const TokenFile file = FindTokenFile(config, identity);
+    const std::string issuer = GetAuthServerUrl();
+    const std::string earlier = token;
+    if (refreshToken.empty()) { return ""; }
+
+    const RefreshLock lock(file);
+    if (lock.IsBusy()) { throw IdentityError(issuer + BusyElsewhere); }
+    LoadTokens();
+    if (token != earlier && !IsTokenExpired(token)) { return token; }
+    if (refreshToken.empty() || IsRefreshUnanswered(file, refreshToken)) { return ""; }
+    TokenAnswer answer;
+    try {
+        answer = AskForTokens(
+            issuer, identity,
+            BuildForm({{"grant_type", "refresh_token"}, {"refresh_token", refreshToken}}));
+    } catch (const IdentityError& error) {
+        if (error.IsUnanswered()) { MarkRefreshUnanswered(file, refreshToken); }
+        throw;
+    }
+    if (answer.error == "invalid_grant") {
+        const std::string failed = refreshToken;
+        LoadTokens();
+        if (refreshToken == failed) { StoreTokens(HasEnded(token) ? "" : token, ""); }
+        return IsTokenExpired(token) ? "" : token;
+    }
+    if (!answer.error.empty()) {
+        throw IdentityError(DescribeRefusal(issuer, "renewing the token", answer.error));
+    }
+    StoreTokens(answer.accessToken,
+                answer.refreshToken.empty() ? refreshToken : answer.refreshToken);
+    return token;
+}
+
+std::string AuthHandler::LoginWithPassword() {
+    const IdentitySettings identity = ReadSettings(config, authHost, clientId, clientSecret);
+    const TokenFile file = FindTokenFile(config, identity);
+    const std::string issuer = GetAuthServerUrl();
+    const std::string earlier = token;
+    const RefreshLock lock(file);
+    if (lock.IsBusy()) { throw IdentityError(issuer + BusyElsewhere); }
+    LoadTokens();
+    if (token != earlier && !IsTokenExpired(token)) { return token; }
+    if (WasPasswordJustRefused(file)) {
+        throw IdentityError(issuer +
+                            ": the password was refused less than a minute ago and is not "
+                            "tried again yet: check VARNEL_USERNAME and VARNEL_PASSWORD");
+    }
+    const TokenAnswer answer = AskForTokens(issuer, identity,
+                                            BuildForm({{"grant_type", "password"},
+                                                       {"username", config.GetUsername()},
+                                                       {"password", config.GetPassword()},
+                                                       {"scope", identity.scope}}));
+    if (answer.error == "invalid_grant") { MarkPasswordRefused(file); }
+    if (!answer.error.empty()) {
+        throw IdentityError(DescribeRefusal(issuer, "the password", answer.error));
+    }
+    StoreTokens(answer.accessToken, answer.refreshToken);
+    return token;
 }
 
 void AuthHandler::LoadTokens() {
+    if (!IsSelected(
+            FindTokenFile(config, ReadSettings(config, authHost, clientId, clientSecret)))) {
+        return;
+    }
     TokenSet stored = tokenStore.Load();
+    // What could not be stored is newer than what is.
+    const bool isOutdated = !refreshToken.empty() && EndsBefore(stored.accessToken, token);
+    if (stored.accessToken.empty() || isOutdated) { return; }
     token = std::move(stored.accessToken);
     refreshToken = std::move(stored.refreshToken);
 }
 
+void AuthHandler::StoreTokens(const std::string& accessToken, const std::string& newRefreshToken) {
+    token = accessToken;
+    refreshToken = newRefreshToken;
+    try {
+        const bool isOurs = IsSelected(
+            FindTokenFile(config, ReadSettings(config, authHost, clientId, clientSecret)));
+        if (!isOurs) { return; }
+        if (token.empty()) {
+            tokenStore.Clear();
+        } else {
+            tokenStore.Store({token, refreshToken});
+        }
+    } catch (const std::exception&) { // The tokens in memory are as good, for this handler.
+    }
+}
+
 std::string AuthHandler::GetAuthServerUrl() {
+    if (authHost.empty()) {
+        throw std::runtime_error("no identity provider for " +
+                                 NameEnvironment(config.GetEnvironment()) +
+                                 ": set VARNEL_AUTH_HOST, or a token in VARNEL_TOKEN");
+    }
     return FindIssuer(authHost, config.GetAuthRealm());
 }
 

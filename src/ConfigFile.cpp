@@ -141,7 +141,7 @@ private:
 
     bool Refuse(const std::string& reason) {
         const json name = isInside ? FullName() : "the document";
-        problem = name.dump(-1, ' ', true, json::error_handler_t::replace) + " " + reason;
+        problem = name.dump(-1, ' ', true, json::error_handler_t::replace) + ": " + reason;
         return false;
     }
 
@@ -162,7 +162,7 @@ std::string DescribePosition(const std::string& text, const char* position) {
 } // namespace
 
 std::string FindConfigFile() {
-    const std::string named = ReadVariable("VARNEL_CONFIG");
+    std::string named = ReadVariable("VARNEL_CONFIG");
     if (!named.empty()) { return named; }
     const std::string configHome = ReadVariable("XDG_CONFIG_HOME");
     if (configHome.rfind('/', 0) == 0) { return configHome + "/varnel/config.json"; }

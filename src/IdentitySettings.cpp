@@ -1,5 +1,6 @@
 #include "IdentitySettings.h"
 
+#include "IdentityUrl.h"
 #include "SettingSources.h"
 
 namespace VarnelBase {
@@ -31,7 +32,9 @@ IdentitySettings ReadIdentitySettings(Environment environment) {
 }
 
 std::string FindIssuer(const std::string& authHost, const std::string& realm) {
-    return realm.empty() ? authHost : authHost + "/realms/" + realm;
+    if (realm.empty()) { return authHost; }
+    const bool hasSlash = !authHost.empty() && authHost.back() == '/';
+    return authHost + (hasSlash ? "realms/" : "/realms/") + EncodeUrlText(realm);
 }
 
 } // namespace VarnelBase

@@ -1,11 +1,8 @@
 #include "TokenFile.h"
 
-#include <openssl/evp.h>
-
 #include <algorithm>
-#include <array>
-#include <stdexcept>
 
+#include "CryptoText.h"
 #include "EnvironmentVariable.h"
 #include "SettingSources.h"
 
@@ -20,20 +17,6 @@ std::string FindTokenDirectory() {
     return home.empty() ? "" : home + "/.local/state/varnel/tokens";
 }
 
-std::string HashToHex(const std::string& text) {
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    unsigned int size = 0;
-    if (EVP_Digest(text.data(), text.size(), digest.data(), &size, EVP_sha256(), nullptr) != 1) {
-        throw std::runtime_error("SHA-256 is not available");
-    }
-    std::string hex;
-    for (unsigned int i = 0; i < size; ++i) {
-        hex += "0123456789abcdef"[digest.at(i) >> 4];
-        hex += "0123456789abcdef"[digest.at(i) & 0xf];
-    }
-    return hex;
-}
-
 } // namespace
 
 TokenFile FindTokenFile(const EnvConfig& config, const IdentitySettings& identity) {
@@ -43,7 +26,7 @@ TokenFile FindTokenFile(const EnvConfig& config, const IdentitySettings& identit
                                     identity.clientId, config.GetUsername(), identity.scope}) {
         key += std::to_string(part.size()) + ":" + part;
     }
-    return {FindTokenDirectory(), HashToHex(key) + ".json"};
+    return {FindTokenDirectory(), HashToBase64Url(key) + ".json"};
 }
 
 bool IsAccessTokenText(const std::string& text) {

@@ -19,7 +19,7 @@ namespace {
 
 using nlohmann::json;
 
-constexpr std::size_t MaxFileBytes = 64 * 1024;
+constexpr std::size_t MaxFileBytes = 1 << 16;
 
 TokenFile FindConfiguredTokenFile() {
     const EnvConfig config;

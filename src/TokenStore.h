@@ -19,7 +19,7 @@ struct TokenSet {
 class TokenStore {
 public:
     TokenStore();
-    ~TokenStore();
+    ~TokenStore(); // NOLINT(performance-trivially-destructible): part of the interface
 
     /// The stored pair, or two empty strings when there is none that can be trusted: no file, or
     /// one that is damaged, not a regular file, another user's, or open to others. Such a file is

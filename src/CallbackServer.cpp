@@ -1,0 +1,198 @@
+#include "CallbackServer.h"
+
+#include <fcntl.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <exception>
+#include <list>
+#include <string_view>
+#include <utility>
+
+namespace VarnelBase {
+
+namespace {
+
+constexpr std::chrono::seconds ConnectionTimeout(1);
+constexpr std::chrono::milliseconds IdleInterval(20);
+constexpr int StatusOk = 200;
+constexpr int StatusFailed = 400;
+constexpr std::size_t MaxHeadBytes = 16 * 1024;
+constexpr std::size_t MaxWaiting = 64;
+
+enum class Head { Partial, Whole, Unusable };
+
+/// Looks at what has arrived without taking it.
+Head PeekHead(int socket) {
+    std::array<char, MaxHeadBytes> bytes; // NOLINT(*-member-init): filled below
+    const ssize_t count = recv(socket, bytes.data(), bytes.size(), MSG_PEEK | MSG_DONTWAIT);
+    if (count < 0) {
+        const bool isPending = errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
+        return isPending ? Head::Partial : Head::Unusable;
+    }
+    const std::string_view head(bytes.data(), static_cast<std::size_t>(count));
+    if (head.find("\r\n\r\n") != std::string_view::npos) { return Head::Whole; }
+    return count == 0 || head.size() == bytes.size() ? Head::Unusable : Head::Partial;
+}
+
+void CloseConnection(int socket) {
+    ::shutdown(socket, SHUT_RDWR);
+    close(socket);
+}
+
+/// Whether two sockets have the same local address.
+bool HasSameAddress(int left, int right) {
+    sockaddr_storage leftAddress{};
+    sockaddr_storage rightAddress{};
+    socklen_t leftSize = sizeof(leftAddress);
+    socklen_t rightSize = sizeof(rightAddress);
+    return getsockname(left, reinterpret_cast<sockaddr*>(&leftAddress), &leftSize) == 0 &&
+           getsockname(right, reinterpret_cast<sockaddr*>(&rightAddress), &rightSize) == 0 &&
+           leftSize == rightSize && std::memcmp(&leftAddress, &rightAddress, leftSize) == 0;
+}
+
+/// Runs the server's jobs in the thread that listens, each one only when the whole head of its
+/// request has arrived. Stops the server when the attempt is over.
+class CallbackQueue final : public httplib::TaskQueue {
+public:
+    using Job = std::function<void()>;
+    /// `void` or `bool`, by cpp-httplib's release.
+    using Accepted = decltype(std::declval<httplib::TaskQueue&>().enqueue(Job()));
+
+    CallbackQueue(httplib::Server& loginServer, const LoginAttempt& loginAttempt)
+        : server(loginServer), attempt(loginAttempt) {
+        RunReadyJobs();
+    }
+    ~CallbackQueue() override {
+        for (const Connection& connection : waiting) { CloseConnection(connection.socket); }
+    }
+    CallbackQueue(const CallbackQueue&) = delete;
+    CallbackQueue& operator=(const CallbackQueue&) = delete;
+
+    Accepted enqueue(Job job) override {
+        Add(std::move(job));
+        RunReadyJobs();
+        return Accepted(true);
+    }
+    void on_idle() override { RunReadyJobs(); }
+    void shutdown() override {}
+
+private:
+    struct Connection {
+        int socket;
+        Job job;
+    };
+
+    void Add(Job job);
+    void RunReadyJobs();
+    bool IsWaiting(int socket) const;
+    int FindNewSocket() const;
+
+    httplib::Server& server;
+    const LoginAttempt& attempt;
+    std::list<Connection> waiting;
+    bool isStopped = false;
+};
+
+bool CallbackQueue::IsWaiting(int socket) const {
+    return std::any_of(waiting.begin(), waiting.end(), [socket](const Connection& connection) {
+        return connection.socket == socket;
+    });
+}
+
+/// The connection that was accepted last, which nobody names: the one with the listener's address
+/// that is not known yet. httplib serves no descriptor from FD_SETSIZE up.
+int CallbackQueue::FindNewSocket() const {
+    for (int socket = 0; socket < FD_SETSIZE; ++socket) {
+        if (socket != attempt.listener && HasSameAddress(socket, attempt.listener) &&
+            !IsWaiting(socket)) {
+            return socket;
+        }
+    }
+    return -1;
+}
+
+void CallbackQueue::Add(Job job) {
+    const int socket = FindNewSocket();
+    if (socket < 0) {
+        job();
+        return;
+    }
+    fcntl(socket, F_SETFD, FD_CLOEXEC);
+    if (waiting.size() == MaxWaiting) {
+        CloseConnection(waiting.front().socket);
+        waiting.pop_front();
+    }
+    waiting.push_back({socket, std::move(job)});
+}
+
+void CallbackQueue::RunReadyJobs() {
+    for (auto next = waiting.begin(); next != waiting.end() && !attempt.IsOver();) {
+        const Head head = PeekHead(next->socket);
+        if (head == Head::Partial) {
+            ++next;
+            continue;
+        }
+        const Connection connection = std::move(*next);
+        next = waiting.erase(next);
+        if (head == Head::Whole) {
+            connection.job();
+        } else {
+            CloseConnection(connection.socket);
+        }
+    }
+    if (attempt.IsOver() && !isStopped) {
+        isStopped = true;
+        server.stop();
+    }
+}
+
+void AnswerRequest(
+    const httplib::Request& request, httplib::Response& response, LoginAttempt& attempt,
+    const std::function<void(const httplib::Request&, httplib::Response&)>& takeCallback) {
+    const int status = attempt.Judge(request);
+    if (status != StatusOk) {
+        ShowPage(response, status, "Nothing to see here", "This is not the expected sign-in.");
+        return;
+    }
+    attempt.isOver = true;
+    try {
+        takeCallback(request, response);
+    } catch (...) {
+        // It must not leave: httplib would send its text to the browser.
+        attempt.failure = std::current_exception();
+        ShowPage(response, StatusFailed, "Signing in failed",
+                 "The program that asked for it says why. You can close this page.");
+    }
+}
+
+} // namespace
+
+void PrepareCallbackServer(
+    httplib::Server& server, LoginAttempt& attempt,
+    std::function<void(const httplib::Request&, httplib::Response&)> takeCallback) {
+    server.set_keep_alive_max_count(1);
+    server.set_read_timeout(ConnectionTimeout);
+    server.set_write_timeout(ConnectionTimeout);
+    server.set_idle_interval(IdleInterval);
+    server.set_socket_options([&attempt](socket_t listener) {
+        // httplib's own options would let another process share the port and take callbacks.
+        fcntl(listener, F_SETFD, FD_CLOEXEC);
+        attempt.listener = listener;
+    });
+    server.new_task_queue = [&server, &attempt] { return new CallbackQueue(server, attempt); };
+    server.set_pre_routing_handler(
+        [&attempt, take = std::move(takeCallback)](const httplib::Request& request,
+                                                   httplib::Response& response) {
+            AnswerRequest(request, response, attempt, take);
+            return httplib::Server::HandlerResponse::Handled;
+        });
+}
+
+} // namespace VarnelBase

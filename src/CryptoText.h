@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+
+namespace VarnelBase {
+
+/// Bytes of a base64url text without padding (RFC 4648, section 5); empty when it is none.
+std::string DecodeBase64Url(std::string text);
+
+/// SHA-256 of a text, as base64url: 43 characters, fit for a file name and for PKCE's S256.
+std::string HashToBase64Url(const std::string& text);
+
+/// 256 bits from OpenSSL's generator, as base64url: 43 characters that nobody guesses.
+///
+/// @throws std::runtime_error when the generator has no entropy
+std::string MakeRandomText();
+
+} // namespace VarnelBase

@@ -1,0 +1,157 @@
+#include "IdentityRequest.h"
+
+#include <arpa/inet.h>
+#include <httplib.h>
+#include <openssl/err.h>
+#include <openssl/ssl.h>
+#include <openssl/x509v3.h>
+
+#include <chrono>
+#include <memory>
+
+namespace VarnelBase {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds StepTimeout(10);
+constexpr std::chrono::seconds TotalTimeout(30);
+constexpr std::size_t MaxAnswerBytes = 1 << 20;
+
+/// What OpenSSL said about the server's certificate.
+struct Verification {
+    int handshakes = 0;
+    long result = X509_V_OK;
+};
+
+int VerifyCertificate(X509_STORE_CTX* store, void* argument) {
+    auto& verification = *static_cast<Verification*>(argument);
+    // httplib sends a request a second time when a TLS server closes without an answer. A token
+    // request must not go out twice, so there is no second connection.
+    if (++verification.handshakes > 1) {
+        X509_STORE_CTX_set_error(store, X509_V_ERR_APPLICATION_VERIFICATION);
+        return 0;
+    }
+    const int isValid = X509_verify_cert(store);
+    verification.result = X509_STORE_CTX_get_error(store);
+    return isValid;
+}
+
+bool IsAddress(const std::string& host) {
+    in6_addr address{};
+    return inet_pton(AF_INET, host.c_str(), &address) == 1 ||
+           inet_pton(AF_INET6, host.c_str(), &address) == 1;
+}
+
+void ConfigureTls(SSL_CTX* context, const IdentityRequest& request, Verification& verification) {
+    X509_VERIFY_PARAM* param = SSL_CTX_get0_param(context);
+    X509_VERIFY_PARAM_set_hostflags(
+        param, X509_CHECK_FLAG_NEVER_CHECK_SUBJECT | X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
+    const std::string& host = request.url.host;
+    const int isNamed = IsAddress(host) ? X509_VERIFY_PARAM_set1_ip_asc(param, host.c_str())
+                                        : X509_VERIFY_PARAM_set1_host(param, host.c_str(), 0);
+    if (isNamed != 1 || SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION) != 1) {
+        throw IdentityError("TLS cannot be set up for " + host);
+    }
+    const std::string& caFile = request.caFile;
+    if (!caFile.empty() && SSL_CTX_load_verify_locations(context, caFile.c_str(), nullptr) != 1) {
+        throw IdentityError("caFile: " + caFile + " holds no certificates in PEM that can be read");
+    }
+    SSL_CTX_set_cert_verify_callback(context, VerifyCertificate, &verification);
+}
+
+std::unique_ptr<httplib::ClientImpl> OpenClient(const IdentityRequest& request,
+                                                Verification& verification) {
+    const IdentityUrl& url = request.url;
+    std::unique_ptr<httplib::ClientImpl> client;
+    if (url.isSecure) {
+        auto tlsClient = std::make_unique<httplib::SSLClient>(url.host, url.port);
+        tlsClient->enable_server_certificate_verification(true);
+        ConfigureTls(tlsClient->ssl_context(), request, verification);
+        client = std::move(tlsClient);
+    } else {
+        client = std::make_unique<httplib::ClientImpl>(url.host, url.port);
+    }
+    client->set_connection_timeout(StepTimeout);
+    client->set_read_timeout(StepTimeout);
+    client->set_write_timeout(StepTimeout);
+    client->set_follow_location(false);
+    client->set_decompress(false);
+    client->set_keep_alive(false);
+    if (!request.userName.empty()) {
+        client->set_basic_auth(request.userName, request.userPassword);
+    }
+    return client;
+}
+
+/// Whether the request cannot have reached the server.
+bool IsBeforeSending(httplib::Error error) {
+    switch (error) {
+        case httplib::Error::Connection:
+        case httplib::Error::ConnectionTimeout:
+        case httplib::Error::BindIPAddress:
+        case httplib::Error::SSLConnection:
+        case httplib::Error::SSLLoadingCerts:
+        case httplib::Error::SSLServerVerification:
+            return true;
+        default:
+            return false;
+    }
+}
+
+std::string DescribeFailure(httplib::Error error, long verification) {
+    if (verification != X509_V_OK) {
+        return std::string("its certificate is not accepted: ") +
+               X509_verify_cert_error_string(verification);
+    }
+    if (error == httplib::Error::SSLServerVerification) {
+        return "its certificate is not accepted";
+    }
+    if (error == httplib::Error::SSLConnection) {
+        const char* reason = ERR_reason_error_string(ERR_peek_last_error());
+        return std::string("no TLS connection: ") + (reason == nullptr ? "closed" : reason);
+    }
+    return "no connection";
+}
+
+} // namespace
+
+IdentityAnswer SendIdentityRequest(const IdentityRequest& request) {
+    Verification verification;
+    const auto client = OpenClient(request, verification);
+    IdentityAnswer answer;
+    bool isTooLarge = false;
+    const auto deadline = Clock::now() + TotalTimeout;
+
+    httplib::Request message;
+    message.method = request.form.empty() ? "GET" : "POST";
+    message.path = request.url.target.empty() ? "/" : request.url.target;
+    message.headers = {{"Accept", "application/json"}, {"Accept-Encoding", "identity"}};
+    message.body = request.form;
+    if (!request.form.empty()) {
+        message.headers.emplace("Content-Type", "application/x-www-form-urlencoded");
+    }
+    message.content_receiver = [&](const char* data, std::size_t size, auto&&...) {
+        isTooLarge = answer.body.size() + size > MaxAnswerBytes;
+        if (isTooLarge || Clock::now() > deadline) { return false; }
+        answer.body.append(data, size);
+        return true;
+    };
+    ERR_clear_error();
+    const httplib::Result result = client->send(message);
+    const std::string where = request.url.host + ":" + std::to_string(request.url.port);
+    if (isTooLarge) { throw IdentityError(where + ": the answer is larger than 1 MiB"); }
+    if (!result) {
+        // A second connection is one that httplib made by itself, after the request had gone out.
+        if (!IsBeforeSending(result.error()) || verification.handshakes > 1) {
+            throw IdentityError(where + ": no complete answer", true);
+        }
+        throw IdentityError(where + ": " + DescribeFailure(result.error(), verification.result));
+    }
+    answer.status = result->status;
+    answer.date = result->get_header_value("Date");
+    return answer;
+}
+
+} // namespace VarnelBase

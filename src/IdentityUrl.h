@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+
+namespace VarnelBase {
+
+/// An address at the identity provider, in its parts.
+struct IdentityUrl {
+    bool isSecure = false; ///< https
+    std::string host;      ///< name or address; IPv6 without brackets
+    int port = 0;
+    std::string target; ///< path and query; "" for none
+};
+
+/// Takes an address apart (RFC 3986). It must be https, or http on this machine (127.0.0.0/8, ::1,
+/// localhost), since passwords and tokens go there, and have neither user information nor fragment.
+///
+/// @param name what the address is, for the error's text; the address itself may hold a secret
+/// @throws std::runtime_error "NAME: reason"
+IdentityUrl ParseIdentityUrl(const std::string& text, const std::string& name);
+
+/// Escapes all but letters, digits, "-", ".", "_" and "~" (RFC 3986, section 2.3).
+std::string EncodeUrlText(const std::string& text);
+
+} // namespace VarnelBase

@@ -1,0 +1,87 @@
+// Runs signin_probe in a home directory of its own against a provider.
+
+import { spawn } from 'node:child_process';
+import { once } from 'node:events';
+import {
+  mkdtempSync, readdirSync, readFileSync, rmSync, writeFileSync,
+} from 'node:fs';
+import { createServer } from 'node:http';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+import { createInterface } from 'node:readline';
+import { after } from 'node:test';
+import { signIn } from './people.mjs';
+
+const probe = process.env.SIGNIN_PROBE;
+
+export function makeHome() {
+  const home = mkdtempSync(join(tmpdir(), 'varnel-home-'));
+  after(() => rmSync(home, { recursive: true, force: true }));
+  return home;
+}
+
+const findFiles = (home, suffix) => {
+  const directory = join(home, '.local/state/varnel/tokens');
+  return readdirSync(directory).filter((name) => name.endsWith(suffix)).map((name) => join(directory, name));
+};
+export const readTokens = (home) => findFiles(home, '.json').map((file) => JSON.parse(readFileSync(file, 'utf8')));
+
+// An unsigned token: the client does not look at signatures.
+export const makeToken = (claims) => ['{"alg":"none"}', JSON.stringify(claims), 'x'].map((part) => Buffer.from(part).toString('base64url')).join('.');
+const now = () => Math.floor(Date.now() / 1000);
+
+// Makes the stored access token one that ends in so many seconds; it was good for 300.
+export function ageToken(home, left = -10) {
+  const [file] = findFiles(home, '.json');
+  const accessToken = makeToken({ iat: now() + left - 300, exp: now() + left });
+  writeFileSync(file, JSON.stringify({ ...JSON.parse(readFileSync(file)), accessToken }));
+  return accessToken;
+}
+
+export const closed = (server) => new Promise((resolve) => { server.closeAllConnections(); server.close(resolve); });
+export async function listen(server) {
+  await new Promise((resolve) => { server.listen(0, '127.0.0.1', resolve); });
+  after(() => closed(server));
+  return server.address().port;
+}
+
+const goBack = async (address) => fetch(await signIn(address));
+
+// Runs operations, with `person(address, probe)` at the browser. Resolves to the reported lines, with
+// what went to standard output and error, and what the browser saw when it was started.
+export function startProbe(home, issuer, operations, { person = goBack, env = {} } = {}) {
+  const run = { lines: [], output: '', browsers: [], visits: [] };
+  let markPaused;
+  run.paused = new Promise((resolve) => { markPaused = resolve; });
+  run.done = (async () => {
+    const desk = createServer(async (request, response) => {
+      const seen = JSON.parse(Buffer.concat(await request.toArray()).toString());
+      response.end();
+      run.browsers.push(seen);
+      const visit = person(seen.address, run);
+      visit?.catch(() => {}); // seen below
+      run.visits.push(visit);
+    });
+    await new Promise((resolve) => { desk.listen(0, '127.0.0.1', resolve); });
+    run.child = spawn(probe, operations, {
+      stdio: ['pipe', 'pipe', 'pipe', 'pipe'],
+      env: {
+        PATH: process.env.PATH, HOME: home, VARNEL_AUTH_HOST: issuer, BROWSER: `${probe} open %s`, TEST_BROWSER: desk.address().port, ...env,
+      },
+    });
+    for (const stream of [run.child.stdout, run.child.stderr]) stream.on('data', (data) => { run.output += data; });
+    run.child.stdin.on('error', () => {}); // it may be gone
+    createInterface({ input: run.child.stdio[3] }).on('line', (text) => {
+      const line = JSON.parse(text);
+      if (line.paused) markPaused(); else run.lines.push(line);
+    });
+    await once(run.child, 'close');
+    await closed(desk);
+    run.titles = await Promise.all(run.visits);
+    return run;
+  })();
+  run.resume = () => run.child.stdin.write('\n');
+  return run;
+}
+
+export const runProbe = (home, issuer, operations, options) => startProbe(home, issuer, operations, options).done;
