@@ -1,0 +1,127 @@
+#include <execinfo.h>
+#include <sys/mman.h>
+
+#include <array>
+#include <iostream>
+#include <new>
+
+#include "AllocationFaults.h"
+#include "ApiConnector.h"
+#include "ChildProcess.h"
+#include "HostileFixture.h"
+#include "Operations.h"
+
+namespace VarnelBase {
+
+namespace {
+
+constexpr int EndedByJson = 70;
+constexpr int EndedOtherwise = 71;
+
+/// Ends the process, telling whether a destructor of the JSON library was at work. It allocates,
+/// and so ends a program whose memory is exhausted.
+[[noreturn]] void TellTermination() {
+    HasAllocationFailed();
+    std::array<void*, 64> frames{};
+    const int count = backtrace(frames.data(), frames.size());
+    char** names = backtrace_symbols(frames.data(), count);
+    for (int i = 0; i < count; ++i) {
+        if (std::string(names[i]).find("json_value7destroy") != std::string::npos) {
+            _exit(EndedByJson);
+        }
+    }
+    backtrace_symbols_fd(frames.data(), count, STDERR_FILENO);
+    _exit(EndedOtherwise);
+}
+
+/// Something to do while memory runs out, from where `prepare` leaves things.
+struct Work {
+    std::string name;
+    std::function<void()> prepare;
+    std::function<json(ApiConnector&)> run;
+};
+
+struct Progress {
+    std::size_t work = 0;
+    long allocation = 1;
+    long failures = 0;
+};
+
+using AllocationTests = HostileFixture;
+
+} // namespace
+
+TEST_F(AllocationTests, MayFailOneByOne) {
+    const std::string issuer = "http://127.0.0.1:" + std::to_string(server.GetPort());
+    Set("VARNEL_TOKEN", "");
+    Set("VARNEL_AUTH_HOST", issuer);
+    const std::string expired = "e30.eyJleHAiOjF9.c2ln";
+    const std::string valid = "e30.eyJleHAiOjllOSwiZ3JvdXBzIjpbImFscGhhIl19.c2ln";
+    const TokenSet before{expired, "before"};
+    const TokenSet after{valid, "after"};
+    const auto use = [](const TokenSet& tokens) {
+        return [tokens] { TokenStore().Store(tokens); };
+    };
+    const json answer = {{"issuer", issuer},
+                         {"authorization_endpoint", issuer},
+                         {"token_endpoint", issuer},
+                         {"token_type", "bearer"},
+                         {"access_token", after.accessToken},
+                         {"refresh_token", after.refreshToken}};
+    const auto serve = [&](int status) {
+        server.Answer("HTTP/1.1 " + std::to_string(status) + " OK\r\n\r\n" + answer.dump());
+    };
+    std::vector<Work> works{
+        {"construct", use(after), [](auto&) { return ApiConnector(), json(); }},
+        {"Load", use(after), [](auto&) { return json(TokenStore().Load().accessToken); }},
+        {"Store", use(before), [&](auto&) { return TokenStore().Store(after), json(); }},
+        {"Clear", use(after), [](auto&) { return TokenStore().Clear(), json(); }},
+        {"refresh", use(before), [](auto&) { return json(AuthHandler().GetApiKey()); }},
+        {"group", use(after), [&](auto&) { return json(AuthHandler().GetFirstGroup(valid)); }},
+    };
+    for (const Operation& operation : Operations()) {
+        works.push_back({operation.name, [] {}, operation.call});
+    }
+    auto* shared =
+        mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    auto& progress = *new (shared) Progress;
+    const auto failEach = [&](const Work& work) {
+        std::set_terminate(TellTermination);
+        std::cout.rdbuf(nullptr);
+        ApiConnector connector;
+        work.prepare();
+        const json expected = work.run(connector);
+        for (bool hasFailed = true; hasFailed; ++progress.allocation) {
+            work.prepare();
+            json result;
+            FailAllocation(progress.allocation);
+            try {
+                result = work.run(connector);
+            } catch (const std::bad_alloc&) {}
+            hasFailed = HasAllocationFailed();
+            progress.failures += hasFailed ? 1 : 0;
+            const TokenSet stored = TokenStore().Load();
+            const bool isWhole = (stored.accessToken == valid && stored.refreshToken == "after") ||
+                                 (stored.accessToken == expired && stored.refreshToken == "before");
+            if (!isWhole && work.name != "Clear") { return 1; }
+            if (result != json() && result != expected) { return 2; }
+        }
+        return 0;
+    };
+    long terminations = 0;
+    for (const Work& work : works) {
+        serve(work.name == "PostExecution" || work.name == "CreateUser" ? 201 : 200);
+        progress.allocation = 1;
+        int status = EndedByJson;
+        for (; status == EndedByJson; ++progress.allocation) {
+            status = AwaitChild(StartChild([&] { return failEach(work); }));
+            terminations += status == EndedByJson ? 1 : 0;
+        }
+        EXPECT_EQ(status, 0) << work.name << ", allocation " << progress.allocation;
+    }
+    EXPECT_GT(progress.failures, 1000);
+    std::cout << progress.failures << " allocations failed, " << terminations
+              << " of them in a destructor of the JSON library, which ends the program\n";
+}
+
+} // namespace VarnelBase
