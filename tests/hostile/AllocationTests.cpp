@@ -52,32 +52,21 @@ using AllocationTests = HostileFixture;
 } // namespace
 
 TEST_F(AllocationTests, MayFailOneByOne) {
-    const std::string issuer = "http://127.0.0.1:" + std::to_string(server.GetPort());
     Set("VARNEL_TOKEN", "");
     Set("VARNEL_AUTH_HOST", issuer);
-    const std::string expired = "e30.eyJleHAiOjF9.c2ln";
-    const std::string valid = "e30.eyJleHAiOjllOSwiZ3JvdXBzIjpbImFscGhhIl19.c2ln";
-    const TokenSet before{expired, "before"};
-    const TokenSet after{valid, "after"};
+    const TokenSet before{ExpiredToken, "before"};
+    const TokenSet after{ValidToken, "after"};
     const auto use = [](const TokenSet& tokens) {
         return [tokens] { TokenStore().Store(tokens); };
     };
-    const json answer = {{"issuer", issuer},
-                         {"authorization_endpoint", issuer},
-                         {"token_endpoint", issuer},
-                         {"token_type", "bearer"},
-                         {"access_token", after.accessToken},
-                         {"refresh_token", after.refreshToken}};
-    const auto serve = [&](int status) {
-        server.Answer("HTTP/1.1 " + std::to_string(status) + " OK\r\n\r\n" + answer.dump());
-    };
+    const std::string answer = MakeProviderAnswer(ValidToken, "after").dump();
     std::vector<Work> works{
         {"construct", use(after), [](auto&) { return ApiConnector(), json(); }},
         {"Load", use(after), [](auto&) { return json(TokenStore().Load().accessToken); }},
         {"Store", use(before), [&](auto&) { return TokenStore().Store(after), json(); }},
         {"Clear", use(after), [](auto&) { return TokenStore().Clear(), json(); }},
         {"refresh", use(before), [](auto&) { return json(AuthHandler().GetApiKey()); }},
-        {"group", use(after), [&](auto&) { return json(AuthHandler().GetFirstGroup(valid)); }},
+        {"group", use(after), [&](auto&) { return json(AuthHandler().GetFirstGroup(ValidToken)); }},
     };
     for (const Operation& operation : Operations()) {
         works.push_back({operation.name, [] {}, operation.call});
@@ -101,8 +90,11 @@ TEST_F(AllocationTests, MayFailOneByOne) {
             hasFailed = HasAllocationFailed();
             progress.failures += hasFailed ? 1 : 0;
             const TokenSet stored = TokenStore().Load();
-            const bool isWhole = (stored.accessToken == valid && stored.refreshToken == "after") ||
-                                 (stored.accessToken == expired && stored.refreshToken == "before");
+            const auto isStored = [&stored](const TokenSet& tokens) {
+                return stored.accessToken == tokens.accessToken &&
+                       stored.refreshToken == tokens.refreshToken;
+            };
+            const bool isWhole = isStored(before) || isStored(after);
             if (!isWhole && work.name != "Clear") { return 1; }
             if (result != json() && result != expected) { return 2; }
         }
@@ -110,7 +102,7 @@ TEST_F(AllocationTests, MayFailOneByOne) {
     };
     long terminations = 0;
     for (const Work& work : works) {
-        serve(work.name == "PostExecution" || work.name == "CreateUser" ? 201 : 200);
+        Answer(work.name == "PostExecution" || work.name == "CreateUser" ? 201 : 200, answer);
         progress.allocation = 1;
         int status = EndedByJson;
         for (; status == EndedByJson; ++progress.allocation) {
