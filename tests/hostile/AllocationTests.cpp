@@ -39,6 +39,7 @@ struct Work {
     std::string name;
     std::function<void()> prepare;
     std::function<json(ApiConnector&)> run;
+    int status = 200; ///< of the server's answer
 };
 
 struct Progress {
@@ -52,7 +53,6 @@ using AllocationTests = HostileFixture;
 } // namespace
 
 TEST_F(AllocationTests, MayFailOneByOne) {
-    Set("VARNEL_TOKEN", "");
     Set("VARNEL_AUTH_HOST", issuer);
     const TokenSet before{ExpiredToken, "before"};
     const TokenSet after{ValidToken, "after"};
@@ -68,8 +68,10 @@ TEST_F(AllocationTests, MayFailOneByOne) {
         {"refresh", use(before), [](auto&) { return json(AuthHandler().GetApiKey()); }},
         {"group", use(after), [&](auto&) { return json(AuthHandler().GetFirstGroup(ValidToken)); }},
     };
-    for (const Operation& operation : Operations()) {
-        works.push_back({operation.name, [] {}, operation.call});
+    for (const Operation& operation : AllOperations) {
+        const bool isCreation =
+            operation.gate == Gate::Exactly201 || operation.gate == Gate::Execution;
+        works.push_back({operation.request, [] {}, operation.call, isCreation ? 201 : 200});
     }
     auto* shared =
         mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
@@ -102,7 +104,7 @@ TEST_F(AllocationTests, MayFailOneByOne) {
     };
     long terminations = 0;
     for (const Work& work : works) {
-        Answer(work.name == "PostExecution" || work.name == "CreateUser" ? 201 : 200, answer);
+        server.answer = MakeAnswer(work.status, answer);
         progress.allocation = 1;
         int status = EndedByJson;
         for (; status == EndedByJson; ++progress.allocation) {

@@ -31,7 +31,7 @@ std::vector<HostileAnswer> MakeHostileAnswers(int status, const std::string& red
     const std::string bombSize = "Content-Length: " + std::to_string(bomb.size()) + "\r\n\r\n";
     std::vector<HostileAnswer> answers{
         {"no answer", ""},
-        {"reset before the request is read", "", 0, "", false, Manner::ResetAtOnce},
+        {"reset before the request is read", "", 0, "", false, Manner::Reset},
         {"reset within the head", line + "Content-", 0, "", false, Manner::ThenReset},
         {"reset within the body", line + "Content-Length: 9\r\n\r\n[", 0, "", false,
          Manner::ThenReset},
@@ -77,7 +77,7 @@ std::vector<HostileAnswer> MakeHostileAnswers(int status, const std::string& red
          status, "[]"},
         {"100,000 levels, unfinished", line + "\r\n" + std::string(100000, '['), status,
          std::string(100000, '[')},
-        {"single bytes", whole, status, "[]", false, Manner::Drip},
+        {"single bytes", whole, status, "[]", false, Manner::Bytes},
         {"wrong bytes in the document", line + "\r\n[\"\xff\"]", status, "[\"\xff\"]"},
         {"login demanded",
          "HTTP/1.1 401 No\r\nWWW-Authenticate: Digest realm=a, nonce=b, qop=auth, algorithm=MD5\r\n"

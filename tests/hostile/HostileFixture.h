@@ -1,37 +1,34 @@
 #pragma once
 
-#include <gtest/gtest.h>
-#include <stdlib.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <string>
-
 #include "ApiConnector.h"
-#include "EnvironmentVariable.h"
-#include "OutputCapture.h"
 #include "ScriptedServer.h"
+#include "TestHome.h"
 #include "TokenFile.h"
 
 namespace VarnelBase {
 
 /// A home of its own and settings that name a fresh server.
-class HostileFixture : public testing::Test {
+class HostileFixture : public TestHome {
 protected:
     using Manner = ScriptedServer::Manner;
 
     HostileFixture() {
-        std::string pattern = std::filesystem::temp_directory_path() / "hostile-XXXXXX";
-        home = mkdtemp(pattern.data());
-        Set("HOME", home);
-        Set("VARNEL_API_PORT", std::to_string(server.GetPort()));
-        Set("VARNEL_TOKEN", token);
+        Set("VARNEL_API_PORT", std::to_string(server.port));
+        Set("VARNEL_TOKEN", "");
     }
-    ~HostileFixture() override { std::filesystem::remove_all(home); }
 
     static void Set(const char* name, const std::string& value) { setenv(name, value.c_str(), 1); }
 
-    static std::string FindFile() {
+    /// What an action writes to standard output and standard error.
+    static std::string CaptureOutput(const std::function<void()>& action) {
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        action();
+        std::cout.flush();
+        return testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
+    }
+
+    static std::filesystem::path FindFile() {
         const EnvConfig config;
         return FindTokenFile(config, ReadIdentitySettings(config.GetEnvironment())).GetPath();
     }
@@ -46,19 +43,15 @@ protected:
                              {"refresh_token", refreshToken}});
     }
 
-    void Answer(int status, const std::string& body) {
-        server.Answer("HTTP/1.1 " + std::to_string(status) + " OK\r\n\r\n" + body);
+    static std::string MakeAnswer(int status, const std::string& body) {
+        return "HTTP/1.1 " + std::to_string(status) + " OK\r\n\r\n" + body;
     }
 
     static constexpr const char* ExpiredToken = "e30.eyJleHAiOjF9.c2ln";
     static constexpr const char* ValidToken = "e30.eyJleHAiOjllOSwiZ3JvdXBzIjpbImFscGhhIl19.c2ln";
 
-    const std::string token = "t0ken-0123456789";
-    std::string home;
-    ScriptedServer server{[] {}};
-    const std::string issuer = "http://127.0.0.1:" + std::to_string(server.GetPort());
-    OutputCapture output{STDOUT_FILENO};
-    OutputCapture errors{STDERR_FILENO};
+    ScriptedServer server;
+    const std::string issuer = "http://127.0.0.1:" + std::to_string(server.port);
 };
 
 } // namespace VarnelBase

@@ -7,6 +7,7 @@
 
 #include "AuthHandler.h"
 #include "ChildProcess.h"
+#include "EnvironmentVariable.h"
 #include "HostileFixture.h"
 
 namespace VarnelBase {
@@ -29,7 +30,7 @@ int WriteWithoutEnd() {
 }
 
 /// Ends only when it finds something that is not a whole pair in a private file.
-int ReadWithoutEnd(const std::string& file) {
+int ReadWithoutEnd(const std::filesystem::path& file) {
     while (true) {
         const TokenSet tokens = TokenStore().Load();
         struct stat status {};
@@ -42,7 +43,7 @@ int ReadWithoutEnd(const std::string& file) {
 } // namespace
 
 TEST_F(Processes, FindWholeTokensWhileWritersAreKilled) {
-    const std::string file = FindFile();
+    const std::filesystem::path file = FindFile();
     TokenStore().Store({"first", "first"});
     std::array<pid_t, 4> writers{};
     std::array<pid_t, 4> readers{};
@@ -65,7 +66,7 @@ TEST_F(Processes, FindWholeTokensWhileWritersAreKilled) {
     for (const pid_t child : readers) { EXPECT_EQ(AwaitChild(child), -SIGKILL); }
 
     // What the killed ones left is swept once it is older than a minute.
-    const std::filesystem::path directory = std::filesystem::path(file).parent_path();
+    const std::filesystem::path directory = file.parent_path();
     const auto past = std::filesystem::file_time_type::clock::now() - std::chrono::seconds(61);
     int leftovers = 0;
     for (const auto& entry : std::filesystem::directory_iterator(directory)) {
@@ -81,7 +82,6 @@ TEST_F(Processes, FindWholeTokensWhileWritersAreKilled) {
 }
 
 TEST_F(Processes, RefreshOnceForAllOfThem) {
-    Set("VARNEL_TOKEN", "");
     Set("VARNEL_AUTH_HOST", issuer);
     const int expiries = ReadCount("HARDEN_EXPIRIES", 10);
     int refreshes = 0;
@@ -89,14 +89,15 @@ TEST_F(Processes, RefreshOnceForAllOfThem) {
         const std::string number = std::to_string(expiry);
         TokenStore().Store({ExpiredToken, "refresh-" + number});
         const std::string renewed = "renewed-" + number; // opaque: never expires
-        Answer(200, MakeProviderAnswer(renewed, "refresh-of-" + renewed).dump());
+        server.answer =
+            MakeAnswer(200, MakeProviderAnswer(renewed, "refresh-of-" + renewed).dump());
         std::vector<pid_t> children;
         for (int process = 0; process < 8; ++process) {
             children.push_back(
                 StartChild([&] { return AuthHandler().GetApiKey() == renewed ? 0 : 1; }));
         }
         for (const pid_t child : children) { EXPECT_EQ(AwaitChild(child), 0); }
-        for (const std::string& request : server.TakeConnections()) {
+        for (const std::string& request : server.TakeRequests()) {
             if (request.find("grant_type=refresh_token") == std::string::npos) { continue; }
             EXPECT_NE(request.find("refresh_token=refresh-" + number + "&"), std::string::npos);
             ++refreshes;

