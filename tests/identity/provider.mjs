@@ -165,7 +165,7 @@ export async function startProvider(options = {}) {
     if (realms[realm]) realms[realm].serve(request, response, path); else response.writeHead(404).end();
   };
   const server = settings.tls ? createHttpsServer(settings.tls, serve) : createHttpServer(serve);
-  await new Promise((resolve) => { server.listen(0, '127.0.0.1', resolve); });
+  await new Promise((resolve) => { server.listen(0, '127.0.0.1', resolve).unref(); });
   const origin = `${settings.tls ? 'https' : 'http'}://127.0.0.1:${server.address().port}`;
   for (const name of settings.realms) realms[name] = makeRealm(name, origin, settings, counts);
   return {
@@ -173,6 +173,5 @@ export async function startProvider(options = {}) {
     counts,
     settings, // may be changed while it runs
     revokeSessions: () => Object.values(realms).forEach(({ clear }) => clear()),
-    close: () => { server.close(); server.closeAllConnections(); },
   };
 }
