@@ -7,12 +7,13 @@
 #   3. package     find_package
 #   4. pkg-config  as Debian has cpp-httplib, split into a header and a compiled library
 #   5. path        a plain header that the compiler finds by itself
+#   6. record      where an installed VarnelBase was built
 
 set(VARNELBASE_ABOUT_httplib cpp-httplib httplib.h httplib::httplib httplib cpp-httplib VARNEL_HTTPLIB_DIR)
 set(VARNELBASE_ABOUT_json "nlohmann json" nlohmann/json.hpp nlohmann_json::nlohmann_json nlohmann_json
     nlohmann_json VARNEL_JSON_DIR)
 
-# Looks in one of the five ways. Sets `header`, empty when there is none, and `library`, the target
+# Looks in one of these ways. Sets `header`, empty when there is none, and `library`, the target
 # that goes with it, empty for a plain header.
 function(varnelbase_locate key way header library)
     list(GET VARNELBASE_ABOUT_${key} 1 headerName)
@@ -28,6 +29,8 @@ function(varnelbase_locate key way header library)
         endif()
     elseif(way STREQUAL "path")
         find_file(found ${headerName} NO_CACHE)
+    elseif(way STREQUAL "record")
+        find_file(found ${headerName} PATHS "${VARNELBASE_RECORDED_${key}}" NO_DEFAULT_PATH NO_CACHE)
     else()
         if(way STREQUAL "package" AND NOT TARGET ${targetName})
             # Without a version: cpp-httplib's version file refuses ranges. The header tells.
@@ -126,8 +129,13 @@ function(varnelbase_has_openssl_support target answer)
     endif()
 endfunction()
 
-# Gives `target`, an interface library, what a file needs that includes the header.
+# Makes the interface library `target` of what a file needs that includes the header.
 function(varnelbase_use target key header library flavour)
+    if(target MATCHES "::")
+        add_library(${target} INTERFACE IMPORTED)
+    else()
+        add_library(${target} INTERFACE)
+    endif()
     if(library)
         target_link_libraries(${target} INTERFACE ${library})
     else()
@@ -165,6 +173,9 @@ function(varnelbase_find key target wantedRelease wantedFlavour)
     list(GET VARNELBASE_ABOUT_${key} 1 headerName)
     list(GET VARNELBASE_ABOUT_${key} 5 directoryVariable)
     set(ways directory target package pkg-config path)
+    if(wantedRelease)
+        list(APPEND ways record)
+    endif()
     if(${directoryVariable})
         set(ways directory)
     endif()

@@ -8,6 +8,15 @@
 #include "AuthHandler.h"
 #include "EnvConfig.h"
 
+// An installed library tells which release it was built with (3.12.0 as 31200).
+#ifdef VARNELBASE_JSON_RELEASE
+#if NLOHMANN_JSON_VERSION_MAJOR * 10000 + NLOHMANN_JSON_VERSION_MINOR * 100 + \
+        NLOHMANN_JSON_VERSION_PATCH !=                                        \
+    VARNELBASE_JSON_RELEASE
+#error "the json.hpp included here is of another release than the one VarnelBase was built with"
+#endif
+#endif
+
 namespace VarnelBase {
 
 /// The document type of every request body and every result.
@@ -74,6 +83,7 @@ public:
     /// @throws what AuthHandler's `Login` throws
     std::string Login();
 
+    /// The deployment that the connector was built for.
     Environment GetEnvironment() const;
 
     /// Whether every operation answers at once from its offline value, without a request.
@@ -83,12 +93,14 @@ public:
     ///
     /// @return the service's document; offline the array ["0.4.1"]. Null when unanswered, answered
     ///         with a status other than 200, or with something that is not one JSON value.
+    /// @throws what `GetHostname` throws; nothing of its own
     json GetVersion();
 
     /// Reads the state of the service's agent: GET /agent.
     ///
     /// @return the service's document, whatever the status. Null when offline, unanswered, or
     ///         answered with something that is not one JSON value.
+    /// @throws what `GetHostname` throws; nothing of its own
     json GetAgent();
 
     /// Sends one command to the service's agent: POST /agent.
@@ -96,7 +108,7 @@ public:
     /// @param command sent as it stands, as the member "command"
     /// @return the service's document, whatever the status. Null when offline, unanswered, or
     ///         answered with something that is not one JSON value.
-    /// @throws json::type_error when `command` is not UTF-8
+    /// @throws json::type_error when `command` is not UTF-8; what `GetHostname` throws
     json SendAgentCommand(const std::string& command);
 
     /// Lists one page of simulations: GET /simulations.
@@ -106,38 +118,42 @@ public:
     /// @param offset entries to skip, counted from 0, sent as given
     /// @return the service's document. Null when offline, unanswered, answered with a status other
     ///         than 200, or with something that is not one JSON value.
+    /// @throws what `GetHostname` throws; nothing of its own
     json GetSimulations(const std::string& scope, int limit, int offset);
 
     /// Reads one simulation: GET /simulations/{simulationId}.
     ///
     /// @return the service's document, whatever the status: an error document as well. Null when
     ///         offline, unanswered, or answered with something that is not one JSON value.
+    /// @throws what `GetHostname` throws; nothing of its own
     json GetSimulationData(const std::string& simulationId);
 
     /// Asks for a simulation to be deleted: DELETE /simulations/{simulationId}. Whether it was
     /// cannot be told from this call. Offline it does nothing.
+    /// @throws what `GetHostname` throws; nothing of its own
     void DeleteSimulation(const std::string& simulationId);
 
     /// Reads a simulation's inputs: GET /simulations/{simulationId}/inputs.
     ///
     /// @return the service's document, whatever the status: an error document as well. Null when
     ///         offline, unanswered, or answered with something that is not one JSON value.
+    /// @throws what `GetHostname` throws; nothing of its own
     json GetSimulationInputs(const std::string& simulationId);
 
     /// Replaces a simulation's inputs: POST /simulations/{simulationId}/inputs. Whether it did
     /// cannot be told from this call. Offline it does nothing.
     ///
-    /// @param inputs the whole document, sent as it stands
-    /// @throws json::type_error when a string in `inputs` is not UTF-8
+    /// @param simulationId goes into the path as it stands
+    /// @param inputs       the whole document, sent as it stands
+    /// @throws json::type_error when a string in `inputs` is not UTF-8; what `GetHostname` throws
     void PostSimulationInputs(const std::string& simulationId, const json& inputs);
 
     /// Identifiers of the caller's simulations: the "id" members of the first page of 50 that
     /// `GetSimulations("user", 50, 0)` returns. Further pages are not asked for.
     ///
     /// @return empty when there are none, and also when that call returns null or a document
-    /// without
-    ///         "items"
-    /// @throws json::type_error when an "id" is not a string
+    ///         without "items"
+    /// @throws json::type_error when an "id" is not a string; what `GetHostname` throws
     SimulationNamesListType GetSimulationNames();
 
     /// The inputs of a simulation before it is executed: `GetSimulationInputs` under another name.
@@ -146,8 +162,10 @@ public:
     /// Starts an execution with the given document: `PostExecution` without its result. Despite its
     /// name it stores nothing.
     ///
+    /// @param simulationName the simulation's identifier
     /// @param simulationData not changed
-    /// @throws json::type_error when a string in `simulationData` is not UTF-8
+    /// @throws json::type_error when a string in `simulationData` is not UTF-8; what `GetHostname`
+    ///         throws
     void PutSimulationData(const std::string& simulationName, SimulationDataType& simulationData);
 
     /// Lists one page of a simulation's executions: GET /simulations/{simulationId}/executions.
@@ -157,35 +175,37 @@ public:
     /// @param offset       entries to skip, counted from 0, sent as given
     /// @return the service's document. Null when offline, unanswered, answered with a status other
     ///         than 200, or answered with something that is not one JSON value.
+    /// @throws what `GetHostname` throws; nothing of its own
     json GetExecutions(const std::string& simulationId, int limit, int offset);
 
     /// Starts an execution: POST /simulations/{simulationId}/executions. After a 201, and only
     /// then, a line with the simulation's address in the web interface goes to standard output,
     /// even if the answer's document cannot be read.
     ///
-    /// @param data the document that the execution starts from, sent as it stands
+    /// @param simulationId goes into the path and the link as it stands
+    /// @param data         the document that the execution starts from, sent as it stands
     /// @return the service's document. Null when offline, unanswered, answered with a status other
     ///         than 201 (a 200 too), or with something that is not one JSON value.
-    /// @throws json::type_error when a string in `data` is not UTF-8; and, after the request, what
-    ///         `GetHostname` throws
+    /// @throws json::type_error when a string in `data` is not UTF-8; what `GetHostname` throws,
+    ///         which the link after the request needs again
     json PostExecution(const std::string& simulationId, const json& data);
 
     /// Reads one execution: GET /simulations/{simulationId}/executions/{executionId}.
     ///
     /// @return the service's document, whatever the status: an error document as well. Null when
     ///         offline, unanswered, or answered with something that is not one JSON value.
+    /// @throws what `GetHostname` throws; nothing of its own
     json GetExecution(const std::string& simulationId, const std::string& executionId);
 
     /// Has the service generate a project file: POST /generateProject.
     ///
     /// @param request describes the project; sent as it stands
     /// @return an object: "status" is "ok"; "body" holds the file's bytes, which need not be UTF-8,
-    /// so
-    ///         `dump()` of the whole may throw; "filename" is the value of the answer's
+    ///         so `dump()` of the whole may throw; "filename" is the value of the answer's
     ///         Content-Disposition header (RFC 6266) as the HTTP library reports it, and is absent
     ///         without that header. Null when offline, unanswered, or answered with a status other
     ///         than 200.
-    /// @throws json::type_error when a string in `request` is not UTF-8
+    /// @throws json::type_error when a string in `request` is not UTF-8; what `GetHostname` throws
     json GenerateProject(const json& request);
 
     /// Lists one page of users: GET /users.
@@ -194,30 +214,33 @@ public:
     /// @param offset entries to skip, counted from 0, sent as given
     /// @return the service's document. Null when offline, unanswered, answered with a status other
     ///         than 200, or with something that is not one JSON value.
+    /// @throws what `GetHostname` throws; nothing of its own
     json GetUsers(int limit, int offset);
 
     /// Creates a user: POST /users.
     ///
     /// @return the service's document. Null when offline, unanswered, answered with a status other
     ///         than 201 (a 200 too), or with something that is not one JSON value.
-    /// @throws json::type_error when `email` or `role` is not UTF-8
+    /// @throws json::type_error when `email` or `role` is not UTF-8; what `GetHostname` throws
     json CreateUser(const std::string& email, const std::string& role);
 
     /// Reads one user: GET /users/{userId}.
     ///
     /// @return the service's document, whatever the status: an error document as well. Null when
     ///         offline, unanswered, or answered with something that is not one JSON value.
+    /// @throws what `GetHostname` throws; nothing of its own
     json GetUser(const std::string& userId);
 
     /// Changes a user's role: PATCH /users/{userId}.
     ///
     /// @return the service's document. Null when offline, unanswered, answered with a status other
     ///         than 200, or with something that is not one JSON value.
-    /// @throws json::type_error when `role` is not UTF-8
+    /// @throws json::type_error when `role` is not UTF-8; what `GetHostname` throws
     json UpdateUser(const std::string& userId, const std::string& role);
 
     /// Asks for a user to be deleted: DELETE /users/{userId}. Whether it was cannot be told from
     /// this call. Offline it does nothing.
+    /// @throws what `GetHostname` throws; nothing of its own
     void DeleteUser(const std::string& userId);
 
 private:

@@ -3,6 +3,8 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cctype>
+#include <cstddef>
 #include <iterator>
 #include <set>
 #include <stdexcept>
@@ -153,10 +155,15 @@ private:
 
 std::string DescribePosition(const std::string& text, const char* position) {
     const char* begin = text.data();
+    // To find a number's end the parser reads on, possibly into the next line.
+    while (position != begin && std::isspace(static_cast<unsigned char>(position[-1])) != 0) {
+        --position;
+    }
     const auto line = 1 + std::count(begin, position, '\n');
     const auto lineStart =
         std::find(std::make_reverse_iterator(position), std::make_reverse_iterator(begin), '\n');
-    return std::to_string(line) + ":" + std::to_string(position - lineStart.base());
+    const auto column = std::max<std::ptrdiff_t>(1, position - lineStart.base());
+    return std::to_string(line) + ":" + std::to_string(column);
 }
 
 } // namespace

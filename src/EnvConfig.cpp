@@ -19,16 +19,20 @@ constexpr unsigned int MaxPort = 65535;
 /// machine.
 constexpr const char* UnsetHost = "api-host-is-not-set.invalid";
 
+/// An address, and after "%" the name of the interface to reach it by (RFC 4007, section 11).
 bool IsIpv6Address(const std::string& text) {
+    const std::size_t zone = text.find('%');
     in6_addr address{};
-    return inet_pton(AF_INET6, text.substr(0, text.find('%')).c_str(), &address) == 1;
+    return inet_pton(AF_INET6, text.substr(0, zone).c_str(), &address) == 1 &&
+           text.find(':', zone) == std::string::npos;
 }
 
 bool IsBareHost(const std::string& host) {
     const auto isHostCharacter = [](char c) {
-        return c > ' ' && c < 0x7f && std::string("/\\:?#@[]").find(c) == std::string::npos;
+        return c > ' ' && c < 0x7f && std::string("/\\?#@[]").find(c) == std::string::npos;
     };
-    return std::all_of(host.begin(), host.end(), isHostCharacter) || IsIpv6Address(host);
+    return std::all_of(host.begin(), host.end(), isHostCharacter) &&
+           (host.find(':') == std::string::npos || IsIpv6Address(host));
 }
 
 Environment ChooseEnvironment(Environment (*parse)(const std::string&)) {

@@ -34,6 +34,7 @@ public:
     /// @throws std::runtime_error naming the variable, or file and key, that cannot be used
     explicit EnvConfig(Environment deployment);
 
+    /// The deployment that the settings belong to.
     Environment GetEnvironment() const { return environment; }
 
     /// Host name or address of the service, without scheme, port and path. May be empty when the

@@ -22,10 +22,15 @@ std::string LowerCase(std::string text) {
     return text;
 }
 
-/// The variables belong to the environment that VARNEL_ENVIRONMENT names, if it names one.
+/// The variables belong to the environment that VARNEL_ENVIRONMENT names, if it is set.
 bool HasOwnVariables(Environment environment) {
     const std::string chosen = ReadVariable("VARNEL_ENVIRONMENT");
-    return chosen.empty() || FindEnvironmentNamed(chosen) == environment;
+    if (chosen.empty()) { return true; }
+    const auto named = FindEnvironmentNamed(chosen);
+    if (!named) {
+        RejectSetting({chosen, "VARNEL_ENVIRONMENT"}, "known are local, staging and production");
+    }
+    return *named == environment;
 }
 
 } // namespace

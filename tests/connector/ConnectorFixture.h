@@ -1,45 +1,49 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <string>
-#include <vector>
-
-#include "Doubles.h"
-#include "OutputCapture.h"
+#include "EnvConfig.h"
 #include "ScriptedServer.h"
 
 namespace VarnelBase {
 
-/// Fresh doubles that name a fresh server.
+/// What a double of AuthHandler throws where a test says so.
+struct StepFailed : std::exception {};
+
+/// A server, what the doubles of EnvConfig and AuthHandler answer, and what happens to all three.
 class ConnectorFixture : public testing::Test {
+public:
+    ConnectorFixture() { running = this; }
+
+    static inline ConnectorFixture* running = nullptr;
+
+    ScriptedServer server;
+    Environment environment = Environment::Local; ///< of EnvConfig()
+    std::string apiHost = "127.0.0.1";
+    unsigned int apiPort = server.port;
+    bool offline = false;
+    Log tokens{"t0ken"}; ///< one after the other, then the last one again
+    std::size_t tokensTaken = 0;
+    std::string group;
+    int callsToFailure = 0; ///< 1: the handler's next call throws
+
 protected:
-    using Log = std::vector<std::string>;
-
-    ConnectorFixture() {
-        doubles = &settings;
-        settings.apiPort = server.GetPort();
-    }
-    ~ConnectorFixture() override { doubles = nullptr; }
-
-    /// Lets the server answer with that status line, those header lines and a body.
-    void Answer(int status, const std::string& body, const std::string& headerLines = "") {
-        server.Answer("HTTP/1.1 " + std::to_string(status) + " As scripted\r\nContent-Length: " +
-                      std::to_string(body.size()) + "\r\n" + headerLines + "\r\n" + body);
-    }
-
-    /// Chooses Staging; "127" and "0.0.1" make an address that a connection can be made to.
+    /// Chooses Staging. "127" and "0.0.1" make a host that can be connected to.
     void UseGroup() {
-        settings.environment = Environment::Staging;
-        settings.group = "127";
-        settings.apiHost = "0.0.1";
+        environment = Environment::Staging;
+        group = "127";
+        apiHost = "0.0.1";
     }
 
-    Doubles settings;
-    ScriptedServer server{[this] { settings.Note("request"); }};
-    OutputCapture output{STDOUT_FILENO};
-    OutputCapture errors{STDERR_FILENO};
+    /// @param headerLines each with its line end
+    void Answer(int status, const std::string& body, const std::string& headerLines = "") {
+        server.answer = "HTTP/1.1 " + std::to_string(status) +
+                        " As scripted\r\nContent-Length: " + std::to_string(body.size()) + "\r\n" +
+                        headerLines + "\r\n" + body;
+    }
+
+    /// What an action writes to standard output and flushes. It must leave standard error alone.
+    static std::string CaptureOutput(const std::function<void()>& action);
 };
 
 } // namespace VarnelBase

@@ -1,0 +1,101 @@
+#!/usr/bin/env bash
+# Builds and runs a host application that gets the library in each of the ways that are offered, and
+# checks that wrong ways are refused. VARNEL_HTTPLIB_DIR and VARNEL_JSON_DIR choose plain headers.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+source=$PWD
+host=$source/tests/packaging
+work=$source/build/consumers
+rm -rf "$work"
+mkdir -p "$work/home"
+work=$(cd "$work" && pwd -P)
+
+httplib=-DVARNEL_HTTPLIB_DIR=${VARNEL_HTTPLIB_DIR:-}
+json=-DVARNEL_JSON_DIR=${VARNEL_JSON_DIR:-}
+
+fail() {
+    echo "consumers: $1" >&2
+    exit 1
+}
+
+# Runs a host without the settings of whoever runs this script.
+run_host() {
+    echo "runs: ${1#"$work"/}"
+    env -i HOME="$work/home" LD_LIBRARY_PATH="${2:-}" "$1" >"$work/output" || fail "$1 failed"
+}
+
+# build_host NAME WAY [CMAKE ARGUMENT]...
+build_host() {
+    local name=$1 way=$2
+    shift 2
+    echo "== $name"
+    cmake --no-warn-unused-cli -S "$host" -B "$work/$name" -G Ninja -DCMAKE_BUILD_TYPE=Release -DWAY="$way" \
+        -DVARNELBASE_SOURCE="$source" "$@" >"$work/$name.log" || fail "configuring $name failed"
+    cmake --build "$work/$name" >>"$work/$name.log" || { cat "$work/$name.log"; fail "$name failed"; }
+    run_host "$work/$name/host"
+    if [ -x "$work/$name/host_with_own_httplib" ]; then run_host "$work/$name/host_with_own_httplib"; fi
+}
+
+# must_refuse WHAT PATTERN COMMAND...: the command fails, and one line tells the reason.
+must_refuse() {
+    local what=$1 pattern=$2
+    shift 2
+    echo "== refused: $what"
+    if "$@" >"$work/refusal" 2>&1; then fail "$what was accepted"; fi
+    if ! tr '\n' ' ' <"$work/refusal" | tr -s ' ' | grep -q "$pattern"; then
+        cat "$work/refusal"
+        fail "the refusal of $what does not say: $pattern"
+    fi
+}
+
+# Installed, and then moved to another place.
+for kind in shared static; do
+    prefix=$work/$kind-prefix
+    shared=$([ $kind = shared ] && echo ON || echo OFF)
+    echo "== install $kind"
+    cmake -S . -B "$work/$kind-build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_SHARED_LIBS="$shared" \
+        -DVARNELBASE_BUILD_EMULATOR=OFF -DVARNELBASE_BUILD_EXAMPLES=OFF -DVARNELBASE_BUILD_TESTS=OFF \
+        -DCMAKE_INSTALL_LIBDIR=lib "$httplib" "$json" >"$work/$kind.log"
+    cmake --build "$work/$kind-build" >>"$work/$kind.log" || { cat "$work/$kind.log"; fail "$kind failed"; }
+    cmake --install "$work/$kind-build" --prefix "$work/first-prefix" >>"$work/$kind.log"
+    mv "$work/first-prefix" "$prefix"
+
+    build_host "find_package-$kind" package "-DVarnelBase_ROOT=$prefix" "$httplib" "$json"
+
+    echo "== pkg-config-$kind"
+    export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
+    read -ra flags <<<"$(pkg-config --cflags --libs varnelbase)"
+    g++ -std=c++17 "$host/host.cpp" -o "$work/pkg-config-$kind" "${flags[@]}"
+    run_host "$work/pkg-config-$kind" "$prefix/lib"
+done
+
+foreign=$(nm -D --defined-only -C "$work/shared-prefix/lib/libvarnelbase.so" |
+    grep -Ev ' A VARNELBASE_| VarnelBase::(ApiConnector|AuthHandler|EnvConfig|TokenStore)::') || true
+[ -z "$foreign" ] || fail "the shared library exports more than the four classes: $foreign"
+
+build_host add_subdirectory subdirectory "$httplib" "$json"
+build_host FetchContent fetch "$httplib" "$json"
+build_host parent-with-httplib parent "-DOWN_HTTPLIB_DIR=${VARNEL_HTTPLIB_DIR:-}" "$json"
+grep -q "VarnelBase uses cpp-httplib .* by target" "$work/parent-with-httplib.log" ||
+    fail "the parent project's own httplib was not used"
+
+# Headers of other releases than the library's.
+mkdir -p "$work/other-httplib" "$work/other-json/nlohmann"
+sed 's/define CPPHTTPLIB_VERSION ".*"/define CPPHTTPLIB_VERSION "0.11.99"/' \
+    "${VARNEL_HTTPLIB_DIR:-/usr/include}/httplib.h" \
+    >"$work/other-httplib/httplib.h"
+cat >"$work/other-json/nlohmann/json.hpp" <<'END'
+#include_next <nlohmann/json.hpp>
+#undef NLOHMANN_JSON_VERSION_PATCH
+#define NLOHMANN_JSON_VERSION_PATCH 99
+END
+must_refuse "another cpp-httplib in find_package" "was built with cpp-httplib .* VARNEL_HTTPLIB_DIR" \
+    cmake -S "$host" -B "$work/refused" -DWAY=package "-DVarnelBase_ROOT=$work/shared-prefix" \
+    "-DVARNEL_HTTPLIB_DIR=$work/other-httplib"
+for name in httplib json; do
+    must_refuse "another $name when compiling" "included here is of another release than the one" \
+        g++ -std=c++17 -fsyntax-only -I"$work/other-$name" "$host/host.cpp" "${flags[@]}"
+    [ "$(grep -c 'error: ' "$work/refusal")" = 1 ] || fail "another $name gives more than one error"
+done
+echo "consumers: all of them run"

@@ -1,0 +1,23 @@
+# The shared library's name, what it exports, and what it asks of a program that links it.
+
+# Before 1.0 a minor release may change the interface, from then on a major one.
+if(PROJECT_VERSION_MAJOR EQUAL 0)
+    set(interfaceVersion ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+else()
+    set(interfaceVersion ${PROJECT_VERSION_MAJOR})
+endif()
+set_target_properties(varnelbase PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${interfaceVersion})
+
+get_target_property(libraryType varnelbase TYPE)
+if(libraryType STREQUAL "SHARED_LIBRARY" AND NOT APPLE)
+    set(exports ${CMAKE_CURRENT_BINARY_DIR}/exports.map)
+    configure_file(cmake/exports.map.in ${exports} @ONLY)
+    target_link_options(varnelbase PRIVATE LINKER:--version-script=${exports})
+    set_target_properties(varnelbase PROPERTIES LINK_DEPENDS ${exports})
+
+    set(isProgram $<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>)
+    set(map ${CMAKE_INSTALL_LIBDIR}/cmake/VarnelBase/hide-httplib.map)
+    target_link_options(varnelbase INTERFACE
+        $<BUILD_INTERFACE:$<${isProgram}:LINKER:--version-script=${CMAKE_CURRENT_SOURCE_DIR}/cmake/hide-httplib.map>>
+        $<INSTALL_INTERFACE:$<${isProgram}:LINKER:--version-script=$<INSTALL_PREFIX>/${map}>>)
+endif()

@@ -1,0 +1,90 @@
+#include "CommandLine.h"
+
+#include <AccessTokenClaims.h>
+#include <PrivateFile.h>
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+#include <map>
+#include <stdexcept>
+
+#include "ExecCommand.h"
+#include "Messages.h"
+
+namespace VarnelBase::Emulation {
+
+namespace {
+
+constexpr int UsageStatus = 2;
+constexpr int DefaultPort = 8080;
+constexpr double MaxSpeed = 1e6;
+constexpr std::size_t MaxSeedBytes = std::size_t{256} << 20U;
+constexpr const char* LoopbackAddress = "127.0.0.1";
+
+const std::map<std::string, EmulatorAccess> AccessNames{
+    {"off", EmulatorAccess::Off}, {"any", EmulatorAccess::Any}, {"groups", EmulatorAccess::Groups}};
+
+json ReadSeedFile(const std::string& path) {
+    const FileReading file = ReadRegularFile(path, MaxSeedBytes, SymbolicLinks::Follow);
+    if (!file.problem.empty()) { throw std::runtime_error(path + ": " + file.problem); }
+    json seed = json::parse(file.bytes, nullptr, false);
+    if (seed.is_discarded()) { throw std::runtime_error(path + ": not one JSON value in UTF-8"); }
+    return seed;
+}
+
+/// Makes the options those of an emulator that one command alone talks to.
+void PrepareExec(CommandLine& line) {
+    EmulatorOptions& options = line.emulator;
+    if (options.address != LoopbackAddress) {
+        throw CLI::ValidationError("--listen", "exec listens on 127.0.0.1 alone");
+    }
+    if (options.token.empty()) { options.token = MakeExecToken(options.access); }
+    if (options.access == EmulatorAccess::Groups &&
+        ReadFirstGroup(options.token, "groups") != ExecGroup) {
+        throw CLI::ValidationError("--token",
+                                   std::string("exec needs one whose first group is ") + ExecGroup);
+    }
+}
+
+} // namespace
+
+CommandLine ParseCommandLine(int argc, char* argv[]) {
+    CommandLine line;
+    std::string seedFile;
+    CLI::App app("The simulation service on your own machine.", "varnel-emulator");
+    app.fallthrough();
+    auto* port = app.add_option("--port", line.emulator.port, "Port; 0: a free one (default 8080)")
+                     ->check(CLI::Range(0, 65535));
+    app.add_option("--listen", line.emulator.address, "Address to listen on")
+        ->capture_default_str();
+    app.add_option("--data", line.emulator.dataDirectory,
+                   "Directory that keeps the state (default: in memory)");
+    app.add_option("--seed", seedFile, "File with what the service starts with");
+    app.add_option("--export-on-exit", line.exportFile, "File that gets the state at the end");
+    app.add_option("--speed", line.emulator.speed,
+                   "Emulated seconds in a second; 0: time stands still")
+        ->check(CLI::Range(0.0, MaxSpeed))
+        ->capture_default_str();
+    app.add_option("--auth", line.emulator.access, "Who may ask: off, any or groups")
+        ->transform(CLI::CheckedTransformer(AccessNames));
+    app.add_option("--token", line.emulator.token, "The only token that is accepted");
+    bool hasLog = false;
+    app.add_flag("--log", hasLog, "Write each request as a line of JSON to standard error");
+    app.add_option("--ready-file", line.readyFile, "File that gets the address once it serves");
+    auto* exec = app.add_subcommand("exec", "Run a command against an emulator on a free port");
+    exec->add_option("command", line.command, "The command and its arguments, after --")
+        ->required();
+    try {
+        app.parse(argc, argv);
+        if (port->count() == 0 && line.command.empty()) { line.emulator.port = DefaultPort; }
+        if (!line.command.empty()) { PrepareExec(line); }
+    } catch (const CLI::ParseError& error) {
+        line.exitStatus = app.exit(error) == 0 ? 0 : UsageStatus;
+        return line;
+    }
+    if (!seedFile.empty()) { line.emulator.seed = ReadSeedFile(seedFile); }
+    if (hasLog) { line.emulator.log = &std::cerr; }
+    return line;
+}
+
+} // namespace VarnelBase::Emulation

@@ -1,0 +1,11 @@
+#pragma once
+
+namespace VarnelBase::Emulation {
+
+/// emulator/openapi.json: paths, parameters, documents and errors.
+extern const char* const OpenApiDocument;
+
+/// emulator/examples.json: what the emulator starts with unless it gets a seed.
+extern const char* const ExampleSeed;
+
+} // namespace VarnelBase::Emulation

@@ -1,0 +1,20 @@
+#include "EmulatedClock.h"
+
+#include <cmath>
+
+#include "UtcTime.h"
+
+namespace VarnelBase::Emulation {
+
+std::int64_t EmulatedClock::GetTime() const {
+    const auto passed = static_cast<double>(GetMachineTime() - machineBase);
+    return base + std::llround(passed * speed);
+}
+
+void EmulatedClock::SetSpeed(double newSpeed) {
+    base = GetTime();
+    machineBase = GetMachineTime();
+    speed = newSpeed;
+}
+
+} // namespace VarnelBase::Emulation

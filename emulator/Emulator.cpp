@@ -1,0 +1,151 @@
+#include "Emulator.h"
+
+#include <SigpipeGuard.h>
+
+#include <filesystem>
+#include <mutex>
+#include <stdexcept>
+
+#include "AccessRules.h"
+#include "ConnectionServer.h"
+#include "EmbeddedDocuments.h"
+#include "LocalRoutes.h"
+#include "ServiceRoutes.h"
+#include "UtcTime.h"
+
+namespace VarnelBase {
+
+namespace {
+
+using Emulation::Answer;
+using Emulation::Request;
+using nlohmann::json;
+
+// 2025-01-01T00:00:00Z, so that a seed without a clock gives the same times every day.
+constexpr std::int64_t SeededStart = 1735689600000;
+
+constexpr const char* LocalPrefix = "/_local/";
+
+Emulation::Seed ReadStart(const EmulatorOptions& options) {
+    return options.seed ? Emulation::ReadSeed(*options.seed, SeededStart)
+                        : Emulation::ReadSeed(json::parse(Emulation::ExampleSeed),
+                                              Emulation::GetMachineTime());
+}
+
+std::unique_ptr<Emulation::ServiceState> OpenState(const EmulatorOptions& options) {
+    Emulation::Seed start = ReadStart(options);
+    if (options.dataDirectory.empty()) {
+        return std::make_unique<Emulation::ServiceState>(":memory:", std::move(start),
+                                                         options.speed);
+    }
+    try {
+        std::filesystem::create_directories(options.dataDirectory);
+        const std::filesystem::path file =
+            std::filesystem::path(options.dataDirectory) / "emulator.db";
+        return std::make_unique<Emulation::ServiceState>(file.string(), std::move(start),
+                                                         options.speed);
+    } catch (const Emulation::Refusal&) {
+        throw; // about the seed
+    } catch (const std::exception& error) {
+        throw std::runtime_error("data directory " + options.dataDirectory + ": " + error.what());
+    }
+}
+
+bool IsLocal(const Request& request) {
+    return request.target.rfind(LocalPrefix, 0) == 0;
+}
+
+} // namespace
+
+struct Emulator::Parts {
+    explicit Parts(const EmulatorOptions& options)
+        : state(OpenState(options)), requests(options.log), access(options.access, options.token) {
+        AddServiceRoutes(router, *state);
+        AddLocalRoutes(router, *state, faults, requests);
+
+        Emulation::ServerCallbacks callbacks;
+        callbacks.chooseFault = [this](const Request& request) {
+            return IsLocal(request) ? std::nullopt
+                                    : faults.Choose(request.method, request.GetPath());
+        };
+        callbacks.answer = [this](const Request& request) { return AnswerRequest(request); };
+        callbacks.record = [this](Emulation::Exchange exchange) {
+            if (!IsLocal(exchange.request)) { requests.Add(std::move(exchange)); }
+        };
+        const SigpipeGuard guard;
+        server = std::make_unique<Emulation::ConnectionServer>(std::move(callbacks));
+        port = server->StartServing(options.address, options.port);
+        const bool isIpv6 = options.address.find(':') != std::string::npos;
+        url = "http://" + (isIpv6 ? "[" + options.address + "]" : options.address) + ":" +
+              std::to_string(port);
+    }
+
+    Answer AnswerRequest(const Request& request) {
+        if (!IsLocal(request)) {
+            if (auto refusal = access.Refuse(request)) { return *refusal; }
+        }
+        const std::lock_guard<std::mutex> lock(mutex);
+        return router.Dispatch(request);
+    }
+
+    std::mutex mutex; ///< of the state
+    std::unique_ptr<Emulation::ServiceState> state;
+    Emulation::FaultRules faults;
+    Emulation::RequestLog requests;
+    Emulation::AccessRules access;
+    Emulation::Router router;
+    std::string url;
+    int port = 0;
+    std::unique_ptr<Emulation::ConnectionServer> server; ///< last: it uses the others
+};
+
+Emulator::Emulator(const EmulatorOptions& options) : parts(std::make_unique<Parts>(options)) {}
+
+Emulator::~Emulator() = default;
+
+int Emulator::GetPort() const {
+    return parts->port;
+}
+
+const std::string& Emulator::GetUrl() const {
+    return parts->url;
+}
+
+json Emulator::AddFault(const json& rule) {
+    return parts->faults.Add(rule);
+}
+
+void Emulator::ClearFaults() {
+    parts->faults.Clear();
+}
+
+json Emulator::GetRequests() const {
+    return parts->requests.List()["items"];
+}
+
+void Emulator::ClearRequests() {
+    parts->requests.Clear();
+}
+
+void Emulator::AdvanceClock(double seconds) {
+    const std::lock_guard<std::mutex> lock(parts->mutex);
+    parts->state->AdvanceClock(seconds);
+}
+
+void Emulator::Reset() {
+    const std::lock_guard<std::mutex> lock(parts->mutex);
+    parts->state->Reset();
+    parts->faults.Clear();
+    parts->requests.Clear();
+}
+
+json Emulator::Export() {
+    const std::lock_guard<std::mutex> lock(parts->mutex);
+    return parts->state->Export();
+}
+
+void Emulator::Stop() {
+    parts->server->StopServing();
+}
+
+} // namespace VarnelBase

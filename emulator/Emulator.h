@@ -1,0 +1,83 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include <iosfwd>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace VarnelBase {
+
+/// Who may ask an emulator.
+enum class EmulatorAccess {
+    Off,    ///< everybody; tokens are not looked at
+    Any,    ///< who sends a bearer token
+    Groups, ///< who sends one whose first group is the first label of the host's name
+};
+
+struct EmulatorOptions {
+    std::string address = "127.0.0.1"; ///< to listen on; another than loopback opens it to others
+    int port = 0;                      ///< 0: a free one
+    std::string dataDirectory;         ///< where the state is kept; empty: in memory
+
+    /// What a service without state starts with, in the form of Export; none: built-in examples.
+    std::optional<nlohmann::json> seed;
+
+    double speed = 1; ///< emulated seconds in a second; 0: time stands still but for AdvanceClock
+    EmulatorAccess access = EmulatorAccess::Off;
+    std::string token; ///< the only token that is good; empty: every one is
+    std::ostream* log =
+        nullptr; ///< where each request goes as a line of JSON; outlives the emulator
+};
+
+/// The service on your own machine, for the tests of a host application. It serves from its
+/// construction to Stop, in threads of its own, and answers on GetUrl. The documents that it takes
+/// and gives are described in docs/EMULATOR.md. Its operations may be called from any thread.
+class Emulator {
+public:
+    /// Starts it.
+    ///
+    /// @throws std::runtime_error naming what cannot be used: the seed's member, the data
+    /// directory,
+    ///         or address and port
+    explicit Emulator(const EmulatorOptions& options = {});
+
+    /// Stops it.
+    ~Emulator();
+    Emulator(const Emulator&) = delete;
+    Emulator& operator=(const Emulator&) = delete;
+
+    int GetPort() const;
+
+    /// "http://127.0.0.1:PORT"
+    const std::string& GetUrl() const;
+
+    /// Adds one rule that lets requests fail, or an array of them, and returns it with its number.
+    ///
+    /// @throws std::runtime_error naming the member that cannot be used
+    nlohmann::json AddFault(const nlohmann::json& rule);
+    void ClearFaults();
+
+    /// What was asked: an array in the order of the answers.
+    nlohmann::json GetRequests() const;
+    void ClearRequests();
+
+    /// Lets time pass at once.
+    void AdvanceClock(double seconds);
+
+    /// Goes back to the start: state, clock, faults, requests.
+    void Reset();
+
+    /// Everything as a document that another one can be seeded with.
+    nlohmann::json Export();
+
+    /// Takes no further requests and returns when those in flight are answered.
+    void Stop();
+
+private:
+    struct Parts;
+    std::unique_ptr<Parts> parts;
+};
+
+} // namespace VarnelBase

@@ -1,0 +1,93 @@
+#include "Members.h"
+
+#include "UtcTime.h"
+
+namespace VarnelBase::Emulation {
+
+namespace {
+
+std::string WriteRange(const std::string& kind, const std::string& min, const std::string& max) {
+    return "must be " + kind + " from " + min + " to " + max;
+}
+
+} // namespace
+
+Members::Members(const json& members, std::string where)
+    : object(members), prefix(std::move(where)) {
+    if (!object.is_object()) {
+        throw Refusal(422, "invalid",
+                      (prefix.empty() ? "the body" : prefix) + " must be an object");
+    }
+    if (!prefix.empty()) { prefix += "."; }
+}
+
+const json& Members::Find(const std::string& name) {
+    static const json missing;
+    known.insert(name);
+    const auto found = object.find(name);
+    return found == object.end() ? missing : *found;
+}
+
+std::string Members::ReadText(const std::string& name) {
+    const json& member = Find(name);
+    if (!member.is_string() || member.get_ref<const std::string&>().empty()) {
+        Refuse(name, "must be a text that is not empty");
+    }
+    return member.get<std::string>();
+}
+
+std::string Members::ReadText(const std::string& name, const std::string& fallback) {
+    return Has(name) ? ReadText(name) : fallback;
+}
+
+double Members::ReadNumber(const std::string& name, double fallback, double min, double max) {
+    const json& member = Find(name);
+    if (member.is_null()) { return fallback; }
+    const double value = member.is_number() ? member.get<double>() : min - 1;
+    if (value < min || value > max) {
+        Refuse(name, WriteRange("a number", json(min).dump(), json(max).dump()));
+    }
+    return value;
+}
+
+std::int64_t Members::ReadInteger(const std::string& name, std::int64_t fallback, std::int64_t min,
+                                  std::int64_t max) {
+    const json& member = Find(name);
+    if (member.is_null()) { return fallback; }
+    // An unsigned number above the signed range would come out negative.
+    const bool isReadable =
+        member.is_number_integer() &&
+        (!member.is_number_unsigned() || member.get<std::uint64_t>() <= std::uint64_t{INT64_MAX});
+    const std::int64_t value = isReadable ? member.get<std::int64_t>() : 0;
+    if (!isReadable || value < min || value > max) {
+        Refuse(name, WriteRange("a whole number", std::to_string(min), std::to_string(max)));
+    }
+    return value;
+}
+
+std::int64_t Members::ReadTime(const std::string& name, std::int64_t fallback) {
+    if (!Has(name)) { return fallback; }
+    const auto time = ParseUtcTime(ReadText(name));
+    if (!time) { Refuse(name, "must be a time such as 2025-01-31T12:00:00Z"); }
+    return *time;
+}
+
+const json& Members::ReadArray(const std::string& name) {
+    static const json empty = json::array();
+    const json& member = Find(name);
+    if (member.is_null()) { return empty; }
+    if (!member.is_array()) { Refuse(name, "must be an array"); }
+    return member;
+}
+
+void Members::RefuseOthers() const {
+    for (const auto& member : object.items()) {
+        if (known.count(member.key()) == 0) { Refuse(member.key(), "is not known"); }
+    }
+}
+
+void Members::Refuse(const std::string& name, const std::string& reason) const {
+    throw Refusal(422, "invalid", prefix + name + ": " + reason);
+}
+
+} // namespace VarnelBase::Emulation

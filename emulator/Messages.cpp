@@ -1,0 +1,88 @@
+#include "Messages.h"
+
+#include <strings.h>
+
+#include <algorithm>
+
+namespace VarnelBase::Emulation {
+
+namespace {
+
+constexpr int MaxDepth = 200;
+
+std::string Trim(const std::string& text) {
+    const std::size_t begin = text.find_first_not_of(" \t");
+    if (begin == std::string::npos) { return ""; }
+    return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
+}
+
+} // namespace
+
+std::string Request::GetPath() const {
+    return target.substr(0, target.find('?'));
+}
+
+std::string Request::FindHeader(const std::string& name) const {
+    const auto found = std::find_if(headers.begin(), headers.end(), [&](const HeaderLine& line) {
+        return strcasecmp(line.first.c_str(), name.c_str()) == 0;
+    });
+    return found == headers.end() ? "" : found->second;
+}
+
+Refusal::Refusal(int httpStatus, std::string errorCode, const std::string& message)
+    : std::runtime_error(message), status(httpStatus), code(std::move(errorCode)) {}
+
+Request ParseRequestHead(const std::string& head) {
+    Request request;
+    std::size_t begin = 0;
+    while (begin < head.size()) {
+        const std::size_t end = std::min(head.find('\n', begin), head.size());
+        std::string line = head.substr(begin, end - begin);
+        if (!line.empty() && line.back() == '\r') { line.pop_back(); }
+        if (begin == 0) {
+            const std::size_t first = line.find(' ');
+            const std::size_t last = line.rfind(' ');
+            request.method = line.substr(0, first);
+            if (last != first) { request.target = line.substr(first + 1, last - first - 1); }
+        } else if (const std::size_t colon = line.find(':'); colon != std::string::npos) {
+            request.headers.emplace_back(line.substr(0, colon), Trim(line.substr(colon + 1)));
+        }
+        begin = end + 1;
+    }
+    return request;
+}
+
+std::string WriteJson(const json& document) {
+    return document.dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
+json ReadJson(const std::string& text) {
+    bool isTooDeep = false;
+    const auto limitDepth = [&](int depth, json::parse_event_t /*event*/, json& /*parsed*/) {
+        isTooDeep = isTooDeep || depth > MaxDepth;
+        return !isTooDeep;
+    };
+    json document = json::parse(text, limitDepth, false);
+    if (isTooDeep) {
+        throw Refusal(400, "invalid_json",
+                      "the body nests deeper than " + std::to_string(MaxDepth) + " levels");
+    }
+    if (document.is_discarded()) {
+        throw Refusal(400, "invalid_json", "the body is not one JSON value in UTF-8");
+    }
+    return document;
+}
+
+Answer MakeJsonAnswer(int status, const json& document) {
+    Answer answer;
+    answer.status = status;
+    answer.body = WriteJson(document);
+    return answer;
+}
+
+Answer MakeErrorAnswer(int status, const std::string& code, const std::string& message) {
+    return MakeJsonAnswer(
+        status, json::object({{"error", json::object({{"code", code}, {"message", message}})}}));
+}
+
+} // namespace VarnelBase::Emulation

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace VarnelBase::Emulation {
+
+using nlohmann::json;
+
+/// A header's name and value, in the order of arrival or sending.
+using HeaderLine = std::pair<std::string, std::string>;
+
+/// A request as it arrived.
+struct Request {
+    std::string method;
+    std::string target; ///< path and query as they came, nothing decoded
+    std::vector<HeaderLine> headers;
+    std::string body;
+
+    /// The target up to its query, nothing decoded.
+    std::string GetPath() const;
+
+    /// Value of the first header of that name, in letters of any case; empty without one.
+    std::string FindHeader(const std::string& name) const;
+};
+
+/// What is sent back.
+struct Answer {
+    int status = 200;
+    std::string body;
+    std::string contentType = "application/json";
+    std::vector<HeaderLine> headers;
+};
+
+/// Why a request is not carried out: becomes an answer with an error document.
+class Refusal : public std::runtime_error {
+public:
+    Refusal(int httpStatus, std::string errorCode, const std::string& message);
+
+    int GetStatus() const { return status; }
+    const std::string& GetCode() const { return code; }
+
+private:
+    int status;
+    std::string code;
+};
+
+/// Request line and headers, as far as they can be read.
+Request ParseRequestHead(const std::string& head);
+
+/// Compact text of a document. Bytes that are not UTF-8 become U+FFFD.
+std::string WriteJson(const json& document);
+
+/// A document of a bounded depth, so that whatever walks it stays within its stack.
+///
+/// @throws Refusal 400 when the text is not one JSON value or nests too deep
+json ReadJson(const std::string& text);
+
+Answer MakeJsonAnswer(int status, const json& document);
+Answer MakeErrorAnswer(int status, const std::string& code, const std::string& message);
+
+} // namespace VarnelBase::Emulation

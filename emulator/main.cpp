@@ -1,0 +1,80 @@
+// varnel-emulator: the simulation service on your own machine.
+#include <PrivateFile.h>
+#include <pthread.h>
+
+#include <csignal>
+#include <exception>
+#include <filesystem>
+#include <iostream>
+
+#include "CommandLine.h"
+#include "ExecCommand.h"
+
+namespace {
+
+using VarnelBase::Emulator;
+using VarnelBase::Emulation::CommandLine;
+
+constexpr int FailureStatus = 1;
+
+sigset_t MakeStopSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    return signals;
+}
+
+bool IsLoopback(const std::string& address) {
+    return address.rfind("127.", 0) == 0 || address == "::1" || address == "localhost";
+}
+
+void WriteFile(const std::string& path, const std::string& bytes) {
+    const std::filesystem::path file(path);
+    const std::string directory = file.parent_path().string();
+    VarnelBase::ReplacePrivateFile(directory.empty() ? "." : directory, file.filename().string(),
+                                   bytes);
+}
+
+void AwaitStop(const Emulator& emulator, const CommandLine& line) {
+    std::cout << emulator.GetUrl() << std::endl;
+    if (!line.readyFile.empty()) { WriteFile(line.readyFile, emulator.GetUrl() + "\n"); }
+    const sigset_t signals = MakeStopSignals();
+    int number = 0;
+    sigwait(&signals, &number);
+    // A second signal ends the program at once.
+    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+    if (!line.readyFile.empty()) { std::filesystem::remove(line.readyFile); }
+}
+
+int Run(const CommandLine& line) {
+    Emulator emulator(line.emulator);
+    if (!IsLoopback(line.emulator.address)) {
+        std::cerr << "varnel-emulator: warning: everybody who reaches " << emulator.GetUrl()
+                  << " can read and change what it holds\n";
+    }
+    int status = 0;
+    if (line.command.empty()) {
+        AwaitStop(emulator, line);
+    } else {
+        status = VarnelBase::Emulation::RunCommandWith(emulator, line.emulator, line.command);
+    }
+    emulator.Stop();
+    if (!line.exportFile.empty()) { WriteFile(line.exportFile, emulator.Export().dump(2) + "\n"); }
+    return status;
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    // The threads inherit this, so that the signals wait for AwaitStop.
+    const sigset_t signals = MakeStopSignals();
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    try {
+        const CommandLine line = VarnelBase::Emulation::ParseCommandLine(argc, argv);
+        return line.exitStatus ? *line.exitStatus : Run(line);
+    } catch (const std::exception& error) {
+        std::cerr << "varnel-emulator: " << error.what() << '\n';
+        return FailureStatus;
+    }
+}

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "KnownSettings.h"
+
+namespace VarnelBase {
+
+/// A home directory of the test's own, and no variable that the library reads.
+class TestHome : public testing::Test {
+protected:
+    TestHome() {
+        std::string name = testing::TempDir() + "varnel-XXXXXX";
+        home = mkdtemp(name.data());
+        ClearVariables();
+    }
+    ~TestHome() override { std::filesystem::remove_all(home); }
+
+    void ClearVariables() const {
+        for (const KnownSetting& setting : KnownSettings) { unsetenv(setting.variable); }
+        unsetenv("VARNEL_CONFIG");
+        unsetenv("XDG_CONFIG_HOME");
+        unsetenv("XDG_STATE_HOME");
+        setenv("HOME", home.c_str(), 1);
+    }
+
+    static void Write(const std::filesystem::path& path, const std::string& bytes,
+                      int mode = 0600) {
+        std::filesystem::create_directories(path.parent_path());
+        std::ofstream(path, std::ios::binary) << bytes;
+        std::filesystem::permissions(path, std::filesystem::perms(mode));
+    }
+
+    std::filesystem::path home;
+};
+
+} // namespace VarnelBase
