@@ -1,6 +1,7 @@
 #pragma once
 
 #include <arpa/inet.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -16,6 +17,10 @@ using Log = std::vector<std::string>;
 /// the members between a request and the answer, while the test's thread waits.
 class ScriptedServer {
 public:
+    /// How an answer goes out: at once, byte by byte, at once and followed by a reset; or not at
+    /// all, but a reset before the request is read.
+    enum class Manner { Whole, Bytes, ThenReset, Reset };
+
     ScriptedServer() {
         sockaddr_in address{};
         address.sin_family = AF_INET;
@@ -27,9 +32,15 @@ public:
         port = ntohs(address.sin_port);
         thread = std::thread([this] {
             for (int accepted = 0; (accepted = accept(listener, nullptr, nullptr)) >= 0;) {
-                requests.push_back(Receive(accepted));
-                log.emplace_back("request");
-                send(accepted, answer.data(), answer.size(), MSG_NOSIGNAL);
+                if (manner != Manner::Reset) {
+                    requests.push_back(Receive(accepted));
+                    log.emplace_back("request");
+                    Send(accepted);
+                }
+                const linger discarding{manner == Manner::Whole || manner == Manner::Bytes ? 0 : 1,
+                                        0};
+                setsockopt(accepted, SOL_SOCKET, SO_LINGER, &discarding, sizeof(discarding));
+                if (discarding.l_onoff == 0) { shutdown(accepted, SHUT_WR); }
                 close(accepted);
             }
         });
@@ -43,7 +54,9 @@ public:
     ScriptedServer& operator=(const ScriptedServer&) = delete;
 
     std::string answer; ///< to every later request; empty: the connection is closed without one
-    Log log;            ///< "request" whenever one has come, and what others add
+    Log firstAnswers;   ///< instead, to the next requests, in this order
+    Manner manner = Manner::Whole;
+    Log log; ///< "request" whenever one has come, and what others add
     Log requests;
     unsigned int port = 0;
 
@@ -71,6 +84,18 @@ private:
             size = headEnd + 4 + (length < headEnd ? std::stoul(&request[length + 18]) : 0);
         }
         return request;
+    }
+
+    void Send(int connection) {
+        const bool isFirst = !firstAnswers.empty();
+        const std::string bytes = isFirst ? firstAnswers.front() : answer;
+        if (isFirst) { firstAnswers.erase(firstAnswers.begin()); }
+        const int on = 1;
+        setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
+        const std::size_t atOnce = manner == Manner::Bytes ? 1 : bytes.size();
+        for (std::size_t sent = 0; sent < bytes.size(); sent += atOnce) {
+            if (send(connection, &bytes[sent], atOnce, MSG_NOSIGNAL) < 0) { return; }
+        }
     }
 
     int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
