@@ -1,5 +1,5 @@
-# Headers, library, CMake package and pkg-config file; everything finds its place again when the
-# prefix is moved.
+# Headers, libraries, programs, CMake package and pkg-config file; everything finds its place again when
+# the prefix is moved.
 
 include(CMakePackageConfigHelpers)
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <cstring>
@@ -25,14 +26,16 @@ constexpr int MaxRequestsPerConnection = 1000;
 constexpr std::chrono::seconds IdleTime{5};
 constexpr std::size_t EndlessBlockBytes = 65536;
 
-// The two forms of cpp-httplib's function that serves a request; the second one since 0.18.
+// The two forms of cpp-httplib's function that serves a request; the second one is that of 0.18 and
+// later. Which of the two functions below applies is seen from its type.
 using ProcessRequest = bool (httplib::Server::*)(httplib::Stream&, bool, bool&, const Setup&);
 using ProcessRequestFrom = bool (httplib::Server::*)(httplib::Stream&, const std::string&, int,
                                                      const std::string&, int, bool, bool&,
                                                      const Setup&);
 
-bool Process(httplib::Server& server, ProcessRequest process, Connection& connection, bool isLast,
-             bool& isClosing, const Setup& setup) {
+[[maybe_unused]] bool Process(httplib::Server& server, ProcessRequest process,
+                              Connection& connection, bool isLast, bool& isClosing,
+                              const Setup& setup) {
     return (server.*process)(connection, isLast, isClosing, setup);
 }
 
@@ -50,6 +53,16 @@ void SetSocketOptions(socket_t listening) {
 
 milliseconds ToMilliseconds(double seconds) {
     return milliseconds(std::llround(seconds * 1000));
+}
+
+/// The status that an announced length gets; 0: it is good.
+int CheckLength(const std::string& text) {
+    if (text.empty()) { return 0; }
+    std::size_t length = 0;
+    const char* end = text.data() + text.size();
+    const auto outcome = std::from_chars(text.data(), end, length);
+    if (outcome.ec == std::errc::result_out_of_range || length > MaxBodyBytes) { return 413; }
+    return outcome.ec == std::errc() && outcome.ptr == end ? 0 : 400;
 }
 
 /// A head that announces no length.
@@ -75,7 +88,8 @@ struct ConnectionServer::InHand {
     Exchange exchange;
     Fault fault;
     bool isPrepared = false; ///< its head is readable
-    bool isAnswered = false; ///< its body was read, too
+    bool isAnswered = false; ///< its body could be read, too
+    bool hasUnreadBody = false;
 };
 
 thread_local ConnectionServer::InHand* ConnectionServer::inHand = nullptr;
@@ -87,13 +101,13 @@ ConnectionServer::ConnectionServer(ServerCallbacks functions) : callbacks(std::m
     set_keep_alive_max_count(MaxRequestsPerConnection);
     set_keep_alive_timeout(IdleTime.count());
     set_pre_routing_handler([](const httplib::Request& request, httplib::Response& response) {
-        const std::string length = request.get_header_value("Content-Length");
-        const bool isNumber =
-            std::all_of(length.begin(), length.end(), [](char c) { return c >= '0' && c <= '9'; });
-        if (!isNumber) { response.status = 400; }
-        return !isNumber || inHand->fault.action == FaultAction::DropBeforeReading
-                   ? HandlerResponse::Handled
-                   : HandlerResponse::Unhandled;
+        // Cpp-httplib takes what is no number as 0, and reads a body that is too long to its end.
+        if (const int status = CheckLength(request.get_header_value("Content-Length"))) {
+            response.status = status;
+            return HandlerResponse::Handled;
+        }
+        return inHand->fault.action == FaultAction::DropBeforeReading ? HandlerResponse::Handled
+                                                                      : HandlerResponse::Unhandled;
     });
     const Handler handler = [this](const httplib::Request& request, httplib::Response& response) {
         AnswerRequest(request, response);
@@ -109,7 +123,7 @@ ConnectionServer::ConnectionServer(ServerCallbacks functions) : callbacks(std::m
         if (inHand->connection.IsHeadTooLarge()) { response.status = 431; }
         const Answer answer = MakeErrorAnswer(response.status, "bad_request",
                                               "the request is not HTTP that can be served");
-        response.set_content(answer.body, answer.contentType.c_str());
+        response.set_content(answer.body, answer.contentType);
     });
     set_logger([](const httplib::Request& /*request*/, const httplib::Response& response) {
         inHand->exchange.status = response.status;
@@ -164,7 +178,7 @@ bool ConnectionServer::process_and_close_socket(socket_t accepted) {
 }
 
 bool ConnectionServer::ServeOne(Connection& connection, bool isLast) {
-    InHand request{connection, {}, {}, false, false};
+    InHand request{connection, {}, {}};
     const auto start = std::chrono::steady_clock::now();
     request.exchange.startedAt = GetMachineTime();
     connection.BeginRequest();
@@ -180,7 +194,9 @@ bool ConnectionServer::ServeOne(Connection& connection, bool isLast) {
         return false;
     }
     if (!request.isPrepared) { request.exchange.request = ParseRequestHead(connection.GetHead()); }
-    stopSignal.Wait(ToMilliseconds(request.fault.delaySeconds));
+    if (request.fault.delaySeconds > 0) {
+        stopSignal.Wait(ToMilliseconds(request.fault.delaySeconds));
+    }
     if (request.fault.action == FaultAction::DropBeforeReading ||
         request.fault.action == FaultAction::DropAfterReading ||
         request.fault.action == FaultAction::Reset) {
@@ -191,9 +207,12 @@ bool ConnectionServer::ServeOne(Connection& connection, bool isLast) {
         std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
     callbacks.record(std::move(request.exchange));
 
-    const bool isKept = Deliver(connection, request.fault, bytes);
-    if (isKept && !request.isAnswered) { connection.DrainBeforeClose(); }
-    return isKept && request.isAnswered && !isClosing;
+    if (!Deliver(connection, request.fault, bytes)) { return false; }
+    if (!request.isAnswered || request.hasUnreadBody) {
+        connection.DrainBeforeClose();
+        return false;
+    }
+    return !isClosing;
 }
 
 void ConnectionServer::PrepareRequest(httplib::Request& request) const {
@@ -207,9 +226,14 @@ void ConnectionServer::PrepareRequest(httplib::Request& request) const {
     request.ranges.clear();
     request.headers.erase("Accept-Encoding");
     request.headers.erase("Content-Type");
-    if (!request.has_header("Content-Length") && !request.has_header("Transfer-Encoding")) {
+    const bool isChunked = request.has_header("Transfer-Encoding");
+    if (!isChunked && !request.has_header("Content-Length")) {
         request.set_header("Content-Length", "0");
     }
+    const bool takesBody =
+        request.method != "GET" && request.method != "HEAD" && request.method != "OPTIONS";
+    inHand->hasUnreadBody =
+        !takesBody && (isChunked || request.get_header_value("Content-Length") != "0");
 }
 
 void ConnectionServer::AnswerRequest(const httplib::Request& request,

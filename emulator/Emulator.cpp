@@ -99,7 +99,7 @@ struct Emulator::Parts {
     std::unique_ptr<Emulation::ConnectionServer> server; ///< last: it uses the others
 };
 
-Emulator::Emulator(EmulatorOptions options) : parts(std::make_unique<Parts>(options)) {}
+Emulator::Emulator(const EmulatorOptions& options) : parts(std::make_unique<Parts>(options)) {}
 
 Emulator::~Emulator() = default;
 

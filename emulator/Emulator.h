@@ -41,7 +41,7 @@ public:
     /// @throws std::runtime_error naming what cannot be used: the seed's member, the data
     /// directory,
     ///         or address and port
-    explicit Emulator(EmulatorOptions options = {});
+    explicit Emulator(const EmulatorOptions& options = {});
 
     /// Stops it.
     ~Emulator();

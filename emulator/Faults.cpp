@@ -153,7 +153,7 @@ std::optional<Fault> FaultRules::Choose(const std::string& method, const std::st
 }
 
 void ApplyFault(const Fault& fault, Answer& answer) {
-    constexpr const char* Disposition = "Content-Disposition";
+    constexpr const char* disposition = "Content-Disposition";
     switch (fault.action) {
         case FaultAction::ReplaceStatus:
             answer.status = fault.status;
@@ -165,14 +165,14 @@ void ApplyFault(const Fault& fault, Answer& answer) {
             answer.body = "null";
             break;
         case FaultAction::DuplicateDisposition:
-            answer.headers.emplace_back(Disposition, "attachment; filename=\"duplicate.zip\"");
+            answer.headers.emplace_back(disposition, "attachment; filename=\"duplicate.zip\"");
             break;
         case FaultAction::EmptyDisposition:
             answer.headers.erase(
                 std::remove_if(answer.headers.begin(), answer.headers.end(),
-                               [](const HeaderLine& line) { return line.first == Disposition; }),
+                               [](const HeaderLine& line) { return line.first == disposition; }),
                 answer.headers.end());
-            answer.headers.emplace_back(Disposition, "");
+            answer.headers.emplace_back(disposition, "");
             break;
         default:
             break; // done when the answer is sent

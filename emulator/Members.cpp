@@ -22,10 +22,10 @@ Members::Members(const json& members, std::string where)
 }
 
 const json& Members::Find(const std::string& name) {
-    static const json Missing;
+    static const json missing;
     known.insert(name);
     const auto found = object.find(name);
-    return found == object.end() ? Missing : *found;
+    return found == object.end() ? missing : *found;
 }
 
 std::string Members::ReadText(const std::string& name) {
@@ -73,9 +73,9 @@ std::int64_t Members::ReadTime(const std::string& name, std::int64_t fallback) {
 }
 
 const json& Members::ReadArray(const std::string& name) {
-    static const json Empty = json::array();
+    static const json empty = json::array();
     const json& member = Find(name);
-    if (member.is_null()) { return Empty; }
+    if (member.is_null()) { return empty; }
     if (!member.is_array()) { Refuse(name, "must be an array"); }
     return member;
 }

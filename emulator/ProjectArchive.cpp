@@ -87,7 +87,7 @@ std::string PackArchive(const std::map<std::string, std::string>& entries) {
 
 /// The attachment's name: in UTF-8 for those who know RFC 6266, and in ASCII for the others.
 std::string NameAttachment(const std::string& fileName) {
-    constexpr const char* Digits = "0123456789ABCDEF";
+    constexpr const char* digits = "0123456789ABCDEF";
     std::string plain;
     std::string encoded;
     for (const char c : fileName) {
@@ -96,7 +96,7 @@ std::string NameAttachment(const std::string& fileName) {
                             (c >= 'A' && c <= 'Z') || c == '-' || c == '.' || c == '_';
         plain += byte < 0x80 && c != '%' ? c : '_';
         encoded +=
-            isSafe ? std::string(1, c) : std::string{'%', Digits[byte >> 4U], Digits[byte & 15U]};
+            isSafe ? std::string(1, c) : std::string{'%', digits[byte >> 4U], digits[byte & 15U]};
     }
     std::string disposition = "attachment; filename=\"" + plain + "\"";
     if (plain != fileName) { disposition += "; filename*=UTF-8''" + encoded; }
@@ -106,8 +106,8 @@ std::string NameAttachment(const std::string& fileName) {
 } // namespace
 
 Answer GenerateProject(const json& request) {
-    static const json NoRequest = json::object();
-    Members members(request.is_null() ? NoRequest : request, "");
+    static const json noRequest = json::object();
+    Members members(request.is_null() ? noRequest : request, "");
     const std::string name = members.ReadText("name", "project");
     if (!IsFileName(name)) { members.Refuse("name", "cannot be a file's name"); }
 

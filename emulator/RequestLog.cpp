@@ -29,11 +29,11 @@ std::string HashHex(const std::string& text) {
     if (EVP_Digest(text.data(), text.size(), digest.data(), &length, EVP_sha256(), nullptr) != 1) {
         throw std::runtime_error("SHA-256 is not available");
     }
-    constexpr const char* Digits = "0123456789abcdef";
+    constexpr const char* digits = "0123456789abcdef";
     std::string hex;
     for (unsigned int i = 0; i < length; ++i) {
-        hex += Digits[digest.at(i) >> 4U];
-        hex += Digits[digest.at(i) & 15U];
+        hex += digits[digest.at(i) >> 4U];
+        hex += digits[digest.at(i) & 15U];
     }
     return hex;
 }

@@ -73,6 +73,9 @@ json ReadAgent(const json& document, std::int64_t clock) {
     for (const char* text : {"id", "name", "state", "lastCommand"}) {
         if (members.Has(text)) { agent[text] = members.ReadText(text); }
     }
+    if (agent["state"] != "idle" && agent["state"] != "running") {
+        members.Refuse("state", "must be idle or running");
+    }
     agent["createdAt"] = FormatUtcTime(members.ReadTime("createdAt", clock));
     agent["commandsHandled"] = members.ReadInteger("commandsHandled", 0, 0, INT32_MAX);
     members.RefuseOthers();
@@ -82,9 +85,9 @@ json ReadAgent(const json& document, std::int64_t clock) {
 } // namespace
 
 std::int64_t DrawDuration(std::int64_t seedNumber, const std::string& executionId) {
-    constexpr double ShortestMs = 5000;
-    constexpr double SpreadMs = 15000;
-    return std::llround(ShortestMs + SpreadMs * DrawFraction(seedNumber, executionId));
+    constexpr double shortestMs = 5000;
+    constexpr double spreadMs = 15000;
+    return std::llround(shortestMs + spreadMs * DrawFraction(seedNumber, executionId));
 }
 
 bool DrawIsFailing(std::int64_t seedNumber, double failureRate, const std::string& executionId) {
@@ -92,8 +95,8 @@ bool DrawIsFailing(std::int64_t seedNumber, double failureRate, const std::strin
 }
 
 bool IsKnownScope(const std::string& scope) {
-    constexpr std::array<const char*, 3> Scopes{"user", "group", "public"};
-    return std::find(Scopes.begin(), Scopes.end(), scope) != Scopes.end();
+    constexpr std::array<const char*, 3> scopes{"user", "group", "public"};
+    return std::find(scopes.begin(), scopes.end(), scope) != scopes.end();
 }
 
 Seed ReadSeed(const json& document, std::int64_t now) {

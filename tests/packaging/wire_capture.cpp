@@ -48,33 +48,31 @@ std::string SortHeaders(const std::string& request) {
 } // namespace
 
 int main() {
-    ScriptedServer server([] {});
+    const std::string ok = "HTTP/1.1 200 OK\r\n";
+    std::string answer = ok + "Content-Length: 2\r\n\r\n[]";
+    std::string request;
+    const ScriptedServer server([&](const std::string& bytes) {
+        request = bytes;
+        return answer;
+    });
     setenv("VARNEL_ENVIRONMENT", "local", 1);
     setenv("VARNEL_API_PORT", std::to_string(server.GetPort()).c_str(), 1);
     setenv("VARNEL_TOKEN", "t0ken", 1);
     ApiConnector connector;
-
-    const std::string ok = "HTTP/1.1 200 OK\r\n";
-    server.Answer(ok + "Content-Length: 2\r\n\r\n[]");
-    std::string last;
-    std::string inOrder;
-    const auto show = [&](const std::string& title, const std::string& result) {
-        std::cout << title << "\n";
-        for (const std::string& request : server.TakeConnections()) {
-            std::cout << "    " << Describe(SortHeaders(request)) << "\n";
-            last = request;
-        }
-        std::cout << "  " << result << "\n";
+    const auto show = [&](const json& result) {
+        std::cout << "    " << Describe(SortHeaders(request)) << "\n  " << result.dump() << "\n";
     };
-    for (const auto& operation : VarnelBase::Operations()) {
+
+    for (const auto& operation : VarnelBase::ListOperations()) {
         const json result = operation.call(connector);
-        show(operation.name, result.dump());
-        if (operation.name == std::string("UpdateUser")) { inOrder = last; }
+        show(result);
     }
+    std::cout << "header lines in their order\n    " << Describe(request) << "\n";
     std::string everyByte;
     for (int byte = 0xff; byte >= 0; --byte) { everyByte += static_cast<char>(byte); }
+    std::cout << "every byte in a target\n";
     const json result = connector.GetSimulationData(everyByte);
-    show("every byte in a target", result.dump());
+    show(result);
 
     const std::vector<std::pair<const char*, std::string>> answers{
         {"a body that ends with the connection", ok + "\r\n[1]"},
@@ -83,19 +81,14 @@ int main() {
         {"a redirect", "HTTP/1.1 302 Found\r\nLocation: /x\r\nContent-Length: 3\r\n\r\n[1]"},
         {"an interim answer", "HTTP/1.1 100 Continue\r\n\r\n" + ok + "Content-Length: 2\r\n\r\n[]"},
     };
-    for (const auto& [title, answer] : answers) {
-        server.Answer(answer);
-        const json document = connector.GetAgent();
-        server.TakeConnections();
-        std::cout << title << "\n  " << document.dump() << "\n";
+    for (const auto& [title, bytes] : answers) {
+        answer = bytes;
+        std::cout << title << "\n  " << connector.GetAgent().dump() << "\n";
     }
-    const std::string length = "Content-Length: 1\r\n";
     for (const std::string value :
          {"a; filename=\"b.zip\"", "", "%41%00b", "a\r\nContent-Disposition: b"}) {
-        server.Answer(ok + length + "Content-Disposition: " + value + "\r\n\r\nz");
-        const json project = connector.GenerateProject(json::object());
-        server.TakeConnections();
-        std::cout << "file name " << json(value) << "\n  " << project.dump() << "\n";
+        answer = ok + "Content-Length: 1\r\nContent-Disposition: " + value + "\r\n\r\nz";
+        std::cout << "file name " << json(value) << "\n  "
+                  << connector.GenerateProject(json::object()).dump() << "\n";
     }
-    std::cout << "header lines in their order\n    " << Describe(inOrder) << "\n";
 }

@@ -165,7 +165,7 @@ TEST_F(Tokens, AreAWholePairWheneverAWriterIsKilled) {
     const std::string padding(20000, 'x');
     store.Store({"0" + padding, "0"});
     const fs::path path = List().at(0);
-    for (int round = 0; round < 200; ++round) {
+    for (int round = 0; round < 100; ++round) {
         const pid_t writer = fork();
         for (int i = 0; writer == 0 && i < 100000; ++i) {
             store.Store({std::to_string(i) + padding, std::to_string(i)});

@@ -1,7 +1,7 @@
 // What asking for the access token costs before every request, beside parsing the token once.
 //
-//     token_benchmark                  times; compare GetApiKey with ParseToken
-//     strace -f token_benchmark quiet  a million calls between two writes: no system call there
+//     bench-tokens                  times; compare GetApiKey with ParseToken
+//     strace -f bench-tokens quiet  a million calls between two writes: no system call there
 
 #include <benchmark/benchmark.h>
 #include <openssl/evp.h>
