@@ -26,10 +26,10 @@ fail() {
 }
 
 # Library and programs that the blocks use.
-cmake --preset release -B "$work/build" -DVARNEL_HTTPLIB_DIR="${VARNEL_HTTPLIB_DIR:-}" \
+cmake --preset release -DVARNEL_HTTPLIB_DIR="${VARNEL_HTTPLIB_DIR:-}" \
     -DVARNEL_JSON_DIR="${VARNEL_JSON_DIR:-}" -DCMAKE_INSTALL_LIBDIR=lib >"$work/build.log"
-cmake --build "$work/build" >>"$work/build.log" || fail "the build failed, see $work/build.log"
-cmake --install "$work/build" --prefix "$work/prefix" >>"$work/build.log"
+cmake --build --preset release >>"$work/build.log" || fail "the build failed, see $work/build.log"
+cmake --install build/release --prefix "$work/prefix" >>"$work/build.log"
 export PKG_CONFIG_PATH=$work/prefix/lib/pkgconfig
 read -ra flags <<<"$(pkg-config --cflags --libs varnelbase)"
 flags+=("-Wl,-rpath,$work/prefix/lib")
