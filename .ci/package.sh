@@ -37,7 +37,13 @@ for prefix in "$work/deb/moved/usr" "$work/tgz"; do
     read -ra flags <<<"$(PKG_CONFIG_PATH=$pkgconfig pkg-config --cflags --libs varnelbase)"
     g++ -std=c++17 tests/packaging/host.cpp -o "$prefix/host" "${flags[@]}"
     env -i HOME="$work/home" LD_LIBRARY_PATH="$(dirname "$pkgconfig")" "$prefix/host"
+    env -i HOME="$work/home" "$prefix/bin/varnel-emulator" --help >"$work/help"
 done
+
+cmake -S tests/packaging -B "$work/emulator-host" -G Ninja -DWAY=package \
+    "-DVarnelBase_ROOT=$work/tgz" "$httplib" "$json"
+cmake --build "$work/emulator-host"
+env -i HOME="$work/home" "$work/emulator-host/emulator_host"
 
 cmake -S "$work/source" -B "$work/from-source" -G Ninja "$httplib" "$json" -DVARNELBASE_BUILD_EMULATOR=OFF \
     -DVARNELBASE_BUILD_EXAMPLES=OFF -DVARNELBASE_BUILD_TESTS=OFF

@@ -11,6 +11,9 @@ set(CPACK_STRIP_FILES ON)
 
 # Hosts compile against the headers of the dependencies, in the release that the library was built with.
 set(developmentPackages "libssl-dev (>= 3)")
+if(VARNELBASE_BUILD_EMULATOR)
+    string(APPEND developmentPackages ", libsqlite3-dev, libzip-dev")
+endif()
 if(httplibFlavour STREQUAL "split")
     string(APPEND developmentPackages ", libcpp-httplib-dev (>= ${httplibRelease}), libcpp-httplib-dev (<< ${httplibRelease}.0)")
 endif()

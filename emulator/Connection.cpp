@@ -26,27 +26,33 @@ Connection::~Connection() {
     close(peer);
 }
 
-bool Connection::WaitUntil(Clock::time_point deadline) const {
-    bool isStopping = stop.IsRaised();
-    if (isStopping) { deadline = std::min(deadline, Clock::now() + TimeAfterStop); }
+bool Connection::Fill(Clock::time_point deadline, bool isBetweenRequests) {
+    bool isStopping = false;
     while (true) {
+        // Most often the bytes are there, and nothing needs to wait.
+        const ssize_t received = recv(peer, buffer.data(), buffer.size(), MSG_DONTWAIT);
+        if (received > 0) {
+            bufferBegin = 0;
+            bufferEnd = static_cast<std::size_t>(received);
+            return true;
+        }
+        const bool isEmpty = received < 0 && (errno == EAGAIN || errno == EINTR);
+        if (!isEmpty || (isStopping && isBetweenRequests)) { return false; }
+
         const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now()).count();
         std::array<pollfd, 2> waited{{{peer, POLLIN, 0}, {stop.GetDescriptor(), POLLIN, 0}}};
         const int ready = poll(waited.data(), isStopping ? 1 : 2,
                                static_cast<int>(std::max<decltype(left)>(left, 0)));
-        if (ready < 0 && errno == EINTR) { continue; }
-        if (ready <= 0) { return false; }
-        if (waited[0].revents != 0) { return true; }
-        isStopping = true;
-        deadline = std::min(deadline, Clock::now() + TimeAfterStop);
+        if (ready == 0) { return false; }
+        if (ready > 0 && !isStopping && waited[1].revents != 0) {
+            isStopping = true;
+            deadline = std::min(deadline, Clock::now() + TimeAfterStop);
+        }
     }
 }
 
 bool Connection::AwaitRequest(milliseconds time) {
-    if (bufferBegin != bufferEnd) { return true; }
-    std::array<pollfd, 2> waited{{{peer, POLLIN, 0}, {stop.GetDescriptor(), POLLIN, 0}}};
-    return poll(waited.data(), waited.size(), static_cast<int>(time.count())) > 0 &&
-           waited[0].revents != 0;
+    return bufferBegin != bufferEnd || Fill(Clock::now() + time, true);
 }
 
 void Connection::BeginRequest() {
@@ -79,15 +85,7 @@ void Connection::DrainBeforeClose() {
     shutdown(peer, SHUT_WR);
     const Clock::time_point deadline = Clock::now() + DrainTime;
     std::size_t drained = 0;
-    while (drained < MaxDrainBytes && WaitUntil(deadline)) {
-        const ssize_t received = recv(peer, buffer.data(), buffer.size(), 0);
-        if (received <= 0) { return; }
-        drained += static_cast<std::size_t>(received);
-    }
-}
-
-bool Connection::is_readable() const {
-    return bufferBegin != bufferEnd || WaitUntil(requestDeadline);
+    while (drained < MaxDrainBytes && Fill(deadline, false)) { drained += bufferEnd; }
 }
 
 ssize_t Connection::read(char* bytes, size_t size) {
@@ -95,11 +93,7 @@ ssize_t Connection::read(char* bytes, size_t size) {
     if (bufferBegin == bufferEnd) {
         // The client may be waiting for "100 Continue" before it sends more.
         if (!output.empty() && !Send(TakeOutput())) { return -1; }
-        if (!WaitUntil(requestDeadline)) { return -1; }
-        const ssize_t received = recv(peer, buffer.data(), buffer.size(), 0);
-        if (received <= 0) { return received; }
-        bufferBegin = 0;
-        bufferEnd = static_cast<std::size_t>(received);
+        if (!Fill(requestDeadline, false)) { return -1; }
     }
     const std::size_t length = std::min(size, bufferEnd - bufferBegin);
     std::copy_n(buffer.data() + bufferBegin, length, bytes);

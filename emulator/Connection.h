@@ -56,7 +56,7 @@ public:
     void DrainBeforeClose();
 
     // What cpp-httplib's server uses.
-    bool is_readable() const override;
+    bool is_readable() const override { return true; }
     ssize_t read(char* bytes, size_t size) override;
     ssize_t write(const char* bytes, size_t size) override;
     void get_remote_ip_and_port(std::string& ip, int& port) const override;
@@ -67,7 +67,9 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    bool WaitUntil(Clock::time_point deadline) const;
+    /// Takes what has arrived, or what arrives until then; false: nothing does. The end leaves
+    /// requests a moment, and none to connections between two of them.
+    bool Fill(Clock::time_point deadline, bool isBetweenRequests);
     void RememberHead(std::string_view bytes);
 
     socket_t peer;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <cstring>
@@ -54,6 +55,16 @@ milliseconds ToMilliseconds(double seconds) {
     return milliseconds(std::llround(seconds * 1000));
 }
 
+/// The status that an announced length gets; 0: it is good.
+int CheckLength(const std::string& text) {
+    if (text.empty()) { return 0; }
+    std::size_t length = 0;
+    const char* end = text.data() + text.size();
+    const auto outcome = std::from_chars(text.data(), end, length);
+    if (outcome.ec == std::errc::result_out_of_range || length > MaxBodyBytes) { return 413; }
+    return outcome.ec == std::errc() && outcome.ptr == end ? 0 : 400;
+}
+
 /// A head that announces no length.
 std::string RemoveLength(const std::string& head) {
     const std::size_t begin = head.find("\r\nContent-Length:");
@@ -77,7 +88,8 @@ struct ConnectionServer::InHand {
     Exchange exchange;
     Fault fault;
     bool isPrepared = false; ///< its head is readable
-    bool isAnswered = false; ///< its body was read, too
+    bool isAnswered = false; ///< its body could be read, too
+    bool hasUnreadBody = false;
 };
 
 thread_local ConnectionServer::InHand* ConnectionServer::inHand = nullptr;
@@ -89,13 +101,13 @@ ConnectionServer::ConnectionServer(ServerCallbacks functions) : callbacks(std::m
     set_keep_alive_max_count(MaxRequestsPerConnection);
     set_keep_alive_timeout(IdleTime.count());
     set_pre_routing_handler([](const httplib::Request& request, httplib::Response& response) {
-        const std::string length = request.get_header_value("Content-Length");
-        const bool isNumber =
-            std::all_of(length.begin(), length.end(), [](char c) { return c >= '0' && c <= '9'; });
-        if (!isNumber) { response.status = 400; }
-        return !isNumber || inHand->fault.action == FaultAction::DropBeforeReading
-                   ? HandlerResponse::Handled
-                   : HandlerResponse::Unhandled;
+        // Cpp-httplib takes what is no number as 0, and reads a body that is too long to its end.
+        if (const int status = CheckLength(request.get_header_value("Content-Length"))) {
+            response.status = status;
+            return HandlerResponse::Handled;
+        }
+        return inHand->fault.action == FaultAction::DropBeforeReading ? HandlerResponse::Handled
+                                                                      : HandlerResponse::Unhandled;
     });
     const Handler handler = [this](const httplib::Request& request, httplib::Response& response) {
         AnswerRequest(request, response);
@@ -166,7 +178,7 @@ bool ConnectionServer::process_and_close_socket(socket_t accepted) {
 }
 
 bool ConnectionServer::ServeOne(Connection& connection, bool isLast) {
-    InHand request{connection, {}, {}, false, false};
+    InHand request{connection, {}, {}};
     const auto start = std::chrono::steady_clock::now();
     request.exchange.startedAt = GetMachineTime();
     connection.BeginRequest();
@@ -182,7 +194,9 @@ bool ConnectionServer::ServeOne(Connection& connection, bool isLast) {
         return false;
     }
     if (!request.isPrepared) { request.exchange.request = ParseRequestHead(connection.GetHead()); }
-    stopSignal.Wait(ToMilliseconds(request.fault.delaySeconds));
+    if (request.fault.delaySeconds > 0) {
+        stopSignal.Wait(ToMilliseconds(request.fault.delaySeconds));
+    }
     if (request.fault.action == FaultAction::DropBeforeReading ||
         request.fault.action == FaultAction::DropAfterReading ||
         request.fault.action == FaultAction::Reset) {
@@ -193,9 +207,12 @@ bool ConnectionServer::ServeOne(Connection& connection, bool isLast) {
         std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
     callbacks.record(std::move(request.exchange));
 
-    const bool isKept = Deliver(connection, request.fault, bytes);
-    if (isKept && !request.isAnswered) { connection.DrainBeforeClose(); }
-    return isKept && request.isAnswered && !isClosing;
+    if (!Deliver(connection, request.fault, bytes)) { return false; }
+    if (!request.isAnswered || request.hasUnreadBody) {
+        connection.DrainBeforeClose();
+        return false;
+    }
+    return !isClosing;
 }
 
 void ConnectionServer::PrepareRequest(httplib::Request& request) const {
@@ -209,9 +226,14 @@ void ConnectionServer::PrepareRequest(httplib::Request& request) const {
     request.ranges.clear();
     request.headers.erase("Accept-Encoding");
     request.headers.erase("Content-Type");
-    if (!request.has_header("Content-Length") && !request.has_header("Transfer-Encoding")) {
+    const bool isChunked = request.has_header("Transfer-Encoding");
+    if (!isChunked && !request.has_header("Content-Length")) {
         request.set_header("Content-Length", "0");
     }
+    const bool takesBody =
+        request.method != "GET" && request.method != "HEAD" && request.method != "OPTIONS";
+    inHand->hasUnreadBody =
+        !takesBody && (isChunked || request.get_header_value("Content-Length") != "0");
 }
 
 void ConnectionServer::AnswerRequest(const httplib::Request& request,

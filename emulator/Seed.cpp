@@ -73,6 +73,9 @@ json ReadAgent(const json& document, std::int64_t clock) {
     for (const char* text : {"id", "name", "state", "lastCommand"}) {
         if (members.Has(text)) { agent[text] = members.ReadText(text); }
     }
+    if (agent["state"] != "idle" && agent["state"] != "running") {
+        members.Refuse("state", "must be idle or running");
+    }
     agent["createdAt"] = FormatUtcTime(members.ReadTime("createdAt", clock));
     agent["commandsHandled"] = members.ReadInteger("commandsHandled", 0, 0, INT32_MAX);
     members.RefuseOthers();

@@ -13,17 +13,16 @@ using nlohmann::json;
 // Far above any header that a server takes, and well within OpenSSL's int lengths.
 constexpr std::size_t MaxTokenBytes = 1 << 20;
 
-/// The claims of a token in JWS compact form (RFC 7515, section 7.1); discarded when it is none.
-json ParseClaims(const std::string& token) {
+/// The claims of a token in JWS compact form (RFC 7515, section 7.1) as JSON; empty when it is
+/// none.
+std::string DecodeClaims(const std::string& token) {
     const std::size_t first = token.find('.');
     const std::size_t second = token.find('.', first + 1);
     if (token.size() > MaxTokenBytes || first == std::string::npos || second == std::string::npos ||
         token.find('.', second + 1) != std::string::npos) {
-        return json(json::value_t::discarded);
+        return "";
     }
-    // Without exceptions: the parse error would quote the token.
-    return json::parse(DecodeBase64Url(token.substr(first + 1, second - first - 1)), nullptr,
-                       false);
+    return DecodeBase64Url(token.substr(first + 1, second - first - 1));
 }
 
 std::optional<double> FindNumber(const json& claims, const char* name) {
@@ -32,16 +31,32 @@ std::optional<double> FindNumber(const json& claims, const char* name) {
     return claim->get<double>();
 }
 
-} // namespace
-
-TokenLifetime ReadTokenLifetime(const std::string& token) {
-    const json claims = ParseClaims(token);
+TokenLifetime ParseLifetime(const std::string& token) {
+    const auto isLifetime = [](int depth, json::parse_event_t event, const json& parsed) {
+        return depth != 1 || event != json::parse_event_t::key || parsed == "iat" ||
+               parsed == "exp";
+    };
+    // Without exceptions, here and below: the parse error would quote the token.
+    const json claims = json::parse(DecodeClaims(token), isLifetime, false);
     if (!claims.is_object()) { return {}; }
     return {FindNumber(claims, "iat"), FindNumber(claims, "exp")};
 }
 
+} // namespace
+
+TokenLifetime ReadTokenLifetime(const std::string& token) {
+    // The same token is asked about before every request.
+    thread_local std::string lastToken;
+    thread_local TokenLifetime lastLifetime;
+    if (token != lastToken) {
+        lastLifetime = ParseLifetime(token);
+        lastToken = token;
+    }
+    return lastLifetime;
+}
+
 std::string ReadFirstGroup(const std::string& token, const std::string& claim) {
-    const json claims = ParseClaims(token);
+    const json claims = json::parse(DecodeClaims(token), nullptr, false);
     if (!claims.is_object()) { return ""; }
     const auto groups = claims.find(claim);
     if (groups == claims.end() || groups->empty()) { return ""; }

@@ -1,6 +1,7 @@
 #include "AuthHandler.h"
 
 #include <sys/select.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -105,18 +106,19 @@ std::string DescribeRefusal(const std::string& issuer, const std::string& what,
     return message;
 }
 
-/// httplib serves no descriptor from FD_SETSIZE up.
-void RequireServable(int listener) {
-    if (listener < FD_SETSIZE) { return; }
-    throw std::runtime_error("the browser's answer cannot be received: the program has more than " +
-                             std::to_string(FD_SETSIZE) + " files open");
+/// Makes room for many connections at once, of which httplib lets only five wait.
+void WidenListener(int listener) {
+    if (listener >= FD_SETSIZE) {
+        throw std::runtime_error(
+            "the browser's answer cannot be received: the program has more "
+            "than " +
+            std::to_string(FD_SETSIZE) + " files open");
+    }
+    listen(listener, SOMAXCONN);
 }
 
-TokenAnswer AskForTokens(const std::string& issuer, const IdentitySettings& identity,
-                         const std::string& form) {
-    const IdentityProvider provider = DiscoverProvider(issuer, identity.caFile);
-    return RequestTokens(provider, {identity.clientId, identity.clientSecret, identity.caFile},
-                         form);
+IdentityClient MakeClient(const IdentitySettings& identity) {
+    return {identity.clientId, identity.clientSecret, identity.caFile};
 }
 
 } // namespace
@@ -222,7 +224,7 @@ void AuthHandler::Relogin() {
     });
     attempt.redirectUri = StartLocalServer();
     try {
-        RequireServable(attempt.listener);
+        WidenListener(attempt.listener);
         OpenBrowser(BuildAuthorizationUrl(provider, attempt.BuildQuery(clientId, identity.scope)));
     } catch (...) {
         attempt.isOver = true;
@@ -289,7 +291,8 @@ std::string AuthHandler::StartLocalServer() {
 std::string AuthHandler::ExchangeAuthCodeForToken(const std::string& form) {
     const IdentitySettings identity = ReadSettings(config, authHost, clientId, clientSecret);
     const std::string issuer = GetAuthServerUrl();
-    const TokenAnswer answer = AskForTokens(issuer, identity, form);
+    const IdentityProvider provider = DiscoverProvider(issuer, identity.caFile);
+    const TokenAnswer answer = RequestTokens(provider, MakeClient(identity), form);
     if (!answer.error.empty()) {
         throw IdentityError(DescribeRefusal(issuer, "signing in", answer.error));
     }
@@ -311,10 +314,11 @@ std::string AuthHandler::RefreshAccessToken() {
     LoadTokens();
     if (token != earlier && !IsTokenExpired(token)) { return token; }
     if (refreshToken.empty() || IsRefreshUnanswered(file, refreshToken)) { return ""; }
+    const IdentityProvider provider = DiscoverProvider(issuer, identity.caFile);
     TokenAnswer answer;
     try {
-        answer = AskForTokens(
-            issuer, identity,
+        answer = RequestTokens(
+            provider, MakeClient(identity),
             BuildForm({{"grant_type", "refresh_token"}, {"refresh_token", refreshToken}}));
     } catch (const IdentityError& error) {
         if (error.IsUnanswered()) { MarkRefreshUnanswered(file, refreshToken); }
@@ -348,11 +352,12 @@ std::string AuthHandler::LoginWithPassword() {
                             ": the password was refused less than a minute ago and is not "
                             "tried again yet: check VARNEL_USERNAME and VARNEL_PASSWORD");
     }
-    const TokenAnswer answer = AskForTokens(issuer, identity,
-                                            BuildForm({{"grant_type", "password"},
-                                                       {"username", config.GetUsername()},
-                                                       {"password", config.GetPassword()},
-                                                       {"scope", identity.scope}}));
+    const IdentityProvider provider = DiscoverProvider(issuer, identity.caFile);
+    const TokenAnswer answer = RequestTokens(provider, MakeClient(identity),
+                                             BuildForm({{"grant_type", "password"},
+                                                        {"username", config.GetUsername()},
+                                                        {"password", config.GetPassword()},
+                                                        {"scope", identity.scope}}));
     if (answer.error == "invalid_grant") { MarkPasswordRefused(file); }
     if (!answer.error.empty()) {
         throw IdentityError(DescribeRefusal(issuer, "the password", answer.error));

@@ -90,8 +90,10 @@ IdentityProvider DiscoverProvider(const std::string& issuer, const std::string& 
     provider.authorizationEndpoint = FindEndpoint(document, "authorization_endpoint", where);
     provider.tokenEndpoint =
         ParseIdentityUrl(FindEndpoint(document, "token_endpoint", where), where);
+    // Not copied: a copy of something deeply nested would overflow the stack.
+    const auto announced = document.find("authorization_response_iss_parameter_supported");
     provider.announcesIssuer =
-        document.value("authorization_response_iss_parameter_supported", json()) == true;
+        announced != document.end() && announced->is_boolean() && announced->get<bool>();
     return provider;
 }
 

@@ -109,7 +109,7 @@ std::string DescribeFailure(httplib::Error error, long verification) {
         return "its certificate is not accepted";
     }
     if (error == httplib::Error::SSLConnection) {
-        const char* reason = ERR_reason_error_string(ERR_peek_last_error());
+        const char* reason = ERR_reason_error_string(ERR_peek_error());
         return std::string("no TLS connection: ") + (reason == nullptr ? "closed" : reason);
     }
     return "no connection";
@@ -140,7 +140,8 @@ IdentityAnswer SendIdentityRequest(const IdentityRequest& request) {
     };
     ERR_clear_error();
     const httplib::Result result = client->send(message);
-    const std::string where = request.url.host + ":" + std::to_string(request.url.port);
+    const std::string where =
+        "identity provider " + request.url.host + ":" + std::to_string(request.url.port);
     if (isTooLarge) { throw IdentityError(where + ": the answer is larger than 1 MiB"); }
     if (!result) {
         // A second connection is one that httplib made by itself, after the request had gone out.

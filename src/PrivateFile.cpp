@@ -1,5 +1,6 @@
 #include "PrivateFile.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <openssl/rand.h>
 #include <sys/stat.h>
@@ -8,7 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <ctime>
-#include <filesystem>
+#include <memory>
 #include <system_error>
 
 namespace VarnelBase {
@@ -74,14 +75,17 @@ void WriteAll(int file, const std::string& bytes, const std::string& path) {
 
 /// Removes the temporary files that a writer left behind when it was killed.
 void RemoveLeftovers(const std::string& directory, const std::string& name) {
-    std::error_code ignored;
-    for (const auto& entry : std::filesystem::directory_iterator(directory, ignored)) {
-        const std::string found = entry.path().filename().string();
+    // Not with std::filesystem: its iterator ends the program when memory runs out.
+    const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(directory.c_str()), closedir);
+    const std::string suffix = TemporarySuffix;
+    while (const dirent* entry = entries ? readdir(entries.get()) : nullptr) {
+        const std::string found = entry->d_name;
         struct stat status {};
-        if (found.rfind(name + ".", 0) == 0 && entry.path().extension() == TemporarySuffix &&
-            lstat(entry.path().c_str(), &status) == 0 &&
+        if (found.rfind(name + ".", 0) == 0 &&
+            found.rfind(suffix) == found.size() - suffix.size() &&
+            fstatat(dirfd(entries.get()), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
             status.st_mtime < std::time(nullptr) - LeftoverSeconds) {
-            unlink(entry.path().c_str());
+            unlinkat(dirfd(entries.get()), entry->d_name, 0);
         }
     }
 }

@@ -30,7 +30,8 @@ void CreatePrivateDirectory(const std::string& path);
 /// opens the name finds the old content or the new one, whole, whenever the machine stops.
 ///
 /// @param directory an existing directory
-/// @throws std::system_error naming the file; it is as it was then
+/// @throws std::system_error naming the file; it is as it was then, unless all that failed was to
+///         make the replacement last
 void ReplacePrivateFile(const std::string& directory, const std::string& name,
                         const std::string& bytes);
 

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include <cerrno>
+#include <optional>
 #include <stdexcept>
 #include <system_error>
 
@@ -34,9 +35,15 @@ TokenFile RequireTokenFile() {
     return file;
 }
 
-std::string FindText(const json& document, const char* name) {
+std::optional<std::string> FindText(const json& document, const char* name) {
     const auto member = document.find(name);
-    return member != document.end() && member->is_string() ? member->get<std::string>() : "";
+    if (member == document.end() || !member->is_string()) { return std::nullopt; }
+    return member->get<std::string>();
+}
+
+bool IsStorable(const TokenSet& tokens) {
+    return !tokens.accessToken.empty() && IsAccessTokenText(tokens.accessToken) &&
+           IsRefreshTokenText(tokens.refreshToken);
 }
 
 } // namespace
@@ -55,15 +62,17 @@ TokenSet TokenStore::Load() {
     // Without exceptions: the parse error would quote a token.
     const json document = json::parse(reading.bytes, nullptr, false);
     if (!document.is_object()) { return {}; }
-    TokenSet tokens{FindText(document, "accessToken"), FindText(document, "refreshToken")};
-    const bool isUsable = !tokens.accessToken.empty() && IsAccessTokenText(tokens.accessToken) &&
-                          IsRefreshTokenText(tokens.refreshToken);
-    return isUsable ? tokens : TokenSet();
+    const auto accessToken = FindText(document, "accessToken");
+    const auto refreshToken = FindText(document, "refreshToken");
+    if (!accessToken || !refreshToken) { return {}; }
+    TokenSet tokens{*accessToken, *refreshToken};
+    return IsStorable(tokens) ? tokens : TokenSet();
 }
 
 void TokenStore::Store(const TokenSet& tokens) {
-    if (!IsAccessTokenText(tokens.accessToken) || !IsRefreshTokenText(tokens.refreshToken)) {
-        throw std::invalid_argument("a token holds a character that no token may hold");
+    if (!IsStorable(tokens)) {
+        throw std::invalid_argument(
+            "the access token is empty, or a token holds a character that no token may hold");
     }
     const json document =
         json::object({{"accessToken", tokens.accessToken}, {"refreshToken", tokens.refreshToken}});

@@ -31,7 +31,8 @@ public:
     /// Replaces the stored pair. On failure the old pair stays.
     ///
     /// @throws std::runtime_error when the settings cannot be read or the file cannot be written
-    /// @throws std::invalid_argument when a token holds a character that no token may hold
+    /// @throws std::invalid_argument when the access token is empty, or a token holds a character
+    ///         that no token may hold, or both are larger than the store takes
     void Store(const TokenSet& tokens);
 
     /// Removes the stored pair; nothing happens when there is none.

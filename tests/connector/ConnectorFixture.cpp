@@ -1,64 +1,35 @@
 #include "ConnectorFixture.h"
 
 #include <algorithm>
+#include <iostream>
 
 #include "AuthHandler.h"
 
 namespace VarnelBase {
 
-ConnectorFixture::ConnectorFixture()
-    : server([this](const std::string& request) {
-          Note("request");
-          const std::lock_guard<std::mutex> lock(mutex);
-          requests.push_back(request);
-          return scriptedAnswer;
-      }) {
-    apiPort = server.GetPort();
-    running = this;
+std::string ConnectorFixture::CaptureOutput(const std::function<void()>& action) {
+    // Gives std::cout a buffer of its own, which reading what was captured does not flush.
+    std::ios::sync_with_stdio(false);
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    action();
+    const std::string errors = testing::internal::GetCapturedStderr();
+    const std::string output = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(errors, "");
+    return output;
 }
 
-void ConnectorFixture::Note(const std::string& step) {
-    const std::lock_guard<std::mutex> lock(mutex);
-    happened.push_back(step);
+namespace {
+
+/// Notes a call of the handler, and throws if it is to.
+ConnectorFixture& Begin(const std::string& call) {
+    ConnectorFixture& fixture = *ConnectorFixture::running;
+    fixture.server.log.push_back(call);
+    if (--fixture.callsToFailure == 0) { throw StepFailed(); }
+    return fixture;
 }
 
-void ConnectorFixture::NoteHandlerCall(const std::string& step) {
-    Note(step);
-    if (++handlerCalls == failingHandlerCall) { throw StepFailed(step); }
-}
-
-std::string ConnectorFixture::TakeToken() {
-    return tokens.at(std::min(tokensTaken++, tokens.size() - 1));
-}
-
-void ConnectorFixture::Restart(int failingCall) {
-    TakeLog();
-    tokensTaken = 0;
-    handlerCalls = 0;
-    failingHandlerCall = failingCall;
-}
-
-void ConnectorFixture::Answer(int status, const std::string& body, const std::string& headerLines) {
-    Answer("HTTP/1.1 " + std::to_string(status) + " As scripted\r\nContent-Length: " +
-           std::to_string(body.size()) + "\r\n" + headerLines + "\r\n" + body);
-}
-
-void ConnectorFixture::Answer(const std::string& bytes) {
-    const std::lock_guard<std::mutex> lock(mutex);
-    scriptedAnswer = bytes;
-}
-
-Log ConnectorFixture::TakeLog() {
-    const std::lock_guard<std::mutex> lock(mutex);
-    return std::exchange(happened, {});
-}
-
-Log ConnectorFixture::TakeRequests() {
-    const std::lock_guard<std::mutex> lock(mutex);
-    return std::exchange(requests, {});
-}
-
-// The doubles.
+} // namespace
 
 EnvConfig::EnvConfig() : EnvConfig(ConnectorFixture::running->environment) {}
 
@@ -67,32 +38,30 @@ EnvConfig::EnvConfig(Environment deployment)
       apiHost(ConnectorFixture::running->apiHost),
       apiPort(ConnectorFixture::running->apiPort),
       offline(ConnectorFixture::running->offline) {
-    ConnectorFixture::running->Note("EnvConfig " + std::to_string(static_cast<int>(deployment)));
+    Begin("EnvConfig " + std::to_string(static_cast<int>(deployment)));
 }
 
 TokenStore::TokenStore() = default;
 TokenStore::~TokenStore() = default;
 
 AuthHandler::AuthHandler() {
-    ConnectorFixture::running->Note("AuthHandler");
+    Begin("AuthHandler");
 }
 
 AuthHandler::~AuthHandler() {
-    ConnectorFixture::running->Note("~AuthHandler");
+    ConnectorFixture::running->server.log.emplace_back("~AuthHandler");
 }
 
 std::string AuthHandler::GetApiKey() {
-    ConnectorFixture::running->NoteHandlerCall("token");
-    return ConnectorFixture::running->TakeToken();
+    ConnectorFixture& fixture = Begin("token");
+    return fixture.tokens.at(std::min(fixture.tokensTaken++, fixture.tokens.size() - 1));
 }
 
 std::string AuthHandler::GetFirstGroup(const std::string& accessToken) {
-    ConnectorFixture::running->NoteHandlerCall("group of " + accessToken);
-    return ConnectorFixture::running->group;
+    return Begin("group of " + accessToken).group;
 }
 
 std::string AuthHandler::Login() {
-    ConnectorFixture::running->NoteHandlerCall("login");
     return "signed in";
 }
 

@@ -2,46 +2,32 @@
 
 #include <gtest/gtest.h>
 
-#include <mutex>
-
 #include "EnvConfig.h"
-#include "OutputCapture.h"
 #include "ScriptedServer.h"
 
 namespace VarnelBase {
 
-using Log = std::vector<std::string>;
-
-struct StepFailed : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
+/// What a double of AuthHandler throws where a test says so.
+struct StepFailed : std::exception {};
 
 /// A server, what the doubles of EnvConfig and AuthHandler answer, and what happens to all three.
 class ConnectorFixture : public testing::Test {
 public:
-    ConnectorFixture();
-
-    Environment environment = Environment::Local; ///< of EnvConfig()
-    std::string apiHost = "127.0.0.1";
-    unsigned int apiPort;
-    bool offline = false;
-    Log tokens{"t0ken"}; ///< one after the other, then the last one again
-    std::string group;
-
-    void Note(const std::string& step);
-    void NoteHandlerCall(const std::string& step);
-    std::string TakeToken();
+    ConnectorFixture() { running = this; }
 
     static inline ConnectorFixture* running = nullptr;
 
+    ScriptedServer server;
+    Environment environment = Environment::Local; ///< of EnvConfig()
+    std::string apiHost = "127.0.0.1";
+    unsigned int apiPort = server.port;
+    bool offline = false;
+    Log tokens{"t0ken"}; ///< one after the other, then the last one again
+    std::size_t tokensTaken = 0;
+    std::string group;
+    int callsToFailure = 0; ///< 1: the handler's next call throws
+
 protected:
-    /// Forgets what happened. The handler's call of the given number, counted from 1, will throw.
-    void Restart(int failingCall = 0);
-
-    /// Lets the server answer with a status, header lines (each with its line end) and a body.
-    void Answer(int status, const std::string& body, const std::string& headerLines = "");
-    void Answer(const std::string& bytes);
-
     /// Chooses Staging. "127" and "0.0.1" make a host that can be connected to.
     void UseGroup() {
         environment = Environment::Staging;
@@ -49,18 +35,15 @@ protected:
         apiHost = "0.0.1";
     }
 
-    Log TakeLog();
-    Log TakeRequests();
+    /// @param headerLines each with its line end
+    void Answer(int status, const std::string& body, const std::string& headerLines = "") {
+        server.answer = "HTTP/1.1 " + std::to_string(status) +
+                        " As scripted\r\nContent-Length: " + std::to_string(body.size()) + "\r\n" +
+                        headerLines + "\r\n" + body;
+    }
 
-private:
-    std::mutex mutex; ///< guards the next three: the server's thread uses them too
-    Log happened;
-    Log requests;
-    std::string scriptedAnswer;
-    std::size_t tokensTaken = 0;
-    int failingHandlerCall = 0;
-    int handlerCalls = 0;
-    ScriptedServer server;
+    /// What an action writes to standard output and flushes. It must leave standard error alone.
+    static std::string CaptureOutput(const std::function<void()>& action);
 };
 
 } // namespace VarnelBase

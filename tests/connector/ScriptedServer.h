@@ -1,24 +1,27 @@
 #pragma once
 
 #include <arpa/inet.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <array>
-#include <functional>
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
-/// A server on 127.0.0.1 that takes one request per connection, as raw bytes, and answers with raw
-/// bytes.
+using Log = std::vector<std::string>;
+
+/// A server on 127.0.0.1: one request per connection, raw bytes in, raw bytes out. Its thread uses
+/// the members between a request and the answer, while the test's thread waits.
 class ScriptedServer {
 public:
-    using Script = std::function<std::string(const std::string& request)>;
+    /// How an answer goes out: at once, byte by byte, at once and followed by a reset; or not at
+    /// all, but a reset before the request is read.
+    enum class Manner { Whole, Bytes, ThenReset, Reset };
 
-    /// @param answer called on the server's thread; an empty answer closes the connection
-    explicit ScriptedServer(Script answer)
-        : script(std::move(answer)), listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    ScriptedServer() {
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -29,7 +32,15 @@ public:
         port = ntohs(address.sin_port);
         thread = std::thread([this] {
             for (int accepted = 0; (accepted = accept(listener, nullptr, nullptr)) >= 0;) {
-                Converse(accepted);
+                if (manner != Manner::Reset) {
+                    requests.push_back(Receive(accepted));
+                    log.emplace_back("request");
+                    Send(accepted);
+                }
+                const linger discarding{manner == Manner::Whole || manner == Manner::Bytes ? 0 : 1,
+                                        0};
+                setsockopt(accepted, SOL_SOCKET, SO_LINGER, &discarding, sizeof(discarding));
+                if (discarding.l_onoff == 0) { shutdown(accepted, SHUT_WR); }
                 close(accepted);
             }
         });
@@ -42,33 +53,51 @@ public:
     ScriptedServer(const ScriptedServer&) = delete;
     ScriptedServer& operator=(const ScriptedServer&) = delete;
 
-    unsigned int GetPort() const { return port; }
+    std::string answer; ///< to every later request; empty: the connection is closed without one
+    Log firstAnswers;   ///< instead, to the next requests, in this order
+    Manner manner = Manner::Whole;
+    Log log; ///< "request" whenever one has come, and what others add
+    Log requests;
+    unsigned int port = 0;
 
-private:
-    /// Whether the head has come, and as much of a body as it announces.
-    static bool IsWhole(const std::string& request) {
-        const std::size_t headEnd = request.find("\r\n\r\n");
-        const std::string name = "\r\nContent-Length: ";
-        const std::size_t announced = request.find(name);
-        const std::size_t length =
-            announced < headEnd ? std::stoul(request.substr(announced + name.size())) : 0;
-        return headEnd != std::string::npos && request.size() >= headEnd + 4 + length;
+    Log TakeLog() { return std::exchange(log, {}); }
+    Log TakeRequests() { return std::exchange(requests, {}); }
+
+    /// Method and target of each request.
+    Log TakeTargets() {
+        Log targets = TakeRequests();
+        for (std::string& target : targets) { target.erase(target.find(" HTTP/1.1\r\n")); }
+        return targets;
     }
 
-    void Converse(int connection) const {
+private:
+    static std::string Receive(int connection) {
         std::string request;
-        while (!IsWhole(request)) {
-            std::array<char, 65536> chunk{};
+        std::array<char, 65536> chunk{};
+        for (std::size_t size = std::string::npos; request.size() < size;) {
             const ssize_t count = recv(connection, chunk.data(), chunk.size(), 0);
             if (count <= 0) { break; }
             request.append(chunk.data(), static_cast<std::size_t>(count));
+            const std::size_t headEnd = request.find("\r\n\r\n");
+            if (headEnd == std::string::npos) { continue; }
+            const std::size_t length = request.find("\r\nContent-Length: ");
+            size = headEnd + 4 + (length < headEnd ? std::stoul(&request[length + 18]) : 0);
         }
-        const std::string answer = script(request);
-        send(connection, answer.data(), answer.size(), MSG_NOSIGNAL);
+        return request;
     }
 
-    const Script script;
-    int listener;
-    unsigned int port = 0;
+    void Send(int connection) {
+        const bool isFirst = !firstAnswers.empty();
+        const std::string bytes = isFirst ? firstAnswers.front() : answer;
+        if (isFirst) { firstAnswers.erase(firstAnswers.begin()); }
+        const int on = 1;
+        setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
+        const std::size_t atOnce = manner == Manner::Bytes ? 1 : bytes.size();
+        for (std::size_t sent = 0; sent < bytes.size(); sent += atOnce) {
+            if (send(connection, &bytes[sent], atOnce, MSG_NOSIGNAL) < 0) { return; }
+        }
+    }
+
+    int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     std::thread thread;
 };

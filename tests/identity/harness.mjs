@@ -6,6 +6,7 @@ import {
   mkdtempSync, readdirSync, readFileSync, rmSync, writeFileSync,
 } from 'node:fs';
 import { createServer } from 'node:http';
+import { createServer as createHttpsServer } from 'node:https';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { createInterface } from 'node:readline';
@@ -20,7 +21,7 @@ export function makeHome() {
   return home;
 }
 
-const findFiles = (home, suffix) => {
+export const findFiles = (home, suffix) => {
   const directory = join(home, '.local/state/varnel/tokens');
   return readdirSync(directory).filter((name) => name.endsWith(suffix)).map((name) => join(directory, name));
 };
@@ -38,10 +39,9 @@ export function ageToken(home, left = -10) {
   return accessToken;
 }
 
-export const closed = (server) => new Promise((resolve) => { server.closeAllConnections(); server.close(resolve); });
+// Resolves to the port. A test need not close its servers.
 export async function listen(server) {
-  await new Promise((resolve) => { server.listen(0, '127.0.0.1', resolve); });
-  after(() => closed(server));
+  await new Promise((resolve) => { server.listen(0, '127.0.0.1', resolve).unref(); });
   return server.address().port;
 }
 
@@ -62,11 +62,11 @@ export function startProbe(home, issuer, operations, { person = goBack, env = {}
       visit?.catch(() => {}); // seen below
       run.visits.push(visit);
     });
-    await new Promise((resolve) => { desk.listen(0, '127.0.0.1', resolve); });
+    const deskPort = await listen(desk);
     run.child = spawn(probe, operations, {
       stdio: ['pipe', 'pipe', 'pipe', 'pipe'],
       env: {
-        PATH: process.env.PATH, HOME: home, VARNEL_AUTH_HOST: issuer, BROWSER: `${probe} open %s`, TEST_BROWSER: desk.address().port, ...env,
+        PATH: process.env.PATH, HOME: home, VARNEL_AUTH_HOST: issuer, BROWSER: `${probe} open %s`, TEST_BROWSER: deskPort, ...env,
       },
     });
     for (const stream of [run.child.stdout, run.child.stderr]) stream.on('data', (data) => { run.output += data; });
@@ -76,7 +76,6 @@ export function startProbe(home, issuer, operations, { person = goBack, env = {}
       if (line.paused) markPaused(); else run.lines.push(line);
     });
     await once(run.child, 'close');
-    await closed(desk);
     run.titles = await Promise.all(run.visits);
     return run;
   })();
@@ -85,3 +84,25 @@ export function startProbe(home, issuer, operations, { person = goBack, env = {}
 }
 
 export const runProbe = (home, issuer, operations, options) => startProbe(home, issuer, operations, options).done;
+
+// An issuer that passes token requests on to a provider's realm and leaves it to
+// `answerToken({ status, text }, response)` what becomes of the realm's answer.
+export async function startRelay(realm, answerToken, { tls, document } = {}) {
+  const relay = { requests: 0 };
+  const serve = async (request, response) => {
+    const body = Buffer.concat(await request.toArray());
+    if (request.method === 'GET') {
+      if (relay.isDown) { response.destroy(); return; }
+      response.end(JSON.stringify({
+        issuer: relay.issuer, authorization_endpoint: `${realm}/auth`, token_endpoint: `${relay.issuer}/token`, ...document,
+      }));
+      return;
+    }
+    relay.requests += 1;
+    const answer = await fetch(`${realm}/token`, { method: 'POST', body: new URLSearchParams(`${body}`) });
+    await answerToken({ status: answer.status, text: await answer.text() }, response);
+  };
+  const port = await listen(tls ? createHttpsServer(tls, serve) : createServer(serve));
+  relay.issuer = `${tls ? 'https' : 'http'}://127.0.0.1:${port}`;
+  return relay;
+}

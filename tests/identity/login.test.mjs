@@ -1,16 +1,135 @@
-// Signing in with a browser, seen from outside the program.
+// Signing in with a browser, and what other programs on the machine can do about it.
 
 import assert from 'node:assert/strict';
-import { after, test } from 'node:test';
+import { readdirSync } from 'node:fs';
+import { connect } from 'node:net';
+import { test } from 'node:test';
 import { makeHome, readTokens, runProbe } from './harness.mjs';
+import { signIn } from './people.mjs';
 import { startProvider } from './provider.mjs';
 
 const provider = await startProvider();
-after(() => provider.close());
-const main = { VARNEL_AUTH_REALM: 'main' };
+const issuer = `${provider.origin}/realms/main`;
+const titleOf = (page) => /<title>(.*)<\/title>/.exec(page)[1];
+const visit = async (address) => { const page = await fetch(address); return titleOf(await page.text()); };
 
-test('two logins on one handler', async () => {
+test('two logins on one handler leave nothing behind', async () => {
   const home = makeHome();
-  const run = await runProbe(home, provider.origin, ['login', 'relogin', 'key', 'group'], { env: main });
-  console.log(run, provider.counts, readTokens(home));
+  const run = await runProbe(home, issuer, ['key', 'login', 'key', 'relogin', 'group'], {
+    person: async (address) => visit(await signIn(address)),
+  });
+  const [before, first, key, second, group] = run.lines;
+  assert.equal(before.error, `not signed in to ${issuer}: call Login()`);
+  assert.equal(key.result, first.result);
+  assert.notEqual(second.result, first.result);
+  assert.equal(group.result, 'alpha');
+  assert.deepEqual(readTokens(home).map((pair) => pair.accessToken), [second.result]);
+  assert.deepEqual(run.titles, ['You are signed in', 'You are signed in']);
+  assert.deepEqual(run.lines.map(({ threads, descriptors }) => [threads, descriptors]), Array(5).fill([1, before.descriptors]));
+  assert.deepEqual(run.browsers.map(({ secrets, descriptors }) => [secrets, descriptors]), Array(2).fill([[], 4]));
+  assert.equal(run.output, '');
+});
+
+test('the browser is told nothing but the outcome, and the first good callback counts', async () => {
+  for (const [change, title, reason] of [
+    [(url) => url.searchParams.set('iss', 'https://elsewhere.example'), 'Signing in failed', /another issuer/],
+    [(url) => url.searchParams.delete('iss'), 'Signing in failed', /another issuer/],
+    [(url) => url.searchParams.set('code', '<b>forged</b>'), 'Signing in failed', /refused \(invalid_grant\)/],
+    [(url) => { url.searchParams.delete('code'); url.searchParams.set('error', '<b>access_denied</b>'); }, 'Signing in failed', /unknown_error/],
+  ]) {
+    const run = await runProbe(makeHome(), issuer, ['login'], {
+      person: async (address) => {
+        const url = new URL(await signIn(address));
+        change(url);
+        const answer = await fetch(url);
+        const page = await answer.text();
+        assert.equal(answer.headers.get('cache-control'), 'no-store');
+        assert.equal(answer.headers.get('content-security-policy'), "default-src 'none'");
+        assert.doesNotMatch(page, /forged|denied/);
+        return titleOf(page);
+      },
+    });
+    assert.deepEqual(run.titles, [title]);
+    assert.match(run.lines[0].error, reason);
+  }
+});
+
+test('a browser that cannot be started, or may not be, is an error at once', async () => {
+  for (const [env, reason] of [
+    [{ BROWSER: 'false:no-such-program' }, /no browser could be started.*BROWSER.*VARNEL_TOKEN/],
+    [{ VARNEL_NONINTERACTIVE: '1' }, /VARNEL_TOKEN.*VARNEL_PASSWORD/],
+    [{ VARNEL_NONINTERACTIVE: 'perhaps' }, /VARNEL_NONINTERACTIVE: must be/],
+  ]) {
+    const run = await runProbe(makeHome(), issuer, ['can', 'login', 'login'], { env });
+    assert.equal(run.lines[0].result, false);
+    assert.match(run.lines[1].error, reason);
+    assert.equal(run.lines[2].descriptors, run.lines[0].descriptors);
+    assert.equal(run.browsers.length, 0);
+  }
+});
+
+// Opens a connection, sends something, and resolves to what comes back, "" when nothing does.
+function send(url, text) {
+  const socket = connect(url.port, url.hostname, () => socket.write(text));
+  let answer = '';
+  socket.unref().on('data', (data) => { answer += data; }).on('error', () => {});
+  return { socket, answer: new Promise((resolve) => { socket.on('close', () => resolve(answer)); }) };
+}
+
+// Everything that is not the right callback; resolves when what gets an answer has got it.
+async function disturb(address, run) {
+  const asked = new URL(address).searchParams;
+  const url = new URL(asked.get('redirect_uri'));
+  const get = (target, host = url.host, method = 'GET') => `${method} ${target} HTTP/1.1\r\nHost: ${host}\r\n\r\n`;
+  const state = asked.get('state');
+  for (let i = 0; i < 8; i += 1) send(url, '');
+  send(url, 'GET /callback?code=x HTT');
+  const drip = send(url, 'G').socket;
+  const timer = setInterval(() => drip.write('x'), 5).unref();
+  drip.on('close', () => clearInterval(timer));
+  const expected = [
+    [get(`/callback?code=x&state=${state.slice(1)}A`), '400'],
+    [get('/callback?code=x'), '400'],
+    [get(`/callback?code=x&code=y&state=${state}`), '400'],
+    [get(`/callback?state=${state}`), '400'],
+    [get(`/callback?code=x&state=${state}`, 'evil.example'), '400'],
+    [get(`/callback?code=x&state=${state}`).replace('\r\n\r\n', `\r\nHost: ${url.host}\r\n\r\n`), '400'],
+    [get(`/other?code=x&state=${state}`), '404'],
+    [get(`/%63allback?code=x&state=${state}`), '404'],
+    [get(`/callback?code=x&state=${state}`, url.host, 'POST'), '405'],
+    ['\x16\x03\x01 nonsense\r\n\r\n', '400'],
+    [get(`/callback?code=x&state=${'x'.repeat(20480)}`), undefined],
+    ...Array(40).fill([get('/favicon.ico'), '404']),
+  ];
+  const answers = await Promise.all(expected.map(([text]) => send(url, text).answer));
+  assert.deepEqual(answers.map((answer) => answer.split(' ')[1]), expected.map(([, status]) => status));
+  assert.equal(readdirSync(`/proc/${run.child.pid}/task`).length, 1);
+}
+
+const isClosed = (address) => new Promise((resolve) => {
+  const url = new URL(new URL(address).searchParams.get('redirect_uri'));
+  connect(url.port, url.hostname, () => resolve(false)).on('error', () => resolve(true));
+});
+
+test('local connections cannot hinder a login', async () => {
+  const run = await runProbe(makeHome(), issuer, ['can', 'login', 'key'], {
+    person: async (address, probe) => { await disturb(address, probe); return visit(await signIn(address)); },
+  });
+  const [start, login, key] = run.lines;
+  assert.equal(login.error, undefined);
+  assert.equal(key.result, login.result);
+  assert.equal(key.descriptors, start.descriptors);
+  assert.ok(await isClosed(run.browsers[0].address));
+});
+
+test('a login ends at its limit whatever local connections do', async () => {
+  const begin = Date.now();
+  const run = await runProbe(makeHome(), issuer, ['login', 'login'], {
+    person: (address, probe) => { disturb(address, probe).catch(() => {}); }, env: { VARNEL_LOGIN_TIMEOUT: '3' },
+  });
+  assert.ok(Date.now() - begin < 60000);
+  for (const line of run.lines) assert.match(line.error, /nobody did within 3 s/);
+  for (const { address } of run.browsers) assert.ok(await isClosed(address));
+  assert.equal(run.lines[1].descriptors, run.lines[0].descriptors);
+  assert.equal(run.output, '');
 });

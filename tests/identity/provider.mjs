@@ -5,6 +5,7 @@ import { createServer as createHttpServer } from 'node:http';
 import { createServer as createHttpsServer } from 'node:https';
 import { generateKeyPairSync, randomBytes } from 'node:crypto';
 import { Provider, errors } from 'oidc-provider';
+import MemoryAdapter from 'oidc-provider/lib/adapters/memory_adapter.js';
 
 const audience = 'urn:test:api';
 const { privateKey } = generateKeyPairSync('rsa', { modulusLength: 2048 });
@@ -23,38 +24,6 @@ const defaults = {
   tls: undefined, // { cert, key }: HTTPS
 };
 
-// What is stored, for each realm apart, so that it can be thrown away.
-function memoryStore() {
-  const entries = new Map();
-  class Store {
-    constructor(model) { this.model = model; }
-
-    key(id) { return `${this.model}:${id}`; }
-
-    async upsert(id, payload, expiresIn) {
-      entries.set(this.key(id), { payload, until: expiresIn ? Date.now() + expiresIn * 1000 : Infinity });
-    }
-
-    async find(id) {
-      const entry = entries.get(this.key(id));
-      return entry?.until > Date.now() ? entry.payload : undefined;
-    }
-
-    async findByUid(uid) {
-      return [...entries.values()].find(({ payload }) => payload.uid === uid)?.payload;
-    }
-
-    async consume(id) { entries.get(this.key(id)).payload.consumed = Math.floor(Date.now() / 1000); }
-
-    async destroy(id) { entries.delete(this.key(id)); }
-
-    async revokeByGrantId(grantId) {
-      for (const [key, { payload }] of entries) if (payload.grantId === grantId) entries.delete(key);
-    }
-  }
-  return { Store, clear: () => entries.clear() };
-}
-
 const loginPage = (wrong) => `<!DOCTYPE html><title>Sign in</title><link rel="icon" href="data:,">
 ${wrong ? '<p id="wrong">Unknown name or wrong password.</p>' : ''}
 <form method="post"><input name="login" required><input name="password" type="password">
@@ -68,11 +37,14 @@ async function readForm(request) {
 }
 
 function makeRealm(name, origin, settings, counts) {
-  const { Store, clear } = memoryStore();
+  const realm = { sessions: 0 };
+  class Store extends MemoryAdapter {
+    key(id) { return `${origin} ${name} ${realm.sessions} ${super.key(id)}`; } // out of the others' sight
+  }
   const knows = (user, password) => settings.users[user]?.password === password;
   const holderClaims = (user) => ({ groups: settings.users[user].groups, ...settings.users[user].claims });
   const resourceServer = {
-    scope: 'api', audience, accessTokenTTL: settings.lifetime, accessTokenFormat: settings.format, jwt: { sign: { alg: 'RS256' } },
+    scope: 'api', audience, accessTokenTTL: settings.lifetime, accessTokenFormat: settings.format,
   };
   const makeGrant = async (accountId) => {
     const grant = new provider.Grant({ clientId: 'varnel', accountId });
@@ -99,7 +71,7 @@ function makeRealm(name, origin, settings, counts) {
     issueRefreshToken: async () => true,
     expiresWithSession: async () => false,
     ttl: { AccessToken: settings.lifetime, AuthorizationCode: 60, RefreshToken: 86400, Grant: 86400, IdToken: 3600, Interaction: 600, Session: 86400 },
-    findAccount: async (ctx, accountId) => settings.users[accountId] && { accountId, claims: async () => ({ sub: accountId }) },
+    findAccount: async (ctx, accountId) => ({ accountId, claims: async () => ({ sub: accountId }) }),
     extraTokenClaims: async (ctx, token) => holderClaims(token.accountId),
     loadExistingGrant: async (ctx) => makeGrant(ctx.oidc.session.accountId), // nobody is asked to consent
     interactions: { url: (ctx, interaction) => `${origin}/realms/${name}/interaction/${interaction.uid}` },
@@ -144,7 +116,7 @@ function makeRealm(name, origin, settings, counts) {
       await provider.interactionFinished(request, response, { login: { accountId: form.get('login') }, consent: {} });
     } else show(true);
   };
-  const serve = async (request, response, path) => {
+  realm.serve = async (request, response, path) => {
     response.setHeader('Date', new Date(Date.now()).toUTCString()); // follows a test's clock
     if (path.startsWith('/interaction/')) { await interact(request, response); return; }
     if (path === '/token') await new Promise((resolve) => { setTimeout(resolve, settings.delayMs); });
@@ -152,7 +124,7 @@ function makeRealm(name, origin, settings, counts) {
     request.url = request.url.slice(`/realms/${name}`.length);
     answer(request, response);
   };
-  return { serve, clear };
+  return realm;
 }
 
 // Starts a provider: { origin, counts: { "<grant type> ok": n, "<grant type> error": n }, ... }.
@@ -165,14 +137,12 @@ export async function startProvider(options = {}) {
     if (realms[realm]) realms[realm].serve(request, response, path); else response.writeHead(404).end();
   };
   const server = settings.tls ? createHttpsServer(settings.tls, serve) : createHttpServer(serve);
-  await new Promise((resolve) => { server.listen(0, '127.0.0.1', resolve); });
+  await new Promise((resolve) => { server.listen(0, '127.0.0.1', resolve).unref(); });
   const origin = `${settings.tls ? 'https' : 'http'}://127.0.0.1:${server.address().port}`;
   for (const name of settings.realms) realms[name] = makeRealm(name, origin, settings, counts);
   return {
     origin,
     counts,
-    settings, // may be changed while it runs
-    revokeSessions: () => Object.values(realms).forEach(({ clear }) => clear()),
-    close: () => { server.close(); server.closeAllConnections(); },
+    revokeSessions: () => { realms.main.sessions += 1; },
   };
 }

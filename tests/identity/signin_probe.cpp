@@ -50,8 +50,12 @@ int OpenPage(const std::string& address) {
 int RunOperations(const std::vector<std::string>& names) {
     std::optional<VarnelBase::AuthHandler> handler;
     std::optional<VarnelBase::ApiConnector> connector;
-    const auto auth = [&]() -> auto& { return handler ? *handler : handler.emplace(); };
-    const auto api = [&]() -> auto& { return connector ? *connector : connector.emplace(); };
+    const auto auth = [&]() -> auto& {
+        return handler ? *handler : handler.emplace();
+    };
+    const auto api = [&]() -> auto& {
+        return connector ? *connector : connector.emplace();
+    };
     const std::map<std::string, std::function<json()>> operations{
         {"key", [&] { return json(auth().GetApiKey()); }},
         {"login", [&] { return json(auth().Login()); }},
@@ -61,6 +65,7 @@ int RunOperations(const std::vector<std::string>& names) {
         {"api-login", [&] { return json(api().Login()); }},
         {"api-host", [&] { return json(api().GetHostname()); }},
         {"api-version", [&] { return api().GetVersion(); }},
+        {"as-bob", [] { return json(setenv("VARNEL_USERNAME", "bob", 1)); }},
         {"pause",
          [] {
              std::string line;

@@ -1,27 +1,29 @@
 // Prints the bytes of every operation's request, and what the connector makes of answers that HTTP
 // libraries read differently. What changes from run to run or names the release is replaced.
 
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
+#include <numeric>
 #include <regex>
 
-#include "../connector/Operations.h"
 #include "../connector/ScriptedServer.h"
+#include "ApiConnector.h"
 
 using VarnelBase::ApiConnector;
 using VarnelBase::json;
 
 namespace {
 
-/// One line per line of the request; bytes that are not printable as in C.
-std::string Describe(const std::string& request) {
+/// The bytes with those that are not printable as in C, and a line after each line feed.
+std::string Describe(const std::string& bytes) {
     std::string lines;
-    for (const char& c : request) {
+    for (const char& c : bytes) {
         const auto byte = static_cast<unsigned char>(c);
         if (c == '\r') {
             lines += "\\r";
         } else if (c == '\n') {
-            lines += &c == &request.back() ? "\\n" : "\\n\n    ";
+            lines += &c == &bytes.back() ? "\\n" : "\\n\n    ";
         } else if (byte < ' ' || byte > '~') {
             lines += "\\x" + std::string(1, "0123456789abcdef"[byte / 16]) +
                      "0123456789abcdef"[byte % 16];
@@ -33,32 +35,55 @@ std::string Describe(const std::string& request) {
     return std::regex_replace(lines, std::regex("cpp-httplib/[0-9.]+"), "cpp-httplib/RELEASE");
 }
 
+/// The same request with its header lines in the order of their names.
+std::string SortHeaders(const std::string& request) {
+    const std::regex line("[^\r]*\r\n");
+    const std::size_t headEnd = request.find("\r\n\r\n") + 2;
+    const std::string head = request.substr(0, headEnd);
+    std::vector<std::string> lines(std::sregex_token_iterator(head.begin(), head.end(), line), {});
+    std::sort(lines.begin() + 1, lines.end());
+    return std::accumulate(lines.begin(), lines.end(), std::string()) + request.substr(headEnd);
+}
+
 } // namespace
 
 int main() {
-    ScriptedServer server([] {});
+    const std::string ok = "HTTP/1.1 200 OK\r\n";
+    ScriptedServer server;
+    server.answer = ok + "Content-Length: 2\r\n\r\n[]";
     setenv("VARNEL_ENVIRONMENT", "local", 1);
-    setenv("VARNEL_API_PORT", std::to_string(server.GetPort()).c_str(), 1);
+    setenv("VARNEL_API_PORT", std::to_string(server.port).c_str(), 1);
     setenv("VARNEL_TOKEN", "t0ken", 1);
     ApiConnector connector;
-
-    const std::string ok = "HTTP/1.1 200 OK\r\n";
-    server.Answer(ok + "Content-Length: 2\r\n\r\n[]");
-    const auto show = [&server](const std::string& title, const std::string& result) {
-        std::cout << title << "\n";
-        for (const std::string& request : server.TakeConnections()) {
-            std::cout << "    " << Describe(request) << "\n";
-        }
-        std::cout << "  " << result << "\n";
+    std::string request;
+    const auto show = [&](const json& result) {
+        request = server.TakeRequests().at(0);
+        std::cout << "    " << Describe(SortHeaders(request)) << "\n  " << result.dump() << "\n";
     };
-    for (const auto& operation : VarnelBase::Operations()) {
-        const json result = operation.call(connector);
-        show(operation.name, result.dump());
-    }
+
+    const json document = {{"b", json::array({1, nullptr, "\xC3\xA9\"\\\n"})}, {"a", 1.5}};
+    show(connector.GetVersion());
+    show(connector.GetAgent());
+    show(connector.SendAgentCommand("say \"hi\"\n"));
+    show(connector.GetSimulations("user", 50, -7));
+    show(connector.GetSimulationData("s1"));
+    show((connector.DeleteSimulation("s1"), json()));
+    show(connector.GetSimulationInputs("s1"));
+    show((connector.PostSimulationInputs("s1", document), json()));
+    show(connector.GetExecutions("s1", -1, 2147483647));
+    show(connector.PostExecution("s1", document));
+    show(connector.GetExecution("s1", "e1"));
+    show(connector.GenerateProject(document));
+    show(connector.GetUsers(20, 40));
+    show(connector.CreateUser("a@b.example", "reader"));
+    show(connector.GetUser("u1"));
+    show(connector.UpdateUser("u1", ""));
+    show((connector.DeleteUser("u1"), json()));
+    std::cout << "header lines in their order\n    " << Describe(request) << "\n";
     std::string everyByte;
     for (int byte = 0xff; byte >= 0; --byte) { everyByte += static_cast<char>(byte); }
-    const json result = connector.GetSimulationData(everyByte);
-    show("every byte in a target", result.dump());
+    std::cout << "every byte in a target\n";
+    show(connector.GetSimulationData(everyByte));
 
     const std::vector<std::pair<const char*, std::string>> answers{
         {"a body that ends with the connection", ok + "\r\n[1]"},
@@ -67,18 +92,14 @@ int main() {
         {"a redirect", "HTTP/1.1 302 Found\r\nLocation: /x\r\nContent-Length: 3\r\n\r\n[1]"},
         {"an interim answer", "HTTP/1.1 100 Continue\r\n\r\n" + ok + "Content-Length: 2\r\n\r\n[]"},
     };
-    for (const auto& [title, answer] : answers) {
-        server.Answer(answer);
-        const json document = connector.GetAgent();
-        server.TakeConnections();
-        std::cout << title << "\n  " << document.dump() << "\n";
+    for (const auto& [title, bytes] : answers) {
+        server.answer = bytes;
+        std::cout << title << "\n  " << connector.GetAgent().dump() << "\n";
     }
-    const std::string length = "Content-Length: 1\r\n";
     for (const std::string value :
          {"a; filename=\"b.zip\"", "", "%41%00b", "a\r\nContent-Disposition: b"}) {
-        server.Answer(ok + length + "Content-Disposition: " + value + "\r\n\r\nz");
-        const json project = connector.GenerateProject(json::object());
-        server.TakeConnections();
-        std::cout << "Content-Disposition: " << Describe(value) << "\n  " << project.dump() << "\n";
+        server.answer = ok + "Content-Length: 1\r\nContent-Disposition: " + value + "\r\n\r\nz";
+        std::cout << "file name " << json(value) << "\n  "
+                  << connector.GenerateProject(json::object()).dump() << "\n";
     }
 }

@@ -24,9 +24,9 @@ protected:
 
     void ClearVariables() const {
         for (const KnownSetting& setting : KnownSettings) { unsetenv(setting.variable); }
-        for (const char* name : {"VARNEL_CONFIG", "XDG_CONFIG_HOME", "XDG_STATE_HOME"}) {
-            unsetenv(name);
-        }
+        unsetenv("VARNEL_CONFIG");
+        unsetenv("XDG_CONFIG_HOME");
+        unsetenv("XDG_STATE_HOME");
         setenv("HOME", home.c_str(), 1);
     }
 

@@ -1,0 +1,134 @@
+#!/usr/bin/env bash
+# Compiles, configures, parses or runs every code block in README.md, docs/ and the other documents,
+# and checks that docs/CONFIGURATION.md is complete.
+#
+#   ```cpp    a program, or statements with a `connector` in reach: compiled
+#   ```cmake  lines of a project that has the target my-application: configured
+#   ```json   parsed; in docs/CONFIGURATION.md read as a configuration file
+#   ```sh     run in an empty directory, with this clone as "varnelbase" beside it
+#   ```text   anything else: output, pictures
+#
+# A line `<!-- not run: REASON -->` above a ```sh block has it parsed alone. The commands of documents
+# about a program are run by that program's tests, which name the document.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+work=$PWD/build/documentation
+rm -rf "$work"
+mkdir -p "$work"/{blocks,home,project/third_party}
+ln -s "$PWD" "$work/project/third_party/varnelbase"
+
+declare -A testedBy=([docs/CLI.md]=tests/cli/examples.sh [docs/EMULATOR.md]=tests/emulator/program.sh)
+
+fail() {
+    echo "$1" >&2
+    exit 1
+}
+
+# Library and programs that the blocks use.
+cmake --preset release -B "$work/build" -DVARNEL_HTTPLIB_DIR="${VARNEL_HTTPLIB_DIR:-}" \
+    -DVARNEL_JSON_DIR="${VARNEL_JSON_DIR:-}" -DCMAKE_INSTALL_LIBDIR=lib >"$work/build.log"
+cmake --build "$work/build" >>"$work/build.log" || fail "the build failed, see $work/build.log"
+cmake --install "$work/build" --prefix "$work/prefix" >>"$work/build.log"
+export PKG_CONFIG_PATH=$work/prefix/lib/pkgconfig
+read -ra flags <<<"$(pkg-config --cflags --libs varnelbase)"
+flags+=("-Wl,-rpath,$work/prefix/lib")
+
+# Cuts the blocks out: blocks/FILE:LINE.LANGUAGE, and .skip beside those that are not run.
+cut_blocks() {
+    awk -v file="$1" -v to="$work/blocks/${1//\//_}" -v runner="${testedBy[$1]:-}" '
+        function refuse(reason) { print file ":" NR ": " reason > "/dev/stderr"; failed = 1 }
+        !inside && /^ *```/ {
+            language = $0; sub(/^ *```/, "", language)
+            if (language !~ /^(cpp|cmake|json|sh|text)$/) refuse("a block in \"" language "\", which is not checked")
+            inside = 1; indent = match($0, /`/) - 1; name = to ":" NR "." language
+            printf "" > name
+            if (language == "sh" && runner) skip = "run by " runner
+            if (skip) { print skip > (name ".skip"); skip = "" }
+            next
+        }
+        inside && /^ *```/ { inside = 0; close(name); next }
+        inside { print substr($0, indent + 1) > name; next }
+        /^<!-- not run: .+ -->$/ { skip = $0; next }
+        /^    / && blank && !list && !runner { refuse("an indented block: put it between ``` lines") }
+        { blank = /^$/; if (/^ *([-*]|[0-9]+\.) /) list = 1; else if (/^[^ ]/) list = 0 }
+        END { if (inside) refuse("a block without an end"); exit failed }' "$1"
+}
+for document in *.md docs/*.md; do
+    cut_blocks "$document"
+    runner=${testedBy[$document]:-}
+    [ -z "$runner" ] || grep -q "$(basename "$document")" "$runner" || fail "$runner does not run $document"
+done
+
+check_cpp() {
+    if ! grep -q 'int main(' "$1"; then
+        local includes
+        includes=$(grep '^#include' "$1" || true)
+        { echo "#include <ApiConnector.h>"; echo "#include <iostream>"; echo "$includes"
+          echo "void Use([[maybe_unused]] VarnelBase::ApiConnector& connector) {"
+          grep -v '^#include' "$1"
+          echo "}"; echo "int main() {}"; } >"$1.cpp"
+    else
+        cp "$1" "$1.cpp"
+    fi
+    g++ -std=c++17 "$1.cpp" -o "$1.program" "${flags[@]}"
+}
+
+check_cmake() {
+    echo 'int main() {}' >"$work/project/main.cpp"
+    { echo "cmake_minimum_required(VERSION 3.24)"; echo "project(Block LANGUAGES CXX)"
+      grep -q 'add_executable(my-application' "$1" || echo "add_executable(my-application main.cpp)"
+      cat "$1"; } >"$work/project/CMakeLists.txt"
+    rm -rf "$work/configured"
+    cmake -S "$work/project" -B "$work/configured" -DCMAKE_PREFIX_PATH="$work/prefix" \
+        -DVARNEL_HTTPLIB_DIR="${VARNEL_HTTPLIB_DIR:-}" -DVARNEL_JSON_DIR="${VARNEL_JSON_DIR:-}"
+}
+
+# The file is read by the library itself, for which the settings must be right as well.
+check_json() {
+    case $1 in
+    *docs_CONFIGURATION.md:*)
+        chmod 600 "$1"
+        env -i HOME="$work/home" VARNEL_CONFIG="$1" VARNEL_OFFLINE=1 "$work/reader"
+        ;;
+    *) jq --exit-status . "$1" ;;
+    esac
+}
+g++ -std=c++17 -x c++ - -o "$work/reader" "${flags[@]}" <<'END'
+#include <ApiConnector.h>
+int main() { VarnelBase::ApiConnector connector; }
+END
+
+check_sh() {
+    bash -n "$1"
+    if [ -e "$1.skip" ]; then return; fi
+    local directory=$1.directory
+    mkdir "$directory"
+    ln -s "$PWD" "$directory/varnelbase"
+    (cd "$directory" && env -i HOME="$work/home" PATH="$work/prefix/bin:$PATH" LD_LIBRARY_PATH="$work/prefix/lib" \
+        PKG_CONFIG_PATH="$PKG_CONFIG_PATH" bash -euo pipefail "$1")
+}
+
+for block in "$work"/blocks/*.{cpp,cmake,json,sh}; do
+    [ -e "$block" ] || continue
+    echo "$(basename "$block")$([ ! -e "$block.skip" ] || echo " (parsed alone)")"
+    "check_${block##*.}" "$block" >"$block.log" 2>&1 </dev/null || { cat "$block.log"; fail "the block fails: $block"; }
+done
+
+# Every setting has its row, and every variable that the library reads is told.
+while read -r key variable; do
+    grep -q "^| \`$key\` | \`$variable\` |" docs/CONFIGURATION.md || fail "docs/CONFIGURATION.md lacks $key, $variable"
+done < <(sed -n 's/^ *{"\([A-Za-z]*\)", "\(VARNEL_[A-Z_]*\)".*/\1 \2/p' src/KnownSettings.h)
+for variable in $(grep -ohE '(ReadVariable|getenv)\("[A-Z_]+"' src/*.cpp | grep -oE '[A-Z_]{2,}' | sort -u); do
+    grep -q "\`$variable\`" docs/CONFIGURATION.md || fail "docs/CONFIGURATION.md lacks $variable"
+done
+for variable in $(grep -ohE 'VARNEL_[A-Z_]+' docs/CONFIGURATION.md | sort -u); do
+    grep -q "\"$variable\"" src/*.h src/*.cpp || fail "docs/CONFIGURATION.md tells of $variable, which nothing reads"
+done
+
+# Links between the documents.
+while IFS=: read -r document link; do
+    target=$(dirname "$document")/${link%%#*}
+    [ -e "$target" ] || fail "$document links to $link, which does not exist"
+done < <(grep -oE '\]\([^)#:]+[^):]*\)' ./*.md docs/*.md | sed 's/](\(.*\))/\1/')
+echo "documentation: every block and link works"

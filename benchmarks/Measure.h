@@ -1,0 +1,23 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+/// What one side cost relative to another.
+struct Ratio {
+    double wall = 0;
+    double cpu = 0; ///< of the calling thread
+};
+
+/// Calls both in turns, in blocks that take turns in going first, and gives the median of the
+/// blocks' ratios of `measured` to `reference`.
+Ratio Compare(int blocks, int callsPerBlock, const std::function<void()>& measured,
+              const std::function<void()>& reference);
+
+/// Seconds that one call takes, the median of many.
+double MedianSeconds(int calls, const std::function<void()>& measured);
+
+/// Prints one line of the report: a figure, its value and the goal, which is the highest that will
+/// do
+/// ("<= 1.02") or the lowest (">= 0.5").
+void Report(const std::string& figure, double value, const std::string& goal);

@@ -1,0 +1,47 @@
+#include "Peer.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+
+Peer::Peer(int status, const std::string& kind, std::size_t size) {
+    const std::string program =
+        std::filesystem::read_symlink("/proc/self/exe").parent_path() / "peer";
+    const std::string statusText = std::to_string(status);
+    const std::string sizeText = std::to_string(size);
+    const char* const arguments[] = {program.c_str(), statusText.c_str(), kind.c_str(),
+                                     sizeText.c_str(), nullptr};
+    Start(arguments);
+}
+
+Peer::Peer(const std::string& program) {
+    const char* const arguments[] = {program.c_str(), "--port", "0", nullptr};
+    Start(arguments);
+}
+
+Peer::~Peer() {
+    kill(process, SIGTERM);
+    waitpid(process, nullptr, 0);
+}
+
+void Peer::Start(const char* const* arguments) {
+    int ends[2];
+    if (pipe(ends) != 0) { throw std::runtime_error("no pipe"); }
+    process = fork();
+    if (process == 0) {
+        dup2(ends[1], STDOUT_FILENO);
+        close(ends[0]);
+        close(ends[1]);
+        execv(arguments[0], const_cast<char* const*>(arguments));
+        _exit(127);
+    }
+    close(ends[1]);
+    FILE* output = fdopen(ends[0], "r");
+    const bool isReady = std::fscanf(output, "http://127.0.0.1:%d", &port) == 1;
+    std::fclose(output);
+    if (!isReady) { throw std::runtime_error(std::string(arguments[0]) + " did not start"); }
+}

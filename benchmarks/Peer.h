@@ -1,0 +1,29 @@
+#pragma once
+
+#include <sys/types.h>
+#include <string>
+
+/// The service that a measurement talks to: a `peer` process of its own on a free loopback port,
+/// which costs less than an HTTP library's server would.
+class Peer {
+public:
+    /// @param status the status line's code of every answer
+    /// @param kind   "version", "list", "document" or "bytes"
+    /// @param size   bytes of a "document" or of "bytes"
+    Peer(int status, const std::string& kind, std::size_t size = 0);
+
+    /// Any other program whose first line of output is http://127.0.0.1:PORT.
+    explicit Peer(const std::string& program);
+
+    ~Peer();
+    Peer(const Peer&) = delete;
+    Peer& operator=(const Peer&) = delete;
+
+    int GetPort() const { return port; }
+
+private:
+    void Start(const char* const* arguments);
+
+    pid_t process = -1;
+    int port = 0;
+};

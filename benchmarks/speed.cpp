@@ -1,0 +1,146 @@
+// Compares the connector's time with that of hand-written clients, side by side on one peer.
+#include <AuthHandler.h>
+#include <curl/curl.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+
+#include "Measure.h"
+#include "Operations.h"
+#include "Peer.h"
+#include "RawRequest.h"
+#include "Token.h"
+
+namespace {
+
+using VarnelBase::ApiConnector;
+using VarnelBase::AuthHandler;
+using VarnelBase::json;
+
+constexpr int Blocks = 60;
+constexpr int CallsPerBlock = 50;
+
+void UsePeer(const Peer& peer) {
+    setenv("VARNEL_API_PORT", std::to_string(peer.GetPort()).c_str(), 1);
+}
+
+void CompareOperations(const std::string& token) {
+    for (const Operation& operation : ListOperations()) {
+        const Peer peer(operation.status, operation.answer);
+        UsePeer(peer);
+        ApiConnector api;
+        const BareClient bare("127.0.0.1", peer.GetPort(), token);
+        const Ratio ratio = Compare(
+            Blocks, CallsPerBlock, [&] { operation.byLibrary(api); },
+            [&] { operation.byHand(bare); });
+        Report(operation.name + " over hand-written, wall", ratio.wall, "<= 1.02");
+        Report(operation.name + " over hand-written, CPU", ratio.cpu, "<= 1.02");
+    }
+}
+
+std::size_t KeepBody(char* data, std::size_t size, std::size_t count, void* body) {
+    static_cast<std::string*>(body)->append(data, size * count);
+    return size * count;
+}
+
+json GetByCurl(const std::string& url, const std::string& token) {
+    std::string body;
+    CURL* handle = curl_easy_init();
+    curl_easy_setopt(handle, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(handle, CURLOPT_HTTPAUTH, CURLAUTH_BEARER);
+    curl_easy_setopt(handle, CURLOPT_XOAUTH2_BEARER, token.c_str());
+    curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, &KeepBody);
+    curl_easy_setopt(handle, CURLOPT_WRITEDATA, &body);
+    curl_easy_perform(handle);
+    curl_easy_cleanup(handle);
+    return json::parse(body, nullptr, false);
+}
+
+json GetBySocket(int port, const std::string& token) {
+    const std::string answer = GetByRawSocket(port, "/version", token);
+    return json::parse(answer.substr(answer.find("\r\n\r\n") + 4), nullptr, false);
+}
+
+void CompareOtherClients(const std::string& token) {
+    const Peer peer(200, "version");
+    UsePeer(peer);
+    ApiConnector api;
+    const auto getVersion = [&] { api.GetVersion(); };
+    const std::string url = "http://127.0.0.1:" + std::to_string(peer.GetPort()) + "/version";
+    Report("GetVersion over a raw POSIX socket, wall",
+           Compare(Blocks, CallsPerBlock, getVersion, [&] { GetBySocket(peer.GetPort(), token); })
+               .wall,
+           "<= 1.30");
+    Report("GetVersion over libcurl with a fresh handle, wall",
+           Compare(Blocks, CallsPerBlock, getVersion, [&] { GetByCurl(url, token); }).wall,
+           "<= 0.75");
+
+    AuthHandler auth;
+    const auto checkTwice = [&auth] {
+        auth.GetApiKey();
+        auth.GetApiKey();
+    };
+    Report("both token checks of a request, share of GetVersion's wall time",
+           Compare(Blocks, CallsPerBlock, checkTwice, getVersion).wall, "<= 0.02");
+}
+
+void CountSlowCalls() {
+    constexpr int Calls = 10000;
+    constexpr double SlowSeconds = 0.020;
+    const Peer peer(200, "version");
+    UsePeer(peer);
+    ApiConnector api;
+    int slow = 0;
+    for (int call = 0; call < Calls; ++call) {
+        if (MedianSeconds(1, [&] { api.GetVersion(); }) > SlowSeconds) { ++slow; }
+    }
+    Report("calls of 10,000 that took more than 20 ms", slow, "<= 0");
+}
+
+void CompareLargeDocuments(const std::string& token) {
+    constexpr int LargeBlocks = 5;
+    for (const std::size_t megabytes : {1, 10, 100}) {
+        const std::size_t size = megabytes * 1000 * 1000;
+        const std::string name = std::to_string(megabytes) + " MB";
+        const int calls = megabytes == 100 ? 1 : static_cast<int>(20 / megabytes);
+        {
+            const Peer peer(200, "document", size);
+            UsePeer(peer);
+            ApiConnector api;
+            const BareClient bare("127.0.0.1", peer.GetPort(), token);
+            Report("answer of " + name + " over hand-written, wall",
+                   Compare(
+                       LargeBlocks, calls, [&] { api.GetSimulationData("a"); },
+                       [&] { bare.Get("/simulations/a", 0); })
+                       .wall,
+                   "<= 1.06");
+        }
+        const Peer peer(201, "version");
+        UsePeer(peer);
+        ApiConnector api;
+        const BareClient bare("127.0.0.1", peer.GetPort(), token);
+        const json body = json::object({{"values", std::string(size, 'v')}});
+        Report("body of " + name + " over hand-written, wall",
+               Compare(
+                   LargeBlocks, calls, [&] { api.PostExecution("a", body); },
+                   [&] { bare.Post("/simulations/a/executions", body, 201); })
+                   .wall,
+               "<= 1.06");
+    }
+}
+
+} // namespace
+
+int main() {
+    const std::string token = MakeToken();
+    setenv("VARNEL_TOKEN", token.c_str(), 1);
+    // PostExecution's line is written for real, but away from the report.
+    std::ofstream null("/dev/null");
+    std::streambuf* const report = std::cout.rdbuf(null.rdbuf());
+    CompareOperations(token);
+    CompareOtherClients(token);
+    CountSlowCalls();
+    CompareLargeDocuments(token);
+    std::cout.rdbuf(report);
+}

@@ -1,0 +1,323 @@
+// The emulator as its users meet it: over sockets, in this process.
+#include <Emulator.h>
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <thread>
+
+namespace {
+
+using nlohmann::json;
+using VarnelBase::Emulator;
+using VarnelBase::EmulatorAccess;
+using VarnelBase::EmulatorOptions;
+
+const json OneSimulation = json::parse(R"({"simulations": [{"id": "s"}]})");
+
+EmulatorOptions MakeOptions(const json& seed = OneSimulation) {
+    EmulatorOptions options;
+    options.seed = seed;
+    options.speed = 0;
+    return options;
+}
+
+int Connect(const Emulator& emulator) {
+    const int peer = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(emulator.GetPort()));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    EXPECT_EQ(connect(peer, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    return peer;
+}
+
+/// Sends bytes as they stand; everything that comes back, and "RESET" when the connection breaks.
+std::string Exchange(const Emulator& emulator, const std::string& bytes) {
+    const int peer = Connect(emulator);
+    EXPECT_GE(send(peer, bytes.data(), bytes.size(), MSG_NOSIGNAL), 0);
+    std::string answer;
+    std::vector<char> part(65536);
+    ssize_t length = 0;
+    while ((length = recv(peer, part.data(), part.size(), 0)) > 0) {
+        answer.append(part.data(), static_cast<std::size_t>(length));
+    }
+    close(peer);
+    return length < 0 ? answer + "RESET" : answer;
+}
+
+/// Asks; the status and the document.
+std::pair<int, json> Ask(const Emulator& emulator, const std::string& method,
+                         const std::string& target, const std::string& body = "",
+                         const std::string& headers = "") {
+    const std::string answer = Exchange(
+        emulator, method + " " + target + " HTTP/1.1\r\nConnection: close\r\n" + headers +
+                      "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
+    const std::size_t end = answer.find("\r\n\r\n");
+    if (end == std::string::npos) { return {0, json()}; }
+    return {std::stoi(answer.substr(9, 3)), json::parse(answer.substr(end + 4), nullptr, false)};
+}
+
+TEST(Emulator, AnswersWithTheStatusOfTheCase) {
+    const Emulator emulator(MakeOptions());
+    struct Case {
+        const char* method;
+        std::string target;
+        std::string body;
+        int status;
+    };
+    const std::vector<Case> cases{
+        {"GET", "/simulations?scope=&limit=0&offset=0", "", 200},
+        {"GET", "/simulations?scope=other", "", 422},
+        {"GET", "/simulations?limit=-1", "", 422},
+        {"GET", "/users?offset=1x", "", 422},
+        {"GET", "/simulations/", "", 404},
+        {"GET", "/simulations/%73", "", 200},
+        {"GET", "/simulations/none/executions", "", 404},
+        {"POST", "/simulations/s/inputs", "[1]", 200},
+        {"POST", "/simulations/s/inputs", "null", 422},
+        {"POST", "/simulations/s/inputs", "{", 400},
+        {"POST", "/simulations/s/inputs", "\"\xff\"", 400},
+        {"POST", "/simulations/s/inputs", std::string(100000, '[') + std::string(100000, ']'), 400},
+        {"POST", "/simulations/s/executions", "null", 201},
+        {"DELETE", "/simulations/s", "", 409},
+        {"POST", "/users", R"({"email": "a@b", "role": "r"})", 201},
+        {"POST", "/users", R"({"email": "A@B", "role": "r"})", 409},
+        {"POST", "/users", R"({"email": "c@d", "role": ""})", 422},
+        {"PATCH", "/users/usr-1", R"({"role": "r", "other": 1})", 422},
+        {"DELETE", "/users/usr-1", "", 204},
+        {"DELETE", "/users/usr-1", "", 404},
+        {"PUT", "/users", "", 405},
+        {"POST", "/generateProject", R"({"name": "../up"})", 422},
+        {"POST", "/_local/clock", R"({"advance": -1})", 422},
+        {"POST", "/_local/faults", R"({"action": "nonsense"})", 422},
+        {"POST", "/_local/faults", R"({"action": "reset", "probability": 0.5})", 422},
+        {"TRACE", "/users", "", 400},
+    };
+    for (const Case& one : cases) {
+        const auto [status, document] = Ask(emulator, one.method, one.target, one.body);
+        EXPECT_EQ(status, one.status) << one.method << " " << one.target;
+        if (status >= 400) { EXPECT_TRUE(document["error"]["code"].is_string()) << one.target; }
+    }
+}
+
+TEST(Emulator, ExecutionsFollowTheClockAlone) {
+    json seed = OneSimulation;
+    seed["executions"] = json::parse(
+        R"([{"simulationId": "s", "duration": 10},
+            {"simulationId": "s", "duration": 10, "outcome": "failed"}])");
+    Emulator emulator(MakeOptions(seed));
+    const auto show = [&](int id) {
+        const json execution =
+            Ask(emulator, "GET", "/simulations/s/executions/exe-" + std::to_string(id)).second;
+        return execution["state"].get<std::string>() + " " + execution["progress"].dump();
+    };
+    std::string course;
+    for (const double step : {0.0, 0.999, 4.501, 4.5}) {
+        emulator.AdvanceClock(step);
+        course += show(1) + ", " + show(2) + "; ";
+    }
+    EXPECT_EQ(course,
+              "queued 0.0, queued 0.0; queued 0.0, queued 0.0; "
+              "running 0.5, failed 0.5; finished 1.0, failed 0.5; ");
+}
+
+TEST(Emulator, SeedsRepeatAndRoundTrip) {
+    json seed = OneSimulation;
+    seed["seed"] = 7;
+    seed["failureRate"] = 0.5;
+    const auto use = [](Emulator& emulator) {
+        for (int i = 0; i < 5; ++i) { Ask(emulator, "POST", "/simulations/s/executions", "{}"); }
+        Ask(emulator, "POST", "/users", R"({"email": "a@b", "role": "r"})");
+        Ask(emulator, "POST", "/agent", R"({"command": "start"})");
+        emulator.AdvanceClock(7.25);
+        Ask(emulator, "POST", "/simulations/s/executions", "{}");
+        return emulator.Export();
+    };
+    Emulator first(MakeOptions(seed));
+    const json start = first.Export();
+    const json used = use(first);
+    Emulator second(MakeOptions(used));
+    EXPECT_EQ(second.Export(), used);
+    first.Reset();
+    EXPECT_EQ(first.Export(), start);
+    EXPECT_EQ(use(first), used);
+}
+
+TEST(Emulator, NamesWhatCannotBeUsed) {
+    const auto tell = [](const EmulatorOptions& options) {
+        try {
+            const Emulator emulator(options);
+        } catch (const std::runtime_error& error) { return std::string(error.what()); }
+        return std::string();
+    };
+    for (const auto& [seed, named] : std::map<std::string, std::string>{
+             {R"({"simulation": []})", "simulation"},
+             {R"({"simulations": [{}, {"scope": "x"}]})", "simulations[1].scope"},
+             {R"({"simulations": [{"id": "a"}, {"id": "a"}]})", "\"a\""},
+             {R"({"executions": [{"simulationId": "gone"}]})", "\"gone\""},
+             {R"({"clock": "yesterday"})", "clock"},
+             {R"({"seed": 18446744073709551615})", "seed"}}) {
+        EXPECT_NE(tell(MakeOptions(json::parse(seed))).find(named), std::string::npos) << seed;
+    }
+    const Emulator running;
+    EmulatorOptions taken;
+    taken.port = running.GetPort();
+    EXPECT_NE(tell(taken).find(std::to_string(taken.port)), std::string::npos);
+}
+
+TEST(Emulator, FaultsSpoilTheAnswer) {
+    Emulator emulator(MakeOptions());
+    const std::string head = "HTTP/1\\.1 201 Created\r\n[^]*";
+    struct Case {
+        json rule;
+        std::string answer; ///< a regular expression
+        bool isCarriedOut;
+    };
+    const std::vector<Case> cases{
+        {{{"action", "status"}, {"status", 418}}, "HTTP/1\\.1 418 [^]*\"error\"[^]*", false},
+        {{{"action", "replaceStatus"}}, "HTTP/1\\.1 200 OK[^]*\"id\"[^]*", true},
+        {{{"action", "dropBeforeReading"}}, "(RESET)?", false},
+        {{{"action", "dropAfterReading"}}, "", true},
+        {{{"action", "reset"}}, "RESET", true},
+        {{{"action", "truncate"}}, head + "\r\n\r\n\\{[^}]*", true},
+        {{{"action", "malformedChunk"}}, head + "chunked\r\n\r\n1\r\n\\{\r\nno-[^]*", true},
+        {{{"action", "invalidJson"}}, head + "\r\n\r\n\\{\"id\": \"broken", true},
+        {{{"action", "literalNull"}}, head + "\r\n\r\nnull", true},
+        {{{"action", "duplicateDisposition"}}, head + "Content-Disposition: a[^]*", true},
+        {{{"action", "emptyDisposition"}}, head + "Content-Disposition: \r\n[^]*", true},
+        {{{"action", "drip"}, {"pause", 0.001}}, head + "\r\n\r\n\\{[^}]*\\}", true},
+        {{{"action", "endless"}, {"maxBytes", 3}}, head + "\r\n\r\n   ", true},
+        {{{"action", "delay"}, {"delay", 0.001}}, head + "\r\n\r\n\\{[^}]*\\}", true},
+    };
+    const std::string body = R"({"email": "a@b", "role": "r"})";
+    for (Case one : cases) {
+        one.rule.update({{"path", "/u*"}, {"method", "POST"}, {"occurrence", 2}});
+        emulator.Reset();
+        emulator.AddFault(one.rule);
+        EXPECT_EQ(Ask(emulator, "POST", "/users", "{}").first, 422);
+        const std::string answer = Exchange(
+            emulator,
+            "POST /users HTTP/1.1\r\nConnection: close\r\nContent-Length: 29\r\n\r\n" + body);
+        EXPECT_TRUE(std::regex_match(answer, std::regex(one.answer))) << one.rule << answer;
+        EXPECT_EQ(emulator.Export()["users"].size(), one.isCarriedOut ? 1U : 0U) << one.rule;
+        EXPECT_EQ(emulator.GetRequests()[1].value("fault", 0), emulator.GetRequests()[1]["fault"]);
+        EXPECT_NE(Ask(emulator, "GET", "/_local/faults").second["items"][0]["applied"], 0);
+        EXPECT_EQ(Ask(emulator, "POST", "/users", "{}").first, 422);
+    }
+
+    const auto drawCourse = [&] {
+        emulator.Reset();
+        emulator.AddFault({{"action", "status"}, {"times", 0}, {"probability", 0.5}, {"seed", 3}});
+        std::string course;
+        for (int i = 0; i < 20; ++i) {
+            course += std::to_string(Ask(emulator, "GET", "/version").first / 100);
+        }
+        return course;
+    };
+    const std::string course = drawCourse();
+    EXPECT_EQ(drawCourse(), course);
+    EXPECT_NE(course.find('2'), std::string::npos);
+    EXPECT_NE(course.find('5'), std::string::npos);
+}
+
+TEST(Emulator, KeepsRequestsAsTheyCameWithoutTokens) {
+    Emulator emulator(MakeOptions());
+    Ask(emulator, "POST", "/agent?a=%41+b", "\xff{",
+        "authorization: Bearer abc\r\nX-Odd:  %41\r\n");
+    json request = emulator.GetRequests().at(0);
+    EXPECT_EQ(request["target"], "/agent?a=%41+b");
+    EXPECT_EQ(request["status"], 400);
+    EXPECT_EQ(request["headers"][1]["value"],
+              "Bearer (3 bytes, sha256 "
+              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad)");
+    EXPECT_EQ(request["headers"][2], json({{"name", "X-Odd"}, {"value", "%41"}}));
+    EXPECT_EQ(Ask(emulator, "GET", "/_local/requests").second["items"][0]["body"], "\uFFFD{");
+    emulator.ClearRequests();
+    EXPECT_TRUE(emulator.GetRequests().empty());
+}
+
+TEST(Emulator, AsksForTokens) {
+    const std::string grouped = "eyJhbGciOiJub25lIn0.eyJncm91cHMiOlsiMTI3Il19.";
+    for (const auto& [access, token, headers, status] :
+         std::vector<std::tuple<EmulatorAccess, std::string, std::string, int>>{
+             {EmulatorAccess::Any, "", "", 401},
+             {EmulatorAccess::Any, "", "Authorization: Basic YTpi\r\n", 401},
+             {EmulatorAccess::Any, "", "Authorization: Bearer x\r\n", 200},
+             {EmulatorAccess::Any, "y", "Authorization: Bearer x\r\n", 401},
+             {EmulatorAccess::Groups, "", "Authorization: Bearer x\r\nHost: x\r\n", 403},
+             {EmulatorAccess::Groups, "", "Host: a.b\r\nAuthorization: Bearer " + grouped + "\r\n",
+              403},
+             {EmulatorAccess::Groups, "",
+              "Host: 127.0.0.1\r\nAuthorization: Bearer " + grouped + "\r\n", 200}}) {
+        EmulatorOptions options;
+        options.access = access;
+        options.token = token;
+        const Emulator emulator(options);
+        EXPECT_EQ(Ask(emulator, "GET", "/version", "", headers).first, status) << headers;
+        EXPECT_EQ(Ask(emulator, "GET", "/_local/health").first, 200);
+    }
+}
+
+TEST(Emulator, ProjectsAreTheSameBytesEverywhere) {
+    const Emulator emulator;
+    const auto generate = [&](const char* zone) {
+        setenv("TZ", zone, 1);
+        tzset();
+        httplib::Client client("127.0.0.1", emulator.GetPort());
+        return client.Post("/generateProject", R"({"name": "ü", "files": {"é": "x"}})", "a/b")
+            ->body;
+    };
+    const std::string archive = generate("UTC0");
+    EXPECT_EQ(generate("Pacific/Kiritimati"), archive);
+    EXPECT_EQ(generate("America/New_York"), archive);
+    EXPECT_EQ(archive.substr(0, 4), "PK\3\4");
+    EXPECT_EQ(archive[7] & 8, 8) << "names are marked as UTF-8";
+    EXPECT_NE(archive.find("ü/files/é"), std::string::npos);
+}
+
+TEST(Emulator, HostileClientsLeaveItServing) {
+    const Emulator emulator;
+    for (int i = 0; i < 1000; ++i) { close(Connect(emulator)); }
+    std::vector<int> idle;
+    for (int i = 0; i < 100; ++i) {
+        idle.push_back(Connect(emulator));
+        if (i % 2 == 0) { EXPECT_EQ(send(idle.back(), "GET /ver", 8, MSG_NOSIGNAL), 8); }
+    }
+    const std::string line(1 << 20, 'x');
+    for (const std::string& bytes :
+         {"GET /" + line + " HTTP/1.1\r\n\r\n", "GET / HTTP/1.1\r\nA: " + line + "\r\n\r\n", line,
+          std::string("POST /agent HTTP/1.1\r\nContent-Length: -1\r\n\r\n"),
+          std::string("POST /agent HTTP/1.1\r\nContent-Length: 99999999999999999999\r\n\r\n"),
+          std::string("POST /agent HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n"),
+          std::string("GET /%\0 HTTP/9\r\n\r\n", 18), std::string("\r\n\r\n")}) {
+        const std::string answer = Exchange(emulator, bytes);
+        EXPECT_TRUE(answer.empty() || answer.substr(0, 10) == "HTTP/1.1 4" || answer == "RESET")
+            << answer.substr(0, 100);
+        EXPECT_EQ(Ask(emulator, "GET", "/version").first, 200);
+    }
+    for (const int peer : idle) { close(peer); }
+}
+
+TEST(Emulator, StopsWhenRequestsInFlightAreAnswered) {
+    Emulator emulator;
+    emulator.AddFault({{"action", "delay"}, {"delay", 3600}});
+    const int peer = Connect(emulator);
+    const std::string request = "GET /version HTTP/1.1\r\nConnection: close\r\n\r\n";
+    ASSERT_EQ(send(peer, request.data(), request.size(), 0), static_cast<ssize_t>(request.size()));
+    while (Ask(emulator, "GET", "/_local/faults").second["items"][0]["applied"] == 0) {}
+    emulator.Stop();
+    std::string status(12, '\0');
+    EXPECT_EQ(recv(peer, status.data(), status.size(), MSG_WAITALL), 12);
+    EXPECT_EQ(status, "HTTP/1.1 200");
+    close(peer);
+}
+
+} // namespace

@@ -1,0 +1,63 @@
+#!/usr/bin/env bash
+# What the program does around the service: program.sh VARNEL-EMULATOR.
+set -euo pipefail
+emulator=$1
+docs=$(cd "$(dirname "$0")/../../docs" && pwd)/EMULATOR.md
+work=$(mktemp -d)
+trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
+cd "$work"
+
+fail() { echo "program.sh: $*" >&2; exit 1; }
+
+# Starts it on a free port and waits for its first line.
+start() {
+    rm -f first-line && mkfifo first-line
+    "$emulator" --port 0 "$@" >first-line 2>errors & pid=$!
+    read -r url <first-line || fail "does not start: $(cat errors)"
+}
+
+# exec: its status, and what the command finds instead of the caller's settings
+export VARNEL_TOKEN=real VARNEL_API_HOST=real.example.com
+"$emulator" exec -- sh -c 'exit 7' && fail "exec hides a failure" || [ $? = 7 ] || fail "exec changes the status"
+"$emulator" exec -- sh -c 'kill -TERM $$' && fail "exec hides a signal" || [ $? = 143 ] || fail "exec tells signals wrongly"
+"$emulator" exec -- ./missing 2>/dev/null && fail "exec runs nothing" || [ $? = 127 ] || fail "exec tells nothing found wrongly"
+"$emulator" exec --auth groups -- sh -c 'env | grep ^VARNEL_ | sort; stat -c %a "$VARNEL_CONFIG"; cat "$VARNEL_CONFIG"' >seen
+grep -qx 600 seen && [ "$(grep -c ^VARNEL_ seen)" = 2 ] && [ "$(grep -c '"apiHost": "0.0.1"' seen)" = 2 ] || fail "exec: $(cat seen)"
+! grep -q real seen || fail "exec lets the caller's settings through"
+
+# mistakes are told with the flag or file at fault
+for mistake in '--port 70000' '--auth some' '--speed -1' '--seed ./missing' 'exec'; do
+    "$emulator" $mistake >out 2>errors && fail "takes $mistake" || grep -q -- "${mistake#* }\|${mistake% *}\|command" errors || fail "$mistake: $(cat errors)"
+done
+
+# ready file, log, export, and the end by a signal
+start --ready-file ready --export-on-exit export.json --log
+curl -fsS "$url/users" -d '{"email": "a@b", "role": "r"}' >/dev/null
+[ "$(cat ready)" = "$url" ] || fail "ready file"
+kill -INT $pid && wait $pid || fail "does not end well"
+[ ! -e ready ] && grep -q 'a@b' export.json && grep -q '"target":"/users"' errors || fail "leaves the wrong files"
+start --seed export.json && curl -fsS "$url/users" | grep -q 'a@b' || fail "cannot be seeded with its export"
+kill -TERM $pid && wait $pid
+
+# killed at any moment, it has every user that it has confirmed; a second one is refused
+for round in 1 2 3 4; do
+    start --data state
+    "$emulator" --port 0 --data state 2>refusal && fail "shares its data" || grep -q 'state.*in use' refusal || fail "$(cat refusal)"
+    exec 3< <(for n in $(seq 1000); do
+        curl -fsS "$url/users" -d "{\"email\": \"$round@$n\", \"role\": \"r\"}" >>confirmed || break
+        echo
+    done 2>/dev/null)
+    for n in $(seq $((round * 5))); do read -r <&3 || fail "stops answering"; done
+    kill -KILL $pid && wait $pid 2>/dev/null || cat <&3 >/dev/null
+done
+start --data state
+curl -fsS "$url/users?limit=1000" >users
+grep -o '"email":"[^"]*"' confirmed | while read -r email; do grep -q "$email" users || fail "lost $email"; done
+kill $pid && wait $pid
+
+# every line of the documentation works
+start
+grep '^    curl ' "$docs" | sed "s#http://127.0.0.1:8080#$url#" >lines
+[ "$(grep -c /_local/ lines)" -ge 12 ] || fail "finds no documentation"
+bash -euo pipefail lines >/dev/null || fail "docs/EMULATOR.md has a line that fails"
+[ -s Br__cke.zip ] || [ -s Brücke.zip ] || fail "curl keeps no archive"

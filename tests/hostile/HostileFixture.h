@@ -1,0 +1,79 @@
+#pragma once
+
+#include <sys/wait.h>
+
+#include <iterator>
+
+#include "ApiConnector.h"
+#include "ScriptedServer.h"
+#include "TestHome.h"
+
+namespace VarnelBase {
+
+/// A home of its own and settings that name a fresh server.
+class HostileFixture : public TestHome {
+protected:
+    HostileFixture() {
+        Set("VARNEL_API_PORT", std::to_string(server.port));
+        Set("VARNEL_TOKEN", "");
+    }
+
+    static void Set(const char* name, const std::string& value) { setenv(name, value.c_str(), 1); }
+
+    static std::string MakeAnswer(int status, const std::string& body) {
+        return "HTTP/1.1 " + std::to_string(status) + " OK\r\n\r\n" + body;
+    }
+
+    /// Serves as discovery document and as answer of the token endpoint alike.
+    json MakeProviderDocument(const std::string& accessToken,
+                              const std::string& refreshToken) const {
+        return {{"issuer", issuer},
+                {"authorization_endpoint", issuer},
+                {"token_endpoint", issuer},
+                {"token_type", "bearer"},
+                {"access_token", accessToken},
+                {"refresh_token", refreshToken}};
+    }
+
+    /// What an action writes to standard output and standard error.
+    static std::string CaptureOutput(const std::function<void()>& action) {
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        action();
+        return testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
+    }
+
+    /// Starts a process that ends with the status that `work` returns.
+    template <typename Work>
+    static pid_t StartChild(Work work) {
+        const pid_t child = fork();
+        if (child == 0) { _exit(work()); }
+        return child;
+    }
+
+    /// Waits for a process: its status, or the negative number of the signal that ended it.
+    static int AwaitChild(pid_t child) {
+        int status = 0;
+        waitpid(child, &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    }
+
+    static std::string Read(const std::filesystem::path& path) {
+        std::ifstream file(path);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    /// Where the only stored tokens are.
+    std::filesystem::path FindTokens() const {
+        return *std::filesystem::directory_iterator(directory);
+    }
+
+    static constexpr const char* ExpiredToken = "e30.eyJleHAiOjF9.c2ln";
+    static constexpr const char* ValidToken = "e30.eyJleHAiOjllOSwiZ3JvdXBzIjpbImFscGhhIl19.c2ln";
+
+    const std::filesystem::path directory = home / ".local/state/varnel/tokens";
+    ScriptedServer server;
+    const std::string issuer = "http://127.0.0.1:" + std::to_string(server.port);
+};
+
+} // namespace VarnelBase

@@ -1,0 +1,62 @@
+#include "AccessTokenClaims.h"
+
+#include <gtest/gtest.h>
+#include <openssl/evp.h>
+
+#include <algorithm>
+#include <vector>
+
+namespace VarnelBase {
+
+namespace {
+
+/// A token in compact form with those claims and no signature.
+std::string MakeToken(const std::string& claims) {
+    std::string text(claims.size() * 4 / 3 + 5, '\0');
+    const auto* bytes = reinterpret_cast<const unsigned char*>(claims.data());
+    EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()), bytes,
+                    static_cast<int>(claims.size()));
+    std::replace(text.begin(), text.end(), '+', '-');
+    std::replace(text.begin(), text.end(), '/', '_');
+    return "e30." + text.substr(0, text.find_first_of(std::string("=\0", 2))) + ".";
+}
+
+} // namespace
+
+TEST(AccessTokenClaims, GiveTheFirstPartOfTheFirstGroup) {
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {R"({"groups":["alpha","beta"]})", "alpha"},
+        {R"({"groups":"/alpha/team"})", "alpha"},
+        {R"({"groups":["alpha/team/"]})", "alpha"},
+        {R"({"groups":["é>?~ \u0000"]})", std::string("é>?~ \0", 7)}};
+    for (const auto& [claims, group] : cases) {
+        EXPECT_EQ(ReadFirstGroup(MakeToken(claims), "groups"), group) << claims;
+    }
+    for (const char* claims :
+         {R"({"groups":["//alpha"]})", R"({"groups":["","beta"]})", R"({"groups":[["alpha"]]})",
+          R"({"groups":{"a":"alpha"}})", R"({"groups":[]})", R"({"groups":null})",
+          R"({"Groups":["alpha"]})", R"(["groups"])", "{\"groups\":[\"\xff\"]}",
+          R"({"groups":["alpha"]} x)", ""}) {
+        EXPECT_EQ(ReadFirstGroup(MakeToken(claims), "groups"), "") << claims;
+    }
+    const std::string token = MakeToken(R"({"groups":["alpha"]} )");
+    EXPECT_EQ(ReadFirstGroup(token, "groups"), "alpha");
+    const std::string body = token.substr(4, token.size() - 5);
+    for (const std::string& malformed :
+         {std::string(), std::string("."), body, "e30." + body, token + ".", "e30." + body + "=.",
+          "e30." + body + "\n.", "e30.+" + body + ".", "e30.A" + body + "."}) {
+        EXPECT_EQ(ReadFirstGroup(malformed, "groups"), "") << malformed;
+    }
+}
+
+TEST(AccessTokenClaims, GiveALifetimeInNumbersOnly) {
+    const TokenLifetime both = ReadTokenLifetime(MakeToken(R"({"iat":1e3,"exp":4102444800.5})"));
+    EXPECT_EQ(both.issuedAt, 1000);
+    EXPECT_EQ(both.expiry, 4102444800.5);
+    for (const char* claims : {R"({"iat":"1","exp":true})", R"({"exp":null})", "7"}) {
+        const TokenLifetime none = ReadTokenLifetime(MakeToken(claims));
+        EXPECT_FALSE(none.issuedAt || none.expiry) << claims;
+    }
+}
+
+} // namespace VarnelBase
