@@ -25,7 +25,9 @@ void Show(const std::string& call, const json& answer) {
 }
 
 /// For the operations that tell nothing.
-void ShowSent(const std::string& call) { std::cout << call << "\n    (no answer by design)\n"; }
+void ShowSent(const std::string& call) {
+    std::cout << call << "\n    (no answer by design)\n";
+}
 
 /// A member's text; empty when the service's document has no such member.
 std::string FindText(const json& document, const char* member) {
