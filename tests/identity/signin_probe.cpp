@@ -41,14 +41,8 @@ int OpenPage(const std::string& address) {
 }
 
 void RunOperations(const std::vector<std::string>& names) {
-    std::optional<VarnelBase::AuthHandler> handler;
-    std::optional<VarnelBase::ApiConnector> connector;
-    const auto auth = [&]() -> auto& {
-        return handler ? *handler : handler.emplace();
-    };
-    const auto api = [&]() -> auto& {
-        return connector ? *connector : connector.emplace();
-    };
+    VarnelBase::AuthHandler handler;
+    VarnelBase::ApiConnector connector;
     const std::map<std::string, std::function<json()>> operations{
         {"key", [&] { return json(handler.GetApiKey()); }},
         {"login", [&] { return json(handler.Login()); }},
@@ -61,7 +55,7 @@ void RunOperations(const std::vector<std::string>& names) {
         {"as-bob", [] { return json(setenv("VARNEL_USERNAME", "bob", 1)); }},
         {"pause",
          [] {
-             return Report({{"paused", true}}), json(std::cin.get());
+             return Report(json::object({{"paused", true}})), json(std::cin.get());
          }},
     };
     for (const std::string& name : names) {
