@@ -50,7 +50,6 @@ void PrepareExec(CommandLine& line) {
 
 CommandLine ParseCommandLine(int argc, char* argv[]) {
     CommandLine line;
-    std::string seedFile;
     CLI::App app("The simulation service on your own machine.", "varnel-emulator");
     app.fallthrough();
     auto* port = app.add_option("--port", line.emulator.port, "Port; 0: a free one (default 8080)")
@@ -59,14 +58,16 @@ CommandLine ParseCommandLine(int argc, char* argv[]) {
         ->capture_default_str();
     app.add_option("--data", line.emulator.dataDirectory,
                    "Directory that keeps the state (default: in memory)");
-    app.add_option("--seed", seedFile, "File with what the service starts with");
+    app.add_option("--seed", line.seedFile, "File with what the service starts with");
     app.add_option("--export-on-exit", line.exportFile, "File that gets the state at the end");
     app.add_option("--speed", line.emulator.speed,
                    "Emulated seconds in a second; 0: time stands still")
         ->check(CLI::Range(0.0, MaxSpeed))
         ->capture_default_str();
-    app.add_option("--auth", line.emulator.access, "Who may ask: off, any or groups")
-        ->transform(CLI::CheckedTransformer(AccessNames));
+    std::string access = "off";
+    app.add_option("--auth", access, "Who may ask: off, any or groups")
+        ->check(CLI::IsMember(AccessNames))
+        ->capture_default_str();
     app.add_option("--token", line.emulator.token, "The only token that is accepted");
     bool hasLog = false;
     app.add_flag("--log", hasLog, "Write each request as a line of JSON to standard error");
@@ -76,13 +77,14 @@ CommandLine ParseCommandLine(int argc, char* argv[]) {
         ->required();
     try {
         app.parse(argc, argv);
+        line.emulator.access = AccessNames.at(access);
         if (port->count() == 0 && line.command.empty()) { line.emulator.port = DefaultPort; }
         if (!line.command.empty()) { PrepareExec(line); }
     } catch (const CLI::ParseError& error) {
         line.exitStatus = app.exit(error) == 0 ? 0 : UsageStatus;
         return line;
     }
-    if (!seedFile.empty()) { line.emulator.seed = ReadSeedFile(seedFile); }
+    if (!line.seedFile.empty()) { line.emulator.seed = ReadSeedFile(line.seedFile); }
     if (hasLog) { line.emulator.log = &std::cerr; }
     return line;
 }

@@ -11,6 +11,7 @@ namespace VarnelBase::Emulation {
 /// What the program was asked to do.
 struct CommandLine {
     EmulatorOptions emulator;
+    std::string seedFile; ///< where the seed of the options comes from
     std::string readyFile;
     std::string exportFile;
     std::vector<std::string> command; ///< of "exec"; empty: serve

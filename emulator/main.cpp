@@ -6,9 +6,12 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <memory>
+#include <stdexcept>
 
 #include "CommandLine.h"
 #include "ExecCommand.h"
+#include "Messages.h"
 
 namespace {
 
@@ -47,20 +50,28 @@ void AwaitStop(const Emulator& emulator, const CommandLine& line) {
     if (!line.readyFile.empty()) { std::filesystem::remove(line.readyFile); }
 }
 
+std::unique_ptr<Emulator> StartEmulator(const CommandLine& line) {
+    try {
+        return std::make_unique<Emulator>(line.emulator);
+    } catch (const VarnelBase::Emulation::Refusal& refusal) {
+        throw std::runtime_error(line.seedFile + ": " + refusal.what());
+    }
+}
+
 int Run(const CommandLine& line) {
-    Emulator emulator(line.emulator);
+    const std::unique_ptr<Emulator> emulator = StartEmulator(line);
     if (!IsLoopback(line.emulator.address)) {
-        std::cerr << "varnel-emulator: warning: everybody who reaches " << emulator.GetUrl()
+        std::cerr << "varnel-emulator: warning: everybody who reaches " << emulator->GetUrl()
                   << " can read and change what it holds\n";
     }
     int status = 0;
     if (line.command.empty()) {
-        AwaitStop(emulator, line);
+        AwaitStop(*emulator, line);
     } else {
-        status = VarnelBase::Emulation::RunCommandWith(emulator, line.emulator, line.command);
+        status = VarnelBase::Emulation::RunCommandWith(*emulator, line.emulator, line.command);
     }
-    emulator.Stop();
-    if (!line.exportFile.empty()) { WriteFile(line.exportFile, emulator.Export().dump(2) + "\n"); }
+    emulator->Stop();
+    if (!line.exportFile.empty()) { WriteFile(line.exportFile, emulator->Export().dump(2) + "\n"); }
     return status;
 }
 

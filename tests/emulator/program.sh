@@ -26,8 +26,9 @@ grep -qx 600 seen && [ "$(grep -c ^VARNEL_ seen)" = 2 ] && [ "$(grep -c '"apiHos
 ! grep -q real seen || fail "exec lets the caller's settings through"
 
 # mistakes are told with the flag or file at fault
-for mistake in '--port 70000' '--auth some' '--speed -1' '--seed ./missing' 'exec'; do
-    "$emulator" $mistake >out 2>errors && fail "takes $mistake" || grep -q -- "${mistake#* }\|${mistake% *}\|command" errors || fail "$mistake: $(cat errors)"
+echo '{"simulations": [{"scope": "x"}]}' >bad-seed
+for mistake in '--seed bad-seed' '--port 70000' '--auth some' '--speed -1' '--seed ./missing' 'exec --listen=::1 -- true'; do
+    "$emulator" $mistake >out 2>errors && fail "takes $mistake" || grep -q -- "${mistake##* }\|${mistake%% *}\|--listen" errors || fail "$mistake: $(cat errors)"
 done
 
 # ready file, log, export, and the end by a signal
