@@ -14,6 +14,7 @@
 #include "Diagnosis.h"
 #include "ExitStatus.h"
 #include "SettingReport.h"
+#include "Table.h"
 #include "TcpConnection.h"
 #include "TokenReport.h"
 
@@ -23,6 +24,7 @@ namespace {
 
 constexpr std::chrono::seconds Patience{10};
 constexpr long SlowConnectMilliseconds = 1000;
+constexpr std::size_t ResultColumns = 6;
 constexpr double LargeClockDifference = 30;
 
 enum class Health { Ok, Warn, Fail };
@@ -45,6 +47,22 @@ public:
     }
 
     const json& GetLines() const { return lines; }
+
+    /// The lines for people, who are to read every word of them whatever the width.
+    std::string FormatText() const {
+        std::string text;
+        for (const json& line : lines) {
+            std::string result = line.at("result");
+            result.resize(ResultColumns, ' ');
+            text += result + DescribeValue(line.at("check")) + ": " +
+                    DescribeValue(line.at("found")) + "\n";
+            if (line.contains("do")) {
+                text +=
+                    std::string(ResultColumns, ' ') + "-> " + DescribeValue(line.at("do")) + "\n";
+            }
+        }
+        return text;
+    }
     ExitStatus GetStatus() const { return status; }
 
 private:
@@ -182,7 +200,12 @@ void CheckEverything(Session& session) {
             CheckService(findings, connector);
         }
     }
-    session.Print(findings.GetLines());
+    const OutputOptions& output = session.arguments.output;
+    if (WantsTable(output) && output.query.empty()) {
+        WriteOutput(findings.FormatText());
+    } else {
+        session.Print(findings.GetLines());
+    }
     if (findings.GetStatus() != ExitStatus::Done) {
         throw CommandError(findings.GetStatus(), "something fails: see the lines above");
     }

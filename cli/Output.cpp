@@ -34,9 +34,9 @@ std::string FormatJsonLines(const json& document) {
 }
 
 std::string FormatDocument(const json& document, const OutputOptions& options) {
-    const bool isTerminal = IsTerminal(STDOUT_FILENO);
     if (options.format == "jsonl") { return FormatJsonLines(document); }
-    if (options.format == "table" || (options.format.empty() && isTerminal)) {
+    if (WantsTable(options)) {
+        const bool isTerminal = IsTerminal(STDOUT_FILENO);
         return FormatTable(document, isTerminal ? FindTerminalWidth(STDOUT_FILENO) : 0,
                            EmphasiseHeading);
     }
@@ -47,6 +47,10 @@ std::string FormatDocument(const json& document, const OutputOptions& options) {
 }
 
 } // namespace
+
+bool WantsTable(const OutputOptions& options) {
+    return options.format == "table" || (options.format.empty() && IsTerminal(STDOUT_FILENO));
+}
 
 void WriteOutput(const std::string& bytes) {
     std::fwrite(bytes.data(), 1, bytes.size(), stdout);

@@ -12,6 +12,9 @@ struct OutputOptions {
     std::string query;  ///< JSON pointer (RFC 6901) to the part that is wanted; empty: all of it
 };
 
+/// Whether a document is to be a table rather than JSON.
+bool WantsTable(const OutputOptions& options);
+
 /// Writes bytes to standard output, all of them.
 ///
 /// @throws CommandError when they cannot be written; silently when nobody reads any more

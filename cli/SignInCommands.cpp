@@ -26,7 +26,8 @@ json ReportIdentity(ApiConnector& connector, const std::string& token) {
 }
 
 void SignIn(Session& session) {
-    const OutputCapture capture;
+    OutputCapture capture;
+    if (session.arguments.isQuiet) { capture.Silence(); }
     ApiConnector connector;
     std::string token;
     try {

@@ -75,15 +75,18 @@ std::string DescribeParseError(const CLI::App& tree, const CLI::ParseError& erro
         path = app->get_name() + " " + path;
     }
     std::string text = error.what();
+    const bool isNoun = !command.get_subcommands({}).empty();
+    if (isNoun && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
+        text = "a command is missing";
+    }
     const std::vector<std::string> unknown = tree.remaining(true);
     if (!unknown.empty()) {
         const std::string typed = unknown.front().substr(0, unknown.front().find('='));
         const bool isOption = typed.rfind('-', 0) == 0;
-        const bool isCommand = !command.get_subcommands({}).empty();
         text = std::string("unknown ") +
-               (isOption    ? "option"
-                : isCommand ? "command"
-                            : "argument") +
+               (isOption ? "option"
+                : isNoun ? "command"
+                         : "argument") +
                " \"" + typed + "\"";
         const std::string nearest = FindNearest(typed, ListWords(command));
         if (!nearest.empty()) { text += ": did you mean \"" + nearest + "\"?"; }

@@ -19,9 +19,8 @@ constexpr std::size_t Gap = 2;
 constexpr std::size_t NarrowestColumn = 6;
 
 /// Members that come first, in this order; the others follow in alphabetical order.
-constexpr std::array<const char*, 13> FirstColumns{
-    "check", "result", "found",    "do",        "id",    "name",  "email",
-    "role",  "state",  "progress", "createdAt", "value", "source"};
+constexpr std::array<const char*, 9> FirstColumns{
+    "id", "name", "email", "role", "state", "progress", "createdAt", "value", "source"};
 
 void CollectMembers(const json& item, std::set<std::string>& members) {
     if (!item.is_object()) { return; }

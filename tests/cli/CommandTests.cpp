@@ -112,7 +112,7 @@ TEST_F(CommandTest, SendsNothingThatItShouldNot) {
              {"user list --query items", "--query"},
              {"execution watch sim-bridge exe-1 --field state", "--field"},
              {"user list --environment nowhere", "nowhere"},
-             {"", "subcommand"},
+             {"", "a command is missing"},
          }) {
         const Outcome outcome = Run("varnel " + arguments);
         EXPECT_EQ(outcome.status, 2) << arguments;
