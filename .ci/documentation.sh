@@ -8,7 +8,8 @@
 #   ```sh     run in an empty directory, with this clone as "varnelbase" beside it
 #   ```text   anything else: output, pictures
 #
-# A line `<!-- not run: REASON -->` above a ```sh block has it parsed alone.
+# A line `<!-- not run: REASON -->` above a ```sh block has it parsed alone. The commands of documents
+# about a program are run by that program's tests, which name the document.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -17,41 +18,46 @@ rm -rf "$work"
 mkdir -p "$work"/{blocks,home,project/third_party}
 ln -s "$PWD" "$work/project/third_party/varnelbase"
 
+declare -A testedBy=([docs/CLI.md]=tests/cli/examples.sh [docs/EMULATOR.md]=tests/emulator/program.sh)
+
 fail() {
     echo "$1" >&2
     exit 1
 }
 
 # Library and programs that the blocks use.
-cmake --preset release -B "$work/build" -DVARNEL_HTTPLIB_DIR="${VARNEL_HTTPLIB_DIR:-}" \
+cmake --preset release -DVARNEL_HTTPLIB_DIR="${VARNEL_HTTPLIB_DIR:-}" \
     -DVARNEL_JSON_DIR="${VARNEL_JSON_DIR:-}" -DCMAKE_INSTALL_LIBDIR=lib >"$work/build.log"
-cmake --build "$work/build" >>"$work/build.log" || fail "the build failed, see $work/build.log"
-cmake --install "$work/build" --prefix "$work/prefix" >>"$work/build.log"
+cmake --build --preset release >>"$work/build.log" || fail "the build failed, see $work/build.log"
+cmake --install build/release --prefix "$work/prefix" >>"$work/build.log"
 export PKG_CONFIG_PATH=$work/prefix/lib/pkgconfig
 read -ra flags <<<"$(pkg-config --cflags --libs varnelbase)"
 flags+=("-Wl,-rpath,$work/prefix/lib")
 
 # Cuts the blocks out: blocks/FILE:LINE.LANGUAGE, and .skip beside those that are not run.
 cut_blocks() {
-    awk -v file="$1" -v to="$work/blocks/${1//\//_}" '
+    awk -v file="$1" -v to="$work/blocks/${1//\//_}" -v runner="${testedBy[$1]:-}" '
         function refuse(reason) { print file ":" NR ": " reason > "/dev/stderr"; failed = 1 }
         !inside && /^ *```/ {
             language = $0; sub(/^ *```/, "", language)
             if (language !~ /^(cpp|cmake|json|sh|text)$/) refuse("a block in \"" language "\", which is not checked")
             inside = 1; indent = match($0, /`/) - 1; name = to ":" NR "." language
             printf "" > name
+            if (language == "sh" && runner) skip = "run by " runner
             if (skip) { print skip > (name ".skip"); skip = "" }
             next
         }
         inside && /^ *```/ { inside = 0; close(name); next }
         inside { print substr($0, indent + 1) > name; next }
         /^<!-- not run: .+ -->$/ { skip = $0; next }
-        /^    / && blank && !list { refuse("an indented block: put it between ``` lines") }
+        /^    / && blank && !list && !runner { refuse("an indented block: put it between ``` lines") }
         { blank = /^$/; if (/^ *([-*]|[0-9]+\.) /) list = 1; else if (/^[^ ]/) list = 0 }
         END { if (inside) refuse("a block without an end"); exit failed }' "$1"
 }
 for document in *.md docs/*.md; do
     cut_blocks "$document"
+    runner=${testedBy[$document]:-}
+    [ -z "$runner" ] || grep -q "$(basename "$document")" "$runner" || fail "$runner does not run $document"
 done
 
 check_cpp() {

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Everything compiles without a warning, optimised, with g++ and with clang++.
+# Everything compiles without a warning with g++ (optimised) and with clang++.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

@@ -37,17 +37,8 @@ void AddCommonOptions(CLI::App& root, Arguments& given) {
         ->type_name("table|json|jsonl")
         ->check(CLI::IsMember({"table", "json", "jsonl"}).description(""))
         ->group(CommonOptions);
-    root.add_option("--query", given.output.query,
-                    "JSON pointer to the part of the result that is wanted")
-        ->type_name("POINTER")
-        ->check([](const std::string& text) {
-            try {
-                const json::json_pointer pointer(text);
-                return std::string();
-            } catch (const json::exception&) {
-                return "\"" + text + "\" is no JSON pointer: write it like /items/0/id";
-            }
-        })
+    AddPointerOption(root, "--query", given.output.query,
+                     "JSON pointer to the part of the result that is wanted")
         ->group(CommonOptions);
 }
 
@@ -135,6 +126,19 @@ void AddPageOptions(CLI::App& command, Session& session) {
         ->type_name("N");
     command.add_option("--offset", given.offset, "Entries to skip")->type_name("N");
     command.add_flag("--all", given.isAll, "Ask for page after page until there are no more");
+}
+
+CLI::Option* AddPointerOption(CLI::App& command, const std::string& name, std::string& pointer,
+                              const std::string& description) {
+    const auto refuse = [](const std::string& text) {
+        try {
+            const json::json_pointer parsed(text);
+            return std::string();
+        } catch (const json::exception&) {
+            return "\"" + text + "\" is no JSON pointer: write it like /items/0/id";
+        }
+    };
+    return command.add_option(name, pointer, description)->type_name("POINTER")->check(refuse);
 }
 
 CLI::Option* AddDataOption(CLI::App& command, Session& session, const std::string& description) {

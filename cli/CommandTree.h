@@ -30,6 +30,10 @@ void AddIdentifier(CLI::App& command, Session& session, const std::string& name,
 /// --limit, --offset and --all.
 void AddPageOptions(CLI::App& command, Session& session);
 
+/// An option that takes a JSON pointer (RFC 6901).
+CLI::Option* AddPointerOption(CLI::App& command, const std::string& name, std::string& pointer,
+                              const std::string& description);
+
 /// --data.
 CLI::Option* AddDataOption(CLI::App& command, Session& session, const std::string& description);
 

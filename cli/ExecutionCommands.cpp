@@ -1,14 +1,25 @@
+#include <algorithm>
+#include <chrono>
+#include <optional>
+#include <thread>
+#include <utility>
+
 #include "ArgumentChecks.h"
 #include "Changes.h"
 #include "CommandTree.h"
 #include "Diagnosis.h"
-#include "ExecutionWatch.h"
 #include "ExitStatus.h"
 #include "Listing.h"
+#include "Progress.h"
+#include "Table.h"
 
 namespace VarnelBase {
 
 namespace {
+
+constexpr std::chrono::milliseconds ShortestWait{1000};
+constexpr std::chrono::milliseconds LongestWait{10000};
+constexpr int MaxLostAnswers = 5;
 
 std::string FindListPath(const Arguments& given) {
     RequirePlainIdentifier(given, "SIMULATION", given.simulation);
@@ -51,8 +62,67 @@ void ShowExecution(Session& session) {
     session.Print(RequireAnswer(session, target, std::move(document)));
 }
 
+/// Reads the execution; none when the service cannot be reached just now.
+std::optional<json> Read(Session& session, const std::string& target) {
+    const Arguments& given = session.arguments;
+    try {
+        json document = session.ConnectOnline().GetExecution(given.simulation, given.execution);
+        return RequireAnswer(session, target, std::move(document));
+    } catch (const CommandError& error) {
+        if (error.GetStatus() != ExitStatus::Unreachable) { throw; }
+        session.Note(error.what());
+        return std::nullopt;
+    }
+}
+
+std::string FindState(const json& document, const std::string& field) {
+    const json::json_pointer pointer(field);
+    if (!document.contains(pointer) || document.at(pointer).is_structured()) {
+        throw CommandError(ExitStatus::Refused, "the execution has no state at " + field +
+                                                    ": say where it is with --field");
+    }
+    return DescribeValue(document.at(pointer));
+}
+
+std::optional<double> FindFraction(const json& document) {
+    const auto progress = document.find("progress");
+    if (progress == document.end() || !progress->is_number()) { return std::nullopt; }
+    return progress->get<double>();
+}
+
+bool Holds(const std::vector<std::string>& states, const std::string& state) {
+    return std::find(states.begin(), states.end(), state) != states.end();
+}
+
+/// Reads the execution again and again until it has ended, telling how far it is.
 void WatchExecution(Session& session) {
-    WatchUntilEnd(session, FindPath(session.arguments));
+    const std::string target = FindPath(session.arguments);
+    const Arguments& given = session.arguments;
+    std::chrono::milliseconds wait = ShortestWait;
+    int lost = 0;
+    std::optional<Progress> progress(std::in_place, given.isQuiet);
+    while (lost < MaxLostAnswers) {
+        const std::optional<json> document = Read(session, target);
+        lost = document ? 0 : lost + 1;
+        if (document) {
+            const std::string state = FindState(*document, given.field);
+            progress->Show(state, FindFraction(*document));
+            const bool isBad = Holds(given.badStates, state);
+            if (isBad || Holds(given.goodStates, state)) {
+                progress.reset();
+                session.Print(*document);
+                if (isBad) {
+                    throw CommandError(ExitStatus::ExecutionFailed,
+                                       "the execution has ended as " + state);
+                }
+                return;
+            }
+        }
+        std::this_thread::sleep_for(wait);
+        wait = std::min(wait * 2, LongestWait);
+    }
+    throw CommandError(ExitStatus::Unreachable, "gave up after " + std::to_string(MaxLostAnswers) +
+                                                    " requests without an answer");
 }
 
 } // namespace
@@ -89,8 +159,8 @@ void AddExecutionCommands(CLI::App& root, Session& session) {
                     "--bad failed --bad cancelled"});
     AddIdentifier(watch, session, "SIMULATION", given.simulation);
     AddIdentifier(watch, session, "EXECUTION", given.execution);
-    watch.add_option("--field", given.field, "JSON pointer to the state (/state unless given)")
-        ->type_name("POINTER");
+    AddPointerOption(watch, "--field", given.field,
+                     "JSON pointer to the state (/state unless given)");
     watch
         .add_option("--good", given.goodStates, "A state that ends it well (finished unless given)")
         ->type_name("STATE")

@@ -43,5 +43,5 @@ string(REGEX REPLACE "/$" "" upToPrefix ${upToPrefix})
 configure_file(cmake/varnelbase.pc.in varnelbase.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/varnelbase.pc DESTINATION ${pkgconfigDirectory})
 
-install(FILES LICENSE CHANGELOG.md README.md DESTINATION ${docDirectory} OPTIONAL)
+install(FILES LICENSE CHANGELOG.md README.md DESTINATION ${docDirectory})
 install(DIRECTORY docs DESTINATION ${docDirectory} FILES_MATCHING PATTERN "*.md")

@@ -5,7 +5,10 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <atomic>
+#include <functional>
 #include <stdexcept>
+#include <utility>
 
 #include "AccessTokenClaims.h"
 #include "AttemptMarks.h"
@@ -31,6 +34,10 @@ constexpr const char* WaysWithoutBrowser =
     "set VARNEL_TOKEN, or VARNEL_USERNAME and VARNEL_PASSWORD";
 constexpr const char* BusyElsewhere = ": another program has been renewing the token for 10 s";
 
+/// Hash of the last refresh token that could not be stored. Memory is newer than the store then;
+/// otherwise an empty store means that somebody has signed out.
+std::atomic<std::size_t> unstoredSession{0};
+
 httplib::Server MakeLoginServer() {
     const SigpipeGuard guard;
     return httplib::Server();
@@ -52,13 +59,6 @@ bool HasEnded(const std::string& accessToken) {
     if (accessToken.empty()) { return true; }
     const auto expiry = ReadTokenLifetime(accessToken).expiry;
     return expiry && static_cast<double>(ReadProviderClock()) >= *expiry;
-}
-
-/// Whether one token ends before another; not when one of them does not say.
-bool EndsBefore(const std::string& left, const std::string& right) {
-    const auto leftExpiry = ReadTokenLifetime(left).expiry;
-    const auto rightExpiry = ReadTokenLifetime(right).expiry;
-    return leftExpiry && rightExpiry && *leftExpiry < *rightExpiry;
 }
 
 std::string ReadTokenVariable() {
@@ -87,11 +87,11 @@ IdentitySettings ReadSettings(const EnvConfig& config, const std::string& authHo
     return identity;
 }
 
-/// Whether the settings, as they are now, still select this token file.
-bool IsSelected(const TokenFile& tokenFile) {
+/// Whether the token file that the settings select now is the handler's own.
+bool IsStoreOurs(const EnvConfig& config, const IdentitySettings& identity) {
     const EnvConfig current;
     return FindTokenFile(current, ReadIdentitySettings(current.GetEnvironment())).GetPath() ==
-           tokenFile.GetPath();
+           FindTokenFile(config, identity).GetPath();
 }
 
 std::string DescribeRefusal(const std::string& issuer, const std::string& what,
@@ -325,7 +325,7 @@ std::string AuthHandler::RefreshAccessToken() {
         throw;
     }
     if (answer.error == "invalid_grant") {
-        const std::string failed = refreshToken;
+        const std::string failed = std::exchange(refreshToken, "");
         LoadTokens();
         if (refreshToken == failed) { StoreTokens(HasEnded(token) ? "" : token, ""); }
         return IsTokenExpired(token) ? "" : token;
@@ -367,14 +367,13 @@ std::string AuthHandler::LoginWithPassword() {
 }
 
 void AuthHandler::LoadTokens() {
-    if (!IsSelected(
-            FindTokenFile(config, ReadSettings(config, authHost, clientId, clientSecret)))) {
+    const bool isUnstored =
+        !refreshToken.empty() && std::hash<std::string>()(refreshToken) == unstoredSession;
+    if (isUnstored ||
+        !IsStoreOurs(config, ReadSettings(config, authHost, clientId, clientSecret))) {
         return;
     }
     TokenSet stored = tokenStore.Load();
-    // What could not be stored is newer than what is.
-    const bool isOutdated = !refreshToken.empty() && EndsBefore(stored.accessToken, token);
-    if (stored.accessToken.empty() || isOutdated) { return; }
     token = std::move(stored.accessToken);
     refreshToken = std::move(stored.refreshToken);
 }
@@ -383,15 +382,17 @@ void AuthHandler::StoreTokens(const std::string& accessToken, const std::string&
     token = accessToken;
     refreshToken = newRefreshToken;
     try {
-        const bool isOurs = IsSelected(
-            FindTokenFile(config, ReadSettings(config, authHost, clientId, clientSecret)));
-        if (!isOurs) { return; }
+        if (!IsStoreOurs(config, ReadSettings(config, authHost, clientId, clientSecret))) {
+            return;
+        }
         if (token.empty()) {
             tokenStore.Clear();
         } else {
             tokenStore.Store({token, refreshToken});
         }
-    } catch (const std::exception&) { // The tokens in memory are as good, for this handler.
+    } catch (const std::exception&) {
+        // The tokens in memory are as good, for this handler.
+        unstoredSession = std::hash<std::string>()(refreshToken);
     }
 }
 

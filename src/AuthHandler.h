@@ -36,17 +36,18 @@ namespace VarnelBase {
 ///
 /// The settings are those of `EnvConfig()`'s environment, read at construction. A handler belongs
 /// to one thread at a time; separate handlers, in this process or another one, share the token
-/// store.
+/// store and send one refresh between them. Calls block while the provider is asked. No thread is
+/// started. Constructing one makes the process ignore SIGPIPE unless it has a handler of its own.
 class AuthHandler {
 public:
     /// @throws what reading the settings throws (see EnvConfig)
     AuthHandler();
     ~AuthHandler();
 
-    /// The access token: VARNEL_TOKEN when it is set, else the token in memory while it is valid,
-    /// else the stored one while it is valid. Never opens a browser. Empty when no identity
-    /// provider is configured in `Local`, and when offline without a stored token. As long as the
-    /// token is the same, so is the text.
+    /// The access token: the one in memory while it is valid, else VARNEL_TOKEN when it is set,
+    /// else the stored one while it is valid, else a new one by refresh or password. Never opens a
+    /// browser. Empty when no identity provider is configured in `Local`, and when offline without
+    /// a stored token. As long as the token is the same, so is the text.
     ///
     /// @throws std::runtime_error when there is none, saying what to do; the text holds no secret
     std::string GetApiKey();
@@ -61,20 +62,24 @@ public:
     ///         2.1), since a request would then go to another host
     std::string GetFirstGroup(const std::string& accessToken);
 
-    /// Signs in again, whatever is in memory, and returns the access token; VARNEL_TOKEN when that
-    /// is set; empty in `Local` without an identity provider.
+    /// Asks the provider for tokens, whatever is in memory: by refresh, else by password when one
+    /// is configured, else in the browser, for which a person has 180 s (VARNEL_LOGIN_TIMEOUT).
+    /// Returns the access token; VARNEL_TOKEN when that is set; empty in `Local` without an
+    /// identity provider; offline the stored token or nothing.
     ///
     /// @throws std::runtime_error when signing in fails, saying why
     std::string Login();
 
     /// Whether the token's lifetime (claim "exp", RFC 7519, section 4.1.4) is over or about to be:
     /// within 30 s, or a tenth of the lifetime if that is less. True for an empty token; false for
-    /// an opaque one and for one without a numeric "exp".
+    /// an opaque one and for one without a numeric "exp". By the provider's clock, as its last
+    /// token answer told it.
     bool IsTokenExpired(const std::string& accessToken);
 
-    /// Signs in without regard to tokens in memory and in the store, and replaces both on success.
+    /// Signs in by password or in the browser, without regard to tokens in memory and in the store,
+    /// and replaces both on success.
     ///
-    /// @throws std::runtime_error when signing in fails, saying why; both are as they were then
+    /// @throws std::runtime_error when signing in fails, saying why, and when offline
     void Relogin();
 
     /// Whether `Login` can do without a person: VARNEL_TOKEN, user name and password, or a stored

@@ -11,114 +11,114 @@ using nlohmann::json;
 
 class CommandTest : public CommandFixture {};
 
+/// A rule for the emulator.
+struct Fault {
+    const char* action = nullptr; ///< none: no rule
+    const char* method = "";
+    int status = 0; ///< 0: the usual one
+    int times = 1;  ///< 0: always
+};
+
 struct AnswerCase {
-    const char* fault; ///< a rule for the emulator; empty: none
     const char* command;
+    Fault fault;
     int status;
     const char* out; ///< part of standard output, which is empty when the command fails
     const char* err; ///< part of standard error; empty: there is nothing
 };
 
 TEST_F(CommandTest, TellsWhatHappened) {
+    const std::string link = "UI: https://127.0.0.1/simulations/sim-bridge\n";
     for (const AnswerCase& given : {
-             AnswerCase{"", "varnel version", 0, "0.4.1", ""},
-             {R"({"action": "reset"})", "varnel version", 0, "0.4.1", "asked twice"},
-             {R"({"action": "invalidJson"})", "varnel user list", 0, "usr-1", "second one"},
-             {R"({"action": "literalNull", "times": 2})", "varnel version", 0, "null",
-              "value null"},
-             {R"({"action": "status", "status": 503, "times": 0})", "varnel version", 1, "",
-              "answered 503: "},
-             {R"({"action": "status", "status": 401, "times": 0})", "varnel version", 4, "",
-              "varnel login"},
-             {R"({"action": "dropAfterReading", "times": 0})", "varnel version", 3, "",
-              "not answered"},
-             {R"({"action": "replaceStatus", "status": 206, "times": 0})", "varnel user list", 1,
-              "", "206"},
-             {R"({"action": "replaceStatus", "status": 404})", "varnel agent show", 0, "agent-1",
-              ""},
-             {"", "varnel simulation show nope", 1, "", "404: there is no simulation"},
-             {"", "varnel simulation inputs get nope", 1, "", "404"},
-             {"", "varnel simulation list --query /nope", 1, "", "nothing at /nope"},
-             {"", "varnel simulation list --query /items/0/id", 0, "sim-bridge\n", ""},
-             {"", "varnel simulation delete sim-bridge -y", 0, "", "verified"},
-             {"", "varnel simulation delete nope --yes", 1, "", "nothing was deleted"},
-             {R"({"method": "DELETE", "action": "dropAfterReading"})",
-              "varnel user delete usr-2 --yes", 0, "", "verified"},
-             {R"({"method": "DELETE", "action": "status", "status": 403})",
-              "varnel user delete usr-2 --yes", 5, "", "may still be there"},
-             {"", "varnel simulation inputs set sim-bridge --data '{\"ü\":[1,2.5]}'", 0, "",
-              "verified"},
-             {R"({"method": "POST", "action": "status", "status": 500})",
-              "varnel simulation inputs set sim-bridge --data 1", 5, "", "other ones"},
-             {"", "varnel execution start sim-bridge", 0, "{\n  \"createdAt\"",
-              "UI: https://127.0.0.1/simulations/sim-bridge\n"},
-             {R"({"method": "POST", "action": "invalidJson"})", "varnel execution start sim-bridge",
-              5, "", "accepted the execution (201)"},
-             {R"({"method": "POST", "action": "replaceStatus", "status": 200})",
-              "varnel execution start sim-bridge", 5, "", "not confirmed"},
-             {"", "varnel user create new@example.com --role viewer -q", 0, "usr-3", ""},
-             {"", "varnel user create admin@example.com --role viewer", 5, "", "not confirmed"},
-             {R"({"method": "PATCH", "action": "dropAfterReading"})",
-              "varnel user set-role usr-2 admin", 0, "usr-2", "verified"},
-             {R"({"method": "PATCH", "action": "dropBeforeReading"})",
-              "varnel user set-role usr-2 admin", 5, "", "another role"},
-             {"", "varnel agent send ''", 1, "", "must be a text"},
-             {"", "varnel execution watch sim-bridge exe-1 -q", 0, "finished", ""},
-             {"", "varnel execution watch sim-bridge exe-1 --field /nope", 1, "", "--field"},
-             {"", "varnel execution show sim-bridge exe-2", 0, "diverged", ""},
-             {"", "varnel version --offline", 0, "0.4.1", "offline mode enabled"},
-             {"", "VARNEL_OFFLINE=1 varnel user list", 6, "", "(VARNEL_OFFLINE)"},
-             {"", "VARNEL_API_PORT=1 varnel version", 3, "", "Connection refused"},
-             {"", "VARNEL_API_PORT=1 varnel user delete usr-2 --yes", 3, "", "Connection refused"},
-             {"", "VARNEL_API_HOST=a..b varnel version", 3, "", "does not resolve"},
-             {"", "varnel version --environment staging", 4, "", "VARNEL_AUTH_HOST"},
-             {"", "VARNEL_API_PORT=x varnel version", 2, "", "VARNEL_API_PORT"},
-             {"", "varnel version >/dev/full", 1, "", "standard output"},
-             {"", "varnel simulation list --help", 0, "Examples:", ""},
+             AnswerCase{"version", {}, 0, "0.4.1", ""},
+             {"version", {"reset"}, 0, "0.4.1", "asked twice"},
+             {"user list", {"invalidJson"}, 0, "usr-1", "second one"},
+             {"version", {"literalNull", "", 0, 2}, 0, "null", "value null"},
+             {"version", {"status", "", 503, 0}, 1, "", "answered 503: "},
+             {"version", {"status", "", 401, 0}, 4, "", "varnel login"},
+             {"version", {"dropAfterReading", "", 0, 0}, 3, "", "not answered"},
+             {"user list", {"replaceStatus", "", 206, 0}, 1, "", "206"},
+             {"agent show", {"replaceStatus", "", 404}, 0, "agent-1", ""},
+             {"simulation show nope", {}, 1, "", "404: there is no simulation"},
+             {"simulation inputs get nope", {}, 1, "", "404"},
+             {"simulation list --query /nope", {}, 1, "", "nothing at /nope"},
+             {"simulation list --query /items/0/id", {}, 0, "sim-bridge\n", ""},
+             {"simulation delete sim-bridge -y", {}, 0, "", "verified"},
+             {"simulation delete nope --yes", {}, 1, "", "nothing was deleted"},
+             {"user delete usr-2 --yes", {"dropAfterReading", "DELETE"}, 0, "", "verified"},
+             {"user delete usr-2 --yes", {"status", "DELETE"}, 5, "", "may still be there"},
+             {"simulation inputs set sim-bridge --data '{\"ü\":[1,2.5]}'", {}, 0, "", "verified"},
+             {"simulation inputs set sim-bridge --data 1", {"status", "POST"}, 5, "", "other ones"},
+             {"execution start sim-bridge", {}, 0, "{\n  \"createdAt\"", link.c_str()},
+             {"execution start sim-bridge", {"invalidJson"}, 5, "", "accepted the execution (201)"},
+             {"execution start sim-bridge", {"replaceStatus", "", 200}, 5, "", "not confirmed"},
+             {"user create new@example.com --role viewer -q", {}, 0, "usr-3", ""},
+             {"user create admin@example.com --role viewer", {}, 5, "", "not confirmed"},
+             {"user set-role usr-2 admin", {"dropAfterReading", "PATCH"}, 0, "usr-2", "verified"},
+             {"user set-role usr-2 admin", {"dropBeforeReading", "PATCH"}, 5, "", "another role"},
+             {"agent send ''", {}, 1, "", "must be a text"},
+             {"execution watch sim-bridge exe-1 -q", {}, 0, "finished", ""},
+             {"execution watch sim-bridge exe-1 --field /nope", {}, 1, "", "--field"},
+             {"execution show sim-bridge exe-2", {}, 0, "diverged", ""},
+             {"version --offline", {}, 0, "0.4.1", "offline mode enabled"},
+             {"user list --offline", {}, 6, "", "(VARNEL_OFFLINE)"},
+             {"version --environment staging", {}, 4, "", "VARNEL_AUTH_HOST"},
+             {"version >/dev/full", {}, 1, "", "standard output"},
+             {"simulation list --help", {}, 0, "Examples:", ""},
          }) {
         emulator.Reset();
-        const std::string fault = given.fault;
-        if (!fault.empty()) { emulator.AddFault(json::parse(fault)); }
-        const Outcome outcome = Run(given.command);
-        SCOPED_TRACE(fault + given.command + "\n" + outcome.out + outcome.err);
+        if (given.fault.action != nullptr) {
+            json rule =
+                json::object({{"action", given.fault.action}, {"times", given.fault.times}});
+            if (*given.fault.method != '\0') { rule["method"] = given.fault.method; }
+            if (given.fault.status != 0) { rule["status"] = given.fault.status; }
+            emulator.AddFault(rule);
+        }
+        const Outcome outcome = Run("varnel " + std::string(given.command));
+        SCOPED_TRACE(given.command + outcome.out + outcome.err);
         EXPECT_EQ(outcome.status, given.status);
         EXPECT_NE(outcome.out.find(given.out), std::string::npos);
         EXPECT_NE(outcome.err.find(given.err), std::string::npos);
         EXPECT_TRUE(outcome.status == 0 || outcome.out.empty());
         EXPECT_TRUE(*given.err != '\0' || outcome.err.empty());
     }
+    for (const auto& [setting, status] : std::vector<std::pair<std::string, int>>{
+             {"VARNEL_API_PORT=1", 3}, {"VARNEL_API_HOST=a..b", 3}, {"VARNEL_API_PORT=x", 2}}) {
+        EXPECT_EQ(Run(setting + " varnel version").status, status);
+        EXPECT_EQ(Run(setting + " varnel user delete usr-2 --yes").status, status);
+    }
 }
 
 TEST_F(CommandTest, SendsNothingThatItShouldNot) {
-    const std::string set = "varnel simulation inputs set sim-bridge --data ";
-    for (const auto& [command, err] : std::vector<std::pair<std::string, std::string>>{
-             {"varnel simulation show a/b", "SIMULATION"},
-             {"varnel simulation delete '' --yes", "SIMULATION"},
-             {"varnel user show 'a?b'", "USER"},
-             {"varnel user delete 'a#b' --yes", "USER"},
-             {"varnel execution show sim-bridge ..", "EXECUTION"},
-             {"varnel execution list a%2fb", "SIMULATION"},
-             {"varnel simulation list --scope 'user&limit=1'", "--scope"},
-             {"varnel simulation delete sim-bridge", "--yes"},
+    const std::string set = "simulation inputs set sim-bridge --data ";
+    for (const auto& [arguments, err] : std::vector<std::pair<std::string, std::string>>{
+             {"simulation show a/b", "SIMULATION"},
+             {"simulation delete '' --yes", "SIMULATION"},
+             {"user show 'a?b'", "USER"},
+             {"user delete 'a#b' --yes", "USER"},
+             {"execution show sim-bridge ..", "EXECUTION"},
+             {"execution list a%2fb", "SIMULATION"},
+             {"simulation list --scope 'user&limit=1'", "--scope"},
+             {"simulation delete sim-bridge", "--yes"},
              {set + "'{\"a\":}'", "--data: not JSON at byte offset 5"},
              {set + "'{\"a\":1'", "byte offset 6"},
-             {"printf '{\"\\303\\050\"}' | " + set + "-", "--data -: not UTF-8 at byte offset 2"},
+             {set + "\"$(printf '{\"\\303\\050\"}')\"", "--data: not UTF-8 at byte offset 2"},
+             {set + "-", "--data -: not JSON at byte offset 0"},
              {set + "@missing", "@missing"},
-             {set + ".", "not JSON"},
-             {"varnel user create \"$(printf 'a\\377')\" --role x",
-              "EMAIL: not UTF-8 at byte offset 1"},
-             {"varnel simulaton list", "did you mean \"simulation\"?"},
-             {"varnel user lsit", "did you mean \"list\"?"},
-             {"varnel user list --limt 1", "did you mean \"--limit\"?"},
-             {"varnel user list --query items", "--query"},
-             {"varnel user list --environment nowhere", "nowhere"},
-             {"varnel", "subcommand"},
+             {set + "@.", "@."},
+             {"user create \"$(printf 'a\\377')\" --role x", "EMAIL: not UTF-8 at byte offset 1"},
+             {"simulaton list", "did you mean \"simulation\"?"},
+             {"user list --limt 1", "did you mean \"--limit\"?"},
+             {"user list --query items", "--query"},
+             {"execution watch sim-bridge exe-1 --field state", "--field"},
+             {"user list --environment nowhere", "nowhere"},
+             {"", "subcommand"},
          }) {
-        const Outcome outcome = Run(command);
-        EXPECT_EQ(outcome.status, 2) << command;
-        EXPECT_NE(outcome.err.find(err), std::string::npos) << command << "\n" << outcome.err;
+        const Outcome outcome = Run("varnel " + arguments);
+        EXPECT_EQ(outcome.status, 2) << arguments;
+        EXPECT_NE(outcome.err.find(err), std::string::npos) << arguments << "\n" << outcome.err;
     }
-    const json shown = json::parse(Run(set + "[1] --dry-run").out);
+    const json shown = json::parse(Run("varnel " + set + "[1] --dry-run").out);
     EXPECT_EQ(shown.at("target"), emulator.GetUrl() + "/simulations/sim-bridge/inputs");
     EXPECT_EQ(shown.at("body"), json::array({1}));
     EXPECT_EQ(emulator.GetRequests(), json::array());
@@ -200,9 +200,10 @@ class StillCommandTest : public CommandFixture {
 protected:
     StillCommandTest() : CommandFixture(MakeStillOptions()) {}
 
+    /// @param typed what the user types, and Enter
     std::string RunOnTerminal(const std::string& command, const std::string& typed = "") {
-        return Run("echo " + typed + " | script -qec \"stty cols 24; " + command + "\" /dev/null")
-            .out;
+        const std::string keyboard = typed.empty() ? "" : "echo " + typed + " | ";
+        return Run(keyboard + "script -qec \"stty cols 24; " + command + "\" /dev/null").out;
     }
 };
 

@@ -24,12 +24,10 @@ TEST(DownloadedFileTest, OnlyABaseNameIsTakenFromTheHeader) {
              {"attachment; filename=\"C:\\\\windows\\\\win.ini\"", "win.ini"},
              {"attachment; filename=\"/\"", ""},
              {"attachment; filename=\".bashrc\"", ""},
-             {"attachment; filename=\"..\"", ""},
              {"attachment; filename=\"a\x1b[2J.zip\"", ""},
              {"attachment; filename=\"a\xff.zip\"", ""},
              {"attachment; filename=", ""},
              {"attachment; filename", ""},
-             {"attachment;;", ""},
              {"", ""},
          }) {
         EXPECT_EQ(ReadFileName(given.header), given.name) << given.header;

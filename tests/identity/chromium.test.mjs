@@ -2,17 +2,15 @@
 
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { makeAuthority } from './certificates.mjs';
-import { makeHome, runProbe } from './harness.mjs';
+import { makeAuthority, makeHome, runProbe } from './harness.mjs';
 import { useChromium } from './people.mjs';
 import { startProvider } from './provider.mjs';
 
 test('twice on one handler, cancelled, and with a wrong password first', async () => {
-  const provider = await startProvider();
+  const { issuer } = await startProvider();
   const visits = [[{}], [{ name: 'bob', password: 'builder' }], [{ action: 'cancel' }], [{ password: 'wrong' }, {}]];
-  const run = await runProbe(makeHome(), `${provider.origin}/realms/main`, ['relogin', 'group', 'relogin', 'group', 'relogin', 'relogin', 'group'], {
-    person: (address) => useChromium(address, visits.shift()),
-  });
+  const person = (address) => useChromium(address, visits.shift());
+  const run = await runProbe(makeHome(), issuer, ['relogin', 'group', 'relogin', 'group', 'relogin', 'relogin', 'group'], { person });
   assert.deepEqual(run.titles, ['You are signed in', 'You are signed in', 'Signing in failed', 'You are signed in']);
   const [, alice, , bob, cancelled, , again] = run.lines;
   assert.deepEqual([alice.result, bob.result, again.result], ['alpha', 'beta', 'alpha']);
@@ -21,13 +19,14 @@ test('twice on one handler, cancelled, and with a wrong password first', async (
 });
 
 test('over HTTPS with a private authority and a client secret', async () => {
-  const authority = makeAuthority(makeHome());
+  const authority = makeAuthority();
   const secret = 'p&ss =word%+:of-the-client-that-is-long-enough';
-  const provider = await startProvider({ tls: authority.issue('x', 'IP:127.0.0.1'), secret });
+  const { issuer, counts } = await startProvider({ tls: authority.issue('x', 'IP:127.0.0.1'), secret });
   const env = { VARNEL_CA_FILE: authority.file, VARNEL_CLIENT_SECRET: secret };
-  const run = await runProbe(makeHome(), `${provider.origin}/realms/main`, ['login', 'key', 'login'], { person: (address) => useChromium(address), env });
+  const run = await runProbe(makeHome(), issuer, ['login', 'key', 'login'], { person: (address) => useChromium(address), env });
   assert.deepEqual(run.titles, ['You are signed in']);
+  assert.equal(run.browsers[0].hasSecret, false);
   assert.deepEqual(run.lines.map(({ error }) => error), [undefined, undefined, undefined]);
   assert.equal(run.lines[1].result, run.lines[0].result);
-  assert.deepEqual(provider.counts, { 'authorization_code ok': 1, 'refresh_token ok': 1 });
+  assert.deepEqual(counts, { 'authorization_code ok': 1, 'refresh_token ok': 1 });
 });

@@ -1,10 +1,8 @@
 // Runs signin_probe in a home directory of its own against a provider.
 
-import { spawn } from 'node:child_process';
+import { execFileSync, spawn } from 'node:child_process';
 import { once } from 'node:events';
-import {
-  mkdtempSync, readdirSync, readFileSync, rmSync, writeFileSync,
-} from 'node:fs';
+import { mkdtempSync, readdirSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
 import { createServer } from 'node:http';
 import { createServer as createHttpsServer } from 'node:https';
 import { tmpdir } from 'node:os';
@@ -21,20 +19,20 @@ export function makeHome() {
   return home;
 }
 
-export const findFiles = (home, suffix) => {
+export function findFiles(home, suffix) {
   const directory = join(home, '.local/state/varnel/tokens');
   return readdirSync(directory).filter((name) => name.endsWith(suffix)).map((name) => join(directory, name));
-};
+}
 export const readTokens = (home) => findFiles(home, '.json').map((file) => JSON.parse(readFileSync(file, 'utf8')));
 
 // An unsigned token: the client does not look at signatures.
 export const makeToken = (claims) => ['{"alg":"none"}', JSON.stringify(claims), 'x'].map((part) => Buffer.from(part).toString('base64url')).join('.');
-const now = () => Math.floor(Date.now() / 1000);
 
 // Makes the stored access token one that ends in so many seconds; it was good for 300.
 export function ageToken(home, left = -10) {
   const [file] = findFiles(home, '.json');
-  const accessToken = makeToken({ iat: now() + left - 300, exp: now() + left });
+  const exp = Math.floor(Date.now() / 1000) + left;
+  const accessToken = makeToken({ iat: exp - 300, exp });
   writeFileSync(file, JSON.stringify({ ...JSON.parse(readFileSync(file)), accessToken }));
   return accessToken;
 }
@@ -54,20 +52,17 @@ export function startProbe(home, issuer, operations, { person = goBack, env = {}
   let markPaused;
   run.paused = new Promise((resolve) => { markPaused = resolve; });
   run.done = (async () => {
-    const desk = createServer(async (request, response) => {
+    const desk = await listen(createServer(async (request, response) => {
       const seen = JSON.parse(Buffer.concat(await request.toArray()).toString());
       response.end();
       run.browsers.push(seen);
       const visit = person(seen.address, run);
       visit?.catch(() => {}); // seen below
       run.visits.push(visit);
-    });
-    const deskPort = await listen(desk);
+    }));
     run.child = spawn(probe, operations, {
       stdio: ['pipe', 'pipe', 'pipe', 'pipe'],
-      env: {
-        PATH: process.env.PATH, HOME: home, VARNEL_AUTH_HOST: issuer, BROWSER: `${probe} open %s`, TEST_BROWSER: deskPort, ...env,
-      },
+      env: { PATH: process.env.PATH, HOME: home, VARNEL_AUTH_HOST: issuer, BROWSER: `${probe} open %s`, TEST_BROWSER: desk, ...env },
     });
     for (const stream of [run.child.stdout, run.child.stderr]) stream.on('data', (data) => { run.output += data; });
     run.child.stdin.on('error', () => {}); // it may be gone
@@ -92,10 +87,8 @@ export async function startRelay(realm, answerToken, { tls, document } = {}) {
   const serve = async (request, response) => {
     const body = Buffer.concat(await request.toArray());
     if (request.method === 'GET') {
-      if (relay.isDown) { response.destroy(); return; }
-      response.end(JSON.stringify({
-        issuer: relay.issuer, authorization_endpoint: `${realm}/auth`, token_endpoint: `${relay.issuer}/token`, ...document,
-      }));
+      const standard = { issuer: relay.issuer, authorization_endpoint: `${realm}/auth`, token_endpoint: `${relay.issuer}/token` };
+      if (relay.isDown) response.destroy(); else response.end(JSON.stringify({ ...standard, ...document }));
       return;
     }
     relay.requests += 1;
@@ -105,4 +98,20 @@ export async function startRelay(realm, answerToken, { tls, document } = {}) {
   const port = await listen(tls ? createHttpsServer(tls, serve) : createServer(serve));
   relay.issuer = `${tls ? 'https' : 'http'}://127.0.0.1:${port}`;
   return relay;
+}
+
+// Makes a certificate authority: its file, and what issues a certificate for a common name and
+// alternative names, good for so many days from now.
+export function makeAuthority() {
+  const home = makeHome();
+  const openssl = (...args) => execFileSync('openssl', args, { cwd: home, stdio: 'pipe' });
+  const key = ['-newkey', 'ec', '-pkeyopt', 'ec_paramgen_curve:P-256', '-nodes'];
+  openssl('req', '-x509', ...key, '-subj', '/CN=Test authority', '-keyout', 'ca.key', '-out', 'ca.pem');
+  const issue = (commonName, names, days = 1) => {
+    openssl('req', ...key, '-subj', `/CN=${commonName}`, '-keyout', 'key', '-out', 'request');
+    writeFileSync(join(home, 'extensions'), names && `subjectAltName=${names}`);
+    openssl('x509', '-req', '-in', 'request', '-CA', 'ca.pem', '-CAkey', 'ca.key', '-days', `${days}`, '-extfile', 'extensions', '-out', 'cert');
+    return { cert: readFileSync(join(home, 'cert')), key: readFileSync(join(home, 'key')) };
+  };
+  return { file: join(home, 'ca.pem'), issue };
 }

@@ -5,6 +5,7 @@ import { createServer as createHttpServer } from 'node:http';
 import { createServer as createHttpsServer } from 'node:https';
 import { generateKeyPairSync, randomBytes } from 'node:crypto';
 import { Provider, errors } from 'oidc-provider';
+import MemoryAdapter from 'oidc-provider/lib/adapters/memory_adapter.js';
 
 const audience = 'urn:test:api';
 const { privateKey } = generateKeyPairSync('rsa', { modulusLength: 2048 });
@@ -13,8 +14,8 @@ const defaults = {
   realms: ['main'],
   secret: '', // the client's; empty: a public client
   users: {
-    alice: { password: 'wonderland', groups: ['alpha'] },
-    bob: { password: 'builder', groups: ['beta'] },
+    alice: { password: 'wonderland', claims: { groups: ['alpha'] } },
+    bob: { password: 'builder', claims: { groups: ['beta'] } },
   },
   format: 'jwt', // or 'opaque'
   lifetime: 300,
@@ -23,57 +24,19 @@ const defaults = {
   tls: undefined, // { cert, key }: HTTPS
 };
 
-// What is stored, for each realm apart, so that it can be thrown away.
-function memoryStore() {
-  const entries = new Map();
-  class Store {
-    constructor(model) { this.model = model; }
-
-    key(id) { return `${this.model}:${id}`; }
-
-    async upsert(id, payload, expiresIn) {
-      entries.set(this.key(id), { payload, until: expiresIn ? Date.now() + expiresIn * 1000 : Infinity });
-    }
-
-    async find(id) {
-      const entry = entries.get(this.key(id));
-      return entry?.until > Date.now() ? entry.payload : undefined;
-    }
-
-    async findByUid(uid) {
-      return [...entries.values()].find(({ payload }) => payload.uid === uid)?.payload;
-    }
-
-    async consume(id) { entries.get(this.key(id)).payload.consumed = Math.floor(Date.now() / 1000); }
-
-    async destroy(id) { entries.delete(this.key(id)); }
-
-    async revokeByGrantId(grantId) {
-      for (const [key, { payload }] of entries) if (payload.grantId === grantId) entries.delete(key);
-    }
-  }
-  return { Store, clear: () => entries.clear() };
-}
-
 const loginPage = (wrong) => `<!DOCTYPE html><title>Sign in</title><link rel="icon" href="data:,">
 ${wrong ? '<p id="wrong">Unknown name or wrong password.</p>' : ''}
 <form method="post"><input name="login" required><input name="password" type="password">
 <button id="sign-in" name="action" value="sign-in">Sign in</button>
 <button id="cancel" name="action" value="cancel" formnovalidate>Cancel</button></form>`;
 
-async function readForm(request) {
-  let body = '';
-  for await (const chunk of request) body += chunk;
-  return new URLSearchParams(body);
-}
-
 function makeRealm(name, origin, settings, counts) {
-  const { Store, clear } = memoryStore();
+  const realm = { sessions: 0 };
+  class Store extends MemoryAdapter {
+    key(id) { return `${origin} ${name} ${realm.sessions} ${super.key(id)}`; } // out of the others' sight
+  }
   const knows = (user, password) => settings.users[user]?.password === password;
-  const holderClaims = (user) => ({ groups: settings.users[user].groups, ...settings.users[user].claims });
-  const resourceServer = {
-    scope: 'api', audience, accessTokenTTL: settings.lifetime, accessTokenFormat: settings.format, jwt: { sign: { alg: 'RS256' } },
-  };
+  const resourceServer = { scope: 'api', audience, accessTokenTTL: settings.lifetime, accessTokenFormat: settings.format };
   const makeGrant = async (accountId) => {
     const grant = new provider.Grant({ clientId: 'varnel', accountId });
     grant.addOIDCScope('openid');
@@ -99,30 +62,22 @@ function makeRealm(name, origin, settings, counts) {
     issueRefreshToken: async () => true,
     expiresWithSession: async () => false,
     ttl: { AccessToken: settings.lifetime, AuthorizationCode: 60, RefreshToken: 86400, Grant: 86400, IdToken: 3600, Interaction: 600, Session: 86400 },
-    findAccount: async (ctx, accountId) => settings.users[accountId] && { accountId, claims: async () => ({ sub: accountId }) },
-    extraTokenClaims: async (ctx, token) => holderClaims(token.accountId),
+    findAccount: async (ctx, accountId) => ({ accountId, claims: async () => ({ sub: accountId }) }),
+    extraTokenClaims: async (ctx, { accountId }) => settings.users[accountId].claims,
     loadExistingGrant: async (ctx) => makeGrant(ctx.oidc.session.accountId), // nobody is asked to consent
     interactions: { url: (ctx, interaction) => `${origin}/realms/${name}/interaction/${interaction.uid}` },
     features: {
       devInteractions: { enabled: false },
-      resourceIndicators: {
-        enabled: true,
-        defaultResource: async () => audience,
-        useGrantedResource: async () => true,
-        getResourceServerInfo: async () => resourceServer,
-      },
+      resourceIndicators: { enabled: true, defaultResource: () => audience, useGrantedResource: () => true, getResourceServerInfo: () => resourceServer },
     },
   });
   provider.registerGrantType('password', async (ctx) => {
     const { username, password } = ctx.oidc.params;
     if (!knows(username, password)) throw new errors.InvalidGrant('unknown name or wrong password');
-    const { client } = ctx.oidc;
-    const { jti: grantId } = await makeGrant(username);
-    const access = new provider.AccessToken({ accountId: username, client, grantId, gty: 'password', scope: 'api' });
+    const holder = { accountId: username, client: ctx.oidc.client, grantId: (await makeGrant(username)).jti, gty: 'password' };
+    const access = new provider.AccessToken({ ...holder, scope: 'api' });
     access.resourceServer = new provider.ResourceServer(audience, resourceServer);
-    const refresh = new provider.RefreshToken({
-      accountId: username, client, grantId, gty: 'password', scope: 'openid api', resource: audience, rotations: 0,
-    });
+    const refresh = new provider.RefreshToken({ ...holder, scope: 'openid api', resource: audience, rotations: 0 });
     ctx.body = { access_token: await access.save(), refresh_token: await refresh.save(), token_type: 'Bearer' };
   }, ['username', 'password', 'scope']);
   const count = (outcome) => ({ oidc }) => {
@@ -131,20 +86,19 @@ function makeRealm(name, origin, settings, counts) {
   };
   provider.on('grant.success', count('ok'));
   provider.on('grant.error', count('error'));
-  provider.on('server_error', (ctx, error) => console.error(error));
 
   const answer = provider.callback();
   const interact = async (request, response) => {
     const show = (wrong) => response.writeHead(200, { 'Content-Type': 'text/html' }).end(loginPage(wrong));
     if (request.method === 'GET') { show(false); return; }
-    const form = await readForm(request);
+    const form = new URLSearchParams(Buffer.concat(await request.toArray()).toString());
     if (form.get('action') === 'cancel') {
       await provider.interactionFinished(request, response, { error: 'access_denied' });
     } else if (knows(form.get('login'), form.get('password'))) {
       await provider.interactionFinished(request, response, { login: { accountId: form.get('login') }, consent: {} });
     } else show(true);
   };
-  const serve = async (request, response, path) => {
+  realm.serve = async (request, response, path) => {
     response.setHeader('Date', new Date(Date.now()).toUTCString()); // follows a test's clock
     if (path.startsWith('/interaction/')) { await interact(request, response); return; }
     if (path === '/token') await new Promise((resolve) => { setTimeout(resolve, settings.delayMs); });
@@ -152,10 +106,10 @@ function makeRealm(name, origin, settings, counts) {
     request.url = request.url.slice(`/realms/${name}`.length);
     answer(request, response);
   };
-  return { serve, clear };
+  return realm;
 }
 
-// Starts a provider: { origin, counts: { "<grant type> ok": n, "<grant type> error": n }, ... }.
+// Starts a provider: its address, its first realm's issuer, and how often each grant was ok or refused.
 export async function startProvider(options = {}) {
   const settings = { ...defaults, ...options };
   const realms = {};
@@ -170,8 +124,8 @@ export async function startProvider(options = {}) {
   for (const name of settings.realms) realms[name] = makeRealm(name, origin, settings, counts);
   return {
     origin,
+    issuer: `${origin}/realms/${settings.realms[0]}`,
     counts,
-    settings, // may be changed while it runs
-    revokeSessions: () => Object.values(realms).forEach(({ clear }) => clear()),
+    revokeSessions: () => { realms.main.sessions += 1; },
   };
 }

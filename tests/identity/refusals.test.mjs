@@ -4,10 +4,7 @@ import assert from 'node:assert/strict';
 import { createServer } from 'node:http';
 import { createServer as createHttpsServer } from 'node:https';
 import { test } from 'node:test';
-import { makeAuthority } from './certificates.mjs';
-import {
-  ageToken, listen, makeHome, runProbe, startProbe, startRelay,
-} from './harness.mjs';
+import { ageToken, listen, makeAuthority, makeHome, runProbe, startProbe, startRelay } from './harness.mjs';
 import { startProvider } from './provider.mjs';
 
 const alice = { VARNEL_USERNAME: 'alice', VARNEL_PASSWORD: 'wonderland' };
@@ -17,8 +14,8 @@ const run = async (issuer, operations, env = {}) => {
 };
 
 test('certificates that are not the server\'s are refused with the reason', async () => {
-  const authority = makeAuthority(makeHome());
-  const stranger = makeAuthority(makeHome());
+  const authority = makeAuthority();
+  const stranger = makeAuthority();
   for (const [host, certificate, reason] of [
     ['127.0.0.1', stranger.issue('127.0.0.1', 'IP:127.0.0.1'), /unable to get local issuer certificate/],
     ['localhost', authority.issue('localhost', 'DNS:other.example'), /hostname mismatch/],
@@ -39,8 +36,8 @@ test('certificates that are not the server\'s are refused with the reason', asyn
     }
     assert.equal(requests, reason.source.includes('404') ? 2 : 0);
   }
-  const old = createHttpsServer({ ...authority.issue('x', 'IP:127.0.0.1'), maxVersion: 'TLSv1.1', minVersion: 'TLSv1', ciphers: 'DEFAULT@SECLEVEL=0' });
-  assert.match((await run(`https://127.0.0.1:${await listen(old)}`, ['login'], { VARNEL_CA_FILE: authority.file })).error, /no TLS connection: .*protocol/);
+  const old = createHttpsServer({ maxVersion: 'TLSv1.1', minVersion: 'TLSv1', ciphers: 'DEFAULT@SECLEVEL=0' });
+  assert.match((await run(`https://127.0.0.1:${await listen(old)}`, ['login'])).error, /no TLS connection: .*protocol/);
   assert.match((await run('https://127.0.0.1:1', ['login'], { VARNEL_CA_FILE: '/no/such.pem' })).error, /caFile: \/no\/such.pem/);
 });
 
@@ -79,9 +76,11 @@ test('a discovery document that is not the issuer\'s is refused with the reason'
 
 test('token answers of no use are refused without quoting them', async () => {
   const provider = await startProvider();
-  for (const text of ['{"access_token":"SECRET', '{"access_token":"SECRET\\r\\nX: y","token_type":"Bearer"}', '["SECRET"]',
-    '{"access_token":"SECRET","token_type":"mac"}', '{"access_token":"x","token_type":"bearer","refresh_token":"SECRET\\n"}']) {
-    const relay = await startRelay(`${provider.origin}/realms/main`, (answer, response) => response.end(text));
+  for (const text of [
+    '{"access_token":"SECRET', '["SECRET"]', '{"access_token":"SECRET","token_type":"mac"}',
+    '{"access_token":"SECRET\\r\\nX: y","token_type":"Bearer"}', '{"access_token":"x","token_type":"bearer","refresh_token":"SECRET\\n"}',
+  ]) {
+    const relay = await startRelay(provider.issuer, (answer, response) => response.end(text));
     const { error } = await run(relay.issuer, ['login']);
     assert.match(error, /token/);
     assert.doesNotMatch(error, /SECRET/);
@@ -89,46 +88,43 @@ test('token answers of no use are refused without quoting them', async () => {
 });
 
 test('the first group is read from the claim, or refused as part of a host name', async () => {
-  const users = {};
+  const users = { elsewhere: { password: 'p', claims: { groups: ['wrong'], 'https://example.com/roles': ['right'] } } };
   const cases = [
     [['alpha', 'beta'], 'alpha'], ['alpha', 'alpha'], [['/alpha'], 'alpha'], ['/alpha/beta', 'alpha'], [undefined, ''], [[], ''], [7, ''],
     [['a'.repeat(63)], 'a'.repeat(63)], [['a'.repeat(64)], /host name/], ['evil.example/', /host name/], ['zoë', /host name/], ['-a', /host name/],
     ['a-', /host name/], ['a_b', /host name/], ['a b', /host name/], [['//a'], ''],
   ];
-  for (const [index, [groups]] of cases.entries()) users[`u${index}`] = { password: 'p', groups };
-  users.elsewhere = { password: 'p', groups: ['wrong'], claims: { 'https://example.com/roles': ['right'] } };
+  for (const [index, [groups]] of cases.entries()) users[`u${index}`] = { password: 'p', claims: { groups } };
   const provider = await startProvider({ users });
-  const group = async (name, env) => run(`${provider.origin}/realms/main`, ['login', 'group'], { VARNEL_USERNAME: name, VARNEL_PASSWORD: 'p', ...env });
+  const group = async (name, env) => run(provider.issuer, ['login', 'group'], { VARNEL_USERNAME: name, VARNEL_PASSWORD: 'p', ...env });
   for (const [index, [groups, expected]] of cases.entries()) {
     const line = await group(`u${index}`);
     if (expected instanceof RegExp) assert.match(line.error, expected); else assert.equal(line.result, expected, groups);
   }
   assert.equal((await group('elsewhere', { VARNEL_GROUPS_CLAIM: 'https://example.com/roles' })).result, 'right');
-  for (const token of ['opaque', 'a.b', 'a.b.c', 'a.e30.c.d', '..']) {
+  const opaque = await startProvider({ format: 'opaque' });
+  assert.equal((await run(opaque.issuer, ['login', 'group'])).result, '');
+  for (const token of [ 'a.b', 'a.b.c', 'a.e30.c.d', '..']) {
     assert.equal((await run('', ['group'], { VARNEL_TOKEN: token })).result, '');
   }
 });
 
 for (const environment of ['staging', 'production']) {
   test(`from a login to the service in ${environment}`, async () => {
-    const users = { alice: { password: 'wonderland', groups: ['alpha'] } };
+    const users = { alice: { password: 'wonderland', claims: { groups: ['alpha'] } } };
     const provider = await startProvider({ users });
-    const issuer = `${provider.origin}/realms/main`;
     const seen = [];
-    const port = await listen(createServer((request, response) => {
-      seen.push(request.headers.authorization);
-      response.end('"1.2.3"');
-    }));
+    const port = await listen(createServer(({ headers }, response) => { seen.push(headers.authorization); response.end('"1.2.3"'); }));
     const home = makeHome();
     const env = { VARNEL_ENVIRONMENT: environment, VARNEL_API_HOST: '0.0.1', VARNEL_API_PORT: port };
-    const first = startProbe(home, issuer, ['api-login', 'api-host', 'pause', 'api-login', 'api-host', 'api-version'], { env });
+    const first = startProbe(home, provider.issuer, ['api-login', 'api-host', 'pause', 'api-login', 'api-host', 'api-version'], { env });
     await first.paused;
-    users.alice.groups = ['/127/team'];
+    users.alice.claims = { groups: ['/127/team'] };
     first.resume();
     const [, alpha, , login, host, version] = (await first.done).lines;
     assert.deepEqual([alpha.result, host.result, version.result], ['alpha.0.0.1', '127.0.0.1', '1.2.3']);
     ageToken(home);
-    const later = (await runProbe(home, issuer, ['api-version', 'key'], { env })).lines;
+    const later = (await runProbe(home, provider.issuer, ['api-version', 'key'], { env })).lines;
     assert.equal(later[0].result, '1.2.3');
     assert.deepEqual(seen, [`Bearer ${login.result}`, `Bearer ${later[1].result}`]);
     assert.deepEqual(provider.counts, { 'authorization_code ok': 1, 'refresh_token ok': 2 });

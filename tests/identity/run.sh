@@ -8,7 +8,7 @@ skip() {
     if [ "${CI:-}" = true ]; then exit 1; fi
     exit 77
 }
-node -e 'process.exit(parseInt(process.versions.node) < 18)' || skip 'no node (18 or later): apt-get install nodejs npm'
+node -e 'process.exit(parseInt(process.versions.node) < 18 ? 1 : 0)' || skip 'no node (18 or later): apt-get install nodejs npm'
 if ! cmp -s package-lock.json node_modules/.installed; then
     npm ci --silent --no-audit --no-fund || skip 'npm ci failed'
     cp package-lock.json node_modules/.installed

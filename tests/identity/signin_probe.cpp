@@ -1,9 +1,7 @@
 // A host program for the sign-in tests: runs the operations that its arguments name, in order, on
-// one handler and one connector, and writes one line of JSON for each to descriptor 3, so that
-// standard output and standard error are the library's alone.
-//
-//     signin_probe login key group       "pause" waits for a line on standard input
-//     signin_probe open ADDRESS          plays the browser: hands the address to $TEST_BROWSER
+// one handler and one connector, and writes a line of JSON for each to descriptor 3, so that
+// standard output and error are the library's alone. "pause" waits for a line on standard input.
+// "open ADDRESS" plays the browser instead and hands the address to the test.
 
 #include <unistd.h>
 
@@ -16,8 +14,8 @@
 #include <iostream>
 #include <iterator>
 #include <map>
-#include <optional>
 #include <string>
+#include <vector>
 
 #include "ApiConnector.h"
 
@@ -35,19 +33,14 @@ void Report(const json& line) {
 }
 
 int OpenPage(const std::string& address) {
-    const char* test = std::getenv("TEST_BROWSER");
-    json environment = json::array();
-    for (const char* secret : {"VARNEL_TOKEN", "VARNEL_PASSWORD", "VARNEL_CLIENT_SECRET"}) {
-        if (std::getenv(secret) != nullptr) { environment.push_back(secret); }
-    }
     const json body = json::object({{"address", address},
-                                    {"secrets", environment},
+                                    {"hasSecret", std::getenv("VARNEL_CLIENT_SECRET") != nullptr},
                                     {"descriptors", CountEntries("/proc/self/fd")}});
-    httplib::Client client("127.0.0.1", test == nullptr ? 0 : std::atoi(test));
+    httplib::Client client("127.0.0.1", std::atoi(std::getenv("TEST_BROWSER")));
     return client.Post("/", body.dump(), "application/json") ? 0 : 1;
 }
 
-int RunOperations(const std::vector<std::string>& names) {
+void RunOperations(const std::vector<std::string>& names) {
     std::optional<VarnelBase::AuthHandler> handler;
     std::optional<VarnelBase::ApiConnector> connector;
     const auto auth = [&]() -> auto& {
@@ -57,20 +50,18 @@ int RunOperations(const std::vector<std::string>& names) {
         return connector ? *connector : connector.emplace();
     };
     const std::map<std::string, std::function<json()>> operations{
-        {"key", [&] { return json(auth().GetApiKey()); }},
-        {"login", [&] { return json(auth().Login()); }},
-        {"relogin", [&] { return auth().Relogin(), json(auth().GetApiKey()); }},
-        {"group", [&] { return json(auth().GetFirstGroup(auth().GetApiKey())); }},
+        {"key", [&] { return json(handler.GetApiKey()); }},
+        {"login", [&] { return json(handler.Login()); }},
+        {"relogin", [&] { return handler.Relogin(), json(handler.GetApiKey()); }},
+        {"group", [&] { return json(handler.GetFirstGroup(handler.GetApiKey())); }},
         {"can", [] { return json(VarnelBase::AuthHandler::CanLoginNonInteractively()); }},
-        {"api-login", [&] { return json(api().Login()); }},
-        {"api-host", [&] { return json(api().GetHostname()); }},
-        {"api-version", [&] { return api().GetVersion(); }},
+        {"api-login", [&] { return json(connector.Login()); }},
+        {"api-host", [&] { return json(connector.GetHostname()); }},
+        {"api-version", [&] { return connector.GetVersion(); }},
         {"as-bob", [] { return json(setenv("VARNEL_USERNAME", "bob", 1)); }},
         {"pause",
          [] {
-             std::string line;
-             Report({{"paused", true}});
-             return json(static_cast<bool>(std::getline(std::cin, line)));
+             return Report({{"paused", true}}), json(std::cin.get());
          }},
     };
     for (const std::string& name : names) {
@@ -82,7 +73,6 @@ int RunOperations(const std::vector<std::string>& names) {
         line["descriptors"] = CountEntries("/proc/self/fd");
         Report(line);
     }
-    return 0;
 }
 
 } // namespace
@@ -90,5 +80,6 @@ int RunOperations(const std::vector<std::string>& names) {
 int main(int count, char** arguments) {
     const std::vector<std::string> names(arguments + 1, arguments + count);
     if (names.size() == 2 && names.front() == "open") { return OpenPage(names.back()); }
-    return RunOperations(names);
+    RunOperations(names);
+    return 0;
 }

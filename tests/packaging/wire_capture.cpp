@@ -7,8 +7,8 @@
 #include <numeric>
 #include <regex>
 
-#include "../connector/Operations.h"
 #include "../connector/ScriptedServer.h"
+#include "ApiConnector.h"
 
 using VarnelBase::ApiConnector;
 using VarnelBase::json;
@@ -49,30 +49,41 @@ std::string SortHeaders(const std::string& request) {
 
 int main() {
     const std::string ok = "HTTP/1.1 200 OK\r\n";
-    std::string answer = ok + "Content-Length: 2\r\n\r\n[]";
-    std::string request;
-    const ScriptedServer server([&](const std::string& bytes) {
-        request = bytes;
-        return answer;
-    });
+    ScriptedServer server;
+    server.answer = ok + "Content-Length: 2\r\n\r\n[]";
     setenv("VARNEL_ENVIRONMENT", "local", 1);
-    setenv("VARNEL_API_PORT", std::to_string(server.GetPort()).c_str(), 1);
+    setenv("VARNEL_API_PORT", std::to_string(server.port).c_str(), 1);
     setenv("VARNEL_TOKEN", "t0ken", 1);
     ApiConnector connector;
+    std::string request;
     const auto show = [&](const json& result) {
+        request = server.TakeRequests().at(0);
         std::cout << "    " << Describe(SortHeaders(request)) << "\n  " << result.dump() << "\n";
     };
 
-    for (const auto& operation : VarnelBase::ListOperations()) {
-        const json result = operation.call(connector);
-        show(result);
-    }
+    const json document = {{"b", json::array({1, nullptr, "\xC3\xA9\"\\\n"})}, {"a", 1.5}};
+    show(connector.GetVersion());
+    show(connector.GetAgent());
+    show(connector.SendAgentCommand("say \"hi\"\n"));
+    show(connector.GetSimulations("user", 50, -7));
+    show(connector.GetSimulationData("s1"));
+    show((connector.DeleteSimulation("s1"), json()));
+    show(connector.GetSimulationInputs("s1"));
+    show((connector.PostSimulationInputs("s1", document), json()));
+    show(connector.GetExecutions("s1", -1, 2147483647));
+    show(connector.PostExecution("s1", document));
+    show(connector.GetExecution("s1", "e1"));
+    show(connector.GenerateProject(document));
+    show(connector.GetUsers(20, 40));
+    show(connector.CreateUser("a@b.example", "reader"));
+    show(connector.GetUser("u1"));
+    show(connector.UpdateUser("u1", ""));
+    show((connector.DeleteUser("u1"), json()));
     std::cout << "header lines in their order\n    " << Describe(request) << "\n";
     std::string everyByte;
     for (int byte = 0xff; byte >= 0; --byte) { everyByte += static_cast<char>(byte); }
     std::cout << "every byte in a target\n";
-    const json result = connector.GetSimulationData(everyByte);
-    show(result);
+    show(connector.GetSimulationData(everyByte));
 
     const std::vector<std::pair<const char*, std::string>> answers{
         {"a body that ends with the connection", ok + "\r\n[1]"},
@@ -82,12 +93,12 @@ int main() {
         {"an interim answer", "HTTP/1.1 100 Continue\r\n\r\n" + ok + "Content-Length: 2\r\n\r\n[]"},
     };
     for (const auto& [title, bytes] : answers) {
-        answer = bytes;
+        server.answer = bytes;
         std::cout << title << "\n  " << connector.GetAgent().dump() << "\n";
     }
     for (const std::string value :
          {"a; filename=\"b.zip\"", "", "%41%00b", "a\r\nContent-Disposition: b"}) {
-        answer = ok + "Content-Length: 1\r\nContent-Disposition: " + value + "\r\n\r\nz";
+        server.answer = ok + "Content-Length: 1\r\nContent-Disposition: " + value + "\r\n\r\nz";
         std::cout << "file name " << json(value) << "\n  "
                   << connector.GenerateProject(json::object()).dump() << "\n";
     }
