@@ -14,17 +14,18 @@ thread_local long allocationsLeft = 0; ///< 1: the next one fails, and no other
 
 } // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined, or the compiler takes notice of each half without the other.
+[[gnu::noinline]] void* operator new(std::size_t size) {
     const bool isFailing = allocationsLeft > 0 && --allocationsLeft == 0;
     void* memory = isFailing ? nullptr : std::malloc(size == 0 ? 1 : size);
     return memory != nullptr ? memory : throw std::bad_alloc();
 }
 
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
     std::free(memory);
 }
 
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept {
     std::free(memory);
 }
 
