@@ -84,7 +84,7 @@ int main() {
     setenv("VARNEL_TOKEN", token.c_str(), 1);
     std::ofstream null("/dev/null");
     std::streambuf* const report = std::cout.rdbuf(null.rdbuf());
-    for (const std::size_t megabytes : {1, 10, 100}) {
+    for (const std::size_t megabytes : {1U, 10U, 100U}) {
         CompareAnswer(megabytes, token);
         CompareBody(megabytes, token);
     }

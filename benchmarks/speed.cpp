@@ -100,7 +100,7 @@ void CountSlowCalls() {
 
 void CompareLargeDocuments(const std::string& token) {
     constexpr int LargeBlocks = 5;
-    for (const std::size_t megabytes : {1, 10, 100}) {
+    for (const std::size_t megabytes : {1U, 10U, 100U}) {
         const std::size_t size = megabytes * 1000 * 1000;
         const std::string name = std::to_string(megabytes) + " MB";
         const int calls = megabytes == 100 ? 1 : static_cast<int>(20 / megabytes);
