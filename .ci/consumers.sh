@@ -54,8 +54,8 @@ for kind in shared static; do
     prefix=$work/$kind-prefix
     shared=$([ $kind = shared ] && echo ON || echo OFF)
     echo "== install $kind"
-    cmake -S . -B "$work/$kind-build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_SHARED_LIBS="$shared" \
-        -DVARNELBASE_BUILD_EMULATOR=OFF -DVARNELBASE_BUILD_EXAMPLES=OFF -DVARNELBASE_BUILD_TESTS=OFF \
+    cmake --preset release -B "$work/$kind-build" -DBUILD_SHARED_LIBS="$shared" \
+        -DVARNELBASE_BUILD_EMULATOR=OFF -DVARNELBASE_BUILD_CLI=OFF -DVARNELBASE_BUILD_EXAMPLES=OFF \
         -DCMAKE_INSTALL_LIBDIR=lib "$httplib" "$json" >"$work/$kind.log"
     cmake --build "$work/$kind-build" >>"$work/$kind.log" || { cat "$work/$kind.log"; fail "$kind failed"; }
     cmake --install "$work/$kind-build" --prefix "$work/first-prefix" >>"$work/$kind.log"
