@@ -45,7 +45,7 @@ cmake -S tests/packaging -B "$work/emulator-host" -G Ninja -DWAY=package \
 cmake --build "$work/emulator-host"
 env -i HOME="$work/home" "$work/emulator-host/emulator_host"
 
-cmake -S "$work/source" -B "$work/from-source" -G Ninja "$httplib" "$json" -DVARNELBASE_BUILD_EMULATOR=OFF \
+cmake -S "$work/source" -B "$work/from-source" -G Ninja "$httplib" "$json" -DVARNELBASE_BUILD_EMULATOR=OFF -DVARNELBASE_BUILD_CLI=OFF \
     -DVARNELBASE_BUILD_EXAMPLES=OFF -DVARNELBASE_BUILD_TESTS=OFF
 cmake --build "$work/from-source"
 echo "package: all of them work"
