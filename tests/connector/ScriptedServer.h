@@ -32,15 +32,16 @@ public:
         port = ntohs(address.sin_port);
         thread = std::thread([this] {
             for (int accepted = 0; (accepted = accept(listener, nullptr, nullptr)) >= 0;) {
-                if (manner != Manner::Reset) {
+                const Manner chosen = manner; // What is shared may change once bytes are sent.
+                if (chosen != Manner::Reset) {
                     requests.push_back(Receive(accepted));
                     log.emplace_back("request");
                     Send(accepted);
                 }
-                const linger discarding{manner == Manner::Whole || manner == Manner::Bytes ? 0 : 1,
-                                        0};
+                const bool isEnded = chosen == Manner::Whole || chosen == Manner::Bytes;
+                const linger discarding{isEnded ? 0 : 1, 0};
                 setsockopt(accepted, SOL_SOCKET, SO_LINGER, &discarding, sizeof(discarding));
-                if (discarding.l_onoff == 0) { shutdown(accepted, SHUT_WR); }
+                if (isEnded) { shutdown(accepted, SHUT_WR); }
                 close(accepted);
             }
         });
