@@ -190,8 +190,9 @@ complete -c varnel -f
                 text +=
                     name.rfind("--", 0) == 0 ? " -l " + name.substr(2) : " -s " + name.substr(1);
             }
-            if (!option.valueName.empty()) { text += " -r"; }
-            if (option.valueName == "FILE") { text += " -F"; }
+            if (!option.valueName.empty()) {
+                text += option.valueName == "FILE" ? " -r -F" : " -x";
+            }
             if (!option.choices.empty()) {
                 text += " -a " + Quote(Join(option.choices, " "), "\\'");
             }
