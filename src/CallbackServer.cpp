@@ -23,7 +23,7 @@ constexpr std::chrono::seconds ConnectionTimeout(1);
 constexpr std::chrono::milliseconds IdleInterval(20);
 constexpr int StatusOk = 200;
 constexpr int StatusFailed = 400;
-constexpr std::size_t MaxHeadBytes = 16 * 1024;
+constexpr std::size_t MaxHeadBytes = 1 << 14;
 constexpr std::size_t MaxWaiting = 64;
 
 enum class Head { Partial, Whole, Unusable };
