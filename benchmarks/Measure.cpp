@@ -36,8 +36,8 @@ double Median(std::vector<double> values) {
 
 Ratio Compare(int blocks, int callsPerBlock, const std::function<void()>& measured,
               const std::function<void()>& reference) {
-    measured();
-    reference();
+    MeasureCalls(callsPerBlock, measured);
+    MeasureCalls(callsPerBlock, reference);
     std::vector<double> wall;
     std::vector<double> cpu;
     for (int block = 0; block < blocks; ++block) {
