@@ -24,7 +24,7 @@ namespace {
 /// Notes a call of the handler, and throws if it is to.
 ConnectorFixture& Begin(const std::string& call) {
     ConnectorFixture& fixture = *ConnectorFixture::running;
-    fixture.server.log.push_back(call);
+    fixture.server.Note(call);
     if (--fixture.callsToFailure == 0) { throw StepFailed(); }
     return fixture;
 }
@@ -49,7 +49,7 @@ AuthHandler::AuthHandler() {
 }
 
 AuthHandler::~AuthHandler() {
-    ConnectorFixture::running->server.log.emplace_back("~AuthHandler");
+    ConnectorFixture::running->server.Note("~AuthHandler");
 }
 
 std::string AuthHandler::GetApiKey() {

@@ -37,9 +37,8 @@ protected:
 
     /// @param headerLines each with its line end
     void Answer(int status, const std::string& body, const std::string& headerLines = "") {
-        server.answer = "HTTP/1.1 " + std::to_string(status) +
-                        " As scripted\r\nContent-Length: " + std::to_string(body.size()) + "\r\n" +
-                        headerLines + "\r\n" + body;
+        server.Answer("HTTP/1.1 " + std::to_string(status) + " As scripted\r\nContent-Length: " +
+                      std::to_string(body.size()) + "\r\n" + headerLines + "\r\n" + body);
     }
 
     /// What an action writes to standard output and flushes. It must leave standard error alone.

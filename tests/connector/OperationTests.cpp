@@ -86,7 +86,7 @@ TEST_F(Operations, ReadTheAnswersThatTheirGatesLetThrough) {
     ApiConnector connector;
     for (const auto& [status, text] : answers) {
         Answer(status, text, "Location: /elsewhere\r\n");
-        if (status == none) { server.answer = text; }
+        if (status == none) { server.Answer(text); }
         for (const Operation& operation : AllOperations) {
             SCOPED_TRACE(operation.request + " " + std::to_string(status) + text);
             json result;

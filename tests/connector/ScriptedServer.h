@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <utility>
@@ -13,8 +14,7 @@
 
 using Log = std::vector<std::string>;
 
-/// A server on 127.0.0.1: one request per connection, raw bytes in, raw bytes out. Its thread uses
-/// the members between a request and the answer, while the test's thread waits.
+/// A server on 127.0.0.1: one request per connection, raw bytes in, raw bytes out.
 class ScriptedServer {
 public:
     /// How an answer goes out: at once, byte by byte, at once and followed by a reset; or not at
@@ -32,13 +32,8 @@ public:
         port = ntohs(address.sin_port);
         thread = std::thread([this] {
             for (int accepted = 0; (accepted = accept(listener, nullptr, nullptr)) >= 0;) {
-                const Manner chosen = manner; // What is shared may change once bytes are sent.
-                if (chosen != Manner::Reset) {
-                    requests.push_back(Receive(accepted));
-                    log.emplace_back("request");
-                    Send(accepted);
-                }
-                const bool isEnded = chosen == Manner::Whole || chosen == Manner::Bytes;
+                const Manner manner = Serve(accepted);
+                const bool isEnded = manner == Manner::Whole || manner == Manner::Bytes;
                 const linger discarding{isEnded ? 0 : 1, 0};
                 setsockopt(accepted, SOL_SOCKET, SO_LINGER, &discarding, sizeof(discarding));
                 if (isEnded) { shutdown(accepted, SHUT_WR); }
@@ -54,15 +49,32 @@ public:
     ScriptedServer(const ScriptedServer&) = delete;
     ScriptedServer& operator=(const ScriptedServer&) = delete;
 
-    std::string answer; ///< to every later request; empty: the connection is closed without one
-    Log firstAnswers;   ///< instead, to the next requests, in this order
-    Manner manner = Manner::Whole;
-    Log log; ///< "request" whenever one has come, and what others add
-    Log requests;
-    unsigned int port = 0;
+    /// What to answer from now on.
+    ///
+    /// @param bytes        empty: the connection is closed without an answer
+    /// @param firstAnswers instead, to the next requests, in this order
+    void Answer(std::string bytes, Manner how = Manner::Whole, Log firstAnswers = {}) {
+        const std::lock_guard lock(mutex);
+        answer = std::move(bytes);
+        manner = how;
+        first = std::move(firstAnswers);
+    }
 
-    Log TakeLog() { return std::exchange(log, {}); }
-    Log TakeRequests() { return std::exchange(requests, {}); }
+    /// Adds a line to the log, which says "request" whenever one has come.
+    void Note(const std::string& line) {
+        const std::lock_guard lock(mutex);
+        log.push_back(line);
+    }
+
+    Log TakeLog() {
+        const std::lock_guard lock(mutex);
+        return std::exchange(log, {});
+    }
+
+    Log TakeRequests() {
+        const std::lock_guard lock(mutex);
+        return std::exchange(requests, {});
+    }
 
     /// Method and target of each request.
     Log TakeTargets() {
@@ -71,7 +83,27 @@ public:
         return targets;
     }
 
+    unsigned int port = 0;
+
 private:
+    /// Reads a request and answers it, unless it is to be reset, and tells how.
+    Manner Serve(int connection) {
+        std::unique_lock lock(mutex);
+        const Manner how = manner;
+        lock.unlock();
+        if (how == Manner::Reset) { return how; }
+        std::string request = Receive(connection);
+        lock.lock();
+        requests.push_back(std::move(request));
+        log.emplace_back("request");
+        const bool isFirst = !first.empty();
+        const std::string bytes = isFirst ? first.front() : answer;
+        if (isFirst) { first.erase(first.begin()); }
+        lock.unlock();
+        Send(connection, bytes, how == Manner::Bytes ? 1 : bytes.size());
+        return how;
+    }
+
     static std::string Receive(int connection) {
         std::string request;
         std::array<char, 65536> chunk{};
@@ -87,17 +119,20 @@ private:
         return request;
     }
 
-    void Send(int connection) {
-        const bool isFirst = !firstAnswers.empty();
-        const std::string bytes = isFirst ? firstAnswers.front() : answer;
-        if (isFirst) { firstAnswers.erase(firstAnswers.begin()); }
+    static void Send(int connection, const std::string& bytes, std::size_t atOnce) {
         const int on = 1;
         setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
-        const std::size_t atOnce = manner == Manner::Bytes ? 1 : bytes.size();
         for (std::size_t sent = 0; sent < bytes.size(); sent += atOnce) {
             if (send(connection, &bytes[sent], atOnce, MSG_NOSIGNAL) < 0) { return; }
         }
     }
+
+    std::mutex mutex; // of what follows
+    std::string answer;
+    Manner manner = Manner::Whole;
+    Log first;
+    Log log;
+    Log requests;
 
     int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     std::thread thread;

@@ -100,8 +100,7 @@ TEST_F(Allocations, MayFailOneByOne) {
     };
     long terminations = 0;
     for (const Work& work : works) {
-        server.answer =
-            MakeAnswer(work.status, MakeProviderDocument(ValidToken, ValidToken).dump());
+        server.Answer(MakeAnswer(work.status, MakeProviderDocument(ValidToken, ValidToken).dump()));
         int status = EndedByJson;
         for (number = 1; status == EndedByJson; ++number) {
             status = AwaitChild(StartChild([&] { return failEach(work); }));

@@ -89,8 +89,7 @@ TEST_F(HostileAnswers, GiveWhatTheGatesSayAndNoTokenToOthers) {
     const auto check = [&](const Operation& operation, const std::string& bytes,
                            const Answers& answers) {
         SCOPED_TRACE(operation.request + ": " + bytes.substr(0, 200));
-        server.answer = bytes;
-        server.manner = answers.manner;
+        server.Answer(bytes, answers.manner);
         json result;
         const std::string printed = CaptureOutput([&] {
             try {
@@ -127,8 +126,8 @@ TEST_F(HostileAnswers, MayBeNestedAHundredThousandLevels) {
     const std::size_t levels = 100000;
     ApiConnector connector;
     for (const int status : {200, 201}) {
-        server.answer = MakeAnswer(
-            status, R"({"items":)" + std::string(levels, '[') + std::string(levels, ']') + "}");
+        server.Answer(MakeAnswer(
+            status, R"({"items":)" + std::string(levels, '[') + std::string(levels, ']') + "}"));
         for (const Operation& operation : AllOperations) {
             json result;
             CaptureOutput([&] { result = operation.call(connector); });
@@ -163,7 +162,7 @@ TEST_F(HostileAnswers, MayNeverCome) {
 TEST_F(HostileAnswers, MayComeBeforeALargeRequestIsSent) {
     const json large = std::string(1 << 24, 'x');
     for (const Manner manner : {Manner::Reset, Manner::ThenReset}) {
-        server.manner = manner;
+        server.Answer("", manner);
         const pid_t child = StartChild([&] {
             std::signal(SIGPIPE, SIG_DFL);
             return ApiConnector().GenerateProject(large) == json() ? 0 : 1;
@@ -179,17 +178,18 @@ TEST_F(HostileAnswers, MeetTheFaultsOfTheHttpLibrarysRelease) {
         std::signal(SIGSEGV, SIG_DFL); // without a sanitizer's report
         return ApiConnector().GetVersion() == json() ? 0 : 1;
     };
-    server.answer = "HTTP/1.1 200 " + std::string(1 << 20, 'x') + "\r\n\r\n[]";
+    server.Answer("HTTP/1.1 200 " + std::string(1 << 20, 'x') + "\r\n\r\n[]");
     const int longLine = AwaitChild(StartChild(askForVersion));
     int minor = 0, patch = 0;
     std::sscanf(CPPHTTPLIB_VERSION, "0.%d.%d", &minor, &patch);
     EXPECT_EQ(longLine == 0, std::pair(minor, patch) >= std::pair(20, 1));
-    server.answer = MakeBomb("HTTP/1.1 200 OK\r\n", 1 << 26);
+    const std::string compressed = MakeBomb("HTTP/1.1 200 OK\r\n", 1 << 26);
+    server.Answer(compressed);
     const int bomb = AwaitChild(StartChild(askForVersion));
     EXPECT_TRUE(bomb == 0 || bomb == 1) << bomb;
     std::printf("cpp-httplib " CPPHTTPLIB_VERSION
                 ": a status line of 1 MiB %s; an answer of 64 MiB compressed to %zu bytes is %s\n",
-                longLine == 0 ? "is refused" : "ends the program", server.answer.size(),
+                longLine == 0 ? "is refused" : "ends the program", compressed.size(),
                 bomb == 0 ? "refused" : "inflated");
 }
 

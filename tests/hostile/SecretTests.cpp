@@ -97,8 +97,8 @@ TEST_F(Secrets, AreNowhereWhateverFails) {
             fs::remove_all(home / ".local");
             Set("VARNEL_USERNAME", "");
             const std::size_t discoveries = &grant == &grants.back() ? 2 : 1;
-            server.firstAnswers = isDiscovered ? Log(discoveries, good) : Log();
-            server.answer = answer;
+            server.Answer(answer, ScriptedServer::Manner::Whole,
+                          isDiscovered ? Log(discoveries, good) : Log());
             Fail(grant);
             for (const std::string& request : server.TakeRequests()) {
                 const std::size_t place = request.find("code_verifier=");

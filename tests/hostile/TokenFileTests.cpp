@@ -132,7 +132,7 @@ TEST_F(TokenFiles, AreRefreshedOnceForAllProcesses) {
     for (int expiry = 0; expiry < expiries; ++expiry) {
         const std::string number = std::to_string(expiry);
         const std::string renewed = "renewed-" + number; // opaque: never expires
-        server.answer = MakeAnswer(200, MakeProviderDocument(renewed, "next").dump());
+        server.Answer(MakeAnswer(200, MakeProviderDocument(renewed, "next").dump()));
         TokenStore().Store({ExpiredToken, "refresh-" + number});
         std::vector<pid_t> children;
         for (int process = 0; process < 8; ++process) {

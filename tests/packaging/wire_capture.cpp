@@ -50,7 +50,7 @@ std::string SortHeaders(const std::string& request) {
 int main() {
     const std::string ok = "HTTP/1.1 200 OK\r\n";
     ScriptedServer server;
-    server.answer = ok + "Content-Length: 2\r\n\r\n[]";
+    server.Answer(ok + "Content-Length: 2\r\n\r\n[]");
     setenv("VARNEL_ENVIRONMENT", "local", 1);
     setenv("VARNEL_API_PORT", std::to_string(server.port).c_str(), 1);
     setenv("VARNEL_TOKEN", "t0ken", 1);
@@ -93,12 +93,12 @@ int main() {
         {"an interim answer", "HTTP/1.1 100 Continue\r\n\r\n" + ok + "Content-Length: 2\r\n\r\n[]"},
     };
     for (const auto& [title, bytes] : answers) {
-        server.answer = bytes;
+        server.Answer(bytes);
         std::cout << title << "\n  " << connector.GetAgent().dump() << "\n";
     }
     for (const std::string value :
          {"a; filename=\"b.zip\"", "", "%41%00b", "a\r\nContent-Disposition: b"}) {
-        server.answer = ok + "Content-Length: 1\r\nContent-Disposition: " + value + "\r\n\r\nz";
+        server.Answer(ok + "Content-Length: 1\r\nContent-Disposition: " + value + "\r\n\r\nz");
         std::cout << "file name " << json(value) << "\n  "
                   << connector.GenerateProject(json::object()).dump() << "\n";
     }
