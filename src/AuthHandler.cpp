@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
 #include <functional>
 #include <stdexcept>
 #include <utility>
@@ -133,11 +134,11 @@ AuthHandler::AuthHandler() : loginServer(MakeLoginServer()) {
 AuthHandler::~AuthHandler() = default;
 
 std::string AuthHandler::GetApiKey() {
-    if (!token.empty() && !IsTokenExpired(token)) { return token; }
-
-    const std::string given = ReadTokenVariable();
-    if (!given.empty()) {
-        token = given;
+    const char* const given = std::getenv("VARNEL_TOKEN"); // Not copied: this is the everyday path.
+    const bool isGiven = given != nullptr && *given != '\0';
+    if ((!isGiven || token == given) && !IsTokenExpired(token)) { return token; }
+    if (isGiven) {
+        token = ReadTokenVariable();
         return token;
     }
     if (authHost.empty() && config.GetEnvironment() == Environment::Local) { return ""; }
@@ -181,7 +182,9 @@ std::string AuthHandler::Login() {
         if (authHost.empty() && config.GetEnvironment() == Environment::Local) { return ""; }
         LoadTokens();
         if (config.IsOffline()) { return token; }
-        if (!RefreshAccessToken().empty()) { return token; }
+        try {
+            if (!RefreshAccessToken().empty()) { return token; }
+        } catch (const IdentityError&) {} // Signing in anew may go well nevertheless.
     }
     Relogin();
     return token;

@@ -44,7 +44,7 @@ public:
     AuthHandler();
     ~AuthHandler();
 
-    /// The access token: the one in memory while it is valid, else VARNEL_TOKEN when it is set,
+    /// The access token: VARNEL_TOKEN when it is set, else the one in memory while it is valid,
     /// else the stored one while it is valid, else a new one by refresh or password. Never opens a
     /// browser. Empty when no identity provider is configured in `Local`, and when offline without
     /// a stored token. As long as the token is the same, so is the text.
@@ -62,10 +62,10 @@ public:
     ///         2.1), since a request would then go to another host
     std::string GetFirstGroup(const std::string& accessToken);
 
-    /// Asks the provider for tokens, whatever is in memory: by refresh, else by password when one
-    /// is configured, else in the browser, for which a person has 180 s (VARNEL_LOGIN_TIMEOUT).
-    /// Returns the access token; VARNEL_TOKEN when that is set; empty in `Local` without an
-    /// identity provider; offline the stored token or nothing.
+    /// Asks the provider for tokens, whatever is in memory: by refresh, and when that fails by
+    /// password when one is configured, else in the browser, for which a person has 180 s
+    /// (VARNEL_LOGIN_TIMEOUT). Returns the access token; VARNEL_TOKEN when that is set; empty in
+    /// `Local` without an identity provider; offline the stored token or nothing.
     ///
     /// @throws std::runtime_error when signing in fails, saying why
     std::string Login();

@@ -24,6 +24,7 @@ protected:
 
     void ClearVariables() const {
         for (const KnownSetting& setting : KnownSettings) { unsetenv(setting.variable); }
+        unsetenv("VARNEL_TOKEN");
         unsetenv("VARNEL_CONFIG");
         unsetenv("XDG_CONFIG_HOME");
         unsetenv("XDG_STATE_HOME");
