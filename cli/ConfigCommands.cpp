@@ -38,7 +38,7 @@ constexpr const char* StartingPoint =
 )";
 
 std::string RequireConfigFile() {
-    const std::string path = FindConfigFile();
+    std::string path = FindConfigFile();
     if (path.empty()) {
         throw CommandError(ExitStatus::Usage,
                            "no place for the configuration: none of VARNEL_CONFIG, "

@@ -53,8 +53,8 @@ bool WantsTable(const OutputOptions& options) {
 }
 
 void WriteOutput(const std::string& bytes) {
-    std::fwrite(bytes.data(), 1, bytes.size(), stdout);
-    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) { return; }
+    const std::size_t written = std::fwrite(bytes.data(), 1, bytes.size(), stdout);
+    if (written == bytes.size() && std::fflush(stdout) == 0) { return; }
     const int error = errno;
     throw CommandError(
         ExitStatus::Refused,

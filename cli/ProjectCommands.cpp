@@ -61,7 +61,7 @@ void AddProjectCommands(CLI::App& root, Session& session) {
     CLI::App& project = AddNoun(root, "project", "Project files", "varnel project generate --help");
     CLI::App& generate = AddCommand(
         project, session, "generate", "Have the service generate a project file", GenerateProject,
-        {"varnel project generate --data '{\"name\": \"bridge\"}'",
+        {R"(varnel project generate --data '{"name": "bridge"}')",
          "varnel project generate --data @request.json -O bridge.zip --force",
          "varnel project generate --data @request.json -O - | sha256sum"});
     AddDataOption(generate, session, "What to generate")->required();

@@ -96,6 +96,7 @@ void PassOnSignal(int signal) {
 /// Runs the program to its end; its exit status as a shell gives it.
 int RunProgram(const std::vector<std::string>& program) {
     std::vector<char*> words;
+    words.reserve(program.size() + 1);
     for (const std::string& word : program) { words.push_back(const_cast<char*>(word.c_str())); }
     words.push_back(nullptr);
 

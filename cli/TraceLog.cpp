@@ -1,6 +1,7 @@
 #include "TraceLog.h"
 
 #include <iostream>
+#include <utility>
 
 #include "ExitStatus.h"
 #include "UtcTime.h"
@@ -86,8 +87,8 @@ json MakeArchiveEntry(const TracedExchange& exchange) {
 
 } // namespace
 
-TraceLog::TraceLog(TraceFormat chosen, const std::string& destination)
-    : format(chosen), path(destination), output(path.empty() ? std::cerr : file) {
+TraceLog::TraceLog(TraceFormat chosen, std::string destination)
+    : format(chosen), path(std::move(destination)), output(path.empty() ? std::cerr : file) {
     if (path.empty()) { return; }
     file.open(path, std::ios::binary | std::ios::trunc);
     if (!file) { throw CommandError(ExitStatus::Usage, path + ": cannot be written"); }

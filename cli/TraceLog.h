@@ -17,7 +17,7 @@ class TraceLog {
 public:
     /// @param path empty: standard error
     /// @throws CommandError naming the file when it cannot be written
-    TraceLog(TraceFormat format, const std::string& path);
+    TraceLog(TraceFormat format, std::string path);
 
     void Add(const TracedExchange& exchange);
 

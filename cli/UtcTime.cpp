@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <ctime>
 
 namespace VarnelBase {
@@ -21,11 +20,10 @@ std::string FormatUtcTime(double seconds) {
     std::tm parts{};
     gmtime_r(&time, &parts);
     std::array<char, 32> date{};
-    std::strftime(date.data(), date.size(), "%FT%T", &parts);
-    std::array<char, 48> text{};
-    std::snprintf(text.data(), text.size(), "%s.%03dZ", date.data(),
-                  static_cast<int>((seconds - whole) * 1000));
-    return text.data();
+    const std::size_t length = std::strftime(date.data(), date.size(), "%FT%T.", &parts);
+    const std::string fraction = std::to_string(static_cast<int>((seconds - whole) * 1000));
+    return std::string(date.data(), length) + std::string(3 - fraction.size(), '0') + fraction +
+           "Z";
 }
 
 } // namespace VarnelBase

@@ -24,7 +24,7 @@ std::size_t ReadLength(unsigned char lead) {
 
 /// Decodes one character (Unicode 15.0, table 3-7).
 Character Decode(const std::string& text, std::size_t at) {
-    constexpr std::array<char32_t, 5> Smallest{0, 0, 0x80, 0x800, 0x10000};
+    constexpr std::array<char32_t, 5> smallest{0, 0, 0x80, 0x800, 0x10000};
     const auto lead = static_cast<unsigned char>(text[at]);
     const std::size_t length = ReadLength(lead);
     if (length == 0 || length > text.size() - at) { return {0, 0}; }
@@ -35,7 +35,7 @@ Character Decode(const std::string& text, std::size_t at) {
         code = code << 6 | (byte & 0x3fU);
     }
     const bool isSurrogate = code >= 0xd800 && code <= 0xdfff;
-    if (code < Smallest.at(length) || code > 0x10ffff || isSurrogate) { return {0, 0}; }
+    if (code < smallest.at(length) || code > 0x10ffff || isSurrogate) { return {0, 0}; }
     return {code, length};
 }
 
