@@ -65,16 +65,4 @@ TEST_F(Project, HasTheBytesAndTheRawNameThatTheServiceSent) {
     }
 }
 
-TEST_F(Facade, TakesDocumentsOfAnyDepth) {
-    const std::size_t depth = 500000;
-    const std::string nested = std::string(depth, '[') + std::string(depth, ']');
-    ApiConnector connector;
-    Answer(200, R"({"items":[{"id":"a","x":)" + nested + "}]}");
-    EXPECT_TRUE(connector.GetAgent().is_object());
-    EXPECT_TRUE(connector.GetVersion().is_object());
-    EXPECT_EQ(connector.GetSimulationNames(), SimulationNamesListType{"a"});
-    Answer(201, nested);
-    CaptureOutput([&] { EXPECT_TRUE(connector.PostExecution("s1", json()).is_array()); });
-}
-
 } // namespace VarnelBase

@@ -1,10 +1,16 @@
 // Signing in with a real browser.
 
 import assert from 'node:assert/strict';
+import { spawnSync } from 'node:child_process';
 import { test } from 'node:test';
 import { makeAuthority, makeHome, runProbe } from './harness.mjs';
 import { useChromium } from './people.mjs';
 import { startProvider } from './provider.mjs';
+
+if (spawnSync('chromedriver', ['--version']).error) {
+  console.log('skipped: no Chromium: apt-get install chromium chromium-driver');
+  process.exit(process.env.CI === 'true' ? 1 : 77);
+}
 
 test('twice on one handler, cancelled, and with a wrong password first', async () => {
   const { issuer } = await startProvider();

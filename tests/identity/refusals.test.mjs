@@ -4,7 +4,7 @@ import assert from 'node:assert/strict';
 import { createServer } from 'node:http';
 import { createServer as createHttpsServer } from 'node:https';
 import { test } from 'node:test';
-import { ageToken, listen, makeAuthority, makeHome, runProbe, startProbe, startRelay } from './harness.mjs';
+import { ageToken, listen, makeAuthority, makeHome, makeToken, runProbe, startProbe, startRelay } from './harness.mjs';
 import { startProvider } from './provider.mjs';
 
 const alice = { VARNEL_USERNAME: 'alice', VARNEL_PASSWORD: 'wonderland' };
@@ -88,25 +88,15 @@ test('token answers of no use are refused without quoting them', async () => {
 });
 
 test('the first group is read from the claim, or refused as part of a host name', async () => {
-  const users = { elsewhere: { password: 'p', claims: { groups: ['wrong'], 'https://example.com/roles': ['right'] } } };
-  const cases = [
-    [['alpha', 'beta'], 'alpha'], ['alpha', 'alpha'], [['/alpha'], 'alpha'], ['/alpha/beta', 'alpha'], [undefined, ''], [[], ''], [7, ''],
-    [['a'.repeat(63)], 'a'.repeat(63)], [['a'.repeat(64)], /host name/], ['evil.example/', /host name/], ['zoë', /host name/], ['-a', /host name/],
-    ['a-', /host name/], ['a_b', /host name/], ['a b', /host name/], [['//a'], ''],
-  ];
-  for (const [index, [groups]] of cases.entries()) users[`u${index}`] = { password: 'p', claims: { groups } };
-  const provider = await startProvider({ users });
-  const group = async (name, env) => run(provider.issuer, ['login', 'group'], { VARNEL_USERNAME: name, VARNEL_PASSWORD: 'p', ...env });
-  for (const [index, [groups, expected]] of cases.entries()) {
-    const line = await group(`u${index}`);
-    if (expected instanceof RegExp) assert.match(line.error, expected); else assert.equal(line.result, expected, groups);
+  const group = async (token, env) => run('', ['group'], { VARNEL_TOKEN: token, ...env });
+  for (const label of ['alpha', 'a'.repeat(63), 'A-1']) assert.equal((await group(makeToken({ groups: [label] }))).result, label);
+  for (const label of ['a'.repeat(64), 'evil.example', 'zoë', '-a', 'a-', 'a_b', 'a b']) {
+    assert.match((await group(makeToken({ groups: [label] }))).error, /host name/, label);
   }
-  assert.equal((await group('elsewhere', { VARNEL_GROUPS_CLAIM: 'https://example.com/roles' })).result, 'right');
+  const roles = 'https://example.com/roles';
+  assert.equal((await group(makeToken({ groups: ['wrong'], [roles]: ['right'] }), { VARNEL_GROUPS_CLAIM: roles })).result, 'right');
   const opaque = await startProvider({ format: 'opaque' });
   assert.equal((await run(opaque.issuer, ['login', 'group'])).result, '');
-  for (const token of [ 'a.b', 'a.b.c', 'a.e30.c.d', '..']) {
-    assert.equal((await run('', ['group'], { VARNEL_TOKEN: token })).result, '');
-  }
 });
 
 for (const environment of ['staging', 'production']) {

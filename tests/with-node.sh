@@ -1,10 +1,12 @@
 #!/bin/sh
-# Checks real answers against the emulator's own description: contract.sh VARNEL-EMULATOR. Where Node
-# or its packages are not to be had it is skipped (77), in automation (CI=true) it fails.
+# Runs a test that needs Node in its folder, with the packages that the folder's package.json names:
+# with-node.sh FOLDER COMMAND... Where they are not to be had the test is skipped (77), in automation
+# (CI=true) it fails.
 set -eu
-cd "$(dirname "$0")"
+cd "$1"
+shift
 skip() {
-    echo "contract test: $1"
+    echo "skipped: $1"
     if [ "${CI:-}" = true ]; then exit 1; fi
     exit 77
 }
@@ -13,4 +15,4 @@ if ! cmp -s package-lock.json node_modules/.installed; then
     npm ci --silent --no-audit --no-fund || skip 'npm ci failed'
     cp package-lock.json node_modules/.installed
 fi
-exec "$1" exec --auth any -- node contract.mjs
+exec "$@"
