@@ -167,7 +167,14 @@ void ReplacePrivateFile(const std::string& directory, const std::string& name,
         unlinkat(parent.Get(), temporary.c_str(), 0);
         throw;
     }
-    if (fsync(parent.Get()) != 0) { ThrowError(path); }
+    // A file system that cannot do this for a directory says EINVAL.
+    if (fsync(parent.Get()) != 0 && errno != EINVAL) { ThrowError(path); }
+}
+
+void RemovePrivateFile(const std::string& directory, const std::string& name) {
+    RemoveLeftovers(directory, name);
+    const std::string path = directory + "/" + name;
+    if (unlink(path.c_str()) != 0 && errno != ENOENT && errno != ENOTDIR) { ThrowError(path); }
 }
 
 } // namespace VarnelBase

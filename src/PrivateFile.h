@@ -35,4 +35,9 @@ void CreatePrivateDirectory(const std::string& path);
 void ReplacePrivateFile(const std::string& directory, const std::string& name,
                         const std::string& bytes);
 
+/// Removes such a file, and what writers that were killed have left of it; neither need be there.
+///
+/// @throws std::system_error naming the file
+void RemovePrivateFile(const std::string& directory, const std::string& name);
+
 } // namespace VarnelBase

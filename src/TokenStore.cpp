@@ -1,13 +1,9 @@
 #include "TokenStore.h"
 
-#include <unistd.h>
-
 #include <nlohmann/json.hpp>
 
-#include <cerrno>
 #include <optional>
 #include <stdexcept>
-#include <system_error>
 
 #include "EnvConfig.h"
 #include "IdentitySettings.h"
@@ -88,10 +84,7 @@ void TokenStore::Store(const TokenSet& tokens) {
 void TokenStore::Clear() {
     const TokenFile file = FindConfiguredTokenFile();
     if (file.directory.empty()) { return; }
-    const std::string path = file.GetPath();
-    if (unlink(path.c_str()) != 0 && errno != ENOENT && errno != ENOTDIR) {
-        throw std::system_error(errno, std::generic_category(), path);
-    }
+    RemovePrivateFile(file.directory, file.name);
 }
 
 } // namespace VarnelBase

@@ -159,20 +159,29 @@ TEST_F(Tokens, GoToNoOtherProviderClientOrPerson) {
     EXPECT_EQ(LoadBoth(), "a|r");
 }
 
-TEST_F(Tokens, ReplaceWhatKilledWritersHaveLeft) {
+TEST_F(Tokens, AreRemovedWithWhatKilledWritersHaveLeft) {
     store.Store({"a", "r"});
     const fs::path path = List().at(0);
-    Write(path.string() + ".1.tmp", "");
-    Write(directory / "other.tmp", "");
-    for (const fs::path& old : List()) {
-        fs::last_write_time(old, fs::file_time_type::clock::now() - std::chrono::minutes(2));
+    const fs::path inUse = path.string() + ".2.tmp"; // perhaps
+    const fs::path others = directory / "other.tmp";
+    for (const bool isCleared : {false, true}) {
+        Write(path.string() + ".1.tmp", "");
+        Write(others, "");
+        for (const fs::path& old : List()) {
+            fs::last_write_time(old, fs::file_time_type::clock::now() - std::chrono::minutes(2));
+        }
+        Write(inUse, "");
+        if (isCleared) {
+            store.Clear();
+        } else {
+            store.Store({"a", "r"});
+        }
+        std::vector<fs::path> left = List();
+        std::sort(left.begin(), left.end());
+        std::vector<fs::path> expected{path, inUse, others};
+        if (isCleared) { expected.erase(expected.begin()); }
+        EXPECT_EQ(left, expected);
     }
-    Write(path.string() + ".2.tmp", ""); // one that may be in use
-    store.Store({"a", "r"});
-    std::vector<fs::path> left = List();
-    std::sort(left.begin(), left.end());
-    const std::vector<fs::path> expected{path, path.string() + ".2.tmp", directory / "other.tmp"};
-    EXPECT_EQ(left, expected);
 }
 
 } // namespace VarnelBase
