@@ -13,16 +13,18 @@ using nlohmann::json;
 // Far above any header that a server takes, and well within OpenSSL's int lengths.
 constexpr std::size_t MaxTokenBytes = 1 << 20;
 
-/// The claims of a token in JWS compact form (RFC 7515, section 7.1) as JSON; empty when it is
+/// The claims of a token in JWS compact form (RFC 7515, section 7.1); not an object when it is
 /// none.
-std::string DecodeClaims(const std::string& token) {
+json ReadClaims(const std::string& token) {
     const std::size_t first = token.find('.');
     const std::size_t second = token.find('.', first + 1);
     if (token.size() > MaxTokenBytes || first == std::string::npos || second == std::string::npos ||
         token.find('.', second + 1) != std::string::npos) {
-        return "";
+        return json();
     }
-    return DecodeBase64Url(token.substr(first + 1, second - first - 1));
+    // Without exceptions: the parse error would quote the token.
+    return json::parse(DecodeBase64Url(token.substr(first + 1, second - first - 1)), nullptr,
+                       false);
 }
 
 std::optional<double> FindNumber(const json& claims, const char* name) {
@@ -32,12 +34,7 @@ std::optional<double> FindNumber(const json& claims, const char* name) {
 }
 
 TokenLifetime ParseLifetime(const std::string& token) {
-    const auto isLifetime = [](int depth, json::parse_event_t event, const json& parsed) {
-        return depth != 1 || event != json::parse_event_t::key || parsed == "iat" ||
-               parsed == "exp";
-    };
-    // Without exceptions, here and below: the parse error would quote the token.
-    const json claims = json::parse(DecodeClaims(token), isLifetime, false);
+    const json claims = ReadClaims(token);
     if (!claims.is_object()) { return {}; }
     return {FindNumber(claims, "iat"), FindNumber(claims, "exp")};
 }
@@ -49,14 +46,15 @@ TokenLifetime ReadTokenLifetime(const std::string& token) {
     thread_local std::string lastToken;
     thread_local TokenLifetime lastLifetime;
     if (token != lastToken) {
-        lastLifetime = ParseLifetime(token);
-        lastToken = token;
+        const TokenLifetime lifetime = ParseLifetime(token);
+        lastToken = token; // may throw, and then both are as they were
+        lastLifetime = lifetime;
     }
     return lastLifetime;
 }
 
 std::string ReadFirstGroup(const std::string& token, const std::string& claim) {
-    const json claims = json::parse(DecodeClaims(token), nullptr, false);
+    const json claims = ReadClaims(token);
     if (!claims.is_object()) { return ""; }
     const auto groups = claims.find(claim);
     if (groups == claims.end() || groups->empty()) { return ""; }
