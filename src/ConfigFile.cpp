@@ -14,6 +14,7 @@
 #include "EnvironmentVariable.h"
 #include "KnownSettings.h"
 #include "PrivateFile.h"
+#include "QuotedText.h"
 
 namespace VarnelBase {
 
@@ -142,8 +143,7 @@ private:
     }
 
     bool Refuse(const std::string& reason) {
-        const json name = isInside ? FullName() : "the document";
-        problem = name.dump(-1, ' ', true, json::error_handler_t::replace) + ": " + reason;
+        problem = (isInside ? QuoteText(FullName()) : "the document") + ": " + reason;
         return false;
     }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "QuotedText.h"
 #include "SettingSources.h"
 
 namespace VarnelBase {
@@ -75,8 +76,8 @@ bool EnvConfig::HasCredentials() const {
 Environment EnvConfig::ParseEnvironment(const std::string& text) {
     const auto found = FindEnvironmentNamed(text);
     if (!found) {
-        throw std::invalid_argument("unknown environment \"" + text +
-                                    "\": known are local, staging and production");
+        throw std::invalid_argument("unknown environment " + QuoteText(text) +
+                                    ": known are local, staging and production");
     }
     return *found;
 }

@@ -66,6 +66,9 @@ TEST_F(Settings, ComeFromVariablesThenTheFileThenTheBuiltInValues) {
                                                "known are local, staging and production"},
         {"{}", {"ENVIRONMENT=test"}, staging,
          "VARNEL_ENVIRONMENT: known are local, staging and production"},
+        {R"({"environment":"\u0000\u001b"})", {}, Unchosen,
+         R"(FILE: environment: unknown environment "\u0000\u001b": known are local, staging and production)"},
+        {"[]", {}, local, "FILE:1:1: the document: must not be an array"},
         {R"({"environment":""})", {}, Unchosen, "FILE: environment: unknown environment \"\": "
                                                 "known are local, staging and production"},
         {"{}", {}, static_cast<Environment>(-1),

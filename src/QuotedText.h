@@ -1,0 +1,14 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+
+namespace VarnelBase {
+
+/// A text as a JSON string in ASCII, so that nothing in it changes how the message around it reads.
+inline std::string QuoteText(const std::string& text) {
+    return nlohmann::json(text).dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
+}
+
+} // namespace VarnelBase
