@@ -155,10 +155,10 @@ std::string AuthHandler::GetApiKey() {
     if (!HasEnded(token)) { return token; }
 
     std::string message = "not signed in to " + issuer + ": call Login()";
-    const std::string path =
-        FindTokenFile(config, ReadSettings(config, authHost, clientId, clientSecret)).GetPath();
+    const IdentitySettings identity = ReadSettings(config, authHost, clientId, clientSecret);
+    const std::string path = FindTokenFile(config, identity).GetPath();
     struct stat status {};
-    if (token.empty() && lstat(path.c_str(), &status) == 0) {
+    if (token.empty() && IsStoreOurs(config, identity) && lstat(path.c_str(), &status) == 0) {
         message += " (" + path + " is no token file that can be trusted)";
     }
     throw std::runtime_error(message);

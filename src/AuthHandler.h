@@ -58,8 +58,7 @@ public:
     /// token's signature is not checked: the service does that.
     ///
     /// @throws std::runtime_error when the group cannot be a label of a host name (RFC 1123,
-    /// section
-    ///         2.1), since a request would then go to another host
+    ///         section 2.1), since a request would then go to another host
     std::string GetFirstGroup(const std::string& accessToken);
 
     /// Asks the provider for tokens, whatever is in memory: by refresh, and when that fails by
