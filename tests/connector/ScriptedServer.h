@@ -32,8 +32,8 @@ public:
         port = ntohs(address.sin_port);
         thread = std::thread([this] {
             for (int accepted = 0; (accepted = accept(listener, nullptr, nullptr)) >= 0;) {
-                const Manner manner = Serve(accepted);
-                const bool isEnded = manner == Manner::Whole || manner == Manner::Bytes;
+                const Manner used = Serve(accepted);
+                const bool isEnded = used == Manner::Whole || used == Manner::Bytes;
                 const linger discarding{isEnded ? 0 : 1, 0};
                 setsockopt(accepted, SOL_SOCKET, SO_LINGER, &discarding, sizeof(discarding));
                 if (isEnded) { shutdown(accepted, SHUT_WR); }

@@ -2,9 +2,8 @@
 // sees it fail, and what it asked is looked at afterwards.
 #include <ApiConnector.h>
 #include <Emulator.h>
-#include <gtest/gtest.h>
 
-#include <cstdlib>
+#include "TestHome.h"
 
 namespace {
 
@@ -15,7 +14,9 @@ VarnelBase::json StartPatiently(VarnelBase::ApiConnector& connector, const std::
                                : execution;
 }
 
-TEST(HostApplication, StartsAgainWhenTheServiceIsBusy) {
+using HostApplication = VarnelBase::TestHome;
+
+TEST_F(HostApplication, StartsAgainWhenTheServiceIsBusy) {
     VarnelBase::Emulator emulator;
     setenv("VARNEL_API_PORT", std::to_string(emulator.GetPort()).c_str(), 1);
     VarnelBase::ApiConnector connector(VarnelBase::Environment::Local);

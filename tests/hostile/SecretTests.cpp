@@ -22,7 +22,9 @@ protected:
         });
         EXPECT_TRUE(hasFailed) << seen;
         for (const auto& entry : fs::recursive_directory_iterator(home)) {
-            const bool isOurs = entry.path().extension() == ".json" || entry.path() == browser;
+            const fs::path path = entry.path();
+            const bool isStored = path.parent_path() == directory && path.extension() == ".json";
+            const bool isOurs = isStored || path == browser || path == file;
             if (entry.is_regular_file() && !isOurs) { seen += entry.path().string() + Read(entry); }
         }
     }
@@ -35,6 +37,7 @@ protected:
     }
 
     const fs::path browser = home / "browser";
+    const fs::path file = home / ".config/varnel/config.json"; ///< the configuration
     std::string seen;
 };
 
@@ -116,7 +119,6 @@ TEST_F(Secrets, AreNowhereWhateverFails) {
 }
 
 TEST_F(Secrets, AreInNoMessageAboutSettings) {
-    const fs::path file = home / ".config/varnel/config.json";
     for (const char* config : {R"({"password":"S3CRET","x":1})", R"({"password":["S3CRET"]})",
                                R"({"password":"S3CRET)", R"({"clientSecret":"S3CRET",})"}) {
         Write(file, config);

@@ -2,13 +2,12 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
-
-#include "KnownSettings.h"
 
 namespace VarnelBase {
 
@@ -23,9 +22,12 @@ protected:
     ~TestHome() override { std::filesystem::remove_all(home); }
 
     void ClearVariables() const {
-        for (const KnownSetting& setting : KnownSettings) { unsetenv(setting.variable); }
-        unsetenv("VARNEL_TOKEN");
-        unsetenv("VARNEL_CONFIG");
+        std::vector<std::string> names;
+        for (char** variable = environ; *variable != nullptr; ++variable) {
+            const std::string text = *variable;
+            if (text.rfind("VARNEL_", 0) == 0) { names.push_back(text.substr(0, text.find('='))); }
+        }
+        for (const std::string& name : names) { unsetenv(name.c_str()); }
         unsetenv("XDG_CONFIG_HOME");
         unsetenv("XDG_STATE_HOME");
         setenv("HOME", home.c_str(), 1);
