@@ -17,7 +17,6 @@ Ratio Compare(int blocks, int callsPerBlock, const std::function<void()>& measur
 /// Seconds that one call takes, the median of many.
 double MedianSeconds(int calls, const std::function<void()>& measured);
 
-/// Prints one line of the report: a figure, its value and the goal, which is the highest that will
-/// do
-/// ("<= 1.02") or the lowest (">= 0.5").
+/// Prints one line of the report: a figure, its value and the goal, which is the highest value that
+/// will do ("<= 1.02") or the lowest (">= 0.5").
 void Report(const std::string& figure, double value, const std::string& goal);

@@ -1,5 +1,5 @@
-// Compares the emulator's rate with that of an HTTP server that does nothing: emulator EMULATOR
-// IDLE
+// Compares the emulator's rate with that of an HTTP server that does nothing:
+// bench-emulator EMULATOR IDLE-SERVER
 #include "Measure.h"
 #include "Peer.h"
 #include "RawRequest.h"

@@ -1,5 +1,5 @@
-// Calls one operation a number of times, for callgrind: instructions OPERATION library|hand CALLS
-// PORT
+// Calls one operation a number of times, for callgrind:
+// bench-instructions OPERATION library|hand CALLS PORT TOKEN-BYTES
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
