@@ -14,7 +14,7 @@ done < <(sort -u "$@")
 [[ ${#missing[@]} -gt 0 ]] || exit 0
 
 as_root=()
-[[ $(id -u) -eq 0 ]] || as_root=(sudo)
+[[ $(id -u) -eq 0 ]] || ! command -v sudo >/dev/null || as_root=(sudo)
 update=("${as_root[@]}" apt-get update)
 install=("${as_root[@]}" apt-get install --yes --no-install-recommends "${missing[@]}")
 
@@ -25,8 +25,7 @@ give_up() {
 }
 
 command -v apt-get >/dev/null || give_up "Debian's packages can't be installed here: no apt-get."
-[[ ${#as_root[@]} -eq 0 ]] || command -v sudo >/dev/null ||
-    give_up "Only root can install packages."
+[[ $(id -u) -eq 0 || ${#as_root[@]} -gt 0 ]] || give_up "Only root can install packages: become root."
 
 echo "Installing Debian packages: ${missing[*]}"
 log=$(mktemp)
