@@ -12,11 +12,15 @@ namespace {
 
 thread_local long allocationsLeft = 0; ///< 1: the next one fails, and no other
 
+std::array<void*, 64> frames{}; ///< who asked for the one that failed
+int frameCount = 0;
+
 } // namespace
 
 // Not inlined, or the compiler takes notice of each half without the other.
 [[gnu::noinline]] void* operator new(std::size_t size) {
     const bool isFailing = allocationsLeft > 0 && --allocationsLeft == 0;
+    if (isFailing) { frameCount = backtrace(frames.data(), frames.size()); }
     void* memory = isFailing ? nullptr : std::malloc(size == 0 ? 1 : size);
     return memory != nullptr ? memory : throw std::bad_alloc();
 }
@@ -37,13 +41,11 @@ using Allocations = HostileFixture;
 
 constexpr int EndedByJson = 70;
 
-/// Tells whether it was in a destructor of the JSON library, which allocates.
+/// Tells whether an allocation failed in a destructor of the JSON library.
 [[noreturn]] void TellTermination() {
     allocationsLeft = 0;
-    std::array<void*, 64> frames{};
-    const int count = backtrace(frames.data(), frames.size());
-    char** names = backtrace_symbols(frames.data(), count);
-    const bool isJson = std::any_of(names, names + count, [](const char* name) {
+    char** names = backtrace_symbols(frames.data(), frameCount);
+    const bool isJson = std::any_of(names, names + frameCount, [](const char* name) {
         return std::strstr(name, "json_value7destroy") != nullptr;
     });
     _exit(isJson ? EndedByJson : 1);
