@@ -13,7 +13,6 @@ namespace VarnelBase {
 
 namespace {
 
-constexpr std::chrono::seconds Patience{10};
 constexpr std::size_t ExcerptColumns = 200;
 
 /// Ends the command unless the status is a good one.
@@ -37,8 +36,8 @@ void RequireGoodStatus(const std::string& target, const Answer& answer) {
 
 Answer Ask(ApiConnector& connector, const std::string& target) {
     httplib::Client client(connector.GetHostname(), static_cast<int>(connector.GetPort()));
-    client.set_connection_timeout(Patience);
-    client.set_read_timeout(Patience);
+    client.set_connection_timeout(DiagnosisPatience);
+    client.set_read_timeout(DiagnosisPatience);
     client.set_bearer_token_auth(connector.GetApiKey());
     const httplib::Result result = client.Get(target);
     if (!result) {
@@ -49,7 +48,7 @@ Answer Ask(ApiConnector& connector, const std::string& target) {
 
 void RequireReachable(ApiConnector& connector) {
     const TcpConnection connection =
-        ConnectTo(connector.GetHostname(), connector.GetPort(), Patience);
+        ConnectTo(connector.GetHostname(), connector.GetPort(), DiagnosisPatience);
     if (!connection.socket.IsOpen()) {
         throw CommandError(ExitStatus::Unreachable, connection.problem);
     }

@@ -2,11 +2,15 @@
 
 #include <ApiConnector.h>
 
+#include <chrono>
 #include <string>
 
 #include "Session.h"
 
 namespace VarnelBase {
+
+/// How long looking for the cause of a failure waits for each step.
+constexpr std::chrono::seconds DiagnosisPatience{10};
 
 /// What the service answered to a GET of this program's own, whose status can be seen.
 struct Answer {

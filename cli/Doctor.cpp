@@ -22,7 +22,6 @@ namespace VarnelBase {
 
 namespace {
 
-constexpr std::chrono::seconds Patience{10};
 constexpr long SlowConnectMilliseconds = 1000;
 constexpr std::size_t ResultColumns = 6;
 constexpr double LargeClockDifference = 30;
@@ -126,7 +125,7 @@ bool CheckToken(Findings& findings, ApiConnector& connector) {
 bool CheckConnection(Findings& findings, ApiConnector& connector) {
     const std::string host = connector.GetHostname();
     const auto start = std::chrono::steady_clock::now();
-    const TcpConnection connection = ConnectTo(host, connector.GetPort(), Patience);
+    const TcpConnection connection = ConnectTo(host, connector.GetPort(), DiagnosisPatience);
     const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(
         std::chrono::steady_clock::now() - start);
     if (connection.addresses.empty()) {

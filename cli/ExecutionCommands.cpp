@@ -26,7 +26,7 @@ std::string FindListPath(const Arguments& given) {
     return "/simulations/" + given.simulation + "/executions";
 }
 
-std::string FindPath(const Arguments& given) {
+std::string FindExecutionPath(const Arguments& given) {
     RequirePlainIdentifier(given, "EXECUTION", given.execution);
     return FindListPath(given) + "/" + given.execution;
 }
@@ -57,7 +57,7 @@ void StartExecution(Session& session) {
 
 void ShowExecution(Session& session) {
     const Arguments& given = session.arguments;
-    const std::string target = FindPath(given);
+    const std::string target = FindExecutionPath(given);
     json document = session.ConnectOnline().GetExecution(given.simulation, given.execution);
     session.Print(RequireAnswer(session, target, std::move(document)));
 }
@@ -96,7 +96,7 @@ bool Holds(const std::vector<std::string>& states, const std::string& state) {
 
 /// Reads the execution again and again until it has ended, telling how far it is.
 void WatchExecution(Session& session) {
-    const std::string target = FindPath(session.arguments);
+    const std::string target = FindExecutionPath(session.arguments);
     const Arguments& given = session.arguments;
     std::chrono::milliseconds wait = ShortestWait;
     int lost = 0;

@@ -9,7 +9,7 @@ namespace VarnelBase {
 
 namespace {
 
-std::string FindPath(const Arguments& given) {
+std::string FindSimulationPath(const Arguments& given) {
     RequirePlainIdentifier(given, "SIMULATION", given.simulation);
     return "/simulations/" + given.simulation;
 }
@@ -25,25 +25,25 @@ void ListSimulations(Session& session) {
 }
 
 void ShowSimulation(Session& session) {
-    const std::string target = FindPath(session.arguments);
+    const std::string target = FindSimulationPath(session.arguments);
     json document = session.ConnectOnline().GetSimulationData(session.arguments.simulation);
     session.Print(RequireAnswer(session, target, std::move(document)));
 }
 
 void DeleteSimulation(Session& session) {
     const std::string& simulation = session.arguments.simulation;
-    Delete(session, "simulation " + simulation, FindPath(session.arguments),
+    Delete(session, "simulation " + simulation, FindSimulationPath(session.arguments),
            &ApiConnector::DeleteSimulation, simulation);
 }
 
 void ShowInputs(Session& session) {
-    const std::string target = FindPath(session.arguments) + "/inputs";
+    const std::string target = FindSimulationPath(session.arguments) + "/inputs";
     json document = session.ConnectOnline().GetSimulationInputs(session.arguments.simulation);
     session.Print(RequireAnswer(session, target, std::move(document)));
 }
 
 void ReplaceInputs(Session& session) {
-    const std::string target = FindPath(session.arguments) + "/inputs";
+    const std::string target = FindSimulationPath(session.arguments) + "/inputs";
     const json inputs = ReadData(session.arguments.data);
     if (!BeginChange(session, {"POST", target, inputs})) { return; }
 

@@ -9,7 +9,7 @@ namespace VarnelBase {
 
 namespace {
 
-std::string FindPath(const Arguments& given) {
+std::string FindUserPath(const Arguments& given) {
     RequirePlainIdentifier(given, "USER", given.user);
     return "/users/" + given.user;
 }
@@ -32,7 +32,7 @@ void CreateUser(Session& session) {
 }
 
 void ShowUser(Session& session) {
-    const std::string target = FindPath(session.arguments);
+    const std::string target = FindUserPath(session.arguments);
     json document = session.ConnectOnline().GetUser(session.arguments.user);
     session.Print(RequireAnswer(session, target, std::move(document)));
 }
@@ -40,7 +40,7 @@ void ShowUser(Session& session) {
 void ChangeRole(Session& session) {
     const Arguments& given = session.arguments;
     RequireUtf8("ROLE", given.role);
-    const Change change{"PATCH", FindPath(given), json::object({{"role", given.role}})};
+    const Change change{"PATCH", FindUserPath(given), json::object({{"role", given.role}})};
     if (!BeginChange(session, change)) { return; }
 
     session.Connect().UpdateUser(given.user, given.role);
@@ -61,7 +61,8 @@ void ChangeRole(Session& session) {
 
 void DeleteUser(Session& session) {
     const std::string& user = session.arguments.user;
-    Delete(session, "user " + user, FindPath(session.arguments), &ApiConnector::DeleteUser, user);
+    Delete(session, "user " + user, FindUserPath(session.arguments), &ApiConnector::DeleteUser,
+           user);
 }
 
 } // namespace

@@ -25,7 +25,7 @@ namespace {
 using Words = std::vector<std::string>;
 
 constexpr std::chrono::seconds FailureWindow(1);
-constexpr std::chrono::milliseconds Pause(10);
+constexpr std::chrono::milliseconds LaunchPollInterval(10);
 constexpr int FirstInheritedDescriptor = 3;
 
 Words Split(const std::string& text, char separator) {
@@ -143,7 +143,7 @@ bool HasStarted(pid_t child) {
     while (std::chrono::steady_clock::now() < deadline) {
         int status = 0;
         if (HasEnded(child, status)) { return status == 0; }
-        std::this_thread::sleep_for(Pause);
+        std::this_thread::sleep_for(LaunchPollInterval);
     }
     runningBrowser = child;
     return true;

@@ -21,8 +21,6 @@ namespace {
 
 constexpr std::chrono::seconds ConnectionTimeout(1);
 constexpr std::chrono::milliseconds IdleInterval(20);
-constexpr int StatusOk = 200;
-constexpr int StatusFailed = 400;
 constexpr std::size_t MaxHeadBytes = 1 << 14;
 constexpr std::size_t MaxWaiting = 64;
 
@@ -157,7 +155,7 @@ void AnswerRequest(
     const httplib::Request& request, httplib::Response& response, LoginAttempt& attempt,
     const std::function<void(const httplib::Request&, httplib::Response&)>& takeCallback) {
     const int status = attempt.Judge(request);
-    if (status != StatusOk) {
+    if (status != 200) {
         ShowPage(response, status, "Nothing to see here", "This is not the expected sign-in.");
         return;
     }
@@ -167,7 +165,7 @@ void AnswerRequest(
     } catch (...) {
         // It must not leave: httplib would send its text to the browser.
         attempt.failure = std::current_exception();
-        ShowPage(response, StatusFailed, "Signing in failed",
+        ShowPage(response, 400, "Signing in failed",
                  "The program that asked for it says why. You can close this page.");
     }
 }

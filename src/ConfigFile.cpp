@@ -22,7 +22,7 @@ namespace {
 
 using nlohmann::json;
 
-constexpr std::size_t MaxFileBytes = 1 << 20;
+constexpr std::size_t MaxConfigFileBytes = 1 << 20;
 
 const KnownSetting* FindKnown(const std::string& name) {
     const auto* known =
@@ -178,7 +178,7 @@ std::string FindConfigFile() {
 }
 
 ConfigEntries ReadConfigFile(const std::string& path) {
-    const FileReading file = ReadRegularFile(path, MaxFileBytes, SymbolicLinks::Follow);
+    const FileReading file = ReadRegularFile(path, MaxConfigFileBytes, SymbolicLinks::Follow);
     if (file.isMissing && path != ReadVariable("VARNEL_CONFIG")) { return {}; }
     if (!file.problem.empty()) { throw std::runtime_error(path + ": " + file.problem); }
 

@@ -14,14 +14,14 @@ namespace {
 
 constexpr unsigned int LocalPort = 8080;
 constexpr unsigned int DeployedPort = 80;
-constexpr unsigned int MaxPort = 65535;
+constexpr unsigned int MaxApiPort = 65535;
 
 /// Names under .invalid do not resolve (RFC 6761, section 6.4); an empty host would be this
 /// machine.
 constexpr const char* UnsetHost = "api-host-is-not-set.invalid";
 
 /// An address, and after "%" the name of the interface to reach it by (RFC 4007, section 11).
-bool IsIpv6Address(const std::string& text) {
+bool IsZonedIpv6Address(const std::string& text) {
     const std::size_t zone = text.find('%');
     in6_addr address{};
     return inet_pton(AF_INET6, text.substr(0, zone).c_str(), &address) == 1 &&
@@ -33,7 +33,7 @@ bool IsBareHost(const std::string& host) {
         return c > ' ' && c < 0x7f && std::string("/\\?#@[]").find(c) == std::string::npos;
     };
     return std::all_of(host.begin(), host.end(), isHostCharacter) &&
-           (host.find(':') == std::string::npos || IsIpv6Address(host));
+           (host.find(':') == std::string::npos || IsZonedIpv6Address(host));
 }
 
 Environment ChooseEnvironment(Environment (*parse)(const std::string&)) {
@@ -91,7 +91,7 @@ void EnvConfig::LoadOverrides() {
         apiHost = host->text;
     }
     if (const auto port = sources.Find("apiPort", environment)) {
-        apiPort = ParseNumber(*port, MaxPort);
+        apiPort = ParseNumber(*port, MaxApiPort);
     }
     if (const auto realm = sources.Find("authRealm", environment)) { authRealm = realm->text; }
     if (const auto flag = sources.Find("offline", environment)) { offline = ParseFlag(*flag); }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "AsciiCase.h"
 #include "ProviderClock.h"
 #include "TokenFile.h"
 
@@ -13,10 +14,6 @@ namespace {
 
 using nlohmann::json;
 
-constexpr int StatusOk = 200;
-constexpr int StatusRedirect = 300;
-constexpr int StatusClientError = 400;
-constexpr int StatusServerError = 500;
 constexpr std::size_t MaxErrorCodeLength = 64;
 
 std::string FindText(const json& document, const char* name) {
@@ -48,10 +45,7 @@ json ParseAnswer(const IdentityAnswer& answer, const std::string& where) {
 
 TokenAnswer ReadTokens(const json& document, const std::string& where) {
     TokenAnswer tokens{FindText(document, "access_token"), FindText(document, "refresh_token"), ""};
-    std::string type = FindText(document, "token_type");
-    std::transform(type.begin(), type.end(), type.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-    if (tokens.accessToken.empty() || type != "bearer") {
+    if (tokens.accessToken.empty() || LowerCase(FindText(document, "token_type")) != "bearer") {
         throw IdentityError(where + ": answered without a bearer token");
     }
     if (!IsAccessTokenText(tokens.accessToken) || !IsRefreshTokenText(tokens.refreshToken)) {
@@ -73,9 +67,8 @@ IdentityProvider DiscoverProvider(const std::string& issuer, const std::string& 
     const IdentityAnswer answer = SendIdentityRequest(request);
 
     const std::string where = DropTrailingSlash(issuer) + "/.well-known/openid-configuration";
-    if (answer.status != StatusOk) {
-        const bool isRedirect =
-            answer.status >= StatusRedirect && answer.status < StatusClientError;
+    if (answer.status != 200) {
+        const bool isRedirect = answer.status >= 300 && answer.status < 400;
         throw IdentityError(where + ": answered with status " + std::to_string(answer.status) +
                             (isRedirect ? ", a redirect, which is not followed" : ""));
     }
@@ -132,12 +125,12 @@ TokenAnswer RequestTokens(const IdentityProvider& provider, const IdentityClient
     const IdentityAnswer answer = SendIdentityRequest(request);
 
     const std::string where = provider.issuer + ": token endpoint";
-    if (answer.status == StatusOk) {
+    if (answer.status == 200) {
         TokenAnswer tokens = ReadTokens(ParseAnswer(answer, where), where);
         LearnProviderClock(answer.date);
         return tokens;
     }
-    if (answer.status < StatusClientError || answer.status >= StatusServerError) {
+    if (answer.status < 400 || answer.status >= 500) {
         throw IdentityError(where + ": answered with status " + std::to_string(answer.status));
     }
     TokenAnswer refusal;

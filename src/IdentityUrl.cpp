@@ -8,6 +8,8 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "AsciiCase.h"
+
 namespace VarnelBase {
 
 namespace {
@@ -19,13 +21,6 @@ constexpr unsigned int LoopbackNetwork = 127;
 
 bool IsLetterOrDigit(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-}
-
-std::string LowerCase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    });
-    return text;
 }
 
 bool IsIpv6Address(const std::string& text) {

@@ -10,11 +10,6 @@ namespace VarnelBase {
 
 namespace {
 
-constexpr int StatusOk = 200;
-constexpr int StatusBadRequest = 400;
-constexpr int StatusNotFound = 404;
-constexpr int StatusMethodNotAllowed = 405;
-
 bool IsSame(const std::string& left, const std::string& right) {
     return left.size() == right.size() &&
            CRYPTO_memcmp(left.data(), right.data(), left.size()) == 0;
@@ -41,9 +36,9 @@ int LoginAttempt::Judge(const httplib::Request& request) const {
     const std::size_t authority = redirectUri.find("//") + 2;
     const std::size_t path = redirectUri.find('/', authority);
     if (request.target.substr(0, request.target.find('?')) != redirectUri.substr(path)) {
-        return StatusNotFound;
+        return 404;
     }
-    if (request.method != "GET") { return StatusMethodNotAllowed; }
+    if (request.method != "GET") { return 405; }
     // Another name for this machine is a page that had its name resolved anew.
     const bool isForUs =
         request.get_header_value_count("Host") == 1 &&
@@ -53,7 +48,7 @@ int LoginAttempt::Judge(const httplib::Request& request) const {
     const bool isOurs = isForUs && codes + errors == 1 &&
                         request.get_param_value_count("state") == 1 &&
                         IsSame(request.get_param_value("state"), state);
-    return isOurs ? StatusOk : StatusBadRequest;
+    return isOurs ? 200 : 400;
 }
 
 httplib::Request LoginAttempt::AddSecrets(const httplib::Request& request) const {

@@ -16,7 +16,7 @@ namespace VarnelBase {
 namespace {
 
 constexpr std::chrono::seconds MaxWait(10);
-constexpr std::chrono::milliseconds Pause(20);
+constexpr std::chrono::milliseconds LockPollInterval(20);
 
 int OpenLockFile(const TokenFile& tokenFile) {
     if (tokenFile.directory.empty()) { return -1; }
@@ -38,7 +38,7 @@ RefreshLock::RefreshLock(const TokenFile& tokenFile) : file(OpenLockFile(tokenFi
             busy = true;
             return;
         }
-        std::this_thread::sleep_for(Pause);
+        std::this_thread::sleep_for(LockPollInterval);
     }
 }
 

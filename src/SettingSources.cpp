@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "AsciiCase.h"
 #include "EnvironmentVariable.h"
 #include "KnownSettings.h"
 
@@ -14,13 +15,6 @@ namespace VarnelBase {
 namespace {
 
 constexpr std::array<const char*, 3> EnvironmentNames{"local", "staging", "production"};
-
-std::string LowerCase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    });
-    return text;
-}
 
 /// The variables belong to the environment that VARNEL_ENVIRONMENT names, if it is set.
 bool HasOwnVariables(Environment environment) {

@@ -16,7 +16,7 @@ namespace {
 
 using nlohmann::json;
 
-constexpr std::size_t MaxFileBytes = 1 << 16;
+constexpr std::size_t MaxTokenFileBytes = 1 << 16;
 
 TokenFile FindConfiguredTokenFile() {
     const EnvConfig config;
@@ -31,7 +31,7 @@ TokenFile RequireTokenFile() {
     return file;
 }
 
-std::optional<std::string> FindText(const json& document, const char* name) {
+std::optional<std::string> FindStoredText(const json& document, const char* name) {
     const auto member = document.find(name);
     if (member == document.end() || !member->is_string()) { return std::nullopt; }
     return member->get<std::string>();
@@ -52,14 +52,14 @@ TokenSet TokenStore::Load() {
     const TokenFile file = FindConfiguredTokenFile();
     if (file.directory.empty()) { return {}; }
     const FileReading reading =
-        ReadRegularFile(file.GetPath(), MaxFileBytes, SymbolicLinks::Refuse);
+        ReadRegularFile(file.GetPath(), MaxTokenFileBytes, SymbolicLinks::Refuse);
     if (!reading.problem.empty() || !reading.isPrivate) { return {}; }
 
     // Without exceptions: the parse error would quote a token.
     const json document = json::parse(reading.bytes, nullptr, false);
     if (!document.is_object()) { return {}; }
-    const auto accessToken = FindText(document, "accessToken");
-    const auto refreshToken = FindText(document, "refreshToken");
+    const auto accessToken = FindStoredText(document, "accessToken");
+    const auto refreshToken = FindStoredText(document, "refreshToken");
     if (!accessToken || !refreshToken) { return {}; }
     TokenSet tokens{*accessToken, *refreshToken};
     return IsStorable(tokens) ? tokens : TokenSet();
@@ -73,7 +73,7 @@ void TokenStore::Store(const TokenSet& tokens) {
     const json document =
         json::object({{"accessToken", tokens.accessToken}, {"refreshToken", tokens.refreshToken}});
     const std::string bytes = document.dump();
-    if (bytes.size() > MaxFileBytes) {
+    if (bytes.size() > MaxTokenFileBytes) {
         throw std::invalid_argument("the tokens are larger than the store takes");
     }
     const TokenFile file = RequireTokenFile();
