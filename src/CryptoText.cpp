@@ -20,10 +20,7 @@ bool IsBase64Url(char c) {
 }
 
 std::string EncodeBase64Url(const Block& bytes) {
-    std::array<unsigned char, 45> encoded{}; // 44 characters and the NUL that OpenSSL adds
-    const int length =
-        EVP_EncodeBlock(encoded.data(), bytes.data(), static_cast<int>(bytes.size()));
-    std::string text(encoded.data(), encoded.data() + length);
+    std::string text = EncodeBase64({bytes.begin(), bytes.end()});
     std::replace(text.begin(), text.end(), '+', '-');
     std::replace(text.begin(), text.end(), '/', '_');
     return text.substr(0, text.find('='));
@@ -44,6 +41,14 @@ std::string DecodeBase64Url(std::string text) {
                         static_cast<int>(text.size()));
     if (length < 0) { return ""; }
     return {bytes.begin(), bytes.end() - static_cast<std::ptrdiff_t>(padding)};
+}
+
+std::string EncodeBase64(const std::string& text) {
+    std::vector<unsigned char> encoded((text.size() + 2) / 3 * 4 + 1); // and OpenSSL's NUL
+    const int length =
+        EVP_EncodeBlock(encoded.data(), reinterpret_cast<const unsigned char*>(text.data()),
+                        static_cast<int>(text.size()));
+    return {encoded.begin(), encoded.begin() + length};
 }
 
 std::string HashToBase64Url(const std::string& text) {

@@ -7,6 +7,9 @@ namespace VarnelBase {
 /// Bytes of a base64url text without padding (RFC 4648, section 5); empty when it is none.
 std::string DecodeBase64Url(std::string text);
 
+/// Base64 of a text's bytes (RFC 4648, section 4).
+std::string EncodeBase64(const std::string& text);
+
 /// SHA-256 of a text, as base64url: 43 characters, fit for a file name and for PKCE's S256.
 std::string HashToBase64Url(const std::string& text);
 

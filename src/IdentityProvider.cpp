@@ -119,8 +119,7 @@ TokenAnswer RequestTokens(const IdentityProvider& provider, const IdentityClient
     if (client.secret.empty()) {
         request.form += "&" + BuildForm({{"client_id", client.id}});
     } else {
-        request.userName = EncodeUrlText(client.id);
-        request.userPassword = EncodeUrlText(client.secret);
+        request.credentials = EncodeUrlText(client.id) + ":" + EncodeUrlText(client.secret);
     }
     const IdentityAnswer answer = SendIdentityRequest(request);
 

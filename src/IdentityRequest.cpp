@@ -9,6 +9,8 @@
 #include <chrono>
 #include <memory>
 
+#include "CryptoText.h"
+
 namespace VarnelBase {
 
 namespace {
@@ -79,9 +81,6 @@ std::unique_ptr<httplib::ClientImpl> OpenClient(const IdentityRequest& request,
     client->set_follow_location(false);
     client->set_decompress(false);
     client->set_keep_alive(false);
-    if (!request.userName.empty()) {
-        client->set_basic_auth(request.userName, request.userPassword);
-    }
     return client;
 }
 
@@ -129,6 +128,10 @@ IdentityAnswer SendIdentityRequest(const IdentityRequest& request) {
     message.path = request.url.target.empty() ? "/" : request.url.target;
     message.headers = {{"Accept", "application/json"}, {"Accept-Encoding", "identity"}};
     message.body = request.form;
+    if (!request.credentials.empty()) {
+        // Not httplib's own encoding, which shifts bits out of an int.
+        message.headers.emplace("Authorization", "Basic " + EncodeBase64(request.credentials));
+    }
     if (!request.form.empty()) {
         message.headers.emplace("Content-Type", "application/x-www-form-urlencoded");
     }

@@ -23,10 +23,9 @@ private:
 /// One request to the identity provider.
 struct IdentityRequest {
     IdentityUrl url;
-    std::string caFile;       ///< certificates (PEM) to trust besides the system's; empty: none
-    std::string form;         ///< body of a POST; empty: a GET
-    std::string userName;     ///< for HTTP Basic; empty: none
-    std::string userPassword; ///< belongs to the name
+    std::string caFile;      ///< certificates (PEM) to trust besides the system's; empty: none
+    std::string form;        ///< body of a POST; empty: a GET
+    std::string credentials; ///< "NAME:PASSWORD" for HTTP Basic (RFC 7617); empty: none
 };
 
 struct IdentityAnswer {
