@@ -19,10 +19,20 @@ struct Cost {
     double cpu;
 };
 
-Cost MeasureCalls(int calls, const std::function<void()>& measured) {
+struct Costs {
+    void Add(const Cost& cost) {
+        wall.push_back(cost.wall);
+        cpu.push_back(cost.cpu);
+    }
+
+    std::vector<double> wall;
+    std::vector<double> cpu;
+};
+
+Cost MeasureCall(const std::function<void()>& measured) {
     const double wall = ReadClock(CLOCK_MONOTONIC);
     const double cpu = ReadClock(CLOCK_THREAD_CPUTIME_ID);
-    for (int i = 0; i < calls; ++i) { measured(); }
+    measured();
     return {ReadClock(CLOCK_MONOTONIC) - wall, ReadClock(CLOCK_THREAD_CPUTIME_ID) - cpu};
 }
 
@@ -34,31 +44,23 @@ double Median(std::vector<double> values) {
 
 } // namespace
 
-Ratio Compare(int blocks, int callsPerBlock, const std::function<void()>& measured,
+Ratio Compare(int calls, const std::function<void()>& measured,
               const std::function<void()>& reference) {
-    MeasureCalls(callsPerBlock, measured);
-    MeasureCalls(callsPerBlock, reference);
-    std::vector<double> wall;
-    std::vector<double> cpu;
-    for (int block = 0; block < blocks; ++block) {
-        Cost own{};
-        Cost other{};
-        if (block % 2 == 0) {
-            own = MeasureCalls(callsPerBlock, measured);
-            other = MeasureCalls(callsPerBlock, reference);
-        } else {
-            other = MeasureCalls(callsPerBlock, reference);
-            own = MeasureCalls(callsPerBlock, measured);
-        }
-        wall.push_back(own.wall / other.wall);
-        cpu.push_back(own.cpu / other.cpu);
+    MeasureCall(measured);
+    MeasureCall(reference);
+    Costs own;
+    Costs other;
+    for (int call = 0; call < calls; ++call) {
+        if (call % 2 == 0) { own.Add(MeasureCall(measured)); }
+        other.Add(MeasureCall(reference));
+        if (call % 2 != 0) { own.Add(MeasureCall(measured)); }
     }
-    return {Median(wall), Median(cpu)};
+    return {Median(own.wall) / Median(other.wall), Median(own.cpu) / Median(other.cpu)};
 }
 
 double MedianSeconds(int calls, const std::function<void()>& measured) {
     std::vector<double> seconds;
-    for (int call = 0; call < calls; ++call) { seconds.push_back(MeasureCalls(1, measured).wall); }
+    for (int call = 0; call < calls; ++call) { seconds.push_back(MeasureCall(measured).wall); }
     return Median(seconds);
 }
 

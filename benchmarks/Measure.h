@@ -9,9 +9,9 @@ struct Ratio {
     double cpu = 0; ///< of the calling thread
 };
 
-/// Calls both in turns, in blocks that take turns in going first, and gives the median of the
-/// blocks' ratios of `measured` to `reference`.
-Ratio Compare(int blocks, int callsPerBlock, const std::function<void()>& measured,
+/// Makes so many calls of each, one after the other and taking turns in going first, and gives the
+/// ratio of the medians, `measured` to `reference`.
+Ratio Compare(int calls, const std::function<void()>& measured,
               const std::function<void()>& reference);
 
 /// Seconds that one call takes, the median of many.

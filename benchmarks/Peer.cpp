@@ -45,3 +45,7 @@ void Peer::Start(const char* const* arguments) {
     std::fclose(output);
     if (!isReady) { throw std::runtime_error(std::string(arguments[0]) + " did not start"); }
 }
+
+void UsePeer(const Peer& peer) {
+    setenv("VARNEL_API_PORT", std::to_string(peer.GetPort()).c_str(), 1);
+}

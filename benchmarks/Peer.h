@@ -27,3 +27,6 @@ private:
     pid_t process = -1;
     int port = 0;
 };
+
+/// Has the connectors that are made from now on ask this peer.
+void UsePeer(const Peer& peer);

@@ -1,8 +1,10 @@
 #include "Token.h"
 
+#include <TokenStore.h>
 #include <openssl/evp.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <ctime>
 
 namespace {
@@ -21,13 +23,17 @@ std::string EncodeBase64Url(const std::string& text) {
 
 } // namespace
 
-std::string MakeToken() {
+std::string SignIn() {
     constexpr std::time_t Day = 86400;
     const std::time_t now = std::time(nullptr);
     const std::string claims = R"({"iss":"https://id.example.com/realms/main","groups":["alpha"],)"
                                R"("permissions":")" +
                                std::string(500, 'p') + R"(","iat":)" + std::to_string(now) +
                                R"(,"exp":)" + std::to_string(now + Day) + "}";
-    return EncodeBase64Url(R"({"alg":"RS256","typ":"at+jwt"})") + "." + EncodeBase64Url(claims) +
-           "." + EncodeBase64Url(std::string(256, 's'));
+    const std::string token = EncodeBase64Url(R"({"alg":"RS256","typ":"at+jwt"})") + "." +
+                              EncodeBase64Url(claims) + "." +
+                              EncodeBase64Url(std::string(256, 's'));
+    setenv("VARNEL_AUTH_HOST", "https://id.example.com", 1);
+    VarnelBase::TokenStore().Store({token, ""});
+    return token;
 }

@@ -2,5 +2,6 @@
 
 #include <string>
 
-/// An access token of about 1.2 KB that is valid for a day; the claim "exp" comes last.
-std::string MakeToken();
+/// Signs this user in, so that the library finds the token in its store: about 1.2 KB, valid for a
+/// day, the claim "exp" last. No provider is asked.
+std::string SignIn();

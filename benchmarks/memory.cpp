@@ -26,7 +26,7 @@ double MeasurePeak(const std::function<void()>& work) {
     const pid_t child = fork();
     if (child == 0) {
         const std::string port = std::getenv("VARNEL_API_PORT");
-        setenv("VARNEL_API_PORT", std::to_string(warmUp.GetPort()).c_str(), 1);
+        UsePeer(warmUp);
         ApiConnector().GetVersion();
         BareClient("127.0.0.1", warmUp.GetPort(), "token").Get("/version", 200);
         setenv("VARNEL_API_PORT", port.c_str(), 1);
@@ -44,7 +44,7 @@ double MeasurePeak(const std::function<void()>& work) {
 
 void CompareAnswer(std::size_t megabytes, const std::string& token) {
     const Peer peer(200, "document", megabytes * 1000 * 1000);
-    setenv("VARNEL_API_PORT", std::to_string(peer.GetPort()).c_str(), 1);
+    UsePeer(peer);
     const double own = MeasurePeak([] { ApiConnector().GetSimulationData("a"); });
     const double byHand = MeasurePeak(
         [&] { BareClient("127.0.0.1", peer.GetPort(), token).Get("/simulations/a", 0); });
@@ -54,7 +54,7 @@ void CompareAnswer(std::size_t megabytes, const std::string& token) {
 
 void CompareBody(std::size_t megabytes, const std::string& token) {
     const Peer peer(201, "version");
-    setenv("VARNEL_API_PORT", std::to_string(peer.GetPort()).c_str(), 1);
+    UsePeer(peer);
     const auto makeBody = [megabytes] {
         return json::object({{"values", std::string(megabytes * 1000 * 1000, 'v')}});
     };
@@ -70,7 +70,7 @@ void CompareBody(std::size_t megabytes, const std::string& token) {
 void MeasureProject(std::size_t bytes, const std::string& goal) {
     const auto measure = [](std::size_t size) {
         const Peer peer(200, "bytes", size);
-        setenv("VARNEL_API_PORT", std::to_string(peer.GetPort()).c_str(), 1);
+        UsePeer(peer);
         return MeasurePeak([] { ApiConnector().GenerateProject(json::object()); });
     };
     Report("GenerateProject of " + std::to_string(bytes) + " bytes, peak memory over the body",
@@ -80,8 +80,7 @@ void MeasureProject(std::size_t bytes, const std::string& goal) {
 } // namespace
 
 int main() {
-    const std::string token = MakeToken();
-    setenv("VARNEL_TOKEN", token.c_str(), 1);
+    const std::string token = SignIn();
     std::ofstream null("/dev/null");
     std::streambuf* const report = std::cout.rdbuf(null.rdbuf());
     for (const std::size_t megabytes : {1U, 10U, 100U}) {

@@ -3,12 +3,10 @@
 #include <AuthHandler.h>
 #include <unistd.h>
 
-#include <cstdlib>
-
 #include "Token.h"
 
 int main() {
-    setenv("VARNEL_TOKEN", MakeToken().c_str(), 1);
+    SignIn();
     VarnelBase::AuthHandler auth;
     auth.GetApiKey();
     static_cast<void>(write(STDOUT_FILENO, "begin\n", 6));
