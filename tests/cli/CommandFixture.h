@@ -3,8 +3,6 @@
 #include <Emulator.h>
 #include <sys/wait.h>
 
-#include <sstream>
-
 #include "TestHome.h"
 
 namespace VarnelBase {
@@ -42,11 +40,7 @@ protected:
         TestHome::Write(home / name, bytes);
     }
 
-    std::string Read(const std::string& name) {
-        std::ostringstream bytes;
-        bytes << std::ifstream(home / name, std::ios::binary).rdbuf();
-        return bytes.str();
-    }
+    std::string Read(const std::string& name) { return TestHome::Read(home / name); }
 
     Outcome Run(const std::string& command) {
         const std::string line =

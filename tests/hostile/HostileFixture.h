@@ -2,8 +2,6 @@
 
 #include <sys/wait.h>
 
-#include <iterator>
-
 #include "ApiConnector.h"
 #include "ScriptedServer.h"
 #include "TestHome.h"
@@ -56,11 +54,6 @@ protected:
         int status = 0;
         waitpid(child, &status, 0);
         return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    }
-
-    static std::string Read(const std::filesystem::path& path) {
-        std::ifstream file(path);
-        return {std::istreambuf_iterator<char>(file), {}};
     }
 
     /// Where the only stored tokens are.

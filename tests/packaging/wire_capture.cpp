@@ -7,8 +7,8 @@
 #include <numeric>
 #include <regex>
 
+#include "../connector/Operations.h"
 #include "../connector/ScriptedServer.h"
-#include "ApiConnector.h"
 
 using VarnelBase::ApiConnector;
 using VarnelBase::json;
@@ -61,24 +61,9 @@ int main() {
         std::cout << "    " << Describe(SortHeaders(request)) << "\n  " << result.dump() << "\n";
     };
 
-    const json document = {{"b", json::array({1, nullptr, "\xC3\xA9\"\\\n"})}, {"a", 1.5}};
-    show(connector.GetVersion());
-    show(connector.GetAgent());
-    show(connector.SendAgentCommand("say \"hi\"\n"));
-    show(connector.GetSimulations("user", 50, -7));
-    show(connector.GetSimulationData("s1"));
-    show((connector.DeleteSimulation("s1"), json()));
-    show(connector.GetSimulationInputs("s1"));
-    show((connector.PostSimulationInputs("s1", document), json()));
-    show(connector.GetExecutions("s1", -1, 2147483647));
-    show(connector.PostExecution("s1", document));
-    show(connector.GetExecution("s1", "e1"));
-    show(connector.GenerateProject(document));
-    show(connector.GetUsers(20, 40));
-    show(connector.CreateUser("a@b.example", "reader"));
-    show(connector.GetUser("u1"));
-    show(connector.UpdateUser("u1", ""));
-    show((connector.DeleteUser("u1"), json()));
+    for (const VarnelBase::Operation& operation : VarnelBase::AllOperations) {
+        show(operation.call(connector));
+    }
     std::cout << "header lines in their order\n    " << Describe(request) << "\n";
     std::string everyByte;
     for (int byte = 0xff; byte >= 0; --byte) { everyByte += static_cast<char>(byte); }
