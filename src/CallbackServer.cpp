@@ -188,6 +188,9 @@ void PrepareCallbackServer(
     server.set_pre_routing_handler(
         [&attempt, take = std::move(takeCallback)](const httplib::Request& request,
                                                    httplib::Response& response) {
+            // httplib cuts ranges out of error pages too, but checks them for other pages alone,
+            // and 0.15.3 ends the program then. They may be ignored (RFC 9110, section 14.2).
+            const_cast<httplib::Request&>(request).ranges.clear();
             AnswerRequest(request, response, attempt, take);
             return httplib::Server::HandlerResponse::Handled;
         });
