@@ -17,7 +17,7 @@ using VarnelBase::ApiConnector;
 using VarnelBase::AuthHandler;
 using VarnelBase::json;
 
-constexpr int Calls = 3000;
+constexpr int Calls = 1000;
 
 void CompareOperations(const std::string& token) {
     for (const Operation& operation : ListOperations()) {
@@ -88,37 +88,6 @@ void CountSlowCalls() {
     Report("calls of 10,000 that took more than 20 ms", slow, "<= 0");
 }
 
-void CompareLargeDocuments(const std::string& token) {
-    for (const std::size_t megabytes : {1U, 10U, 100U}) {
-        const std::size_t size = megabytes * 1000 * 1000;
-        const std::string name = std::to_string(megabytes) + " MB";
-        const int calls = megabytes == 100 ? 5 : static_cast<int>(100 / megabytes);
-        {
-            const Peer peer(200, "document", size);
-            UsePeer(peer);
-            ApiConnector api;
-            const BareClient bare("127.0.0.1", peer.GetPort(), token);
-            Report("answer of " + name + " over hand-written, wall",
-                   Compare(
-                       calls, [&] { api.GetSimulationData("a"); },
-                       [&] { bare.Get("/simulations/a", 0); })
-                       .wall,
-                   "<= 1.06");
-        }
-        const Peer peer(201, "version");
-        UsePeer(peer);
-        ApiConnector api;
-        const BareClient bare("127.0.0.1", peer.GetPort(), token);
-        const json body = json::object({{"values", std::string(size, 'v')}});
-        Report("body of " + name + " over hand-written, wall",
-               Compare(
-                   calls, [&] { api.PostExecution("a", body); },
-                   [&] { bare.Post("/simulations/a/executions", body, 201); })
-                   .wall,
-               "<= 1.06");
-    }
-}
-
 } // namespace
 
 int main() {
@@ -129,6 +98,5 @@ int main() {
     CompareOperations(token);
     CompareOtherClients(token);
     CountSlowCalls();
-    CompareLargeDocuments(token);
     std::cout.rdbuf(report);
 }
