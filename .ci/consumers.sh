@@ -54,11 +54,13 @@ for kind in shared static; do
     prefix=$work/$kind-prefix
     shared=$([ $kind = shared ] && echo ON || echo OFF)
     echo "== install $kind"
-    cmake --preset release -B "$work/$kind-build" -DBUILD_SHARED_LIBS="$shared" \
+    build=$source/build/consumers-$kind # as deep as the other builds, for the compiler cache
+    rm -rf "$build"
+    cmake --preset release -B "$build" -DBUILD_SHARED_LIBS="$shared" \
         -DVARNELBASE_BUILD_EMULATOR=OFF -DVARNELBASE_BUILD_CLI=OFF -DVARNELBASE_BUILD_EXAMPLES=OFF \
         -DCMAKE_INSTALL_LIBDIR=lib "$httplib" "$json" >"$work/$kind.log"
-    cmake --build "$work/$kind-build" >>"$work/$kind.log" || { cat "$work/$kind.log"; fail "$kind failed"; }
-    cmake --install "$work/$kind-build" --prefix "$work/first-prefix" >>"$work/$kind.log"
+    cmake --build "$build" >>"$work/$kind.log" || { cat "$work/$kind.log"; fail "$kind failed"; }
+    cmake --install "$build" --prefix "$work/first-prefix" >>"$work/$kind.log"
     mv "$work/first-prefix" "$prefix"
 
     build_host "find_package-$kind" package "-DVarnelBase_ROOT=$prefix" "$httplib" "$json"

@@ -6,14 +6,15 @@ cd "$(dirname "$0")/.."
 
 source=$PWD
 work=$source/build/package
-rm -rf "$work"
+build=$source/build/package-release # as deep as the other builds, for the compiler cache
+rm -rf "$work" "$build"
 mkdir -p "$work"/{deb,tgz,source,home}
 
 httplib=-DVARNEL_HTTPLIB_DIR=${VARNEL_HTTPLIB_DIR:-}
 json=-DVARNEL_JSON_DIR=${VARNEL_JSON_DIR:-}
-cmake --preset release -B "$work/build" -DCMAKE_INSTALL_PREFIX=/usr "$httplib" "$json"
-cmake --build "$work/build"
-(cd "$work" && cpack --config build/CPackConfig.cmake && cpack --config build/CPackSourceConfig.cmake)
+cmake --preset release -B "$build" -DCMAKE_INSTALL_PREFIX=/usr "$httplib" "$json"
+cmake --build "$build"
+(cd "$work" && cpack --config "$build/CPackConfig.cmake" && cpack --config "$build/CPackSourceConfig.cmake")
 
 dpkg-deb --info "$work"/varnelbase_*.deb
 dpkg-deb --contents "$work"/varnelbase_*.deb
