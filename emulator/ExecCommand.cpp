@@ -126,11 +126,6 @@ std::string MakeExecToken(EmulatorAccess access) {
 
 int RunCommandWith(const Emulator& emulator, const EmulatorOptions& options,
                    const std::vector<std::string>& command) {
-    sigset_t children;
-    sigemptyset(&children);
-    sigaddset(&children, SIGCHLD);
-    pthread_sigmask(SIG_BLOCK, &children, nullptr);
-
     const TemporaryDirectory directory;
     ReplacePrivateFile(directory.GetPath(), "config.json",
                        MakeConfig(emulator.GetPort(), options.access).dump(2) + "\n");

@@ -78,8 +78,9 @@ int Run(const CommandLine& line) {
 } // namespace
 
 int main(int argc, char* argv[]) {
-    // The threads inherit this, so that the signals wait for AwaitStop.
-    const sigset_t signals = MakeStopSignals();
+    // The threads inherit this, so that the signals wait for AwaitStop and RunCommandWith.
+    sigset_t signals = MakeStopSignals();
+    sigaddset(&signals, SIGCHLD);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     try {
         const CommandLine line = VarnelBase::Emulation::ParseCommandLine(argc, argv);
