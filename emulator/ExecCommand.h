@@ -14,7 +14,7 @@ constexpr const char* ExecGroup = "127";
 std::string MakeExecToken(EmulatorAccess access);
 
 /// Runs a command whose VARNEL settings lead to the emulator and nowhere else. SIGINT and SIGTERM
-/// go to the command. They and SIGCHLD must be blocked in every thread of this process: a thread that
+/// go to the command. They and SIGCHLD must be blocked in every thread of this process: one that
 /// takes SIGCHLD, although it ignores it, takes the news that the command has ended.
 ///
 /// @param options those of the emulator; the command sends their token
