@@ -1,17 +1,19 @@
+#include <ChildProgram.h>
 #include <ConfigFile.h>
 #include <EnvironmentVariable.h>
 #include <IdentitySettings.h>
 #include <PrivateFile.h>
 #include <SettingSources.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
 
 #include "CommandTree.h"
@@ -25,13 +27,10 @@ namespace {
 
 constexpr const char* ConfigName = "config.json";
 constexpr const char* AbsentClaim = "no-such-claim-while-traced";
-constexpr int NotFoundStatus = 127;
-constexpr int NotStartedStatus = 126;
-constexpr int SignalStatus = 128;
 
-/// The settings that the private configuration file replaces, whose variables would go before it.
-constexpr std::array<const char*, 3> ReplacedVariables{"VARNEL_API_HOST", "VARNEL_API_PORT",
-                                                       "VARNEL_GROUPS_CLAIM"};
+/// The variables of the private configuration file and of the settings that it replaces.
+constexpr std::array<std::string_view, 4> ReplacedVariables{
+    "VARNEL_CONFIG", "VARNEL_API_HOST", "VARNEL_API_PORT", "VARNEL_GROUPS_CLAIM"};
 
 /// A directory for this user alone that goes with everything in it.
 class PrivateDirectory {
@@ -86,62 +85,43 @@ json MakeConfig(const std::vector<RelayedService>& services, const TraceRelay& r
     return config;
 }
 
-/// The program that runs, for the signals that are passed on to it.
-volatile std::sig_atomic_t runningProgram = 0;
-
-void PassOnSignal(int signal) {
-    if (runningProgram > 0) { kill(runningProgram, signal); }
+/// This process's variables, with that configuration file.
+std::vector<std::string> MakeEnvironment(const std::string& configFile) {
+    std::vector<std::string> variables{"VARNEL_CONFIG=" + configFile};
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        const std::string_view name(*variable, std::strcspn(*variable, "="));
+        const auto* const end = ReplacedVariables.end();
+        if (std::find(ReplacedVariables.begin(), end, name) == end) {
+            variables.emplace_back(*variable);
+        }
+    }
+    return variables;
 }
 
-/// Runs the program to its end; its exit status as a shell gives it.
-int RunProgram(const std::vector<std::string>& program) {
-    std::vector<char*> words;
-    words.reserve(program.size() + 1);
-    for (const std::string& word : program) { words.push_back(const_cast<char*>(word.c_str())); }
-    words.push_back(nullptr);
-
-    // Ctrl-C reaches the program from the terminal; what is left for it to do is its own affair.
-    std::signal(SIGINT, SIG_IGN);
-    std::signal(SIGQUIT, SIG_IGN);
-    std::signal(SIGTERM, PassOnSignal);
-    std::signal(SIGHUP, PassOnSignal);
-    sigset_t defaults;
-    sigemptyset(&defaults);
-    sigaddset(&defaults, SIGINT);
-    sigaddset(&defaults, SIGQUIT);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    posix_spawnattr_setsigdefault(&attributes, &defaults);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-    pid_t child = 0;
-    const int error =
-        posix_spawnp(&child, words.front(), nullptr, &attributes, words.data(), environ);
-    posix_spawnattr_destroy(&attributes);
-    if (error != 0) {
-        throw CommandError(
-            static_cast<ExitStatus>(error == ENOENT ? NotFoundStatus : NotStartedStatus),
-            program.front() + ": " + std::generic_category().message(error));
+int RunTraced(const std::vector<std::string>& program, const json& config) {
+    const PrivateDirectory directory;
+    ReplacePrivateFile(directory.GetPath(), ConfigName, config.dump(2));
+    try {
+        return RunChild(program, MakeEnvironment(directory.GetPath() + "/" + ConfigName));
+    } catch (const ChildNotStarted& error) {
+        throw CommandError(static_cast<ExitStatus>(error.GetExitStatus()), error.what());
     }
-    runningProgram = child;
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {}
-    runningProgram = 0;
-    return WIFSIGNALED(status) ? SignalStatus + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
 void TraceProgram(Session& session) {
     const Arguments& given = session.arguments;
     TraceLog log(given.traceFormat == "har" ? TraceFormat::Har : TraceFormat::JsonLines,
                  given.file);
+    // Nobody may read the record any more, and the program is to go on all the same.
+    std::signal(SIGPIPE, SIG_IGN);
+    BlockChildSignals();
     int status = 0;
     {
         const std::vector<RelayedService> services = FindServices();
         TraceRelay relay(services, [&log](const TracedExchange& exchange) { log.Add(exchange); });
-        const PrivateDirectory directory;
-        ReplacePrivateFile(directory.GetPath(), ConfigName, MakeConfig(services, relay).dump(2));
-        setenv("VARNEL_CONFIG", (directory.GetPath() + "/" + ConfigName).c_str(), 1);
-        for (const char* variable : ReplacedVariables) { unsetenv(variable); }
-        status = RunProgram(given.program);
+        status = RunTraced(given.program, MakeConfig(services, relay));
+        // A service that does not answer may keep the relay for a while.
+        UnblockChildSignals();
     }
     log.Finish();
     if (status != 0) { throw CommandError(static_cast<ExitStatus>(status), ""); }

@@ -1,13 +1,10 @@
 #include "ExecCommand.h"
 
+#include <ChildProgram.h>
 #include <PrivateFile.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -68,54 +65,6 @@ std::vector<std::string> MakeEnvironment(const std::string& configFile, const st
     return variables;
 }
 
-std::vector<char*> MakePointers(std::vector<std::string>& texts) {
-    std::vector<char*> pointers;
-    pointers.reserve(texts.size() + 1);
-    for (std::string& text : texts) { pointers.push_back(text.data()); }
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
-/// Starts the command with signals as a program expects them.
-///
-/// @return an error number; 0: it runs
-int Spawn(pid_t& child, std::vector<std::string> command, std::vector<std::string> environment) {
-    sigset_t none;
-    sigemptyset(&none);
-    sigset_t defaults;
-    sigemptyset(&defaults);
-    sigaddset(&defaults, SIGPIPE);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawnattr_setsigdefault(&attributes, &defaults);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    const int problem =
-        posix_spawnp(&child, command[0].c_str(), nullptr, &attributes, MakePointers(command).data(),
-                     MakePointers(environment).data());
-    posix_spawnattr_destroy(&attributes);
-    return problem;
-}
-
-/// Passes signals on until the command ends; its status as a shell has it.
-int AwaitEnd(pid_t child) {
-    sigset_t waited;
-    sigemptyset(&waited);
-    for (const int number : {SIGINT, SIGTERM, SIGCHLD}) { sigaddset(&waited, number); }
-    while (true) {
-        int status = 0;
-        if (waitpid(child, &status, WNOHANG) == child) {
-            return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-        }
-        siginfo_t facts{};
-        const int number = sigwaitinfo(&waited, &facts);
-        // What is typed at the terminal reaches the command by itself.
-        if ((number == SIGINT || number == SIGTERM) && facts.si_code != SI_KERNEL) {
-            kill(child, number);
-        }
-    }
-}
-
 } // namespace
 
 std::string MakeExecToken(EmulatorAccess access) {
@@ -130,14 +79,13 @@ int RunCommandWith(const Emulator& emulator, const EmulatorOptions& options,
     ReplacePrivateFile(directory.GetPath(), "config.json",
                        MakeConfig(emulator.GetPort(), options.access).dump(2) + "\n");
 
-    pid_t child = 0;
-    const int problem =
-        Spawn(child, command, MakeEnvironment(directory.GetPath() + "/config.json", options.token));
-    if (problem != 0) {
-        std::cerr << "varnel-emulator: " << command[0] << ": " << std::strerror(problem) << '\n';
-        return problem == ENOENT ? 127 : 126;
+    try {
+        return RunChild(command,
+                        MakeEnvironment(directory.GetPath() + "/config.json", options.token));
+    } catch (const ChildNotStarted& error) {
+        std::cerr << "varnel-emulator: " << error.what() << '\n';
+        return error.GetExitStatus();
     }
-    return AwaitEnd(child);
 }
 
 } // namespace VarnelBase::Emulation

@@ -13,9 +13,8 @@ constexpr const char* ExecGroup = "127";
 /// The token that a command gets for an emulator with this access.
 std::string MakeExecToken(EmulatorAccess access);
 
-/// Runs a command whose VARNEL settings lead to the emulator and nowhere else. SIGINT and SIGTERM
-/// go to the command. They and SIGCHLD must be blocked in every thread of this process: one that
-/// takes SIGCHLD, although it ignores it, takes the news that the command has ended.
+/// Runs a command whose VARNEL settings lead to the emulator and nowhere else. BlockChildSignals
+/// must have been called before the emulator was made.
 ///
 /// @param options those of the emulator; the command sends their token
 /// @return its exit status; 128 and the signal's number when a signal ended it; 127 or 126 when it

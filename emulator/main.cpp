@@ -1,4 +1,5 @@
 // varnel-emulator: the simulation service on your own machine.
+#include <ChildProgram.h>
 #include <PrivateFile.h>
 #include <pthread.h>
 
@@ -40,8 +41,8 @@ void WriteFile(const std::string& path, const std::string& bytes) {
 }
 
 void AwaitStop(const Emulator& emulator, const CommandLine& line) {
-    std::cout << emulator.GetUrl() << std::endl;
     if (!line.readyFile.empty()) { WriteFile(line.readyFile, emulator.GetUrl() + "\n"); }
+    std::cout << emulator.GetUrl() << std::endl;
     const sigset_t signals = MakeStopSignals();
     int number = 0;
     sigwait(&signals, &number);
@@ -59,6 +60,13 @@ std::unique_ptr<Emulator> StartEmulator(const CommandLine& line) {
 }
 
 int Run(const CommandLine& line) {
+    // The emulator's threads inherit this, so that the signals wait for whoever awaits them.
+    if (line.command.empty()) {
+        const sigset_t signals = MakeStopSignals();
+        pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    } else {
+        VarnelBase::BlockChildSignals();
+    }
     const std::unique_ptr<Emulator> emulator = StartEmulator(line);
     if (!IsLoopback(line.emulator.address)) {
         std::cerr << "varnel-emulator: warning: everybody who reaches " << emulator->GetUrl()
@@ -78,10 +86,6 @@ int Run(const CommandLine& line) {
 } // namespace
 
 int main(int argc, char* argv[]) {
-    // The threads inherit this, so that the signals wait for AwaitStop and RunCommandWith.
-    sigset_t signals = MakeStopSignals();
-    sigaddset(&signals, SIGCHLD);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     try {
         const CommandLine line = VarnelBase::Emulation::ParseCommandLine(argc, argv);
         return line.exitStatus ? *line.exitStatus : Run(line);
