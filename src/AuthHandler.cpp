@@ -39,6 +39,13 @@ constexpr const char* BusyElsewhere = ": another program has been renewing the t
 /// otherwise an empty store means that somebody has signed out.
 std::atomic<std::size_t> unstoredSession{0};
 
+/// Whether somebody has signed out, or in, since this session was loaded. What a refresh of it has
+/// brought must not come in the place of that.
+bool IsSessionReplaced(TokenStore& store, const std::string& refreshToken) {
+    return std::hash<std::string>()(refreshToken) != unstoredSession &&
+           store.Load().refreshToken != refreshToken;
+}
+
 httplib::Server MakeLoginServer() {
     const SigpipeGuard guard;
     return httplib::Server();
@@ -336,8 +343,13 @@ std::string AuthHandler::RefreshAccessToken() {
     if (!answer.error.empty()) {
         throw IdentityError(DescribeRefusal(issuer, "renewing the token", answer.error));
     }
-    StoreTokens(answer.accessToken,
-                answer.refreshToken.empty() ? refreshToken : answer.refreshToken);
+    const std::string next = answer.refreshToken.empty() ? refreshToken : answer.refreshToken;
+    if (IsSessionReplaced(tokenStore, refreshToken)) {
+        token = answer.accessToken;
+        refreshToken = next;
+    } else {
+        StoreTokens(answer.accessToken, next);
+    }
     return token;
 }
 

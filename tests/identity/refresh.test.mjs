@@ -99,6 +99,24 @@ test('a session that was ended is forgotten, and nothing else is', async () => {
   assert.deepEqual(readTokens(home), [other]);
 });
 
+test('a refresh undoes no sign-out and no sign-in that came while it was under way', async () => {
+  const other = { accessToken: makeToken({ exp: 4e9 }), refreshToken: 'of another login meanwhile' };
+  for (const meanwhile of [[], [other]]) {
+    const relay = await startRelay((await startProvider()).issuer, ({ text }, response) => {
+      if (relay.requests > 1) {
+        const [file] = findFiles(home, '.json');
+        if (meanwhile.length) writeFileSync(file, JSON.stringify(other)); else rmSync(file);
+        relay.renewed = JSON.parse(text).access_token;
+      }
+      response.end(text);
+    });
+    const home = await signedInHome(relay.issuer);
+    ageToken(home);
+    assert.equal((await askKey(home, relay.issuer)).result, relay.renewed);
+    assert.deepEqual(readTokens(home), meanwhile);
+  }
+});
+
 test('trouble on the way throws nothing away and sends no refresh twice', async () => {
   const authority = makeAuthority();
   const env = { VARNEL_CA_FILE: authority.file };
