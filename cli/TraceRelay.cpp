@@ -222,12 +222,19 @@ void TraceRelay::AcceptConnections() {
                 const std::lock_guard<std::mutex> lock(guard);
                 ++active;
             }
-            std::thread([this, i, connection = std::move(client)]() mutable {
-                Serve(std::move(connection), services[i]);
+            const auto leave = [this] {
                 const std::lock_guard<std::mutex> lock(guard);
                 --active;
                 finished.notify_all();
-            }).detach();
+            };
+            try {
+                std::thread([this, i, leave, connection = std::move(client)]() mutable {
+                    Serve(std::move(connection), services[i]);
+                    leave();
+                }).detach();
+            } catch (const std::system_error&) {
+                leave(); // no thread is to be had: the client finds its connection closed
+            }
         }
     }
 }

@@ -1,6 +1,7 @@
 #include "WorkerPool.h"
 
 #include <algorithm>
+#include <system_error>
 
 namespace VarnelBase::Emulation {
 
@@ -23,10 +24,14 @@ void WorkerPool::Add(std::function<void()> job) {
     const std::lock_guard<std::mutex> lock(mutex);
     jobs.push_back(std::move(job));
     if (idleThreads < jobs.size() && threads.size() < MaxThreads) {
-        threads.emplace_back([this] { Work(); });
-    } else {
-        wakeUp.notify_one();
+        try {
+            threads.emplace_back([this] { Work(); });
+            return;
+        } catch (const std::system_error&) {
+            // The system has no more threads for this process: the job waits for one of those here.
+        }
     }
+    wakeUp.notify_one();
 }
 
 void WorkerPool::Work() {
