@@ -1,5 +1,6 @@
 #include "ConnectionServer.h"
 
+#include <fcntl.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -158,6 +159,7 @@ int ConnectionServer::StartServing(const std::string& address, int wantedPort) {
 }
 
 void ConnectionServer::StopServing() {
+    const std::lock_guard<std::mutex> lock(stopping);
     if (!listener.joinable()) { return; }
     stopSignal.Raise();
     stop();
@@ -165,6 +167,8 @@ void ConnectionServer::StopServing() {
 }
 
 bool ConnectionServer::process_and_close_socket(socket_t accepted) {
+    // A process that the host starts meanwhile must not keep the connection open.
+    fcntl(accepted, F_SETFD, FD_CLOEXEC);
     Connection connection(accepted, stopSignal);
     try {
         int served = 0;

@@ -41,7 +41,8 @@ public:
     /// @throws std::runtime_error naming address and port
     int StartServing(const std::string& address, int wantedPort);
 
-    /// Takes no further connections and returns when the requests in flight are answered.
+    /// Takes no further connections and returns when the requests in flight are answered. Any
+    /// thread may call it.
     void StopServing();
 
 private:
@@ -61,6 +62,7 @@ private:
     ServerCallbacks callbacks;
     StopSignal stopSignal;
     std::thread listener;
+    std::mutex stopping;
 
     /// The request that this thread serves: cpp-httplib hands nothing of ours to its handlers.
     static thread_local InHand* inHand;
