@@ -1,6 +1,7 @@
 #pragma once
 
 #include <csignal>
+#include <mutex>
 
 namespace VarnelBase {
 
@@ -9,7 +10,7 @@ namespace VarnelBase {
 /// the program.
 class SigpipeGuard {
 public:
-    SigpipeGuard() { sigaction(SIGPIPE, nullptr, &saved); }
+    SigpipeGuard() : lock(mutex) { sigaction(SIGPIPE, nullptr, &saved); }
     ~SigpipeGuard() {
         const bool hasHandler = (saved.sa_flags & SA_SIGINFO) != 0 ||
                                 (saved.sa_handler != SIG_DFL && saved.sa_handler != SIG_IGN);
@@ -19,6 +20,9 @@ public:
     SigpipeGuard& operator=(const SigpipeGuard&) = delete;
 
 private:
+    // Two at a time would take each other's work for the program's own.
+    static inline std::mutex mutex;
+    std::lock_guard<std::mutex> lock;
     struct sigaction saved {};
 };
 
