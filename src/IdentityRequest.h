@@ -34,8 +34,9 @@ struct IdentityAnswer {
     std::string date; ///< the header of that name
 };
 
-/// Sends a request once and waits for the answer, 10 s for each step of it and 30 s in all. TLS 1.2
-/// or later with the server's certificate and name verified; redirects are not followed.
+/// Sends a request once and waits for the answer, 10 s for each step of it and 30 s until its body
+/// is there. TLS 1.2 or later with the server's certificate and name verified; redirects are not
+/// followed.
 ///
 /// @throws IdentityError saying where the request was to go and why it failed
 IdentityAnswer SendIdentityRequest(const IdentityRequest& request);
