@@ -1,6 +1,12 @@
 #pragma once
 
+#include <sys/prctl.h>
 #include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <system_error>
 
 #include "ApiConnector.h"
 #include "ScriptedServer.h"
@@ -45,7 +51,11 @@ protected:
     template <typename Work>
     static pid_t StartChild(Work work) {
         const pid_t child = fork();
-        if (child == 0) { _exit(work()); }
+        if (child < 0) { throw std::system_error(errno, std::generic_category(), "fork"); }
+        if (child == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL); // it does not outlive a test that fails
+            _exit(work());
+        }
         return child;
     }
 

@@ -1,5 +1,6 @@
 #include <sys/resource.h>
 
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <random>
@@ -134,11 +135,19 @@ TEST_F(TokenFiles, AreRefreshedOnceForAllProcesses) {
         const std::string renewed = "renewed-" + number; // opaque: never expires
         server.Answer(MakeAnswer(200, MakeProviderDocument(renewed, "next").dump()));
         TokenStore().Store({ExpiredToken, "refresh-" + number});
+        // All at once, and none is made while the server's thread has the allocator's lock.
+        std::array<int, 2> start{};
+        ASSERT_EQ(pipe(start.data()), 0);
         std::vector<pid_t> children;
         for (int process = 0; process < 8; ++process) {
-            children.push_back(
-                StartChild([&] { return AuthHandler().GetApiKey() == renewed ? 0 : 1; }));
+            children.push_back(StartChild([&] {
+                close(start[1]);
+                char nothing = 0;
+                if (read(start[0], &nothing, 1) != 0) { return 2; }
+                return AuthHandler().GetApiKey() == renewed ? 0 : 1;
+            }));
         }
+        for (const int end : start) { close(end); }
         for (const pid_t child : children) { EXPECT_EQ(AwaitChild(child), 0); }
         for (const std::string& request : server.TakeRequests()) {
             const bool isOurs =

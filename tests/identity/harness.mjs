@@ -57,7 +57,7 @@ export function startProbe(home, issuer, operations, { person = goBack, env = {}
       response.end();
       run.browsers.push(seen);
       const visit = person(seen.address, run);
-      visit?.catch(() => {}); // seen below
+      visit?.catch(() => run.child.kill()); // seen below
       run.visits.push(visit);
     }));
     run.child = spawn(probe, operations, {
