@@ -77,6 +77,7 @@ int Run(const CommandLine& line) {
         AwaitStop(*emulator, line);
     } else {
         status = VarnelBase::Emulation::RunCommandWith(*emulator, line.emulator, line.command);
+        VarnelBase::UnblockChildSignals();
     }
     emulator->Stop();
     if (!line.exportFile.empty()) { WriteFile(line.exportFile, emulator->Export().dump(2) + "\n"); }

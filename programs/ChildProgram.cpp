@@ -34,7 +34,7 @@ std::vector<char*> MakePointers(const std::vector<std::string>& texts) {
 /// Starts the program with signals as it expects them.
 pid_t Spawn(const std::vector<std::string>& command, const std::vector<std::string>& environment) {
     const sigset_t none = MakeSet({});
-    const sigset_t defaults = MakeSet({SIGPIPE}); // the HTTP library has it ignored
+    const sigset_t defaults = MakeSet({SIGPIPE}); // this process ignores it
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setsigmask(&attributes, &none);
@@ -48,6 +48,15 @@ pid_t Spawn(const std::vector<std::string>& command, const std::vector<std::stri
     return child;
 }
 
+std::vector<int> TakePending(const sigset_t& signals) {
+    std::vector<int> taken;
+    const timespec atOnce{};
+    for (int number = 0; (number = sigtimedwait(&signals, nullptr, &atOnce)) > 0;) {
+        taken.push_back(number);
+    }
+    return taken;
+}
+
 /// Passes signals on until the program ends; its status.
 int AwaitEnd(pid_t child, const sigset_t& signals) {
     while (true) {
@@ -55,7 +64,9 @@ int AwaitEnd(pid_t child, const sigset_t& signals) {
         if (waitpid(child, &status, WNOHANG) == child) { return status; }
         siginfo_t facts{};
         const int number = sigwaitinfo(&signals, &facts);
-        if (number > 0 && number != SIGCHLD && facts.si_code != SI_KERNEL) { kill(child, number); }
+        // A terminal that closes tells this process alone.
+        const bool isTyped = facts.si_code == SI_KERNEL && number != SIGHUP;
+        if (number > 0 && number != SIGCHLD && !isTyped) { kill(child, number); }
     }
 }
 
@@ -74,13 +85,16 @@ void BlockChildSignals() {
 
 void UnblockChildSignals() {
     const sigset_t signals = MakeChildSignals();
-    const timespec atOnce{};
-    while (sigtimedwait(&signals, nullptr, &atOnce) > 0) {}
+    TakePending(signals);
     pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
 }
 
 int RunChild(const std::vector<std::string>& command, const std::vector<std::string>& environment) {
-    const int status = AwaitEnd(Spawn(command, environment), MakeChildSignals());
+    const sigset_t signals = MakeChildSignals();
+    const std::vector<int> earlier = TakePending(signals);
+    const pid_t child = Spawn(command, environment);
+    for (const int number : earlier) { kill(child, number); }
+    const int status = AwaitEnd(child, signals);
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 

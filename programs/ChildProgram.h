@@ -26,8 +26,9 @@ void BlockChildSignals();
 /// Forgets those that have come since, and lets further ones have their effect on this process.
 void UnblockChildSignals();
 
-/// Runs a program, found as a shell finds it, to its end. Signals that others send to this process
-/// meanwhile go to the program; what is typed at the terminal reaches it by itself.
+/// Runs a program, found as a shell finds it, to its end. Signals that this process gets meanwhile,
+/// and has got since BlockChildSignals, which must have been called, go to the program. SIGINT and
+/// SIGQUIT that are typed while it runs reach it by themselves.
 ///
 /// @param environment NAME=VALUE each
 /// @return its exit status; 128 and the signal's number when a signal ended it

@@ -27,6 +27,15 @@ TEST_F(TraceTest, ShowsTheStatusThatTheLibraryHides) {
     EXPECT_EQ(Run("varnel trace -- ./missing").status, 127);
 }
 
+TEST_F(TraceTest, StandsInTheWayOfNoSignal) {
+    const std::string hangUp = "varnel trace -- sh -c 'kill -HUP $PPID; sleep 0.1; exit 7'";
+    EXPECT_EQ(Run(hangUp).status, 129);
+    EXPECT_EQ(Run("trap '' HUP; " + hangUp).status, 7); // as under nohup
+    EXPECT_EQ(Run(R"(bash -c 'trap "" CHLD; varnel trace -- sh -c "exit 7"')").status, 7);
+    Run("varnel trace -- sh -c 'varnel version; varnel version; echo yes >ended' 2>&1 | true");
+    EXPECT_EQ(Read("ended"), "yes\n");
+}
+
 TEST_F(TraceTest, TheServiceSeesNoDifference) {
     const std::string request = "VARNEL_TOKEN=secret varnel agent send 'a b' -q";
     Run(request);
