@@ -42,8 +42,12 @@ std::atomic<std::size_t> unstoredSession{0};
 /// Whether somebody has signed out, or in, since this session was loaded. What a refresh of it has
 /// brought must not come in the place of that.
 bool IsSessionReplaced(TokenStore& store, const std::string& refreshToken) {
-    return std::hash<std::string>()(refreshToken) != unstoredSession &&
-           store.Load().refreshToken != refreshToken;
+    if (std::hash<std::string>()(refreshToken) == unstoredSession) { return false; }
+    try {
+        return store.Load().refreshToken != refreshToken;
+    } catch (const std::exception&) {
+        return false; // to be found again when the new tokens are stored
+    }
 }
 
 httplib::Server MakeLoginServer() {
@@ -404,6 +408,8 @@ void AuthHandler::StoreTokens(const std::string& accessToken, const std::string&
             tokenStore.Clear();
         } else {
             tokenStore.Store({token, refreshToken});
+            std::size_t stored = std::hash<std::string>()(refreshToken);
+            unstoredSession.compare_exchange_strong(stored, 0);
         }
     } catch (const std::exception&) {
         // The tokens in memory are as good, for this handler.
