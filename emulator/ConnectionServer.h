@@ -3,6 +3,7 @@
 #include <httplib.h>
 
 #include <functional>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>

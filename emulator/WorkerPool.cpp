@@ -28,7 +28,8 @@ void WorkerPool::Add(std::function<void()> job) {
             threads.emplace_back([this] { Work(); });
             return;
         } catch (const std::system_error&) {
-            // The system has no more threads for this process: the job waits for one of those here.
+            // The system has no more for this process: the job waits for one of those here, or for
+            // the next that there is.
         }
     }
     wakeUp.notify_one();

@@ -35,8 +35,8 @@ struct IdentityAnswer {
 };
 
 /// Sends a request once and waits for the answer, 10 s for each step of it and 30 s until its body
-/// is there. TLS 1.2 or later with the server's certificate and name verified; redirects are not
-/// followed.
+/// is complete; a head that comes drop by drop has no limit in all. TLS 1.2 or later with the
+/// server's certificate and name verified; redirects are not followed.
 ///
 /// @throws IdentityError saying where the request was to go and why it failed
 IdentityAnswer SendIdentityRequest(const IdentityRequest& request);

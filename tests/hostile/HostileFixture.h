@@ -53,7 +53,7 @@ protected:
         const pid_t child = fork();
         if (child < 0) { throw std::system_error(errno, std::generic_category(), "fork"); }
         if (child == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL); // it does not outlive a test that fails
+            prctl(PR_SET_PDEATHSIG, SIGKILL); // it does not outlive the test
             _exit(work());
         }
         return child;

@@ -135,7 +135,7 @@ TEST_F(TokenFiles, AreRefreshedOnceForAllProcesses) {
         const std::string renewed = "renewed-" + number; // opaque: never expires
         server.Answer(MakeAnswer(200, MakeProviderDocument(renewed, "next").dump()));
         TokenStore().Store({ExpiredToken, "refresh-" + number});
-        // All at once, and none is made while the server's thread has the allocator's lock.
+        // All at once, and none is forked while the server's thread holds the allocator's lock.
         std::array<int, 2> start{};
         ASSERT_EQ(pipe(start.data()), 0);
         std::vector<pid_t> children;
