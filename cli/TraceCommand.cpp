@@ -2,19 +2,16 @@
 #include <ConfigFile.h>
 #include <EnvironmentVariable.h>
 #include <IdentitySettings.h>
-#include <PrivateFile.h>
+#include <PrivateConfigFile.h>
 #include <SettingSources.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <string_view>
-#include <system_error>
 
 #include "CommandTree.h"
 #include "ExitStatus.h"
@@ -25,36 +22,17 @@ namespace VarnelBase {
 
 namespace {
 
-constexpr const char* ConfigName = "config.json";
 constexpr const char* AbsentClaim = "no-such-claim-while-traced";
 
 /// The variables of the private configuration file and of the settings that it replaces.
 constexpr std::array<std::string_view, 4> ReplacedVariables{
     "VARNEL_CONFIG", "VARNEL_API_HOST", "VARNEL_API_PORT", "VARNEL_GROUPS_CLAIM"};
 
-/// A directory for this user alone that goes with everything in it.
-class PrivateDirectory {
-public:
-    PrivateDirectory() {
-        const std::string runtime = ReadVariable("XDG_RUNTIME_DIR");
-        path = (runtime.empty() ? std::filesystem::temp_directory_path().string() : runtime) +
-               "/varnel-trace-XXXXXX";
-        if (mkdtemp(path.data()) == nullptr) {
-            throw std::system_error(errno, std::generic_category(), path);
-        }
-    }
-    ~PrivateDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-    PrivateDirectory(const PrivateDirectory&) = delete;
-    PrivateDirectory& operator=(const PrivateDirectory&) = delete;
-
-    const std::string& GetPath() const { return path; }
-
-private:
-    std::string path;
-};
+/// Where a file with passwords lies best: in memory.
+std::string FindRuntimeDirectory() {
+    const std::string runtime = ReadVariable("XDG_RUNTIME_DIR");
+    return runtime.empty() ? std::filesystem::temp_directory_path().string() : runtime;
+}
 
 std::vector<RelayedService> FindServices() {
     std::vector<RelayedService> services;
@@ -99,10 +77,9 @@ std::vector<std::string> MakeEnvironment(const std::string& configFile) {
 }
 
 int RunTraced(const std::vector<std::string>& program, const json& config) {
-    const PrivateDirectory directory;
-    ReplacePrivateFile(directory.GetPath(), ConfigName, config.dump(2));
+    const PrivateConfigFile file(FindRuntimeDirectory(), config.dump(2));
     try {
-        return RunChild(program, MakeEnvironment(directory.GetPath() + "/" + ConfigName));
+        return RunChild(program, MakeEnvironment(file.GetPath()));
     } catch (const ChildNotStarted& error) {
         throw CommandError(static_cast<ExitStatus>(error.GetExitStatus()), error.what());
     }

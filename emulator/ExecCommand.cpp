@@ -1,44 +1,18 @@
 #include "ExecCommand.h"
 
 #include <ChildProgram.h>
-#include <PrivateFile.h>
+#include <PrivateConfigFile.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <iostream>
-#include <system_error>
 
 namespace VarnelBase::Emulation {
 
 namespace {
 
 using nlohmann::json;
-
-/// A directory that is removed with what is in it.
-class TemporaryDirectory {
-public:
-    TemporaryDirectory() {
-        std::string name = (std::filesystem::temp_directory_path() / "varnel-XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr) {
-            throw std::system_error(errno, std::generic_category(), name);
-        }
-        path = name;
-    }
-    ~TemporaryDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-    const std::string& GetPath() const { return path; }
-
-private:
-    std::string path;
-};
 
 /// Settings that send every environment to the emulator and to no identity provider.
 json MakeConfig(int port, EmulatorAccess access) {
@@ -75,13 +49,10 @@ std::string MakeExecToken(EmulatorAccess access) {
 
 int RunCommandWith(const Emulator& emulator, const EmulatorOptions& options,
                    const std::vector<std::string>& command) {
-    const TemporaryDirectory directory;
-    ReplacePrivateFile(directory.GetPath(), "config.json",
-                       MakeConfig(emulator.GetPort(), options.access).dump(2) + "\n");
-
+    const PrivateConfigFile config(std::filesystem::temp_directory_path().string(),
+                                   MakeConfig(emulator.GetPort(), options.access).dump(2) + "\n");
     try {
-        return RunChild(command,
-                        MakeEnvironment(directory.GetPath() + "/config.json", options.token));
+        return RunChild(command, MakeEnvironment(config.GetPath(), options.token));
     } catch (const ChildNotStarted& error) {
         std::cerr << "varnel-emulator: " << error.what() << '\n';
         return error.GetExitStatus();
