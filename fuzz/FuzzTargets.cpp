@@ -1,7 +1,6 @@
 // What others write, each kind a target of libFuzzer. FUZZ_TARGET names the one to run, and HOME a
 // directory of its own.
 
-#include <openssl/evp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -12,6 +11,7 @@
 
 #include "AccessTokenClaims.h"
 #include "CallbackServer.h"
+#include "CryptoText.h"
 #include "IdentitySettings.h"
 #include "Operations.h"
 #include "TokenFile.h"
@@ -34,16 +34,8 @@ void SetPeerAnswer(const std::string& input, int status) {
 
 /// A whole token, or, when it begins with "{", the document inside one.
 void FuzzTokenClaims(const std::string& input) {
-    std::string token = input;
-    if (input[0] == '{') {
-        token.assign(input.size() * 2 + 5, '\0');
-        EVP_EncodeBlock(reinterpret_cast<unsigned char*>(token.data()),
-                        reinterpret_cast<const unsigned char*>(input.data()),
-                        static_cast<int>(input.size()));
-        token = "e30." + token.substr(0, token.find_first_of(std::string("=\0", 2))) + ".c2ln";
-        std::replace(token.begin(), token.end(), '+', '-');
-        std::replace(token.begin(), token.end(), '/', '_');
-    }
+    const bool isDocument = input[0] == '{';
+    const std::string token = isDocument ? "e30." + EncodeBase64Url(input) + ".c2ln" : input;
     static AuthHandler handler;
     handler.IsTokenExpired(token);
     ReadFirstGroup(token, "groups");

@@ -19,13 +19,6 @@ bool IsBase64Url(char c) {
            c == '_';
 }
 
-std::string EncodeBase64Url(const Block& bytes) {
-    std::string text = EncodeBase64({bytes.begin(), bytes.end()});
-    std::replace(text.begin(), text.end(), '+', '-');
-    std::replace(text.begin(), text.end(), '/', '_');
-    return text.substr(0, text.find('='));
-}
-
 } // namespace
 
 std::string DecodeBase64Url(std::string text) {
@@ -51,12 +44,19 @@ std::string EncodeBase64(const std::string& text) {
     return {encoded.begin(), encoded.begin() + length};
 }
 
+std::string EncodeBase64Url(const std::string& bytes) {
+    std::string text = EncodeBase64(bytes);
+    std::replace(text.begin(), text.end(), '+', '-');
+    std::replace(text.begin(), text.end(), '/', '_');
+    return text.substr(0, text.find('='));
+}
+
 std::string HashToBase64Url(const std::string& text) {
     Block hash{};
     if (EVP_Digest(text.data(), text.size(), hash.data(), nullptr, EVP_sha256(), nullptr) != 1) {
         throw std::runtime_error("SHA-256 is not available");
     }
-    return EncodeBase64Url(hash);
+    return EncodeBase64Url({hash.begin(), hash.end()});
 }
 
 std::string MakeRandomText() {
@@ -64,7 +64,7 @@ std::string MakeRandomText() {
     if (RAND_bytes(random.data(), static_cast<int>(random.size())) != 1) {
         throw std::runtime_error("random numbers are not available");
     }
-    return EncodeBase64Url(random);
+    return EncodeBase64Url({random.begin(), random.end()});
 }
 
 } // namespace VarnelBase

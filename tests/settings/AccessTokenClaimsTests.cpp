@@ -1,10 +1,10 @@
 #include "AccessTokenClaims.h"
 
 #include <gtest/gtest.h>
-#include <openssl/evp.h>
 
-#include <algorithm>
 #include <vector>
+
+#include "CryptoText.h"
 
 namespace VarnelBase {
 
@@ -12,13 +12,7 @@ namespace {
 
 /// A token in compact form with those claims and no signature.
 std::string MakeToken(const std::string& claims) {
-    std::string text(claims.size() * 4 / 3 + 5, '\0');
-    const auto* bytes = reinterpret_cast<const unsigned char*>(claims.data());
-    EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()), bytes,
-                    static_cast<int>(claims.size()));
-    std::replace(text.begin(), text.end(), '+', '-');
-    std::replace(text.begin(), text.end(), '/', '_');
-    return "e30." + text.substr(0, text.find_first_of(std::string("=\0", 2))) + ".";
+    return "e30." + EncodeBase64Url(claims) + ".";
 }
 
 } // namespace
