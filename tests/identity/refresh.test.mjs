@@ -42,18 +42,16 @@ test('a refresh token that is not replaced is kept', async () => {
   assert.deepEqual(readTokens(home), [{ accessToken: result, refreshToken }]);
 });
 
-for (const delayMs of [0, 1500]) {
-  test(`eight processes send one refresh, answered after ${delayMs} ms`, async () => {
-    const { issuer, counts } = await startProvider({ delayMs });
-    const home = await signedInHome(issuer);
-    ageToken(home);
-    const runs = Array.from({ length: 8 }, () => startProbe(home, issuer, ['pause', 'key'], { env: alice }));
-    await Promise.all(runs.map((run) => run.paused));
-    for (const run of runs) run.resume();
-    for (const { lines } of await Promise.all(runs.map((run) => run.done))) assert.equal(lines[1].result, readTokens(home)[0].accessToken);
-    assert.deepEqual(counts, { 'password ok': 1, 'refresh_token ok': 1 });
-  });
-}
+test('eight processes send one refresh, and wait for its answer', async () => {
+  const { issuer, counts } = await startProvider({ delayMs: 1500 });
+  const home = await signedInHome(issuer);
+  ageToken(home);
+  const runs = Array.from({ length: 8 }, () => startProbe(home, issuer, ['pause', 'key'], { env: alice }));
+  await Promise.all(runs.map((run) => run.paused));
+  for (const run of runs) run.resume();
+  for (const { lines } of await Promise.all(runs.map((run) => run.done))) assert.equal(lines[1].result, readTokens(home)[0].accessToken);
+  assert.deepEqual(counts, { 'password ok': 1, 'refresh_token ok': 1 });
+});
 
 test('a process killed between answer and store costs one session at most', async () => {
   let kill;
