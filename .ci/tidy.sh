@@ -10,7 +10,8 @@ tidy() {
 }
 
 # The analyzer looks into the functions of the file itself alone. All other checks read whatever is
-# included, which takes most of their time: they get the sources of a program as one.
+# included, which takes most of their time: they get the sources of a program as one, and no tests, of which
+# one is an example.
 cmake --preset tidy >/dev/null
 git ls-files '*.cpp' ':!tests' ':!fuzz' ':!benchmarks' |
     tidy build/tidy '-*,clang-analyzer-*,-clang-analyzer-optin.performance.Padding'

@@ -1,9 +1,11 @@
-// How the tests of a host application use the emulator: the application's own code runs against it,
-// sees it fail, and what it asked is looked at afterwards.
+// A test of a host application: its code runs against an emulator in the same process, sees the
+// service fail, and what it has asked for is looked at afterwards.
 #include <ApiConnector.h>
 #include <Emulator.h>
+#include <gtest/gtest.h>
 
-#include "TestHome.h"
+#include <cstdlib>
+#include <string>
 
 namespace {
 
@@ -14,12 +16,14 @@ VarnelBase::json StartPatiently(VarnelBase::ApiConnector& connector, const std::
                                : execution;
 }
 
-using HostApplication = VarnelBase::TestHome;
-
-TEST_F(HostApplication, StartsAgainWhenTheServiceIsBusy) {
+TEST(Application, StartsAgainWhenTheServiceIsBusy) {
     VarnelBase::Emulator emulator;
+    setenv("VARNEL_ENVIRONMENT", "local", 1);
+    setenv("VARNEL_API_HOST", "127.0.0.1", 1);
     setenv("VARNEL_API_PORT", std::to_string(emulator.GetPort()).c_str(), 1);
-    VarnelBase::ApiConnector connector(VarnelBase::Environment::Local);
+    setenv("VARNEL_TOKEN", "test", 1);
+    setenv("VARNEL_OFFLINE", "no", 1);
+    VarnelBase::ApiConnector connector;
     emulator.AddFault(
         {{"path", "/simulations/*/executions"}, {"action", "status"}, {"status", 503}});
 
