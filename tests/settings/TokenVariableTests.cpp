@@ -3,8 +3,6 @@
 
 namespace VarnelBase {
 
-namespace {
-
 using TokenVariable = TestHome;
 
 TEST_F(TokenVariable, ComesBeforeMemory) {
@@ -21,7 +19,5 @@ TEST_F(TokenVariable, ComesBeforeMemory) {
     unsetenv("VARNEL_TOKEN");
     EXPECT_EQ(auth.GetApiKey(), "two");
 }
-
-} // namespace
 
 } // namespace VarnelBase
