@@ -8,7 +8,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-noted=tests/packaging/wire.expected
+noted=tests/wire/wire.expected
 work=build/wire
 mkdir -p "$work/home"
 isNoting=no
@@ -29,7 +29,7 @@ for directory in "$@"; do
     objects=$work/$release
     rm -rf "$objects"
     mkdir "$objects"
-    for source in src/*.cpp tests/packaging/wire_capture.cpp; do
+    for source in src/*.cpp tests/wire/wire_capture.cpp; do
         ${CXX:-g++} -std=c++17 -Isrc "${json[@]}" "${flags[@]}" -c "$source" -o "$objects/$(basename "$source").o" &
         if [ "$(jobs -rp | wc -l)" -ge "$(nproc)" ]; then wait -n; fi
     done

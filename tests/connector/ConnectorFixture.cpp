@@ -13,10 +13,8 @@ std::string ConnectorFixture::CaptureOutput(const std::function<void()>& action)
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     action();
-    const std::string errors = testing::internal::GetCapturedStderr();
-    const std::string output = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(errors, "");
-    return output;
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    return testing::internal::GetCapturedStdout();
 }
 
 namespace {

@@ -15,24 +15,12 @@ using VarnelBase::json;
 
 namespace {
 
-/// The bytes with those that are not printable as in C, and a line after each line feed.
+/// The bytes as a JSON string that is broken after each CR LF but the last.
 std::string Describe(const std::string& bytes) {
-    std::string lines;
-    for (const char& c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '\r') {
-            lines += "\\r";
-        } else if (c == '\n') {
-            lines += &c == &bytes.back() ? "\\n" : "\\n\n    ";
-        } else if (byte < ' ' || byte > '~') {
-            lines += "\\x" + std::string(1, "0123456789abcdef"[byte / 16]) +
-                     "0123456789abcdef"[byte % 16];
-        } else {
-            lines += c;
-        }
-    }
-    lines = std::regex_replace(lines, std::regex("Host: 127.0.0.1:[0-9]+"), "Host: HOST");
-    return std::regex_replace(lines, std::regex("cpp-httplib/[0-9.]+"), "cpp-httplib/RELEASE");
+    std::string text = json(bytes).dump(-1, ' ', true);
+    text = std::regex_replace(text, std::regex(R"(\\r\\n(?!"$))"), "$&\n    ");
+    text = std::regex_replace(text, std::regex("Host: 127.0.0.1:[0-9]+"), "Host: HOST");
+    return std::regex_replace(text, std::regex("cpp-httplib/[0-9.]+"), "cpp-httplib/RELEASE");
 }
 
 /// The same request with its header lines in the order of their names.
@@ -87,4 +75,8 @@ int main() {
         std::cout << "file name " << json(value) << "\n  "
                   << connector.GenerateProject(json::object()).dump() << "\n";
     }
+    setenv("VARNEL_TOKEN", "", 1);
+    server.TakeRequests();
+    std::cout << "no token\n";
+    show(ApiConnector().UpdateUser("u1", "reader"));
 }
