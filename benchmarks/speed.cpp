@@ -17,7 +17,7 @@ using VarnelBase::ApiConnector;
 using VarnelBase::AuthHandler;
 using VarnelBase::json;
 
-constexpr int Calls = 1000;
+constexpr int Calls = 500;
 
 void CompareOperations(const std::string& token) {
     for (const Operation& operation : ListOperations()) {
