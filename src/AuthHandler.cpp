@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdlib>
 #include <functional>
 #include <stdexcept>
 #include <utility>
@@ -73,14 +72,15 @@ bool HasEnded(const std::string& accessToken) {
     return expiry && static_cast<double>(ReadProviderClock()) >= *expiry;
 }
 
-std::string ReadTokenVariable() {
+/// The token of VARNEL_TOKEN, before which the session's gives way; empty when there is none.
+std::string TakeTokenVariable(std::string& sessionToken) {
     std::string given = ReadVariable("VARNEL_TOKEN");
+    if (given.empty()) { return given; }
     if (!IsAccessTokenText(given)) {
         throw std::runtime_error("VARNEL_TOKEN: holds a character that no token may hold");
     }
-    if (!given.empty() && HasEnded(given)) {
-        throw std::runtime_error("VARNEL_TOKEN: the token has expired");
-    }
+    if (HasEnded(given)) { throw std::runtime_error("VARNEL_TOKEN: the token has expired"); }
+    sessionToken.clear();
     return given;
 }
 
@@ -145,13 +145,9 @@ AuthHandler::AuthHandler() : loginServer(MakeLoginServer()) {
 AuthHandler::~AuthHandler() = default;
 
 std::string AuthHandler::GetApiKey() {
-    const char* const given = std::getenv("VARNEL_TOKEN"); // Not copied: this is the everyday path.
-    const bool isGiven = given != nullptr && *given != '\0';
-    if ((!isGiven || token == given) && !IsTokenExpired(token)) { return token; }
-    if (isGiven) {
-        token = ReadTokenVariable();
-        return token;
-    }
+    if (!IsTokenExpired(token)) { return token; }
+    std::string given = TakeTokenVariable(token);
+    if (!given.empty()) { return given; }
     if (authHost.empty() && config.GetEnvironment() == Environment::Local) { return ""; }
     LoadTokens();
     if (config.IsOffline()) { return token; }
@@ -188,15 +184,14 @@ std::string AuthHandler::GetFirstGroup(const std::string& accessToken) {
 }
 
 std::string AuthHandler::Login() {
-    const bool hasTokenVariable = !ReadTokenVariable().empty();
-    if (!hasTokenVariable) {
-        if (authHost.empty() && config.GetEnvironment() == Environment::Local) { return ""; }
-        LoadTokens();
-        if (config.IsOffline()) { return token; }
-        try {
-            if (!RefreshAccessToken().empty()) { return token; }
-        } catch (const IdentityError&) {} // Signing in anew may go well nevertheless.
-    }
+    std::string given = TakeTokenVariable(token);
+    if (!given.empty()) { return given; }
+    if (authHost.empty() && config.GetEnvironment() == Environment::Local) { return ""; }
+    LoadTokens();
+    if (config.IsOffline()) { return token; }
+    try {
+        if (!RefreshAccessToken().empty()) { return token; }
+    } catch (const IdentityError&) {} // Signing in anew may go well nevertheless.
     Relogin();
     return token;
 }
@@ -213,11 +208,7 @@ bool AuthHandler::IsTokenExpired(const std::string& accessToken) {
 }
 
 void AuthHandler::Relogin() {
-    const std::string given = ReadTokenVariable();
-    if (!given.empty()) {
-        token = given;
-        return;
-    }
+    if (!TakeTokenVariable(token).empty()) { return; }
     if (authHost.empty() && config.GetEnvironment() == Environment::Local) { return; }
     const std::string issuer = GetAuthServerUrl();
     if (config.IsOffline()) { throw std::runtime_error("offline mode: nobody can sign in"); }

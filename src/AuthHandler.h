@@ -44,10 +44,11 @@ public:
     AuthHandler();
     ~AuthHandler();
 
-    /// The access token: VARNEL_TOKEN when it is set, else the one in memory while it is valid,
-    /// else the stored one while it is valid, else a new one by refresh or password. Never opens a
-    /// browser. Empty when no identity provider is configured in `Local`, and when offline without
-    /// a stored token. As long as the token is the same, so is the text.
+    /// The access token: the session's in memory while it is valid, else VARNEL_TOKEN when it is
+    /// set, else the stored session's while it is valid, else a new one by refresh or password.
+    /// Never opens a browser. Empty when no identity provider is configured in `Local`, and when
+    /// offline without a stored token. As long as the token is the same, so is the text.
+    /// VARNEL_TOKEN is not kept, so that a program may change it between calls.
     ///
     /// @throws std::runtime_error when there is none, saying what to do; the text holds no secret
     std::string GetApiKey();
@@ -63,8 +64,9 @@ public:
 
     /// Asks the provider for tokens, whatever is in memory: by refresh, and when that fails by
     /// password when one is configured, else in the browser, for which a person has 180 s
-    /// (VARNEL_LOGIN_TIMEOUT). Returns the access token; VARNEL_TOKEN when that is set; empty in
-    /// `Local` without an identity provider; offline the stored token or nothing.
+    /// (VARNEL_LOGIN_TIMEOUT). Returns the access token; VARNEL_TOKEN when that is set, which takes
+    /// the place of a session in memory; empty in `Local` without an identity provider; offline the
+    /// stored token or nothing.
     ///
     /// @throws std::runtime_error when signing in fails, saying why
     std::string Login();

@@ -30,7 +30,15 @@ TokenFile FindTokenFile(const EnvConfig& config, const IdentitySettings& identit
 }
 
 bool IsAccessTokenText(const std::string& text) {
-    return std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c < 0x7f; });
+    // Without an early end, so that many characters are looked at at once: a token in VARNEL_TOKEN
+    // is checked with each request.
+    char lowest = '~';
+    char highest = '~';
+    for (const char c : text) {
+        lowest = std::min(lowest, c);
+        highest = std::max(highest, c);
+    }
+    return lowest > ' ' && highest < 0x7f;
 }
 
 bool IsRefreshTokenText(const std::string& text) {

@@ -5,7 +5,7 @@ namespace VarnelBase {
 
 using TokenVariable = TestHome;
 
-TEST_F(TokenVariable, ComesBeforeMemory) {
+TEST_F(TokenVariable, IsReadForEachRequest) {
     AuthHandler auth;
     for (const char* token : {"one", "two"}) {
         setenv("VARNEL_TOKEN", token, 1);
@@ -15,9 +15,23 @@ TEST_F(TokenVariable, ComesBeforeMemory) {
     for (const char* unusable : {"e30.eyJleHAiOjF9.c2ln", "line\nbreak"}) {
         setenv("VARNEL_TOKEN", unusable, 1);
         EXPECT_THROW(auth.GetApiKey(), std::runtime_error);
+        EXPECT_THROW(auth.Login(), std::runtime_error);
     }
     unsetenv("VARNEL_TOKEN");
-    EXPECT_EQ(auth.GetApiKey(), "two");
+    EXPECT_EQ(auth.GetApiKey(), "");
+}
+
+TEST_F(TokenVariable, ReplacesASessionInMemoryWithLogin) {
+    setenv("VARNEL_AUTH_HOST", "https://id.example.com", 1);
+    TokenStore().Store({"session", ""});
+    AuthHandler auth;
+    EXPECT_EQ(auth.GetApiKey(), "session");
+    setenv("VARNEL_TOKEN", "given", 1);
+    EXPECT_EQ(auth.GetApiKey(), "session");
+    EXPECT_EQ(auth.Login(), "given");
+    EXPECT_EQ(auth.GetApiKey(), "given");
+    unsetenv("VARNEL_TOKEN");
+    EXPECT_EQ(auth.GetApiKey(), "session");
 }
 
 } // namespace VarnelBase
