@@ -24,8 +24,7 @@ void RequireGoodStatus(const std::string& target, const Answer& answer) {
                            "GET " + target + " was not answered: " + answer.problem);
     }
     if (answer.status == 401) {
-        throw CommandError(ExitStatus::LoginNeeded,
-                           text + reason + " (sign in with: varnel login)");
+        throw CommandError(ExitStatus::LoginNeeded, text + reason + " (" + AdviseSignIn() + ")");
     }
     if (answer.status < 200 || answer.status > 299) {
         throw CommandError(ExitStatus::Refused, text + reason);

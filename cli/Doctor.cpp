@@ -116,7 +116,7 @@ bool CheckToken(Findings& findings, ApiConnector& connector) {
                 : "have the provider put groups into the token, or set VARNEL_GROUPS_CLAIM");
         return true;
     } catch (const std::runtime_error& error) {
-        findings.Fail(ExitStatus::LoginNeeded, "token", error.what(), "varnel login");
+        findings.Fail(ExitStatus::LoginNeeded, "token", error.what(), AdviseSignIn());
         return false;
     }
 }
@@ -173,7 +173,7 @@ void CheckService(Findings& findings, ApiConnector& connector) {
                       "check that host and port are the service's");
     } else if (answer.status == 401) {
         findings.Fail(ExitStatus::LoginNeeded, "service", "does not accept the token (401)",
-                      "varnel login");
+                      AdviseSignIn());
     } else if (answer.status != 200 || version.is_discarded()) {
         findings.Fail(ExitStatus::Refused, "service",
                       "GET /version was answered " + std::to_string(answer.status) + ": " +

@@ -23,7 +23,7 @@ ApiConnector& Session::Connect() {
             connector->GetHostname();
         } catch (const std::runtime_error& error) {
             throw CommandError(ExitStatus::LoginNeeded,
-                               std::string(error.what()) + " (sign in with: varnel login)");
+                               std::string(error.what()) + " (" + AdviseSignIn() + ")");
         }
     }
     return *connector;
@@ -43,6 +43,11 @@ void Session::Print(const json& document) const {
 
 void Session::Note(const std::string& text) const {
     if (!arguments.isQuiet) { std::cerr << "varnel: " << MakePrintable(text) << std::endl; }
+}
+
+std::string AdviseSignIn() {
+    return ReadVariable("VARNEL_TOKEN").empty() ? "sign in with: varnel login"
+                                                : "put another token into VARNEL_TOKEN";
 }
 
 void ApplyEnvironmentOptions(const Arguments& arguments) {

@@ -85,6 +85,9 @@ private:
     std::optional<ApiConnector> connector;
 };
 
+/// What somebody can do whose token is missing or does not do.
+std::string AdviseSignIn();
+
 /// Puts --environment and --offline into the process environment, where the library looks. Another
 /// environment than the one that VARNEL_ENVIRONMENT names takes the variables out that belong to
 /// that one.

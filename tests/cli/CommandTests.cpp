@@ -158,6 +158,9 @@ TEST_F(CommandTest, DoctorChecksEverythingAndHidesSecrets) {
     EXPECT_EQ(Run("VARNEL_API_PORT=1 varnel doctor").status, 3);
     EXPECT_EQ(Run("varnel doctor --environment staging").status, 4);
     EXPECT_EQ(Run("VARNEL_API_PORT=0 varnel doctor").status, 2);
+    const Outcome unusable = Run("VARNEL_TOKEN='a b' varnel doctor");
+    EXPECT_EQ(unusable.status, 4);
+    EXPECT_NE(unusable.out.find("put another token"), std::string::npos) << unusable.out;
 }
 
 TEST_F(CommandTest, ReadsEveryPage) {
