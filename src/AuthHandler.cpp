@@ -72,7 +72,8 @@ bool HasEnded(const std::string& accessToken) {
     return expiry && static_cast<double>(ReadProviderClock()) >= *expiry;
 }
 
-/// The token of VARNEL_TOKEN, before which the session's gives way; empty when there is none.
+/// The token of VARNEL_TOKEN; empty when there is none. Clears the session's token if there is one:
+/// it must not come back after `Login`, nor make this thread parse both with each request.
 std::string TakeTokenVariable(std::string& sessionToken) {
     std::string given = ReadVariable("VARNEL_TOKEN");
     if (given.empty()) { return given; }

@@ -48,7 +48,7 @@ public:
     /// set, else the stored session's while it is valid, else a new one by refresh or password.
     /// Never opens a browser. Empty when no identity provider is configured in `Local`, and when
     /// offline without a stored token. As long as the token is the same, so is the text.
-    /// VARNEL_TOKEN is not kept, so that a program may change it between calls.
+    /// VARNEL_TOKEN is not kept: a program may change it between calls, and must not unset it.
     ///
     /// @throws std::runtime_error when there is none, saying what to do; the text holds no secret
     std::string GetApiKey();
@@ -78,7 +78,8 @@ public:
     bool IsTokenExpired(const std::string& accessToken);
 
     /// Signs in by password or in the browser, without regard to tokens in memory and in the store,
-    /// and replaces both on success.
+    /// and replaces both on success. With VARNEL_TOKEN set nobody is asked: it takes the place of a
+    /// session in memory.
     ///
     /// @throws std::runtime_error when signing in fails, saying why, and when offline
     void Relogin();

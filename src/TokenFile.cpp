@@ -30,8 +30,8 @@ TokenFile FindTokenFile(const EnvConfig& config, const IdentitySettings& identit
 }
 
 bool IsAccessTokenText(const std::string& text) {
-    // Without an early end, so that many characters are looked at at once: a token in VARNEL_TOKEN
-    // is checked with each request.
+    // Without an early end, so that a compiler may look at many characters at once: a token in
+    // VARNEL_TOKEN is checked with each request.
     char lowest = '~';
     char highest = '~';
     for (const char c : text) {

@@ -105,7 +105,7 @@ TEST_F(Tokens, StayWhenOthersCannotBeStored) {
     const std::string nul("a\0", 2);
     const std::string large(40000, 'x');
     const std::vector<std::vector<std::string>> refused{
-        {"a b", ""}, {"a\n", ""},  {"a\x7f", ""},  {"a\x80", ""}, {nul, ""},
+        {"a b", ""}, {"a\n", ""},  {"a\x7fz", ""}, {"a\x80", ""}, {nul, ""},
         {"", "r"},   {"a", "r\r"}, {"a", "r\x80"}, {large, large}};
     for (const auto& pair : refused) {
         EXPECT_THROW(store.Store({pair[0], pair[1]}), std::invalid_argument) << pair[0];

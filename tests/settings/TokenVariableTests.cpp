@@ -1,3 +1,5 @@
+#include <functional>
+
 #include "AuthHandler.h"
 #include "TestHome.h"
 
@@ -21,17 +23,26 @@ TEST_F(TokenVariable, IsReadForEachRequest) {
     EXPECT_EQ(auth.GetApiKey(), "");
 }
 
-TEST_F(TokenVariable, ReplacesASessionInMemoryWithLogin) {
+TEST_F(TokenVariable, ReplacesASessionInMemory) {
     setenv("VARNEL_AUTH_HOST", "https://id.example.com", 1);
     TokenStore().Store({"session", ""});
     AuthHandler auth;
-    EXPECT_EQ(auth.GetApiKey(), "session");
+    const std::vector<std::function<void()>> signIns{[&] { auth.Login(); },
+                                                     [&] { auth.Relogin(); }};
+    for (const auto& signIn : signIns) {
+        EXPECT_EQ(auth.GetApiKey(), "session");
+        setenv("VARNEL_TOKEN", "given", 1);
+        EXPECT_EQ(auth.GetApiKey(), "session");
+        signIn();
+        EXPECT_EQ(auth.GetApiKey(), "given");
+        unsetenv("VARNEL_TOKEN");
+        EXPECT_EQ(auth.GetApiKey(), "session");
+    }
+    TokenStore().Store({"e30.eyJleHAiOjF9.c2ln", ""}); // expired
+    AuthHandler late;
+    EXPECT_THROW(late.GetApiKey(), std::runtime_error);
     setenv("VARNEL_TOKEN", "given", 1);
-    EXPECT_EQ(auth.GetApiKey(), "session");
-    EXPECT_EQ(auth.Login(), "given");
-    EXPECT_EQ(auth.GetApiKey(), "given");
-    unsetenv("VARNEL_TOKEN");
-    EXPECT_EQ(auth.GetApiKey(), "session");
+    EXPECT_EQ(late.GetApiKey(), "given");
 }
 
 } // namespace VarnelBase
