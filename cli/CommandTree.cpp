@@ -1,6 +1,6 @@
 #include "CommandTree.h"
 
-#include "ExitStatus.h"
+#include "output/ExitStatus.h"
 
 namespace VarnelBase {
 

@@ -9,11 +9,11 @@
 #include <system_error>
 
 #include "CommandTree.h"
-#include "ExitStatus.h"
-#include "Output.h"
-#include "Session.h"
-#include "Suggestion.h"
-#include "Utf8Text.h"
+#include "output/ExitStatus.h"
+#include "output/Output.h"
+#include "output/Utf8Text.h"
+#include "session/Session.h"
+#include "shell/Suggestion.h"
 
 namespace {
 

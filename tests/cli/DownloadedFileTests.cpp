@@ -1,4 +1,4 @@
-#include "DownloadedFile.h"
+#include "files/DownloadedFile.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,126 @@
+#include <ChildProgram.h>
+#include <ConfigFile.h>
+#include <EnvironmentVariable.h>
+#include <IdentitySettings.h>
+#include <PrivateConfigFile.h>
+#include <SettingSources.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <string_view>
+
+#include "CommandTree.h"
+#include "output/ExitStatus.h"
+#include "trace/TraceLog.h"
+#include "trace/TraceRelay.h"
+
+namespace VarnelBase {
+
+namespace {
+
+constexpr const char* AbsentClaim = "no-such-claim-while-traced";
+
+/// The variables of the private configuration file and of the settings that it replaces.
+constexpr std::array<std::string_view, 4> ReplacedVariables{
+    "VARNEL_CONFIG", "VARNEL_API_HOST", "VARNEL_API_PORT", "VARNEL_GROUPS_CLAIM"};
+
+/// Where a file with passwords lies best: in memory.
+std::string FindRuntimeDirectory() {
+    const std::string runtime = ReadVariable("XDG_RUNTIME_DIR");
+    return runtime.empty() ? std::filesystem::temp_directory_path().string() : runtime;
+}
+
+std::vector<RelayedService> FindServices() {
+    std::vector<RelayedService> services;
+    for (const Environment environment :
+         {Environment::Local, Environment::Staging, Environment::Production}) {
+        const EnvConfig config(environment);
+        const bool isGrouped = environment != Environment::Local;
+        services.push_back({NameEnvironment(environment), config.GetApiHost(), config.GetApiPort(),
+                            isGrouped ? ReadIdentitySettings(environment).groupsClaim : ""});
+    }
+    return services;
+}
+
+/// The user's own configuration, so that stored tokens are found and secrets are there, with the
+/// relay in the place of each service and no group to go in front of it.
+json MakeConfig(const std::vector<RelayedService>& services, const TraceRelay& relay) {
+    json config = json::object();
+    const std::string path = FindConfigFile();
+    for (const auto& [name, value] : path.empty() ? ConfigEntries() : ReadConfigFile(path)) {
+        config[json::json_pointer("/" + CLI::detail::find_and_replace(name, ".", "/"))] = value;
+    }
+    for (std::size_t i = 0; i < services.size(); ++i) {
+        json& section = config["environments"][services[i].environment];
+        section["apiHost"] = "127.0.0.1";
+        section["apiPort"] = relay.GetPort(i);
+        section["groupsClaim"] = AbsentClaim;
+    }
+    return config;
+}
+
+/// This process's variables, with that configuration file.
+std::vector<std::string> MakeEnvironment(const std::string& configFile) {
+    std::vector<std::string> variables{"VARNEL_CONFIG=" + configFile};
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        const std::string_view name(*variable, std::strcspn(*variable, "="));
+        const auto* const end = ReplacedVariables.end();
+        if (std::find(ReplacedVariables.begin(), end, name) == end) {
+            variables.emplace_back(*variable);
+        }
+    }
+    return variables;
+}
+
+int RunTraced(const std::vector<std::string>& program, const json& config) {
+    const PrivateConfigFile file(FindRuntimeDirectory(), config.dump(2));
+    try {
+        return RunChild(program, MakeEnvironment(file.GetPath()));
+    } catch (const ChildNotStarted& error) {
+        throw CommandError(static_cast<ExitStatus>(error.GetExitStatus()), error.what());
+    }
+}
+
+void TraceProgram(Session& session) {
+    const Arguments& given = session.arguments;
+    TraceLog log(given.traceFormat == "har" ? TraceFormat::Har : TraceFormat::JsonLines,
+                 given.file);
+    // Nobody may read the record any more, and the program is to go on all the same.
+    std::signal(SIGPIPE, SIG_IGN);
+    BlockChildSignals();
+    int status = 0;
+    {
+        const std::vector<RelayedService> services = FindServices();
+        TraceRelay relay(services, [&log](const TracedExchange& exchange) { log.Add(exchange); });
+        status = RunTraced(given.program, MakeConfig(services, relay));
+        // A service that does not answer may keep the relay for a while.
+        UnblockChildSignals();
+    }
+    log.Finish();
+    if (status != 0) { throw CommandError(static_cast<ExitStatus>(status), ""); }
+}
+
+} // namespace
+
+void AddTraceCommand(CLI::App& root, Session& session) {
+    Arguments& given = session.arguments;
+    CLI::App& trace = AddCommand(
+        root, session, "trace",
+        "Run a program that uses the library, and record each of its requests", TraceProgram,
+        {"varnel trace -- varnel simulation list",
+         "varnel trace --format har --to requests.har -- varnel version"});
+    trace.add_option("--format", given.traceFormat, "Form of the record (jsonl unless given)")
+        ->type_name("jsonl|har")
+        ->check(CLI::IsMember({"jsonl", "har"}).description(""));
+    trace.add_option("--to", given.file, "File for the record (standard error unless given)")
+        ->type_name("FILE");
+    trace.add_option("PROGRAM", given.program, "The program and its arguments, after --")
+        ->required()
+        ->type_name("");
+}
+
+} // namespace VarnelBase
