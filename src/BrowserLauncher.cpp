@@ -1,5 +1,6 @@
 #include "BrowserLauncher.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -10,6 +11,8 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
+#include <memory>
 #include <sstream>
 #include <thread>
 #include <vector>
@@ -84,6 +87,24 @@ std::vector<char*> PointToWords(Words& words) {
     return pointers;
 }
 
+/// Has a child begin with its standard streams alone.
+void CloseInherited([[maybe_unused]] posix_spawn_file_actions_t& actions) {
+#ifndef __APPLE__ // where a flag does it
+#if __GLIBC__ * 100 + __GLIBC_MINOR__ >= 234
+    posix_spawn_file_actions_addclosefrom_np(&actions, FirstInheritedDescriptor);
+#else
+    // Those that are open now: all that another libc can be told.
+    const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir("/proc/self/fd"), closedir);
+    while (const dirent* entry = entries ? readdir(entries.get()) : nullptr) {
+        const int descriptor = std::atoi(entry->d_name);
+        if (descriptor >= FirstInheritedDescriptor) {
+            posix_spawn_file_actions_addclose(&actions, descriptor);
+        }
+    }
+#endif
+#endif
+}
+
 /// How a child begins: standard streams on the null device, no other descriptors, signals as at the
 /// start of a program.
 class SpawnSettings {
@@ -97,9 +118,8 @@ public:
         short flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
 #ifdef __APPLE__
         flags |= POSIX_SPAWN_CLOEXEC_DEFAULT;
-#else
-        posix_spawn_file_actions_addclosefrom_np(&actions, FirstInheritedDescriptor);
 #endif
+        CloseInherited(actions);
         sigset_t signals;
         sigemptyset(&signals);
         posix_spawnattr_setsigmask(&attributes, &signals);

@@ -180,6 +180,11 @@ std::string FindConfigFile() {
 ConfigEntries ReadConfigFile(const std::string& path) {
     const FileReading file = ReadRegularFile(path, MaxConfigFileBytes, SymbolicLinks::Follow);
     if (file.isMissing && path != ReadVariable("VARNEL_CONFIG")) { return {}; }
+    if (file.lacksDescriptor) {
+        // Nothing is known of the file then, not even whether it exists.
+        throw std::runtime_error("the settings cannot be read: " + file.problem +
+                                 "; close some or raise the limit (ulimit -n)");
+    }
     if (!file.problem.empty()) { throw std::runtime_error(path + ": " + file.problem); }
 
     const char* begin = file.bytes.data();

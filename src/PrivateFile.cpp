@@ -98,6 +98,7 @@ FileReading ReadRegularFile(const std::string& path, std::size_t maxBytes, Symbo
     const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | refusal));
     if (!file.IsOpen()) {
         reading.isMissing = errno == ENOENT || errno == ENOTDIR;
+        reading.lacksDescriptor = errno == EMFILE || errno == ENFILE;
         reading.problem = DescribeError(errno);
         return reading;
     }

@@ -7,10 +7,11 @@ namespace VarnelBase {
 
 /// What reading a file gave.
 struct FileReading {
-    std::string bytes;      ///< the whole content, when there was no problem
-    std::string problem;    ///< why there is none; empty: no problem
-    bool isMissing = false; ///< the problem: there is nothing of that name
-    bool isPrivate = false; ///< the file is this user's, without permissions for anybody else
+    std::string bytes;            ///< the whole content, when there was no problem
+    std::string problem;          ///< why there is none; empty: no problem
+    bool isMissing = false;       ///< the problem: there is nothing of that name
+    bool lacksDescriptor = false; ///< the problem: too many files are open
+    bool isPrivate = false;       ///< the file is this user's, without permissions for anybody else
 };
 
 enum class SymbolicLinks { Follow, Refuse };

@@ -1,5 +1,6 @@
 #include "EnvConfig.h"
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "TestHome.h"
@@ -136,6 +137,18 @@ TEST_F(Settings, ComeFromARegularFileAndSecretsFromAPrivateOne) {
         Write(home / "open", R"({"environments":{"staging":{"clientSecret":"s3cret"}}})", mode);
         expect(home / "open", open);
     }
+}
+
+TEST_F(Settings, NameNoFileWhereNoneCanBeOpened) {
+    rlimit usual{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
+    const rlimit none{0, usual.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    const std::string description = Describe();
+    setrlimit(RLIMIT_NOFILE, &usual);
+    EXPECT_EQ(description,
+              "the settings cannot be read: Too many open files; close some or raise "
+              "the limit (ulimit -n)");
 }
 
 TEST_F(Settings, ComeFromTheFirstPlaceThatIsNamed) {
