@@ -52,7 +52,7 @@ std::unique_ptr<Emulation::ServiceState> OpenState(const EmulatorOptions& option
 }
 
 bool IsLocal(const Request& request) {
-    return request.target.rfind(LocalPrefix, 0) == 0;
+    return request.GetPath().rfind(LocalPrefix, 0) == 0;
 }
 
 } // namespace

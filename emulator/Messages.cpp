@@ -16,10 +16,26 @@ std::string Trim(const std::string& text) {
     return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
 }
 
+/// Where the path of a target begins: behind scheme and authority, where it has them.
+std::size_t FindPath(const std::string& target) {
+    const std::size_t authority = target.find("://");
+    if (target.empty() || target[0] == '/' || authority == std::string::npos) { return 0; }
+    return std::min(target.find_first_of("/?", authority + 3), target.size());
+}
+
 } // namespace
 
 std::string Request::GetPath() const {
-    return target.substr(0, target.find('?'));
+    const std::size_t begin = FindPath(target);
+    const std::size_t end = std::min(target.find('?', begin), target.size());
+    return begin == end ? "/" : target.substr(begin, end - begin);
+}
+
+std::string Request::GetAuthority() const {
+    const std::size_t end = FindPath(target);
+    if (end == 0) { return FindHeader("Host"); }
+    const std::size_t begin = target.find("://") + 3;
+    return target.substr(begin, end - begin);
 }
 
 std::string Request::FindHeader(const std::string& name) const {

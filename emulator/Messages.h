@@ -2,10 +2,15 @@
 
 #include <nlohmann/json.hpp>
 
+#include <atomic>
+#include <functional>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "BodyStream.h"
 
 namespace VarnelBase::Emulation {
 
@@ -17,12 +22,15 @@ using HeaderLine = std::pair<std::string, std::string>;
 /// A request as it arrived.
 struct Request {
     std::string method;
-    std::string target; ///< path and query as they came, nothing decoded
+    std::string target; ///< as it came, nothing decoded; may be absolute ("http://host/path?query")
     std::vector<HeaderLine> headers;
     std::string body;
 
-    /// The target up to its query, nothing decoded.
+    /// The target from its path up to its query, nothing decoded.
     std::string GetPath() const;
+
+    /// What the request was sent to, "host:port": from an absolute target, else the header Host.
+    std::string GetAuthority() const;
 
     /// Value of the first header of that name, in letters of any case; empty without one.
     std::string FindHeader(const std::string& name) const;
@@ -34,6 +42,13 @@ struct Answer {
     std::string body;
     std::string contentType = "application/json";
     std::vector<HeaderLine> headers;
+
+    /// Sent in place of the body, as it is written: server-sent events, say.
+    std::shared_ptr<BodyStream> stream;
+
+    /// Makes the answer in place of all the members above, in a thread of its own: for what waits for
+    /// others, which would hold up every other request. It ends soon after `isStopping` becomes true.
+    std::function<Answer(const std::atomic<bool>& isStopping)> later;
 };
 
 /// Why a request is not carried out: becomes an answer with an error document.
