@@ -1,87 +1,101 @@
 #pragma once
 
-#include <httplib.h>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/thread_pool.hpp>
 
 #include <array>
+#include <atomic>
 #include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 
-#include "StopSignal.h"
+#include "ClientSocket.h"
+#include "Delivery.h"
+#include "RequestReader.h"
+#include "ServerCallbacks.h"
 
 namespace VarnelBase::Emulation {
 
-/// What the streams of some releases of cpp-httplib have and those of others lack.
-class AnyReleaseStream : public httplib::Stream {
-public:
-    // NOLINTBEGIN(readability-identifier-naming, modernize-use-override): no override everywhere
-    virtual bool is_writable() const { return true; }
-    virtual bool wait_readable() const { return is_readable(); }
-    virtual bool wait_writable() const { return true; }
-    virtual time_t duration() const { return 0; }
-    // NOLINTEND(readability-identifier-naming, modernize-use-override)
+class Connection;
+
+/// What the connections of a server share. Except for `isStopping`, and what says so itself, all of
+/// it belongs to the server's thread.
+struct ServerParts {
+    explicit ServerParts(ServerCallbacks functions) : callbacks(std::move(functions)) {}
+
+    ServerCallbacks callbacks;
+    boost::asio::io_context loop{1};
+    TlsContext tls;
+    std::atomic<bool> isStopping{false};
+    std::unordered_set<std::shared_ptr<Connection>> connections;
+    std::array<char, 65536> buffer{};                  ///< into which every connection reads
+    std::unique_ptr<boost::asio::thread_pool> waiters; ///< carry out what waits for others
 };
 
-/// A client's connection. It remembers the head of the request as it came, and keeps what is
-/// written back until somebody decides how it is sent.
-class Connection : public AnyReleaseStream {
+/// A client's connection: reads requests, has them carried out, and sends the answers, one after
+/// the other. It lives as long as it is one of its server's connections or waits for something.
+class Connection : public std::enable_shared_from_this<Connection> {
 public:
-    /// @param accepted closed at the end of this object
-    Connection(socket_t accepted, const StopSignal& signal) : peer(accepted), stop(signal) {}
-    ~Connection() override;
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
-
-    /// Waits until the next request begins; false: it does not within the time, or the end has
-    /// come.
-    bool AwaitRequest(std::chrono::milliseconds time);
-
-    /// Forgets the request before and starts the time that this one may take to arrive.
-    void BeginRequest();
-
-    const std::string& GetHead() const { return head; }
-    bool IsHeadTooLarge() const { return isHeadTooLarge; }
-
-    /// What was written since the last call, or since BeginRequest.
-    std::string TakeOutput();
-
-    /// Sends bytes at once; false: the other side takes no more.
-    bool Send(std::string_view bytes);
-
-    /// Ends with a TCP reset instead of an orderly close.
-    void CloseWithReset();
-
-    /// Tells the other side that nothing follows and reads on for a while: closing with unread
-    /// bytes would throw the answer away that is on its way.
-    void DrainBeforeClose();
-
-    // What cpp-httplib's server uses.
-    bool is_readable() const override { return true; }
-    ssize_t read(char* bytes, size_t size) override;
-    ssize_t write(const char* bytes, size_t size) override;
-    void get_remote_ip_and_port(std::string& ip, int& port) const override;
-    void get_local_ip_and_port(std::string& ip, int& port) const override;
-    /// None: the server only refuses descriptors that are too large for select, which nobody uses.
-    socket_t socket() const override { return INVALID_SOCKET; }
-
-private:
     using Clock = std::chrono::steady_clock;
 
-    /// Takes what has arrived, or what arrives until then; false: nothing does. The end leaves
-    /// requests a moment, and none to connections between two of them.
-    bool Fill(Clock::time_point deadline, bool isBetweenRequests);
-    void RememberHead(std::string_view bytes);
+    /// @param accepted closed at the end
+    Connection(ServerParts& shared, int accepted);
 
-    socket_t peer;
-    const StopSignal& stop;
-    std::array<char, 16384> buffer{};
-    std::size_t bufferBegin = 0;
-    std::size_t bufferEnd = 0;
-    std::string head;
-    bool isHeadComplete = false;
-    bool isHeadTooLarge = false;
-    std::string output;
-    Clock::time_point requestDeadline;
+    void Start();
+
+    /// Closes what has taken too long.
+    void CheckTime(Clock::time_point now);
+
+    /// Closes between two requests, and hurries otherwise.
+    void Stop();
+
+private:
+    using Step = void (Connection::*)();
+
+    void Await(boost::asio::ip::tcp::socket::wait_type readiness, Step step);
+    void AwaitTime(double seconds, Step step);
+    void Post(Step step);
+    void SetTimeLeft(std::chrono::milliseconds time);
+
+    void Receive();
+    void Consume(std::string_view bytes);
+    void ConsumeArrived();
+    bool ReadHead(std::string_view& bytes);
+    void Deliver(Answer answer);
+    void DeliverLater(Answer answer);
+    void BeginSending();
+    void Send();
+    void SendMore();
+    void WatchStream();
+    void EndAnswer();
+    void Drain();
+    void Close();
+
+    ServerParts& parts;
+    boost::asio::ip::tcp::socket socket;
+    ClientSocket client;
+    Clock::time_point deadline;
+    std::unique_ptr<boost::asio::steady_timer> timer; ///< of delays; most connections have none
+
+    std::string arrived;                   ///< what the reader has not used yet
+    std::unique_ptr<RequestReader> reader; ///< none between two requests
+    bool isHeadRead = false;
+    Clock::time_point begin; ///< of the request
+    Exchange exchange;
+    std::optional<Fault> fault;
+
+    std::optional<Delivery> delivery; ///< the answer that is sent
+    std::string part;                 ///< of what follows its bytes
+    std::string_view unsent;          ///< of its bytes, or of the part
+    bool isAwaitingStream = false;
+    bool isDraining = false;
+    std::size_t drained = 0;
 };
 
 } // namespace VarnelBase::Emulation

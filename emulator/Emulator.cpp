@@ -1,14 +1,12 @@
 #include "Emulator.h"
 
-#include <SigpipeGuard.h>
-
 #include <filesystem>
 #include <mutex>
 #include <stdexcept>
 
 #include "AccessRules.h"
-#include "ConnectionServer.h"
 #include "EmbeddedDocuments.h"
+#include "HttpServer.h"
 #include "LocalRoutes.h"
 #include "ServiceRoutes.h"
 #include "UtcTime.h"
@@ -18,6 +16,7 @@ namespace VarnelBase {
 namespace {
 
 using Emulation::Answer;
+using Emulation::Fault;
 using Emulation::Request;
 using nlohmann::json;
 
@@ -68,19 +67,25 @@ struct Emulator::Parts {
             return IsLocal(request) ? std::nullopt
                                     : faults.Choose(request.method, request.GetPath());
         };
-        callbacks.answer = [this](const Request& request) { return AnswerRequest(request); };
+        callbacks.answer = [this](const Request& request, const std::optional<Fault>& fault) {
+            return AnswerRequest(request, fault);
+        };
         callbacks.record = [this](Emulation::Exchange exchange) {
             if (!IsLocal(exchange.request)) { requests.Add(std::move(exchange)); }
         };
-        const SigpipeGuard guard;
-        server = std::make_unique<Emulation::ConnectionServer>(std::move(callbacks));
-        port = server->StartServing(options.address, options.port);
+        server = std::make_unique<Emulation::HttpServer>(
+            Emulation::ServerAddress{options.address, options.port, "", ""}, std::move(callbacks));
+        port = server->GetPort();
         const bool isIpv6 = options.address.find(':') != std::string::npos;
         url = "http://" + (isIpv6 ? "[" + options.address + "]" : options.address) + ":" +
               std::to_string(port);
     }
 
-    Answer AnswerRequest(const Request& request) {
+    Answer AnswerRequest(const Request& request, const std::optional<Fault>& fault) {
+        if (fault && fault->action == Emulation::FaultAction::Status) {
+            return Emulation::MakeErrorAnswer(fault->status, "fault",
+                                              "a fault rule wants this answer");
+        }
         if (!IsLocal(request)) {
             if (auto refusal = access.Refuse(request)) { return *refusal; }
         }
@@ -96,7 +101,7 @@ struct Emulator::Parts {
     Emulation::Router router;
     std::string url;
     int port = 0;
-    std::unique_ptr<Emulation::ConnectionServer> server; ///< last: it uses the others
+    std::unique_ptr<Emulation::HttpServer> server; ///< last: it uses the others
 };
 
 Emulator::Emulator(const EmulatorOptions& options) : parts(std::make_unique<Parts>(options)) {}
@@ -145,7 +150,7 @@ json Emulator::Export() {
 }
 
 void Emulator::Stop() {
-    parts->server->StopServing();
+    parts->server->Stop();
 }
 
 } // namespace VarnelBase

@@ -152,31 +152,4 @@ std::optional<Fault> FaultRules::Choose(const std::string& method, const std::st
     return chosen;
 }
 
-void ApplyFault(const Fault& fault, Answer& answer) {
-    constexpr const char* disposition = "Content-Disposition";
-    switch (fault.action) {
-        case FaultAction::ReplaceStatus:
-            answer.status = fault.status;
-            break;
-        case FaultAction::InvalidJson:
-            answer.body = R"({"id": "broken)";
-            break;
-        case FaultAction::LiteralNull:
-            answer.body = "null";
-            break;
-        case FaultAction::DuplicateDisposition:
-            answer.headers.emplace_back(disposition, "attachment; filename=\"duplicate.zip\"");
-            break;
-        case FaultAction::EmptyDisposition:
-            answer.headers.erase(
-                std::remove_if(answer.headers.begin(), answer.headers.end(),
-                               [](const HeaderLine& line) { return line.first == disposition; }),
-                answer.headers.end());
-            answer.headers.emplace_back(disposition, "");
-            break;
-        default:
-            break; // done when the answer is sent
-    }
-}
-
 } // namespace VarnelBase::Emulation

@@ -74,7 +74,4 @@ private:
     std::int64_t rulesMade = 0;
 };
 
-/// Changes an answer as the fault wants it, where that can be done to the answer.
-void ApplyFault(const Fault& fault, Answer& answer);
-
 } // namespace VarnelBase::Emulation

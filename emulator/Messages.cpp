@@ -10,12 +10,6 @@ namespace {
 
 constexpr int MaxDepth = 200;
 
-std::string Trim(const std::string& text) {
-    const std::size_t begin = text.find_first_not_of(" \t");
-    if (begin == std::string::npos) { return ""; }
-    return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
-}
-
 /// Where the path of a target begins: behind scheme and authority, where it has them.
 std::size_t FindPath(const std::string& target) {
     const std::size_t authority = target.find("://");
@@ -47,26 +41,6 @@ std::string Request::FindHeader(const std::string& name) const {
 
 Refusal::Refusal(int httpStatus, std::string errorCode, const std::string& message)
     : std::runtime_error(message), status(httpStatus), code(std::move(errorCode)) {}
-
-Request ParseRequestHead(const std::string& head) {
-    Request request;
-    std::size_t begin = 0;
-    while (begin < head.size()) {
-        const std::size_t end = std::min(head.find('\n', begin), head.size());
-        std::string line = head.substr(begin, end - begin);
-        if (!line.empty() && line.back() == '\r') { line.pop_back(); }
-        if (begin == 0) {
-            const std::size_t first = line.find(' ');
-            const std::size_t last = line.rfind(' ');
-            request.method = line.substr(0, first);
-            if (last != first) { request.target = line.substr(first + 1, last - first - 1); }
-        } else if (const std::size_t colon = line.find(':'); colon != std::string::npos) {
-            request.headers.emplace_back(line.substr(0, colon), Trim(line.substr(colon + 1)));
-        }
-        begin = end + 1;
-    }
-    return request;
-}
 
 std::string WriteJson(const json& document) {
     return document.dump(-1, ' ', false, json::error_handler_t::replace);

@@ -25,6 +25,8 @@ struct Request {
     std::string target; ///< as it came, nothing decoded; may be absolute ("http://host/path?query")
     std::vector<HeaderLine> headers;
     std::string body;
+    bool isHttp11 = true;
+    bool isKeptAlive = false; ///< whether the client wants to use its connection again
 
     /// The target from its path up to its query, nothing decoded.
     std::string GetPath() const;
@@ -46,8 +48,9 @@ struct Answer {
     /// Sent in place of the body, as it is written: server-sent events, say.
     std::shared_ptr<BodyStream> stream;
 
-    /// Makes the answer in place of all the members above, in a thread of its own: for what waits for
-    /// others, which would hold up every other request. It ends soon after `isStopping` becomes true.
+    /// Makes the answer in place of all the members above, in a thread of its own: for what waits
+    /// for others, which would hold up every other request. It ends soon after `isStopping` becomes
+    /// true.
     std::function<Answer(const std::atomic<bool>& isStopping)> later;
 };
 
@@ -63,9 +66,6 @@ private:
     int status;
     std::string code;
 };
-
-/// Request line and headers, as far as they can be read.
-Request ParseRequestHead(const std::string& head);
 
 /// Compact text of a document. Bytes that are not UTF-8 become U+FFFD.
 std::string WriteJson(const json& document);

@@ -1,5 +1,7 @@
 #include "Router.h"
 
+#include <algorithm>
+#include <array>
 #include <cctype>
 #include <exception>
 
@@ -61,6 +63,38 @@ bool HasPattern(const std::vector<std::string>& path, const std::vector<std::str
     return true;
 }
 
+bool IsKnownMethod(const std::string& method) {
+    constexpr std::array<const char*, 9> methods{"GET",    "HEAD",    "POST",  "PUT",    "PATCH",
+                                                 "DELETE", "OPTIONS", "TRACE", "CONNECT"};
+    return std::find(methods.begin(), methods.end(), method) != methods.end();
+}
+
+/// @param allowed the methods that the path takes, each followed by ", "; empty: there is no such
+/// path
+Answer AnswerWithoutRoute(const Request& request, const std::string& allowed) {
+    if (!IsKnownMethod(request.method)) {
+        return MakeErrorAnswer(501, "not_implemented",
+                               "the method " + request.method + " is not known here");
+    }
+    const bool isForServer = request.target == "*";
+    if (allowed.empty() && !isForServer) {
+        return MakeErrorAnswer(404, "not_found", "there is nothing at " + request.GetPath());
+    }
+    const std::string taken =
+        (isForServer ? "GET, HEAD, POST, PATCH, DELETE, " : allowed) + "OPTIONS";
+    Answer answer;
+    if (request.method == "OPTIONS") {
+        answer.status = 204;
+        answer.contentType.clear();
+    } else {
+        answer =
+            MakeErrorAnswer(405, "method_not_allowed",
+                            request.method + " does not go with this path, which takes " + taken);
+    }
+    answer.headers.emplace_back("Allow", taken);
+    return answer;
+}
+
 } // namespace
 
 std::string Call::FindQuery(const std::string& name) const {
@@ -80,7 +114,7 @@ Answer Router::Dispatch(const Request& request) const {
     for (const Route& route : routes) {
         if (!HasPattern(path, route.segments, call.ids)) { continue; }
         if (route.method != method) {
-            allowed += (allowed.empty() ? "" : ", ") + route.method;
+            allowed += route.method == "GET" ? "GET, HEAD, " : route.method + ", ";
             continue;
         }
         try {
@@ -92,14 +126,7 @@ Answer Router::Dispatch(const Request& request) const {
             return MakeErrorAnswer(500, "internal", error.what());
         }
     }
-    if (allowed.empty()) {
-        return MakeErrorAnswer(404, "not_found", "there is nothing at " + request.GetPath());
-    }
-    Answer answer =
-        MakeErrorAnswer(405, "method_not_allowed",
-                        request.method + " does not go with this path, which takes " + allowed);
-    answer.headers.emplace_back("Allow", allowed);
-    return answer;
+    return AnswerWithoutRoute(request, allowed);
 }
 
 } // namespace VarnelBase::Emulation

@@ -59,8 +59,10 @@ std::string Exchange(const Emulator& emulator, const std::string& bytes) {
 std::pair<int, json> Ask(const Emulator& emulator, const std::string& method,
                          const std::string& target, const std::string& body = "",
                          const std::string& headers = "") {
+    const bool namesHost = headers.find("Host:") != std::string::npos;
+    const std::string host = namesHost ? "" : "Host: localhost\r\n";
     const std::string answer = Exchange(
-        emulator, method + " " + target + " HTTP/1.1\r\nConnection: close\r\n" + headers +
+        emulator, method + " " + target + " HTTP/1.1\r\nConnection: close\r\n" + headers + host +
                       "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
     const std::size_t end = answer.find("\r\n\r\n");
     if (end == std::string::npos) { return {0, json()}; }
@@ -90,7 +92,11 @@ TEST(Emulator, AnswersWithTheStatusOfTheCase) {
         {"POST", "/generateProject", R"({"name": "../up"})", 422},
         {"POST", "/_local/clock", R"({"advance": -1})", 422},
         {"POST", "/_local/faults", R"({"action": "reset", "probability": 0.5})", 422},
-        {"TRACE", "/users", "", 400},
+        {"TRACE", "/users", "", 405},
+        {"OPTIONS", "/users", "", 204},
+        {"OPTIONS", "*", "", 204},
+        {"BREW", "/users", "", 501},
+        {"get", "/users", "", 501},
     };
     for (const auto& [method, target, body, expected] : cases) {
         const auto [status, document] = Ask(emulator, method, target, body);
@@ -184,7 +190,8 @@ TEST(Emulator, FaultsSpoilTheAnswer) {
         {{{"action", "endless"}, {"maxBytes", 3}}, head + "\r\n\r\n   ", true},
         {{{"action", "delay"}, {"delay", 0.001}}, head + "\r\n\r\n{*}", true},
     };
-    const std::string request = "POST /users HTTP/1.1\r\nConnection: close\r\nContent-Length: ";
+    const std::string request =
+        "POST /users HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\nContent-Length: ";
     for (auto [rule, pattern, isCarriedOut] : cases) {
         rule.update({{"path", "/u*"}, {"method", "POST"}, {"occurrence", 2}});
         emulator.Reset();
@@ -295,7 +302,8 @@ TEST(Emulator, StopsWhenRequestsInFlightAreAnswered) {
     Emulator emulator;
     emulator.AddFault({{"action", "delay"}, {"delay", 3600}});
     const int peer = Connect(emulator);
-    const std::string request = "GET /version HTTP/1.1\r\nConnection: close\r\n\r\n";
+    const std::string request =
+        "GET /version HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n";
     ASSERT_EQ(send(peer, request.data(), request.size(), 0), static_cast<ssize_t>(request.size()));
     for (int i = 0;
          i < 100000 && Ask(emulator, "GET", "/_local/faults").second["items"][0]["applied"] == 0;
