@@ -1,15 +1,14 @@
 #include "IdentityRequest.h"
 
-#include <arpa/inet.h>
 #include <httplib.h>
 #include <openssl/err.h>
 #include <openssl/ssl.h>
-#include <openssl/x509v3.h>
 
 #include <chrono>
 #include <memory>
 
 #include "CryptoText.h"
+#include "TlsRules.h"
 
 namespace VarnelBase {
 
@@ -40,24 +39,11 @@ int VerifyCertificate(X509_STORE_CTX* store, void* argument) {
     return isValid;
 }
 
-bool IsAddress(const std::string& host) {
-    in6_addr address{};
-    return inet_pton(AF_INET, host.c_str(), &address) == 1 ||
-           inet_pton(AF_INET6, host.c_str(), &address) == 1;
-}
-
 void ConfigureTls(SSL_CTX* context, const IdentityRequest& request, Verification& verification) {
-    X509_VERIFY_PARAM* param = SSL_CTX_get0_param(context);
-    X509_VERIFY_PARAM_set_hostflags(
-        param, X509_CHECK_FLAG_NEVER_CHECK_SUBJECT | X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
     const std::string& host = request.url.host;
-    const int isNamed = IsAddress(host) ? X509_VERIFY_PARAM_set1_ip_asc(param, host.c_str())
-                                        : X509_VERIFY_PARAM_set1_host(param, host.c_str(), 0);
-    if (isNamed != 1 || SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION) != 1) {
-        throw IdentityError("TLS cannot be set up for " + host);
-    }
+    if (!RequireTlsHost(context, host)) { throw IdentityError("TLS cannot be set up for " + host); }
     const std::string& caFile = request.caFile;
-    if (!caFile.empty() && SSL_CTX_load_verify_locations(context, caFile.c_str(), nullptr) != 1) {
+    if (!caFile.empty() && !TrustCaFile(context, caFile)) {
         throw IdentityError("caFile: " + caFile + " holds no certificates in PEM that can be read");
     }
     SSL_CTX_set_cert_verify_callback(context, VerifyCertificate, &verification);

@@ -34,6 +34,16 @@ bool IsHostName(const std::string& text) {
     });
 }
 
+/// A port in decimal digits; 0 when it is none.
+int ParsePort(const std::string& text) {
+    int port = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, port);
+    return error == std::errc() && stop == end && port >= 1 && port <= MaxPort ? port : 0;
+}
+
+} // namespace
+
 bool IsLoopback(const std::string& host) {
     in_addr ipv4{};
     in6_addr ipv6{};
@@ -45,16 +55,6 @@ bool IsLoopback(const std::string& host) {
     }
     return LowerCase(host) == "localhost";
 }
-
-/// A port in decimal digits; 0 when it is none.
-int ParsePort(const std::string& text) {
-    int port = 0;
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, port);
-    return error == std::errc() && stop == end && port >= 1 && port <= MaxPort ? port : 0;
-}
-
-} // namespace
 
 IdentityUrl ParseIdentityUrl(const std::string& text, const std::string& name) {
     const auto refuse = [&name](const char* reason) -> std::runtime_error {

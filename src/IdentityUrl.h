@@ -19,6 +19,9 @@ struct IdentityUrl {
 /// @throws std::runtime_error "NAME: reason"
 IdentityUrl ParseIdentityUrl(const std::string& text, const std::string& name);
 
+/// Whether a host is this machine: 127.0.0.0/8, ::1 or localhost.
+bool IsLoopback(const std::string& host);
+
 /// Escapes all but letters, digits, "-", ".", "_" and "~" (RFC 3986, section 2.3).
 std::string EncodeUrlText(const std::string& text);
 
