@@ -26,7 +26,7 @@ class VarnelBase(ConanFile):
     def generate(self):
         CMakeDeps(self).generate()
         toolchain = CMakeToolchain(self)
-        for part in ("CLI", "EMULATOR", "EXAMPLES", "TESTS"):
+        for part in ("CLI", "CLIENT", "EMULATOR", "EXAMPLES", "TESTS"):
             toolchain.cache_variables[f"VARNELBASE_BUILD_{part}"] = False
         toolchain.generate()
 

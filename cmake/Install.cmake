@@ -43,5 +43,10 @@ string(REGEX REPLACE "/$" "" upToPrefix ${upToPrefix})
 configure_file(cmake/varnelbase.pc.in varnelbase.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/varnelbase.pc DESTINATION ${pkgconfigDirectory})
 
+if(VARNELBASE_BUILD_CLIENT)
+    configure_file(cmake/varnelbase-client.pc.in varnelbase-client.pc @ONLY)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/varnelbase-client.pc DESTINATION ${pkgconfigDirectory})
+endif()
+
 install(FILES LICENSE CHANGELOG.md README.md DESTINATION ${docDirectory})
 install(DIRECTORY docs DESTINATION ${docDirectory} FILES_MATCHING PATTERN "*.md")

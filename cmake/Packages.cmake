@@ -11,6 +11,9 @@ set(CPACK_STRIP_FILES ON)
 
 # Hosts compile against the headers of the dependencies, in the release that the library was built with.
 set(developmentPackages "libssl-dev (>= 3)")
+if(VARNELBASE_BUILD_CLIENT)
+    string(APPEND developmentPackages ", libcurl4-openssl-dev (>= 7.68)")
+endif()
 if(VARNELBASE_BUILD_EMULATOR)
     string(APPEND developmentPackages ", libsqlite3-dev, libzip-dev")
 endif()

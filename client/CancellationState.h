@@ -1,0 +1,39 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <vector>
+
+#include "ClientOptions.h"
+
+namespace VarnelBase {
+
+struct Cancellation::State {
+    mutable std::mutex mutex;
+    std::condition_variable changed;
+    bool isCancelled = false;
+    std::vector<CURLM*> transfers; ///< to be woken
+};
+
+/// Has a cancellation wake a transfer while it runs. Without a cancellation it does nothing.
+class WakeRegistration {
+public:
+    WakeRegistration(Cancellation::State* cancellation, CURLM* transfer);
+    ~WakeRegistration();
+    WakeRegistration(const WakeRegistration&) = delete;
+    WakeRegistration& operator=(const WakeRegistration&) = delete;
+
+private:
+    Cancellation::State* state;
+    CURLM* multi;
+};
+
+/// Waits, and tells whether it was cancelled before the time was over.
+bool SleepUnlessCancelled(Cancellation::State* cancellation, std::chrono::milliseconds duration);
+
+bool IsCancelled(const Cancellation::State* cancellation);
+
+} // namespace VarnelBase

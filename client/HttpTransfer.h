@@ -1,0 +1,120 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "AccessSource.h"
+#include "CancellationState.h"
+
+namespace VarnelBase {
+
+/// What all transfers of a client have in common.
+struct TransferSettings {
+    std::chrono::milliseconds connectTimeout;
+    std::chrono::milliseconds idleTimeout;
+    std::size_t maxHeaderBytes;
+    int maxHeaderLines;
+    std::optional<std::string> caFile; ///< none: no TLS; empty: the system's certificates alone
+};
+
+struct TransferRequest {
+    const char* method;
+    const std::string& target;
+    const std::string* body; ///< none: no body
+    bool isRepeatable;       ///< whether the connection may be replaced when some of it was sent
+    bool isDecompressed;     ///< whether compression is offered
+    std::chrono::steady_clock::time_point deadline;
+    Cancellation::State* cancellation;
+};
+
+/// The answer's head, once it is complete.
+struct AnswerHead {
+    int status = 0; ///< 0: not there yet
+    std::string disposition;
+    std::string retryAfter;
+    std::string date;
+    std::optional<std::uint64_t> length;
+};
+
+struct TransferResult {
+    Failure failure = Failure::None; ///< whatever the status
+    std::string reason;              ///< of the failure
+    SentState sent = SentState::NotSent;
+    AnswerHead head;
+    std::uint64_t bytesSent = 0; ///< of the body, like the next
+    std::uint64_t bytesReceived = 0;
+    bool isNewConnection = false;
+    std::chrono::microseconds nameLookup{0};
+    std::chrono::microseconds connecting{0};
+    std::chrono::microseconds firstByte{0};
+};
+
+/// Takes a piece of the answer's body and tells why no more of it is wanted; `None`: it is.
+using BodyTaker = std::function<Failure(const AnswerHead&, const char*, std::size_t)>;
+
+/// One connection to the service, kept from request to request, for one thread at a time.
+class HttpTransfer {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// @throws std::bad_alloc; std::runtime_error when libcurl has no OpenSSL and `caFile` is there
+    explicit HttpTransfer(const TransferSettings& common);
+    ~HttpTransfer();
+    HttpTransfer(const HttpTransfer&) = delete;
+    HttpTransfer& operator=(const HttpTransfer&) = delete;
+
+    /// Sends a request and hands over the answer's body.
+    ///
+    /// @throws what the taker throws
+    TransferResult Perform(const TransferRequest& request, std::shared_ptr<const Access> access,
+                           const BodyTaker& taker);
+
+    Clock::time_point lastUse = Clock::now();
+
+private:
+    static std::size_t OnHeader(const char* line, std::size_t size, std::size_t count, void* self);
+    static std::size_t OnBody(const char* bytes, std::size_t size, std::size_t count, void* self);
+    static curl_socket_t OnSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
+    static CURLcode OnTls(CURL* handle, void* context, void* self);
+
+    void UseAccess(std::shared_ptr<const Access> used);
+    void Prepare(const TransferRequest& request);
+    void ReadHeaderLine(const char* line, std::size_t size);
+    std::optional<CURLcode> Run(const TransferRequest& request, TransferResult& result);
+    void Explain(CURLcode code, TransferResult& result);
+    bool HasSentSome() const;
+
+    template <typename Work>
+    bool Guard(Work work);
+
+    const TransferSettings& settings;
+    const std::unique_ptr<CURLM, CURLMcode (*)(CURLM*)> multi;
+    const std::unique_ptr<CURL, void (*)(CURL*)> easy;
+    std::array<char, CURL_ERROR_SIZE> errorText{};
+
+    std::shared_ptr<const Access> access;
+    using HeaderList = std::unique_ptr<curl_slist, void (*)(curl_slist*)>;
+    HeaderList headers{nullptr, &curl_slist_free_all};     ///< of a request without a body
+    HeaderList bodyHeaders{nullptr, &curl_slist_free_all}; ///< of one with a body
+    std::string url;
+
+    // Of the request that runs:
+    const BodyTaker* takeBody = nullptr;
+    AnswerHead head;
+    std::size_t headerBytes = 0;
+    int headerLines = 0;
+    bool isRepeatable = false;
+    Failure refusal = Failure::None; ///< why the callbacks ended it
+    const char* refusalReason = "";
+    std::exception_ptr thrown;
+};
+
+} // namespace VarnelBase

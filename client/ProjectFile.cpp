@@ -1,0 +1,80 @@
+#include "ProjectFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <random>
+#include <system_error>
+
+namespace VarnelBase {
+
+namespace {
+
+constexpr int MostNumbers = 10'000;
+
+} // namespace
+
+ProjectFile::~ProjectFile() {
+    if (descriptor < 0) { return; }
+    close(descriptor);
+    unlink(temporary.c_str());
+}
+
+bool ProjectFile::Open(const std::string& nameInDirectory) {
+    std::error_code ignored;
+    isInDirectory = std::filesystem::is_directory(target, ignored);
+    if (isInDirectory) { target = std::filesystem::path(target) / nameInDirectory; }
+    temporary = target.substr(0, target.find_last_of('/') + 1) + ".varnel-" +
+                std::to_string(std::random_device()()) + ".part";
+    descriptor =
+        open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+    return descriptor >= 0 || Fail();
+}
+
+bool ProjectFile::Write(const char* bytes, std::size_t size) {
+    while (size > 0) {
+        const ssize_t count = write(descriptor, bytes, size);
+        if (count < 0 && errno != EINTR) { return Fail(); }
+        bytes += count < 0 ? 0 : count;
+        size -= count < 0 ? 0 : static_cast<std::size_t>(count);
+    }
+    return true;
+}
+
+bool ProjectFile::Finish() {
+    if (fsync(descriptor) != 0) { return Fail(); }
+    const bool isPlaced =
+        isInDirectory ? TakeFreeName() : std::rename(temporary.c_str(), target.c_str()) == 0;
+    if (!isPlaced) { return Fail(); }
+    close(descriptor);
+    descriptor = -1;
+    return true;
+}
+
+bool ProjectFile::TakeFreeName() {
+    const std::filesystem::path wanted = target;
+    for (int number = 2; number < MostNumbers; ++number) {
+        if (renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) ==
+            0) {
+            return true;
+        }
+        if (errno != EEXIST) { return false; }
+        target = wanted.parent_path() / (wanted.stem().string() + "-" + std::to_string(number) +
+                                         wanted.extension().string());
+    }
+    return false;
+}
+
+std::string ProjectFile::DescribeError() const {
+    return target + ": " + std::generic_category().message(error);
+}
+
+bool ProjectFile::Fail() {
+    error = errno;
+    return false;
+}
+
+} // namespace VarnelBase

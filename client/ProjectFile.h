@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace VarnelBase {
+
+/// A file that appears under its name when it is complete. Until then its bytes are in a temporary
+/// one beside it, which does not outlive the object.
+class ProjectFile {
+public:
+    /// @param path of the file, or an existing directory
+    explicit ProjectFile(std::string path) : target(std::move(path)) {}
+    ~ProjectFile();
+    ProjectFile(const ProjectFile&) = delete;
+    ProjectFile& operator=(const ProjectFile&) = delete;
+
+    /// Creates the temporary file.
+    ///
+    /// @param nameInDirectory the file's name, when the path is a directory
+    /// @return false when it cannot be written, as the next two
+    bool Open(const std::string& nameInDirectory);
+    bool IsOpen() const { return descriptor >= 0; }
+    bool Write(const char* bytes, std::size_t size);
+
+    /// Puts the file in its place. One that is there is replaced when the path named it; in a
+    /// directory it is left alone, and a number goes into the name.
+    bool Finish();
+
+    const std::string& GetPath() const { return target; }
+
+    /// "PATH: REASON"
+    std::string DescribeError() const;
+
+private:
+    bool Fail();
+    bool TakeFreeName();
+
+    std::string target;
+    std::string temporary;
+    bool isInDirectory = false;
+    int descriptor = -1;
+    int error = 0;
+};
+
+} // namespace VarnelBase

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <chrono>
+#include <mutex>
+#include <optional>
+#include <random>
+#include <string>
+
+namespace VarnelBase {
+
+/// How many retries a client may still make: an outage uses them up, after which every request is
+/// sent once, and success brings them back. So clients that lose their service together do not
+/// multiply their requests. May be used by several threads.
+class RetryBudget {
+public:
+    /// Notes a failure that may pass, and tells whether a retry is left for it.
+    bool Take();
+
+    void NoteSuccess();
+
+private:
+    static constexpr double Capacity = 10;
+    static constexpr double ReturnedBySuccess = 0.1;
+
+    std::mutex mutex;
+    double left = Capacity;
+};
+
+/// Draws the waits between attempts: a random part of a time that doubles with each ("full
+/// jitter"), so that clients which failed together do not return together.
+class Backoff {
+public:
+    Backoff() : Backoff(std::random_device()()) {}
+    explicit Backoff(unsigned int seed) : random(seed) {}
+
+    /// @param attempt counted from 1, the one that failed
+    /// @param retryAfter what the service asked for; the random part comes on top of it
+    std::chrono::milliseconds Draw(int attempt,
+                                   std::optional<std::chrono::milliseconds> retryAfter);
+
+private:
+    std::mutex mutex;
+    std::minstd_rand random;
+};
+
+/// The header Retry-After (RFC 9110, section 10.2.3): seconds, or a date, which is compared with
+/// the answer's own `Date` where it has one. None when it is neither; a year at most.
+std::optional<std::chrono::milliseconds> ReadRetryAfter(const std::string& value,
+                                                        const std::string& date);
+
+} // namespace VarnelBase

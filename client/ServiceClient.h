@@ -1,0 +1,191 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <iosfwd>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "ClientOptions.h"
+#include "EnvConfig.h"
+#include "Listing.h"
+#include "Outcome.h"
+
+namespace VarnelBase {
+
+/// Identifiers of simulations: distinct, in ascending order of their bytes.
+using SimulationNamesListType = std::set<std::string>;
+
+/// A simulation's document.
+using SimulationDataType = json;
+
+struct [[nodiscard]] NamesOutcome : Outcome {
+    SimulationNamesListType names; ///< empty after a failure
+};
+
+struct [[nodiscard]] ProjectOutcome : Outcome {
+    /// What the service calls the file: the name in its Content-Disposition header (RFC 6266,
+    /// RFC 8187) without any directory; empty when it has none that is fit for a file.
+    std::string fileName;
+
+    std::string path;       ///< of the file, where one was written
+    std::uint64_t size = 0; ///< of the project in bytes
+};
+
+struct [[nodiscard]] ExecutionOutcome : Outcome {
+    std::string state; ///< the last that was seen; one of `endStates` after success
+};
+
+/// How much of a project was received, and of how much, when the service says so.
+using ProjectProgress = std::function<void(std::uint64_t, std::optional<std::uint64_t>)>;
+
+/// Receives a project's bytes piece by piece; false ends the call with `NotSaved`.
+using ProjectReceiver = std::function<bool(const char*, std::size_t)>;
+
+/// How to wait for an execution. Its document is the service's own: the defaults are those of
+/// varnel-emulator.
+struct WaitOptions {
+    std::string statePointer = "/state"; ///< where the state is (a JSON pointer, RFC 6901)
+    std::vector<std::string> endStates{"finished", "failed"};
+    std::chrono::milliseconds firstInterval{500}; ///< grows by half with each question
+    std::chrono::milliseconds maxInterval{15'000};
+    std::chrono::milliseconds timeout{std::chrono::hours(24)}; ///< for the wait as a whole
+
+    /// Called with each document of the execution, on the thread of the call.
+    std::function<void(const json&)> progress;
+
+    std::optional<Cancellation> cancellation;
+};
+
+/// The client of one deployment of the simulation service for programs that want to know what
+/// happened: the operations of `ApiConnector` under the same names, each of which returns an
+/// `Outcome`.
+///
+/// A call runs on its caller's thread; no thread is started. Any number of threads may share a
+/// client. Connections are kept for the next call. Only what cannot do harm is repeated: a GET, and
+/// what is certain not to have been sent.
+///
+/// Identifiers and the scope are escaped as one segment or value (RFC 3986): "a/b?c" names one
+/// simulation. What a network does is never thrown. Thrown are std::invalid_argument, which names
+/// the option or argument that cannot be used (an empty identifier, "." and ".." among them),
+/// json::type_error for text in a body that is not UTF-8, both before anything is sent, what a
+/// callback of the program throws, and std::bad_alloc.
+class ServiceClient {
+public:
+    /// A client for the environment that VARNEL_ENVIRONMENT or the configuration file chooses.
+    ///
+    /// @throws std::invalid_argument naming the option; what reading the settings throws
+    explicit ServiceClient(const ClientOptions& options = {});
+
+    /// A client for the given environment. Without a `tokenSource` the token is nevertheless that
+    /// of the environment that `ServiceClient()` would choose.
+    explicit ServiceClient(Environment environment, const ClientOptions& options = {});
+
+    /// No call may be running.
+    ~ServiceClient();
+    ServiceClient(ServiceClient&&) noexcept;
+    ServiceClient& operator=(ServiceClient&&) noexcept;
+
+    /// Host of the next request; empty when offline.
+    ///
+    /// @throws what finding the token or the host throws
+    std::string GetHostname();
+    unsigned int GetPort() const;
+    Environment GetEnvironment() const;
+    bool IsOffline() const;
+
+    /// Signs in; may open a browser and wait for a person. Other calls wait until it is done.
+    ///
+    /// @throws what AuthHandler's `Login` throws; std::logic_error with a `tokenSource`
+    std::string Login();
+
+    Outcome GetVersion(const CallOptions& call = {});
+    Outcome GetAgent(const CallOptions& call = {});
+    Outcome SendAgentCommand(const std::string& command, const CallOptions& call = {});
+
+    Outcome GetSimulations(const std::string& scope, int limit, int offset,
+                           const CallOptions& call = {});
+    Outcome GetSimulationData(const std::string& simulationId, const CallOptions& call = {});
+    Outcome DeleteSimulation(const std::string& simulationId, const CallOptions& call = {});
+    Outcome GetSimulationInputs(const std::string& simulationId, const CallOptions& call = {});
+    Outcome PostSimulationInputs(const std::string& simulationId, const json& inputs,
+                                 const CallOptions& call = {});
+
+    /// The "id" members of the first page of 50 of the caller's simulations; see `Simulations` for
+    /// all of them. An "id" that is not a string makes it fail with `Unreadable`.
+    NamesOutcome GetSimulationNames(const CallOptions& call = {});
+
+    /// `GetSimulationInputs` and `PostExecution` under other names.
+    Outcome GetSimulationPreexecutionData(const std::string& simulationName,
+                                          const CallOptions& call = {});
+    Outcome PutSimulationData(const std::string& simulationName,
+                              const SimulationDataType& simulationData,
+                              const CallOptions& call = {});
+
+    Outcome GetExecutions(const std::string& simulationId, int limit, int offset,
+                          const CallOptions& call = {});
+
+    /// Starts an execution. Writes nothing to standard output.
+    Outcome PostExecution(const std::string& simulationId, const json& data,
+                          const CallOptions& call = {});
+    Outcome GetExecution(const std::string& simulationId, const std::string& executionId,
+                         const CallOptions& call = {});
+
+    /// Has the service generate a project and keeps it in memory, within `maxDocumentBytes`: its
+    /// bytes are the outcome's `text`, and the document is null.
+    ProjectOutcome GenerateProject(const json& request, const CallOptions& call = {});
+
+    /// Has the service generate a project and writes it to a file as it comes, in constant memory.
+    /// The file appears under its name once it is complete.
+    ///
+    /// @param path of the file, which is replaced; or an existing directory, in which the file gets
+    ///             the service's name for it, or "project", and no other file is replaced: a
+    ///             number goes into the name of the second one
+    ProjectOutcome SaveProject(const json& request, const std::string& path,
+                               const ProjectProgress& progress = {}, const CallOptions& call = {});
+
+    /// The same into a stream or to a receiver, which have got a part of it when it fails midway.
+    ProjectOutcome StreamProject(const json& request, std::ostream& output,
+                                 const ProjectProgress& progress = {},
+                                 const CallOptions& call = {});
+    ProjectOutcome StreamProject(const json& request, const ProjectReceiver& receiver,
+                                 const ProjectProgress& progress = {},
+                                 const CallOptions& call = {});
+
+    Outcome GetUsers(int limit, int offset, const CallOptions& call = {});
+    Outcome CreateUser(const std::string& email, const std::string& role,
+                       const CallOptions& call = {});
+    Outcome GetUser(const std::string& userId, const CallOptions& call = {});
+    Outcome UpdateUser(const std::string& userId, const std::string& role,
+                       const CallOptions& call = {});
+    Outcome DeleteUser(const std::string& userId, const CallOptions& call = {});
+
+    /// Whole lists, page by page; each page is a call of its own with these options.
+    Listing Simulations(const std::string& scope, const CallOptions& call = {});
+    Listing Executions(const std::string& simulationId, const CallOptions& call = {});
+    Listing Users(const CallOptions& call = {});
+
+    /// Asks for an execution until it has come to an end. Survives failures that pass: no
+    /// connection, 429 and statuses from 500 on.
+    ExecutionOutcome WaitForExecution(const std::string& simulationId,
+                                      const std::string& executionId, const WaitOptions& wait = {});
+
+    /// Sends any request to the service, and any bytes as its body. Its answer need not be a
+    /// document.
+    ///
+    /// @param method GET, POST, PUT, PATCH or DELETE
+    /// @param target path and query as they are to be sent
+    /// @param body   sent as application/json
+    Outcome Send(const std::string& method, const std::string& target,
+                 const std::optional<std::string>& body = {}, const CallOptions& call = {});
+
+private:
+    struct Parts;
+    std::unique_ptr<Parts> parts;
+};
+
+} // namespace VarnelBase

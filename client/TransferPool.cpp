@@ -1,0 +1,44 @@
+#include "TransferPool.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace VarnelBase {
+
+std::unique_ptr<HttpTransfer> TransferPool::Take() {
+    std::vector<std::unique_ptr<HttpTransfer>> stale; // closed without the lock
+    {
+        const std::lock_guard lock(mutex);
+        const auto limit = HttpTransfer::Clock::now() - settings.idleTimeout;
+        const auto fresh = std::find_if(idle.begin(), idle.end(), [limit](const auto& transfer) {
+            return transfer->lastUse > limit;
+        });
+        if (fresh != idle.begin()) {
+            stale.assign(std::make_move_iterator(idle.begin()), std::make_move_iterator(fresh));
+            idle.erase(idle.begin(), fresh);
+        }
+        // Room for all that return, so that returning allocates nothing.
+        idle.reserve(idle.size() + lent + 1);
+        if (!idle.empty()) {
+            auto transfer = std::move(idle.back());
+            idle.pop_back();
+            ++lent;
+            return transfer;
+        }
+        ++lent;
+    }
+    try {
+        return std::make_unique<HttpTransfer>(settings);
+    } catch (...) {
+        Return(nullptr);
+        throw;
+    }
+}
+
+void TransferPool::Return(std::unique_ptr<HttpTransfer> transfer) noexcept {
+    const std::lock_guard lock(mutex);
+    --lent;
+    if (transfer) { idle.push_back(std::move(transfer)); }
+}
+
+} // namespace VarnelBase

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <ServiceClient.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "ScriptedServer.h"
+
+namespace VarnelBase {
+
+/// A service that answers as it is told, and a client of it without settings.
+class ClientFixture : public testing::Test {
+protected:
+    ClientOptions Options() const {
+        ClientOptions options;
+        options.host = "127.0.0.1";
+        options.port = server.port;
+        options.tokenSource = [] { return "t0ken"; };
+        return options;
+    }
+
+    static std::string MakeAnswer(int status, const std::string& body,
+                                  const std::string& headers = "") {
+        return "HTTP/1.1 " + std::to_string(status) + " Answer\r\n" + headers +
+               "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+    }
+
+    ScriptedServer server;
+};
+
+} // namespace VarnelBase
