@@ -1,7 +1,6 @@
 #include "CommandLine.h"
 
 #include <AccessTokenClaims.h>
-#include <PrivateFile.h>
 #include <CLI/CLI.hpp>
 
 #include <iostream>
@@ -18,19 +17,10 @@ namespace {
 constexpr int UsageStatus = 2;
 constexpr int DefaultPort = 8080;
 constexpr double MaxSpeed = 1e6;
-constexpr std::size_t MaxSeedBytes = std::size_t{256} << 20U;
 constexpr const char* LoopbackAddress = "127.0.0.1";
 
 const std::map<std::string, EmulatorAccess> AccessNames{
     {"off", EmulatorAccess::Off}, {"any", EmulatorAccess::Any}, {"groups", EmulatorAccess::Groups}};
-
-json ReadSeedFile(const std::string& path) {
-    const FileReading file = ReadRegularFile(path, MaxSeedBytes, SymbolicLinks::Follow);
-    if (!file.problem.empty()) { throw std::runtime_error(path + ": " + file.problem); }
-    json seed = json::parse(file.bytes, nullptr, false);
-    if (seed.is_discarded()) { throw std::runtime_error(path + ": not one JSON value in UTF-8"); }
-    return seed;
-}
 
 /// Makes the options those of an emulator that one command alone talks to.
 void PrepareExec(CommandLine& line) {
@@ -58,7 +48,7 @@ CommandLine ParseCommandLine(int argc, char* argv[]) {
         ->capture_default_str();
     app.add_option("--data", line.emulator.dataDirectory,
                    "Directory that keeps the state (default: in memory)");
-    app.add_option("--seed", line.seedFile, "File with what the service starts with");
+    app.add_option("--seed", line.emulator.seedFile, "File with what the service starts with");
     app.add_option("--export-on-exit", line.exportFile, "File that gets the state at the end");
     app.add_option("--speed", line.emulator.speed,
                    "Emulated seconds in a second; 0: time stands still")
@@ -84,7 +74,6 @@ CommandLine ParseCommandLine(int argc, char* argv[]) {
         line.exitStatus = app.exit(error) == 0 ? 0 : UsageStatus;
         return line;
     }
-    if (!line.seedFile.empty()) { line.emulator.seed = ReadSeedFile(line.seedFile); }
     if (hasLog) { line.emulator.log = &std::cerr; }
     return line;
 }

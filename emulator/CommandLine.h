@@ -11,16 +11,13 @@ namespace VarnelBase::Emulation {
 /// What the program was asked to do.
 struct CommandLine {
     EmulatorOptions emulator;
-    std::string seedFile; ///< where the seed of the options comes from
     std::string readyFile;
     std::string exportFile;
     std::vector<std::string> command; ///< of "exec"; empty: serve
     std::optional<int> exitStatus;    ///< help was given, or a mistake reported: nothing to do
 };
 
-/// Reads the arguments and the seed file.
-///
-/// @throws std::runtime_error naming the file that cannot be used
+/// Reads the arguments.
 CommandLine ParseCommandLine(int argc, char* argv[]);
 
 } // namespace VarnelBase::Emulation

@@ -38,6 +38,10 @@ std::int64_t Rows::GetInteger(int column) const {
     return sqlite3_column_int64(&statement, column);
 }
 
+bool Rows::IsNull(int column) const {
+    return sqlite3_column_type(&statement, column) == SQLITE_NULL;
+}
+
 void Rows::Bind(int position, const std::string& text) {
     // NOLINTNEXTLINE(performance-no-int-to-ptr): SQLite's own macro for "make a copy"
     const auto copy = SQLITE_TRANSIENT;

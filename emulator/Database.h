@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -28,10 +29,16 @@ public:
 
     std::string GetText(int column) const;
     std::int64_t GetInteger(int column) const;
+    bool IsNull(int column) const;
 
 private:
     void Bind(int position, const std::string& text);
     void Bind(int position, std::int64_t number);
+    /// Nothing is bound as null.
+    template <typename Value>
+    void Bind(int position, const std::optional<Value>& value) {
+        if (value) { Bind(position, *value); }
+    }
 
     sqlite3& database;
     sqlite3_stmt& statement;
@@ -59,6 +66,9 @@ public:
         Query(sql, values...).Next();
         return sqlite3_changes(connection.get());
     }
+
+    /// Number of the row that was inserted last.
+    std::int64_t GetLastNumber() const { return sqlite3_last_insert_rowid(connection.get()); }
 
     /// Carries several statements out.
     void Execute(const std::string& sql);

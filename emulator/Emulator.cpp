@@ -1,5 +1,7 @@
 #include "Emulator.h"
 
+#include <PrivateFile.h>
+
 #include <filesystem>
 #include <mutex>
 #include <stdexcept>
@@ -23,30 +25,47 @@ using nlohmann::json;
 // 2025-01-01T00:00:00Z, so that a seed without a clock gives the same times every day.
 constexpr std::int64_t SeededStart = 1735689600000;
 
+constexpr std::size_t MaxSeedBytes = std::size_t{1} << 30U;
+
 constexpr const char* LocalPrefix = "/_local/";
 
 Emulation::Seed ReadStart(const EmulatorOptions& options) {
-    return options.seed ? Emulation::ReadSeed(*options.seed, SeededStart)
-                        : Emulation::ReadSeed(json::parse(Emulation::ExampleSeed),
-                                              Emulation::GetMachineTime());
+    if (options.seed) { return {options.seed->dump(), SeededStart}; }
+    if (!options.seedFile.empty()) {
+        FileReading file = ReadRegularFile(options.seedFile, MaxSeedBytes, SymbolicLinks::Follow);
+        if (!file.problem.empty()) {
+            throw std::runtime_error(options.seedFile + ": " + file.problem);
+        }
+        return {std::move(file.bytes), SeededStart};
+    }
+    return {Emulation::ExampleSeed, Emulation::GetMachineTime()};
 }
 
-std::unique_ptr<Emulation::ServiceState> OpenState(const EmulatorOptions& options) {
-    Emulation::Seed start = ReadStart(options);
+std::unique_ptr<Emulation::ServiceState> OpenState(const EmulatorOptions& options,
+                                                   const Emulation::Seed& start) {
     if (options.dataDirectory.empty()) {
-        return std::make_unique<Emulation::ServiceState>(":memory:", std::move(start),
-                                                         options.speed);
+        return std::make_unique<Emulation::ServiceState>(":memory:", start, options.speed);
     }
     try {
         std::filesystem::create_directories(options.dataDirectory);
         const std::filesystem::path file =
             std::filesystem::path(options.dataDirectory) / "emulator.db";
-        return std::make_unique<Emulation::ServiceState>(file.string(), std::move(start),
-                                                         options.speed);
+        return std::make_unique<Emulation::ServiceState>(file.string(), start, options.speed);
     } catch (const Emulation::Refusal&) {
         throw; // about the seed
     } catch (const std::exception& error) {
         throw std::runtime_error("data directory " + options.dataDirectory + ": " + error.what());
+    }
+}
+
+/// The state that the options ask for; messages name the file of its seed.
+std::unique_ptr<Emulation::ServiceState> MakeState(const EmulatorOptions& options) {
+    const std::string prefix =
+        options.seed || options.seedFile.empty() ? "" : options.seedFile + ": ";
+    try {
+        return OpenState(options, ReadStart(options));
+    } catch (const Emulation::Refusal& refusal) {
+        throw std::runtime_error(prefix + refusal.what());
     }
 }
 
@@ -58,7 +77,7 @@ bool IsLocal(const Request& request) {
 
 struct Emulator::Parts {
     explicit Parts(const EmulatorOptions& options)
-        : state(OpenState(options)), requests(options.log), access(options.access, options.token) {
+        : state(MakeState(options)), requests(options.log), access(options.access, options.token) {
         AddServiceRoutes(router, *state);
         AddLocalRoutes(router, *state, faults, requests);
 
@@ -135,6 +154,28 @@ void Emulator::ClearRequests() {
 void Emulator::AdvanceClock(double seconds) {
     const std::lock_guard<std::mutex> lock(parts->mutex);
     parts->state->AdvanceClock(seconds);
+}
+
+json Emulator::CreateSimulation(const json& simulation) {
+    const std::lock_guard<std::mutex> lock(parts->mutex);
+    return parts->state->CreateSimulation(simulation);
+}
+
+json Emulator::FinishExecution(const std::string& simulationId, const std::string& executionId,
+                               const json& members) {
+    const std::lock_guard<std::mutex> lock(parts->mutex);
+    return parts->state->EndExecution(simulationId, executionId, false, members);
+}
+
+json Emulator::FailExecution(const std::string& simulationId, const std::string& executionId,
+                             const json& members) {
+    const std::lock_guard<std::mutex> lock(parts->mutex);
+    return parts->state->EndExecution(simulationId, executionId, true, members);
+}
+
+void Emulator::LoadSeed(const json& seed) {
+    const std::lock_guard<std::mutex> lock(parts->mutex);
+    parts->state->Load({seed.dump(), SeededStart});
 }
 
 void Emulator::Reset() {

@@ -23,6 +23,7 @@ struct EmulatorOptions {
 
     /// What a service without state starts with, in the form of Export; none: built-in examples.
     std::optional<nlohmann::json> seed;
+    std::string seedFile; ///< a file that holds one, where `seed` is not given
 
     double speed = 1; ///< emulated seconds in a second; 0: time stands still but for AdvanceClock
     EmulatorAccess access = EmulatorAccess::Off;
@@ -65,6 +66,23 @@ public:
 
     /// Lets time pass at once.
     void AdvanceClock(double seconds);
+
+    /// Adds a simulation, written as one of a seed, and returns its document.
+    ///
+    /// @throws std::runtime_error naming what cannot be used, as every operation that takes a
+    ///         document or an identifier does
+    nlohmann::json CreateSimulation(const nlohmann::json& simulation);
+
+    /// Ends an execution at this moment of the emulated clock, and returns its document.
+    ///
+    /// @param members merged into its document: results, say, or an error
+    nlohmann::json FinishExecution(const std::string& simulationId, const std::string& executionId,
+                                   const nlohmann::json& members = nlohmann::json::object());
+    nlohmann::json FailExecution(const std::string& simulationId, const std::string& executionId,
+                                 const nlohmann::json& members = nlohmann::json::object());
+
+    /// Replaces the state by a seed, which Reset goes back to from then on.
+    void LoadSeed(const nlohmann::json& seed);
 
     /// Goes back to the start: state, clock, faults, requests.
     void Reset();

@@ -2,6 +2,7 @@
 
 #include "EmbeddedDocuments.h"
 #include "Members.h"
+#include "UtcTime.h"
 
 namespace VarnelBase::Emulation {
 
@@ -29,6 +30,27 @@ void AddStateRoutes(Router& router, ServiceState& state) {
     });
     router.Add("GET", "/_local/export",
                [&state](const Call& /*call*/) { return MakeJsonAnswer(200, state.Export()); });
+    router.Add("POST", "/_local/seed", [&state](const Call& call) {
+        state.Load(Seed(call.request.body, GetMachineTime()));
+        return MakeDoneAnswer();
+    });
+    router.Add("POST", "/_local/simulations", [&state](const Call& call) {
+        return MakeJsonAnswer(201, state.CreateSimulation(ReadJson(call.request.body)));
+    });
+    for (const bool isFailing : {false, true}) {
+        router.Add(
+            "POST",
+            std::string("/_local/simulations/*/executions/*/") + (isFailing ? "fail" : "finish"),
+            [&state, isFailing](const Call& call) {
+                const json members =
+                    call.request.body.empty() ? json::object() : ReadJson(call.request.body);
+                if (!members.is_object()) {
+                    throw Refusal(422, "invalid", "the body must be an object");
+                }
+                return MakeJsonAnswer(
+                    200, state.EndExecution(call.ids[0], call.ids[1], isFailing, members));
+            });
+    }
 }
 
 } // namespace

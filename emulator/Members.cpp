@@ -28,6 +28,11 @@ const json& Members::Find(const std::string& name) {
     return found == object.end() ? missing : *found;
 }
 
+bool Members::IsGiven(const std::string& name) {
+    known.insert(name);
+    return object.contains(name);
+}
+
 std::string Members::ReadText(const std::string& name) {
     const json& member = Find(name);
     if (!member.is_string() || member.get_ref<const std::string&>().empty()) {
@@ -84,6 +89,10 @@ void Members::RefuseOthers() const {
     for (const auto& member : object.items()) {
         if (known.count(member.key()) == 0) { Refuse(member.key(), "is not known"); }
     }
+}
+
+void Members::RefuseDocument(const std::string& reason) const {
+    throw Refusal(422, "invalid", prefix.substr(0, prefix.find("._local.")) + ": " + reason);
 }
 
 void Members::Refuse(const std::string& name, const std::string& reason) const {

@@ -18,6 +18,8 @@ public:
     /// The member; null when it is missing.
     const json& Find(const std::string& name);
     bool Has(const std::string& name) { return !Find(name).is_null(); }
+    /// Whether the member exists, as null maybe.
+    bool IsGiven(const std::string& name);
 
     /// A text that is not empty.
     std::string ReadText(const std::string& name);
@@ -34,6 +36,8 @@ public:
     /// Refuses members that nobody has asked for.
     void RefuseOthers() const;
 
+    /// Refuses the object as a whole.
+    [[noreturn]] void RefuseDocument(const std::string& reason) const;
     [[noreturn]] void Refuse(const std::string& name, const std::string& reason) const;
 
 private:

@@ -1,9 +1,8 @@
 #include "Seed.h"
 
-#include <algorithm>
-#include <array>
 #include <cmath>
 
+#include "JsonText.h"
 #include "Members.h"
 #include "SeededDraw.h"
 #include "UtcTime.h"
@@ -13,49 +12,74 @@ namespace VarnelBase::Emulation {
 namespace {
 
 constexpr double MaxDurationSeconds = 1e9;
+constexpr const char* OwnMember = "_local";
+// The form that the library gives offline, so that one reader does for both.
+constexpr const char* ServiceVersion = "0.4.1";
 
-std::string NameEntry(const char* list, std::size_t position) {
-    return std::string(list) + "[" + std::to_string(position) + "]";
+/// Takes the members out that are not served.
+json TakeOwnMembers(json& document, const std::string& where) {
+    if (!document.is_object()) { throw Refusal(422, "invalid", where + " must be an object"); }
+    const auto found = document.find(OwnMember);
+    if (found == document.end()) { return json::object(); }
+    json own = std::move(*found);
+    document.erase(found);
+    return own;
 }
 
-/// Calls a reader with the members of each entry of a list.
-template <typename Read>
-void ReadEntries(Members& seed, const char* list, const Read& read) {
-    const json& entries = seed.ReadArray(list);
-    for (std::size_t position = 0; position < entries.size(); ++position) {
-        Members entry(entries[position], NameEntry(list, position));
-        read(entry, std::to_string(position + 1));
-        entry.RefuseOthers();
+/// Fills in what every kind of entry has.
+void ReadEntry(Entry& entry, json document, Members& own, const DocumentShape& shape,
+               const std::string& newId) {
+    entry.document = std::move(document);
+    if (shape.Find(entry.document, "id") == nullptr) { shape.Put(entry.document, "id", newId); }
+    entry.id = shape.FindText(entry.document, "id");
+    if (entry.id.empty()) { own.RefuseDocument("its id must be a number or a text"); }
+    entry.listed = own.Find("listed");
+}
+
+/// The time at a shape's place for it, or else in the entry's own members.
+std::int64_t FindCreationTime(const json& document, const DocumentShape& shape, Members& own,
+                              std::int64_t fallback) {
+    const auto time = ParseUtcTime(shape.FindText(document, "createdAt"));
+    return own.ReadTime("createdAt", time.value_or(fallback));
+}
+
+ExecutionEntry ReadExecution(json document, const std::string& where, const std::string& newId,
+                             const SeedSettings& settings) {
+    const DocumentShape& shape = settings.shapes.executions;
+    const json ownMembers = TakeOwnMembers(document, where);
+    Members own(ownMembers, where + "." + OwnMember);
+    ExecutionEntry execution;
+    ReadEntry(execution, std::move(document), own, shape, newId);
+    execution.simulationId =
+        own.ReadText("simulationId", shape.FindText(execution.document, "simulationId"));
+    if (execution.simulationId.empty()) {
+        own.RefuseDocument("it must name its simulation, in its document or in " +
+                           std::string(OwnMember) + ".simulationId");
     }
-}
-
-SimulationRecord ReadSimulation(Members& entry, const std::string& number, std::int64_t clock) {
-    SimulationRecord simulation;
-    simulation.id = entry.ReadText("id", "sim-" + number);
-    simulation.name = entry.ReadText("name", simulation.id);
-    simulation.scope = entry.ReadText("scope", "user");
-    if (!IsKnownScope(simulation.scope)) { entry.Refuse("scope", "must be user, group or public"); }
-    simulation.createdAt = entry.ReadTime("createdAt", clock);
-    simulation.inputs = entry.Has("inputs") ? entry.Find("inputs") : json::object();
-    return simulation;
-}
-
-ExecutionRecord ReadExecution(Members& entry, const std::string& number, const Seed& seed) {
-    ExecutionRecord execution;
-    execution.id = entry.ReadText("id", "exe-" + number);
-    execution.simulationId = entry.ReadText("simulationId");
-    execution.createdAt = entry.ReadTime("createdAt", seed.clock);
-    const auto drawn = static_cast<double>(DrawDuration(seed.number, execution.id)) / 1000;
-    execution.duration =
-        std::llround(entry.ReadNumber("duration", drawn, 0, MaxDurationSeconds) * 1000);
-    const bool isDrawnFailing = DrawIsFailing(seed.number, seed.failureRate, execution.id);
-    const std::string outcome = entry.ReadText("outcome", isDrawnFailing ? "failed" : "finished");
+    execution.createdAt = FindCreationTime(execution.document, shape, own, settings.clock);
+    const bool isDrawnFailing = DrawIsFailing(settings.number, settings.failureRate, execution.id);
+    const std::string outcome = own.ReadText("outcome", isDrawnFailing ? "failed" : "finished");
     if (outcome != "finished" && outcome != "failed") {
-        entry.Refuse("outcome", "must be finished or failed");
+        own.Refuse("outcome", "must be finished or failed");
     }
     execution.isFailing = outcome == "failed";
-    execution.data = entry.Find("data");
+    const bool hasState = shape.Find(execution.document, "state") != nullptr;
+    const double drawn = static_cast<double>(DrawDuration(settings.number, execution.id)) / 1000;
+    const double duration = own.ReadNumber("duration", drawn, 0, MaxDurationSeconds);
+    if (!hasState) { execution.duration = std::llround(duration * 1000); }
+    own.RefuseOthers();
     return execution;
+}
+
+UserEntry ReadUser(json document, const std::string& where, const std::string& newId,
+                   const SeedSettings& settings) {
+    const json ownMembers = TakeOwnMembers(document, where);
+    Members own(ownMembers, where + "." + OwnMember);
+    UserEntry user;
+    ReadEntry(user, std::move(document), own, settings.shapes.users, newId);
+    user.email = settings.shapes.users.FindText(user.document, "email");
+    own.RefuseOthers();
+    return user;
 }
 
 json MakeIdleAgent(std::int64_t clock) {
@@ -67,19 +91,30 @@ json MakeIdleAgent(std::int64_t clock) {
                          {"lastCommand", json()}});
 }
 
-json ReadAgent(const json& document, std::int64_t clock) {
-    json agent = MakeIdleAgent(clock);
-    Members members(document, "agent");
-    for (const char* text : {"id", "name", "state", "lastCommand"}) {
-        if (members.Has(text)) { agent[text] = members.ReadText(text); }
-    }
-    if (agent["state"] != "idle" && agent["state"] != "running") {
-        members.Refuse("state", "must be idle or running");
-    }
-    agent["createdAt"] = FormatUtcTime(members.ReadTime("createdAt", clock));
-    agent["commandsHandled"] = members.ReadInteger("commandsHandled", 0, 0, INT32_MAX);
-    members.RefuseOthers();
-    return agent;
+std::int64_t CountElements(std::string_view array) {
+    std::int64_t count = 0;
+    VisitElements(array, [&count](std::string_view /*element*/) { ++count; });
+    return count;
+}
+
+SeedSettings ReadSettings(Members& members, std::int64_t now) {
+    SeedSettings settings;
+    settings.number = members.ReadInteger("seed", 0, INT64_MIN, INT64_MAX);
+    settings.failureRate = members.ReadNumber("failureRate", 0, 0, 1);
+    settings.clock = members.ReadTime("clock", now);
+    settings.shapes.Read(members.Find("shapes"));
+    settings.version =
+        members.Has("version") ? members.Find("version") : json::array({ServiceVersion});
+    settings.agent = members.Has("agent") ? members.Find("agent") : MakeIdleAgent(settings.clock);
+    return settings;
+}
+
+/// An entry's document with its own members, unless there are none.
+json AddOwnMembers(const Entry& entry, json own) {
+    if (!entry.listed.is_null()) { own["listed"] = entry.listed; }
+    json document = entry.document;
+    if (!own.empty()) { document[OwnMember] = std::move(own); }
+    return document;
 }
 
 } // namespace
@@ -94,72 +129,109 @@ bool DrawIsFailing(std::int64_t seedNumber, double failureRate, const std::strin
     return DrawFraction(seedNumber, "outcome of " + executionId) < failureRate;
 }
 
-bool IsKnownScope(const std::string& scope) {
-    constexpr std::array<const char*, 3> scopes{"user", "group", "public"};
-    return std::find(scopes.begin(), scopes.end(), scope) != scopes.end();
-}
-
-Seed ReadSeed(const json& document, std::int64_t now) {
-    Members members(document, "");
-    Seed seed;
-    seed.number = members.ReadInteger("seed", 0, INT64_MIN, INT64_MAX);
-    seed.failureRate = members.ReadNumber("failureRate", 0, 0, 1);
-    seed.clock = members.ReadTime("clock", now);
-    ReadEntries(members, "simulations", [&](Members& entry, const std::string& number) {
-        seed.simulations.push_back(ReadSimulation(entry, number, seed.clock));
+Seed::Seed(std::string seedText, std::int64_t now) : text(std::move(seedText)) {
+    if (MeasureJsonDepth(text) > MaxJsonDepth || !json::accept(text)) {
+        throw Refusal(422, "invalid",
+                      "the seed is not one JSON value in UTF-8 of at most " +
+                          std::to_string(MaxJsonDepth) + " levels");
+    }
+    if (text[text.find_first_not_of(" \t\r\n")] != '{') {
+        throw Refusal(422, "invalid", "the seed must be an object");
+    }
+    json rest = json::object();
+    VisitMembers(text, [&](const std::string& name, std::string_view value) {
+        std::string_view* const list = name == "simulations"  ? &simulations
+                                       : name == "executions" ? &executions
+                                       : name == "users"      ? &users
+                                                              : nullptr;
+        if (list == nullptr) {
+            rest[name] = json::parse(value);
+        } else if (value.front() == '[') {
+            *list = value;
+        } else if (value != "null") {
+            throw Refusal(422, "invalid", name + ": must be an array");
+        }
     });
-    ReadEntries(members, "executions", [&](Members& entry, const std::string& number) {
-        seed.executions.push_back(ReadExecution(entry, number, seed));
-    });
-    ReadEntries(members, "users", [&](Members& entry, const std::string& number) {
-        seed.users.push_back({entry.ReadText("id", "usr-" + number), entry.ReadText("email"),
-                              entry.ReadText("role", "viewer"),
-                              entry.ReadTime("createdAt", seed.clock)});
-    });
-    seed.agent = members.Has("agent") ? ReadAgent(members.Find("agent"), seed.clock)
-                                      : MakeIdleAgent(seed.clock);
-    seed.executionsMade = members.ReadInteger(
-        "executionsMade", static_cast<std::int64_t>(seed.executions.size()), 0, INT32_MAX);
-    seed.usersMade = members.ReadInteger("usersMade", static_cast<std::int64_t>(seed.users.size()),
-                                         0, INT32_MAX);
+    Members members(rest, "");
+    settings = ReadSettings(members, now);
+    settings.simulationsMade =
+        members.ReadInteger("simulationsMade", CountElements(simulations), 0, INT32_MAX);
+    settings.executionsMade =
+        members.ReadInteger("executionsMade", CountElements(executions), 0, INT32_MAX);
+    settings.usersMade = members.ReadInteger("usersMade", CountElements(users), 0, INT32_MAX);
     members.RefuseOthers();
-    return seed;
 }
 
-json WriteSeed(const Seed& seed) {
-    json document = json::object({{"seed", seed.number},
-                                  {"clock", FormatUtcTime(seed.clock)},
-                                  {"failureRate", seed.failureRate},
-                                  {"simulations", json::array()},
-                                  {"executions", json::array()},
-                                  {"users", json::array()},
-                                  {"agent", seed.agent},
-                                  {"executionsMade", seed.executionsMade},
-                                  {"usersMade", seed.usersMade}});
-    for (const SimulationRecord& simulation : seed.simulations) {
-        document["simulations"].push_back(
-            json::object({{"id", simulation.id},
-                          {"name", simulation.name},
-                          {"scope", simulation.scope},
-                          {"createdAt", FormatUtcTime(simulation.createdAt)},
-                          {"inputs", simulation.inputs}}));
-    }
-    for (const ExecutionRecord& execution : seed.executions) {
-        document["executions"].push_back(
-            json::object({{"id", execution.id},
-                          {"simulationId", execution.simulationId},
-                          {"createdAt", FormatUtcTime(execution.createdAt)},
-                          {"duration", static_cast<double>(execution.duration) / 1000},
-                          {"outcome", execution.isFailing ? "failed" : "finished"},
-                          {"data", execution.data}}));
-    }
-    for (const UserRecord& user : seed.users) {
-        document["users"].push_back(json::object({{"id", user.id},
-                                                  {"email", user.email},
-                                                  {"role", user.role},
-                                                  {"createdAt", FormatUtcTime(user.createdAt)}}));
-    }
+void Seed::ReadEntries(const SeedReceiver& receiver) const {
+    const auto readList = [](std::string_view list, const std::string& kind,
+                             const std::string& prefix, const auto& read) {
+        std::size_t position = 0;
+        VisitElements(list, [&](std::string_view element) {
+            const std::string where = kind + "[" + std::to_string(position++) + "]";
+            read(json::parse(element), where, prefix + std::to_string(position));
+        });
+    };
+    readList(simulations, "simulations", "sim-",
+             [&](json document, const std::string& where, const std::string& newId) {
+                 receiver.simulation(ReadSimulation(std::move(document), where, newId, settings));
+             });
+    readList(executions, "executions", "exe-",
+             [&](json document, const std::string& where, const std::string& newId) {
+                 receiver.execution(ReadExecution(std::move(document), where, newId, settings));
+             });
+    readList(users, "users", "usr-",
+             [&](json document, const std::string& where, const std::string& newId) {
+                 receiver.user(ReadUser(std::move(document), where, newId, settings));
+             });
+}
+
+SimulationEntry ReadSimulation(json document, const std::string& where, const std::string& newId,
+                               const SeedSettings& settings) {
+    const DocumentShape& shape = settings.shapes.simulations;
+    const json ownMembers = TakeOwnMembers(document, where);
+    Members own(ownMembers, where + "." + OwnMember);
+    SimulationEntry simulation;
+    ReadEntry(simulation, std::move(document), own, shape, newId);
+    const std::string scope = shape.FindText(simulation.document, "scope");
+    simulation.scope = own.ReadText("scope", scope.empty() ? "user" : scope);
+    simulation.inputs = own.Has("inputs") ? own.Find("inputs") : json::object();
+    own.RefuseOthers();
+    return simulation;
+}
+
+json WriteSettings(const SeedSettings& settings) {
+    json document = json::object({{"seed", settings.number},
+                                  {"clock", FormatUtcTime(settings.clock)},
+                                  {"failureRate", settings.failureRate},
+                                  {"version", settings.version},
+                                  {"agent", settings.agent},
+                                  {"simulationsMade", settings.simulationsMade},
+                                  {"executionsMade", settings.executionsMade},
+                                  {"usersMade", settings.usersMade}});
+    if (!settings.shapes.document.is_null()) { document["shapes"] = settings.shapes.document; }
     return document;
+}
+
+json WriteEntry(const SimulationEntry& simulation, const DocumentShapes& shapes) {
+    json own = json::object({{"inputs", simulation.inputs}});
+    if (shapes.simulations.FindText(simulation.document, "scope") != simulation.scope) {
+        own["scope"] = simulation.scope;
+    }
+    return AddOwnMembers(simulation, std::move(own));
+}
+
+json WriteEntry(const ExecutionEntry& execution, const DocumentShapes& shapes) {
+    json own = json::object({{"outcome", execution.isFailing ? "failed" : "finished"},
+                             {"createdAt", FormatUtcTime(execution.createdAt)}});
+    if (execution.duration) { own["duration"] = static_cast<double>(*execution.duration) / 1000; }
+    if (shapes.executions.FindText(execution.document, "simulationId") != execution.simulationId) {
+        own["simulationId"] = execution.simulationId;
+    }
+    return AddOwnMembers(execution, std::move(own));
+}
+
+json WriteEntry(const UserEntry& user) {
+    return AddOwnMembers(user, json::object());
 }
 
 } // namespace VarnelBase::Emulation

@@ -9,7 +9,6 @@ namespace VarnelBase::Emulation {
 
 namespace {
 
-constexpr const char* ServiceVersion = "0.4.1";
 constexpr std::int64_t MaxLimit = 1000;
 
 std::int64_t ReadQueryNumber(const Call& call, const std::string& name, std::int64_t fallback,
@@ -109,10 +108,8 @@ void AddUserRoutes(Router& router, ServiceState& state) {
 } // namespace
 
 void AddServiceRoutes(Router& router, ServiceState& state) {
-    // The form that the library gives offline, so that one reader does for both.
-    router.Add("GET", "/version", [](const Call& /*call*/) {
-        return MakeJsonAnswer(200, json::array({ServiceVersion}));
-    });
+    router.Add("GET", "/version",
+               [&state](const Call& /*call*/) { return MakeJsonAnswer(200, state.GetVersion()); });
     router.Add("GET", "/agent",
                [&state](const Call& /*call*/) { return MakeJsonAnswer(200, state.GetAgent()); });
     router.Add("POST", "/agent", [&state](const Call& call) {

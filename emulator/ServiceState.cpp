@@ -1,6 +1,7 @@
 #include "ServiceState.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <utility>
 
@@ -12,19 +13,20 @@ namespace {
 
 // "VARN", so that another program's database is not taken for ours.
 constexpr std::int64_t ApplicationId = 0x5641524e;
-constexpr std::int64_t SchemaVersion = 1;
+constexpr std::int64_t SchemaVersion = 2;
 
+// The start is in a table of its own: beside it, every look at a setting would read all of it.
 constexpr const char* Schema = R"(
     CREATE TABLE settings (name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
+    CREATE TABLE start (seed TEXT NOT NULL);
     CREATE TABLE simulations (number INTEGER PRIMARY KEY, id TEXT NOT NULL UNIQUE,
-        name TEXT NOT NULL, scope TEXT NOT NULL, created INTEGER NOT NULL, inputs TEXT NOT NULL);
-    CREATE TABLE executions (number INTEGER PRIMARY KEY, id TEXT NOT NULL UNIQUE,
-        simulation TEXT NOT NULL REFERENCES simulations(id) ON DELETE CASCADE,
-        created INTEGER NOT NULL, duration INTEGER NOT NULL, failing INTEGER NOT NULL,
-        data TEXT NOT NULL);
-    CREATE INDEX executionsBySimulation ON executions (simulation, number);
+        scope TEXT NOT NULL, document TEXT NOT NULL, listed TEXT NOT NULL, inputs TEXT NOT NULL);
+    CREATE TABLE executions (number INTEGER PRIMARY KEY,
+        simulation TEXT NOT NULL REFERENCES simulations(id) ON DELETE CASCADE, id TEXT NOT NULL,
+        created INTEGER NOT NULL, duration INTEGER, failing INTEGER NOT NULL,
+        document TEXT NOT NULL, listed TEXT NOT NULL, UNIQUE (simulation, id));
     CREATE TABLE users (number INTEGER PRIMARY KEY, id TEXT NOT NULL UNIQUE,
-        email TEXT NOT NULL UNIQUE COLLATE NOCASE, role TEXT NOT NULL, created INTEGER NOT NULL);
+        email TEXT UNIQUE COLLATE NOCASE, document TEXT NOT NULL, listed TEXT NOT NULL);
 )";
 
 // Part of an execution's duration that it waits before it runs, and where failing ones stop.
@@ -35,39 +37,57 @@ constexpr double FailingProgress = 0.5;
     throw Refusal(404, "not_found", "there is no " + kind + " \"" + id + "\"");
 }
 
-json DescribeSimulation(const Rows& row) {
-    return json::object({{"id", row.GetText(0)},
-                         {"name", row.GetText(1)},
-                         {"scope", row.GetText(2)},
-                         {"createdAt", FormatUtcTime(row.GetInteger(3))}});
+[[noreturn]] void ThrowTwice(const std::string& what) {
+    throw Refusal(422, "invalid", what + " exists twice");
 }
 
-ExecutionRecord ReadExecutionRow(const Rows& row) {
-    ExecutionRecord execution;
-    execution.id = row.GetText(0);
-    execution.simulationId = row.GetText(1);
-    execution.createdAt = row.GetInteger(2);
-    execution.duration = row.GetInteger(3);
-    execution.isFailing = row.GetInteger(4) != 0;
-    execution.data = json::parse(row.GetText(5));
+/// Reads what every entry has from the columns that follow one.
+void ReadEntryColumns(const Rows& row, int first, Entry& entry) {
+    entry.id = row.GetText(first);
+    entry.document = json::parse(row.GetText(first + 1));
+    const std::string listed = row.GetText(first + 2);
+    if (!listed.empty()) { entry.listed = json::parse(listed); }
+}
+
+const json& GetListed(const Entry& entry) {
+    return entry.listed.is_null() ? entry.document : entry.listed;
+}
+
+/// What stands for a listed document in its column.
+std::string WriteListed(const Entry& entry) {
+    return entry.listed.is_null() ? "" : WriteJson(entry.listed);
+}
+
+ExecutionEntry ReadExecutionRow(const Rows& row) {
+    ExecutionEntry execution;
+    ReadEntryColumns(row, 0, execution);
+    execution.simulationId = row.GetText(3);
+    execution.createdAt = row.GetInteger(4);
+    if (!row.IsNull(5)) { execution.duration = row.GetInteger(5); }
+    execution.isFailing = row.GetInteger(6) != 0;
     return execution;
 }
 
-json DescribeUser(const Rows& row) {
-    return json::object({{"id", row.GetText(0)},
-                         {"email", row.GetText(1)},
-                         {"role", row.GetText(2)},
-                         {"createdAt", FormatUtcTime(row.GetInteger(3))}});
-}
+/// How far an execution is.
+struct Course {
+    std::string state;
+    double progress = 0;
+};
 
-json MakeList(json items, std::int64_t total) {
-    return json::object({{"items", std::move(items)}, {"total", total}});
+Course FollowCourse(std::int64_t elapsedMs, std::int64_t durationMs, bool isFailing) {
+    const auto duration = static_cast<double>(durationMs);
+    const auto elapsed = static_cast<double>(elapsedMs);
+    const double queued = duration * QueuedShare;
+    const double progress =
+        elapsed >= duration ? 1 : std::max(0.0, (elapsed - queued) / (duration - queued));
+    if (isFailing && progress >= FailingProgress) { return {"failed", FailingProgress}; }
+    return {elapsed < queued ? "queued" : progress < 1 ? "running" : "finished", progress};
 }
 
 } // namespace
 
-ServiceState::ServiceState(const std::string& path, Seed start, double speed)
-    : database(path), seed(std::move(start)) {
+ServiceState::ServiceState(const std::string& path, const Seed& start, double speed)
+    : database(path) {
     const auto readPragma = [this](std::string_view sql) {
         Rows rows = database.Query(sql);
         return rows.Next() ? rows.GetInteger(0) : 0;
@@ -75,112 +95,158 @@ ServiceState::ServiceState(const std::string& path, Seed start, double speed)
     const bool isEmpty = readPragma("SELECT count(*) FROM sqlite_schema") == 0;
     if (isEmpty) {
         clock.speed = speed;
-        CreateTables();
+        CreateTables(start);
         return;
     }
     if (readPragma("PRAGMA application_id") != ApplicationId ||
         readPragma("PRAGMA user_version") != SchemaVersion) {
         throw std::runtime_error("the database is not one of this release's emulator");
     }
-    seed = ReadSeed(json::parse(ReadSetting("seed")), 0);
+    Rows kept = database.Query("SELECT seed FROM start");
+    if (!kept.Next()) { throw std::runtime_error("the database lacks its start"); }
+    settings = Seed(kept.GetText(0), std::stoll(ReadSetting("startClock"))).GetSettings();
     clock.base = std::stoll(ReadSetting("clockBase"));
     clock.machineBase = std::stoll(ReadSetting("clockMachineBase"));
     clock.speed = std::stod(ReadSetting("clockSpeed"));
     clock.SetSpeed(speed);
     SaveClock();
+    ReadOrder();
 }
 
-void ServiceState::CreateTables() {
+void ServiceState::CreateTables(const Seed& start) {
     Transaction transaction(database);
     database.Execute(Schema);
-    Fill();
+    Fill(start);
     database.Execute("PRAGMA application_id = " + std::to_string(ApplicationId) +
                      "; PRAGMA user_version = " + std::to_string(SchemaVersion));
     transaction.Commit();
+    settings = start.GetSettings();
+    ReadOrder();
 }
 
-void ServiceState::Fill() {
-    for (const SimulationRecord& simulation : seed.simulations) {
-        if (database.Change("INSERT OR IGNORE INTO simulations (id, name, scope, created, inputs) "
-                            "VALUES (?, ?, ?, ?, ?)",
-                            simulation.id, simulation.name, simulation.scope, simulation.createdAt,
-                            WriteJson(simulation.inputs)) == 0) {
-            throw Refusal(422, "invalid",
-                          "simulations: the id \"" + simulation.id + "\" is there twice");
-        }
-    }
-    for (const ExecutionRecord& execution : seed.executions) {
-        RequireSimulation(execution.simulationId);
-        if (database.Change("INSERT OR IGNORE INTO executions "
-                            "(id, simulation, created, duration, failing, data) "
-                            "VALUES (?, ?, ?, ?, ?, ?)",
-                            execution.id, execution.simulationId, execution.createdAt,
-                            execution.duration, std::int64_t{execution.isFailing},
-                            WriteJson(execution.data)) == 0) {
-            throw Refusal(422, "invalid",
-                          "executions: the id \"" + execution.id + "\" is there twice");
-        }
-    }
-    for (const UserRecord& user : seed.users) {
-        if (database.Change("INSERT OR IGNORE INTO users (id, email, role, created) "
-                            "VALUES (?, ?, ?, ?)",
-                            user.id, user.email, user.role, user.createdAt) == 0) {
-            throw Refusal(422, "invalid",
-                          "users: the id \"" + user.id + "\" or the email \"" + user.email +
-                              "\" is there twice");
-        }
-    }
-    WriteSetting("seed", WriteJson(WriteSeed(seed)));
-    WriteSetting("agent", WriteJson(seed.agent));
-    WriteSetting("executionsMade", std::to_string(seed.executionsMade));
-    WriteSetting("usersMade", std::to_string(seed.usersMade));
-    clock.base = seed.clock;
+void ServiceState::Fill(const Seed& start) {
+    start.ReadEntries({[this](const SimulationEntry& simulation) { Insert(simulation); },
+                       [this, &start](const ExecutionEntry& execution) {
+                           // What is computed must have its place before it is asked for.
+                           const DocumentShape& shape = start.GetSettings().shapes.executions;
+                           json trial = execution.document;
+                           shape.Put(trial, "state", "");
+                           shape.Put(trial, "progress", 0);
+                           Insert(execution);
+                       },
+                       [this](const UserEntry& user) { Insert(user); }});
+    const SeedSettings& given = start.GetSettings();
+    database.Change("DELETE FROM start");
+    database.Change("INSERT INTO start (seed) VALUES (?)", start.GetText());
+    WriteSetting("startClock", std::to_string(given.clock));
+    WriteSetting("agent", WriteJson(given.agent));
+    WriteSetting("simulationsMade", std::to_string(given.simulationsMade));
+    WriteSetting("executionsMade", std::to_string(given.executionsMade));
+    WriteSetting("usersMade", std::to_string(given.usersMade));
+    clock.base = given.clock;
     clock.machineBase = GetMachineTime();
     SaveClock();
 }
 
+void ServiceState::Insert(const SimulationEntry& simulation) {
+    if (database.Change("INSERT OR IGNORE INTO simulations (id, scope, document, listed, inputs) "
+                        "VALUES (?, ?, ?, ?, ?)",
+                        simulation.id, simulation.scope, WriteJson(simulation.document),
+                        WriteListed(simulation), WriteJson(simulation.inputs)) == 0) {
+        ThrowTwice("simulations: the id \"" + simulation.id + "\"");
+    }
+}
+
+void ServiceState::Insert(const ExecutionEntry& execution) {
+    FindSimulation(execution.simulationId);
+    if (database.Change("INSERT OR IGNORE INTO executions "
+                        "(simulation, id, created, duration, failing, document, listed) "
+                        "VALUES (?, ?, ?, ?, ?, ?, ?)",
+                        execution.simulationId, execution.id, execution.createdAt,
+                        execution.duration, std::int64_t{execution.isFailing},
+                        WriteJson(execution.document), WriteListed(execution)) == 0) {
+        ThrowTwice("executions: the id \"" + execution.id + "\" of simulation \"" +
+                   execution.simulationId + "\"");
+    }
+}
+
+void ServiceState::Insert(const UserEntry& user) {
+    std::optional<std::string> email;
+    if (!user.email.empty()) { email = user.email; }
+    if (database.Change("INSERT OR IGNORE INTO users (id, email, document, listed) "
+                        "VALUES (?, ?, ?, ?)",
+                        user.id, email, WriteJson(user.document), WriteListed(user)) == 0) {
+        ThrowTwice("users: the id \"" + user.id + "\" or the email \"" + user.email + "\"");
+    }
+}
+
+void ServiceState::ReadOrder() {
+    for (EntryOrder* order : {&simulations, &executions, &users}) { order->Clear(); }
+    Rows rows = database.Query("SELECT number, scope FROM simulations ORDER BY number");
+    while (rows.Next()) {
+        simulations.Append("", rows.GetInteger(0));
+        simulations.Append(rows.GetText(1), rows.GetInteger(0));
+    }
+    Rows runs = database.Query("SELECT number, simulation FROM executions ORDER BY number");
+    while (runs.Next()) { executions.Append(runs.GetText(1), runs.GetInteger(0)); }
+    Rows people = database.Query("SELECT number FROM users ORDER BY number");
+    while (people.Next()) { users.Append("", people.GetInteger(0)); }
+}
+
 json ServiceState::ListSimulations(const std::string& scope, Page page) {
-    if (!scope.empty() && !IsKnownScope(scope)) {
-        throw Refusal(422, "invalid", "scope: must be user, group or public");
+    constexpr std::array<const char*, 4> known{"", "user", "group", "public"};
+    if (std::find(known.begin(), known.end(), scope) == known.end() && !simulations.Has(scope)) {
+        throw Refusal(422, "invalid",
+                      "scope: must be user, group, public, or that of a simulation");
     }
     json items = json::array();
-    Rows rows = database.Query(
-        "SELECT id, name, scope, created FROM simulations "
-        "WHERE ?1 = '' OR scope = ?1 ORDER BY number LIMIT ?2 OFFSET ?3",
-        scope, page.limit, page.offset);
-    while (rows.Next()) { items.push_back(DescribeSimulation(rows)); }
-    Rows total =
-        database.Query("SELECT count(*) FROM simulations WHERE ?1 = '' OR scope = ?1", scope);
-    total.Next();
-    return MakeList(std::move(items), total.GetInteger(0));
+    for (const std::int64_t number : simulations.GetPage(scope, page.limit, page.offset)) {
+        Rows row =
+            database.Query("SELECT id, document, listed FROM simulations WHERE number = ?", number);
+        row.Next();
+        Entry entry;
+        ReadEntryColumns(row, 0, entry);
+        items.push_back(GetListed(entry));
+    }
+    return settings.shapes.simulations.MakeList(std::move(items), simulations.Count(scope));
 }
 
 json ServiceState::GetSimulation(const std::string& id) {
-    Rows rows = database.Query("SELECT id, name, scope, created FROM simulations WHERE id = ?", id);
-    if (!rows.Next()) { ThrowMissing("simulation", id); }
-    return DescribeSimulation(rows);
+    Rows row = database.Query("SELECT document FROM simulations WHERE id = ?", id);
+    if (!row.Next()) { ThrowMissing("simulation", id); }
+    return json::parse(row.GetText(0));
 }
 
 void ServiceState::DeleteSimulation(const std::string& id) {
-    RequireSimulation(id);
+    const std::int64_t number = FindSimulation(id);
     Transaction transaction(database);
     const std::int64_t now = clock.GetTime();
     {
         Rows rows = database.Query(
-            "SELECT id, simulation, created, duration, failing, data FROM executions "
-            "WHERE simulation = ? AND created + duration > ? ORDER BY number",
+            "SELECT id, created, duration, failing FROM executions "
+            "WHERE simulation = ? AND duration IS NOT NULL AND created + duration > ? "
+            "ORDER BY number",
             id, now);
         while (rows.Next()) {
-            const json execution = DescribeExecution(ReadExecutionRow(rows));
-            if (execution["state"] == "queued" || execution["state"] == "running") {
+            const Course course =
+                FollowCourse(now - rows.GetInteger(1), rows.GetInteger(2), rows.GetInteger(3) != 0);
+            if (course.state == "queued" || course.state == "running") {
                 throw Refusal(409, "conflict",
-                              "execution " + execution["id"].get<std::string>() +
-                                  " of the simulation is under way");
+                              "execution " + rows.GetText(0) + " of the simulation is under way");
             }
         }
     }
+    std::string scope;
+    {
+        Rows row = database.Query("SELECT scope FROM simulations WHERE id = ?", id);
+        row.Next();
+        scope = row.GetText(0);
+    }
     database.Change("DELETE FROM simulations WHERE id = ?", id);
     transaction.Commit();
+    simulations.Remove("", number);
+    simulations.Remove(scope, number);
+    executions.RemoveList(id);
 }
 
 json ServiceState::GetInputs(const std::string& simulationId) {
@@ -190,90 +256,134 @@ json ServiceState::GetInputs(const std::string& simulationId) {
 }
 
 void ServiceState::ReplaceInputs(const std::string& simulationId, const json& inputs) {
-    RequireSimulation(simulationId);
+    FindSimulation(simulationId);
     database.Change("UPDATE simulations SET inputs = ? WHERE id = ?", WriteJson(inputs),
                     simulationId);
 }
 
 json ServiceState::ListExecutions(const std::string& simulationId, Page page) {
-    RequireSimulation(simulationId);
+    FindSimulation(simulationId);
     json items = json::array();
-    Rows rows = database.Query(
-        "SELECT id, simulation, created, duration, failing, data FROM executions "
-        "WHERE simulation = ? ORDER BY number LIMIT ? OFFSET ?",
-        simulationId, page.limit, page.offset);
-    while (rows.Next()) { items.push_back(DescribeExecution(ReadExecutionRow(rows))); }
-    Rows total =
-        database.Query("SELECT count(*) FROM executions WHERE simulation = ?", simulationId);
-    total.Next();
-    return MakeList(std::move(items), total.GetInteger(0));
+    for (const std::int64_t number : executions.GetPage(simulationId, page.limit, page.offset)) {
+        Rows row = database.Query(
+            "SELECT id, document, listed, simulation, created, duration, failing FROM executions "
+            "WHERE number = ?",
+            number);
+        row.Next();
+        const ExecutionEntry execution = ReadExecutionRow(row);
+        items.push_back(Compute(execution, GetListed(execution)));
+    }
+    return settings.shapes.executions.MakeList(std::move(items), executions.Count(simulationId));
 }
 
 json ServiceState::StartExecution(const std::string& simulationId, const json& data) {
-    RequireSimulation(simulationId);
-    ExecutionRecord execution;
+    FindSimulation(simulationId);
+    const DocumentShape& shape = settings.shapes.executions;
+    ExecutionEntry execution;
     Transaction transaction(database);
-    execution.id = TakeId("exe-", "executionsMade", "SELECT 1 FROM executions WHERE id = ?");
+    execution.id = TakeId("exe-", "executionsMade", [&](const std::string& id) {
+        return database
+            .Query("SELECT 1 FROM executions WHERE simulation = ? AND id = ?", simulationId, id)
+            .Next();
+    });
     execution.simulationId = simulationId;
     execution.createdAt = clock.GetTime();
-    execution.duration = DrawDuration(seed.number, execution.id);
-    execution.isFailing = DrawIsFailing(seed.number, seed.failureRate, execution.id);
-    execution.data = data;
-    database.Change(
-        "INSERT INTO executions (id, simulation, created, duration, failing, data) "
-        "VALUES (?, ?, ?, ?, ?, ?)",
-        execution.id, execution.simulationId, execution.createdAt, execution.duration,
-        std::int64_t{execution.isFailing}, WriteJson(execution.data));
+    execution.duration = DrawDuration(settings.number, execution.id);
+    execution.isFailing = DrawIsFailing(settings.number, settings.failureRate, execution.id);
+    execution.document = shape.GetStart();
+    shape.Put(execution.document, "id", execution.id);
+    shape.Put(execution.document, "name", "Execution of " + simulationId);
+    shape.Put(execution.document, "simulationId", simulationId);
+    shape.Put(execution.document, "createdAt", FormatUtcTime(execution.createdAt));
+    shape.Put(execution.document, "data", data);
+    json answer = Compute(execution, execution.document);
+    Insert(execution);
+    const std::int64_t number = database.GetLastNumber();
     transaction.Commit();
-    return DescribeExecution(execution);
+    executions.Append(simulationId, number);
+    return answer;
+}
+
+ExecutionEntry ServiceState::ReadExecution(const std::string& simulationId, const std::string& id) {
+    FindSimulation(simulationId);
+    Rows row = database.Query(
+        "SELECT id, document, listed, simulation, created, duration, failing FROM executions "
+        "WHERE simulation = ? AND id = ?",
+        simulationId, id);
+    if (!row.Next()) { ThrowMissing("execution", id); }
+    return ReadExecutionRow(row);
 }
 
 json ServiceState::GetExecution(const std::string& simulationId, const std::string& id) {
-    RequireSimulation(simulationId);
-    Rows rows = database.Query(
-        "SELECT id, simulation, created, duration, failing, data FROM executions "
-        "WHERE simulation = ? AND id = ?",
-        simulationId, id);
-    if (!rows.Next()) { ThrowMissing("execution", id); }
-    return DescribeExecution(ReadExecutionRow(rows));
+    const ExecutionEntry execution = ReadExecution(simulationId, id);
+    return Compute(execution, execution.document);
 }
 
 json ServiceState::ListUsers(Page page) {
     json items = json::array();
-    Rows rows = database.Query(
-        "SELECT id, email, role, created FROM users ORDER BY number LIMIT ? OFFSET ?", page.limit,
-        page.offset);
-    while (rows.Next()) { items.push_back(DescribeUser(rows)); }
-    Rows total = database.Query("SELECT count(*) FROM users");
-    total.Next();
-    return MakeList(std::move(items), total.GetInteger(0));
+    for (const std::int64_t number : users.GetPage("", page.limit, page.offset)) {
+        Rows row =
+            database.Query("SELECT id, document, listed FROM users WHERE number = ?", number);
+        row.Next();
+        Entry entry;
+        ReadEntryColumns(row, 0, entry);
+        items.push_back(GetListed(entry));
+    }
+    return settings.shapes.users.MakeList(std::move(items), users.Count(""));
 }
 
 json ServiceState::CreateUser(const std::string& email, const std::string& role) {
+    const DocumentShape& shape = settings.shapes.users;
     Transaction transaction(database);
-    const std::string id = TakeId("usr-", "usersMade", "SELECT 1 FROM users WHERE id = ?");
-    if (database.Change("INSERT OR IGNORE INTO users (id, email, role, created) "
-                        "VALUES (?, ?, ?, ?)",
-                        id, email, role, clock.GetTime()) == 0) {
-        throw Refusal(409, "conflict", "a user with the email \"" + email + "\" is there already");
+    if (database.Query("SELECT 1 FROM users WHERE email = ?", email).Next()) {
+        throw Refusal(409, "conflict", "a user with the email \"" + email + "\" exists already");
     }
+    UserEntry user;
+    user.id = TakeId("usr-", "usersMade", [&](const std::string& id) {
+        return database.Query("SELECT 1 FROM users WHERE id = ?", id).Next();
+    });
+    user.email = email;
+    user.document = shape.GetStart();
+    shape.Put(user.document, "id", user.id);
+    shape.Put(user.document, "email", email);
+    shape.Put(user.document, "role", role);
+    shape.Put(user.document, "createdAt", FormatUtcTime(clock.GetTime()));
+    Insert(user);
+    const std::int64_t number = database.GetLastNumber();
     transaction.Commit();
-    return GetUser(id);
+    users.Append("", number);
+    return user.document;
 }
 
 json ServiceState::GetUser(const std::string& id) {
-    Rows rows = database.Query("SELECT id, email, role, created FROM users WHERE id = ?", id);
-    if (!rows.Next()) { ThrowMissing("user", id); }
-    return DescribeUser(rows);
+    Rows row = database.Query("SELECT document FROM users WHERE id = ?", id);
+    if (!row.Next()) { ThrowMissing("user", id); }
+    return json::parse(row.GetText(0));
 }
 
 json ServiceState::ChangeRole(const std::string& id, const std::string& role) {
-    database.Change("UPDATE users SET role = ? WHERE id = ?", role, id);
-    return GetUser(id);
+    UserEntry user;
+    {
+        Rows row = database.Query("SELECT id, document, listed FROM users WHERE id = ?", id);
+        if (!row.Next()) { ThrowMissing("user", id); }
+        ReadEntryColumns(row, 0, user);
+    }
+    settings.shapes.users.Put(user.document, "role", role);
+    if (!user.listed.is_null()) { settings.shapes.users.Put(user.listed, "role", role); }
+    database.Change("UPDATE users SET document = ?, listed = ? WHERE id = ?",
+                    WriteJson(user.document), WriteListed(user), id);
+    return user.document;
 }
 
 void ServiceState::DeleteUser(const std::string& id) {
-    if (database.Change("DELETE FROM users WHERE id = ?", id) == 0) { ThrowMissing("user", id); }
+    std::int64_t number = 0;
+    {
+        Rows row = database.Query("SELECT number FROM users WHERE id = ?", id);
+        if (!row.Next()) { ThrowMissing("user", id); }
+        number = row.GetInteger(0);
+    }
+    database.Change("DELETE FROM users WHERE id = ?", id);
+    users.Remove("", number);
 }
 
 json ServiceState::GetAgent() {
@@ -282,10 +392,16 @@ json ServiceState::GetAgent() {
 
 json ServiceState::RunCommand(const std::string& command) {
     json agent = GetAgent();
-    if (command == "start") { agent["state"] = "running"; }
-    if (command == "stop") { agent["state"] = "idle"; }
-    agent["lastCommand"] = command;
-    agent["commandsHandled"] = agent["commandsHandled"].get<std::int64_t>() + 1;
+    // A seed's agent has no more members than the seed gave it.
+    const auto change = [&agent](const char* member, const auto& value) {
+        if (agent.is_object() && agent.contains(member)) { agent[member] = value; }
+    };
+    if (command == "start") { change("state", "running"); }
+    if (command == "stop") { change("state", "idle"); }
+    change("lastCommand", command);
+    if (agent.is_object() && agent.value("commandsHandled", json()).is_number_integer()) {
+        agent["commandsHandled"] = agent["commandsHandled"].get<std::int64_t>() + 1;
+    }
     WriteSetting("agent", WriteJson(agent));
     return json::object({{"command", command}, {"accepted", true}, {"agent", std::move(agent)}});
 }
@@ -299,38 +415,100 @@ void ServiceState::AdvanceClock(double seconds) {
     SaveClock();
 }
 
-void ServiceState::Reset() {
+json ServiceState::CreateSimulation(const json& entry) {
     Transaction transaction(database);
-    database.Execute("DELETE FROM executions; DELETE FROM simulations; DELETE FROM users");
-    Fill();
+    const std::string newId = TakeId("sim-", "simulationsMade", [&](const std::string& id) {
+        return database.Query("SELECT 1 FROM simulations WHERE id = ?", id).Next();
+    });
+    const SimulationEntry simulation = ReadSimulation(entry, "the simulation", newId, settings);
+    Insert(simulation);
+    const std::int64_t number = database.GetLastNumber();
     transaction.Commit();
+    simulations.Append("", number);
+    simulations.Append(simulation.scope, number);
+    return simulation.document;
+}
+
+json ServiceState::EndExecution(const std::string& simulationId, const std::string& id,
+                                bool isFailing, const json& members) {
+    ExecutionEntry execution = ReadExecution(simulationId, id);
+    const std::int64_t now = clock.GetTime();
+    execution.createdAt = std::min(execution.createdAt, now);
+    execution.duration = now - execution.createdAt;
+    execution.isFailing = isFailing;
+    for (json* document : {&execution.document, &execution.listed}) {
+        if (document->is_null()) { continue; }
+        settings.shapes.executions.Remove(*document, "state");
+        settings.shapes.executions.Remove(*document, "progress");
+        document->merge_patch(members);
+    }
+    json answer = Compute(execution, execution.document);
+    database.Change(
+        "UPDATE executions SET created = ?, duration = ?, failing = ?, document = ?, listed = ? "
+        "WHERE simulation = ? AND id = ?",
+        execution.createdAt, execution.duration, std::int64_t{isFailing},
+        WriteJson(execution.document), WriteListed(execution), simulationId, id);
+    return answer;
+}
+
+void ServiceState::Load(const Seed& start) {
+    const EmulatedClock before = clock;
+    try {
+        Transaction transaction(database);
+        database.Execute("DELETE FROM executions; DELETE FROM simulations; DELETE FROM users");
+        Fill(start);
+        transaction.Commit();
+    } catch (const std::exception&) {
+        clock = before;
+        throw;
+    }
+    settings = start.GetSettings();
+    ReadOrder();
+}
+
+void ServiceState::Reset() {
+    std::string text;
+    {
+        Rows row = database.Query("SELECT seed FROM start");
+        row.Next();
+        text = row.GetText(0);
+    }
+    Load(Seed(std::move(text), settings.clock));
 }
 
 json ServiceState::Export() {
-    Seed now;
-    now.number = seed.number;
-    now.failureRate = seed.failureRate;
+    SeedSettings now = settings;
     now.clock = clock.GetTime();
-    Rows simulations =
-        database.Query("SELECT id, name, scope, created, inputs FROM simulations ORDER BY number");
-    while (simulations.Next()) {
-        now.simulations.push_back({simulations.GetText(0), simulations.GetText(1),
-                                   simulations.GetText(2), simulations.GetInteger(3),
-                                   json::parse(simulations.GetText(4))});
-    }
-    Rows executions = database.Query(
-        "SELECT id, simulation, created, duration, failing, data FROM executions "
-        "ORDER BY number");
-    while (executions.Next()) { now.executions.push_back(ReadExecutionRow(executions)); }
-    Rows users = database.Query("SELECT id, email, role, created FROM users ORDER BY number");
-    while (users.Next()) {
-        now.users.push_back(
-            {users.GetText(0), users.GetText(1), users.GetText(2), users.GetInteger(3)});
-    }
     now.agent = GetAgent();
-    now.executionsMade = std::stoll(ReadSetting("executionsMade"));
-    now.usersMade = std::stoll(ReadSetting("usersMade"));
-    return WriteSeed(now);
+    now.simulationsMade = ReadCounter("simulationsMade");
+    now.executionsMade = ReadCounter("executionsMade");
+    now.usersMade = ReadCounter("usersMade");
+    json document = WriteSettings(now);
+    for (const char* list : {"simulations", "executions", "users"}) {
+        document[list] = json::array();
+    }
+    Rows rows = database.Query(
+        "SELECT id, document, listed, scope, inputs FROM simulations ORDER BY number");
+    while (rows.Next()) {
+        SimulationEntry simulation;
+        ReadEntryColumns(rows, 0, simulation);
+        simulation.scope = rows.GetText(3);
+        simulation.inputs = json::parse(rows.GetText(4));
+        document["simulations"].push_back(WriteEntry(simulation, settings.shapes));
+    }
+    Rows runs = database.Query(
+        "SELECT id, document, listed, simulation, created, duration, failing "
+        "FROM executions ORDER BY number");
+    while (runs.Next()) {
+        document["executions"].push_back(WriteEntry(ReadExecutionRow(runs), settings.shapes));
+    }
+    Rows people = database.Query("SELECT id, document, listed FROM users ORDER BY number");
+    while (people.Next()) {
+        UserEntry user;
+        ReadEntryColumns(people, 0, user);
+        document["users"].push_back(WriteEntry(user));
+    }
+    return document;
 }
 
 void ServiceState::SaveClock() {
@@ -340,13 +518,17 @@ void ServiceState::SaveClock() {
 }
 
 std::string ServiceState::TakeId(const std::string& prefix, const std::string& counter,
-                                 std::string_view findSql) {
-    std::int64_t number = std::stoll(ReadSetting(counter));
+                                 const std::function<bool(const std::string&)>& isTaken) {
+    std::int64_t number = ReadCounter(counter);
     std::string id;
     // A seed may have given the next identifiers to entries of its own.
-    do { id = prefix + std::to_string(++number); } while (database.Query(findSql, id).Next());
+    do { id = prefix + std::to_string(++number); } while (isTaken(id));
     WriteSetting(counter, std::to_string(number));
     return id;
+}
+
+std::int64_t ServiceState::ReadCounter(const std::string& name) {
+    return std::stoll(ReadSetting(name));
 }
 
 std::string ServiceState::ReadSetting(const std::string& name) {
@@ -359,33 +541,23 @@ void ServiceState::WriteSetting(const std::string& name, const std::string& text
     database.Change("INSERT OR REPLACE INTO settings (name, value) VALUES (?, ?)", name, text);
 }
 
-void ServiceState::RequireSimulation(const std::string& id) {
-    if (!database.Query("SELECT 1 FROM simulations WHERE id = ?", id).Next()) {
-        ThrowMissing("simulation", id);
-    }
+std::int64_t ServiceState::FindSimulation(const std::string& id) {
+    Rows row = database.Query("SELECT number FROM simulations WHERE id = ?", id);
+    if (!row.Next()) { ThrowMissing("simulation", id); }
+    return row.GetInteger(0);
 }
 
-json ServiceState::DescribeExecution(const ExecutionRecord& execution) const {
-    const auto duration = static_cast<double>(execution.duration);
-    const auto elapsed = static_cast<double>(clock.GetTime() - execution.createdAt);
-    const double queued = duration * QueuedShare;
-    double progress =
-        elapsed >= duration ? 1 : std::max(0.0, (elapsed - queued) / (duration - queued));
-    std::string state = elapsed < queued ? "queued" : progress < 1 ? "running" : "finished";
-    json document = json::object({{"id", execution.id},
-                                  {"name", "Execution of " + execution.simulationId},
-                                  {"simulationId", execution.simulationId},
-                                  {"createdAt", FormatUtcTime(execution.createdAt)},
-                                  {"data", execution.data}});
-    if (execution.isFailing && progress >= FailingProgress) {
-        state = "failed";
-        progress = FailingProgress;
-        document["error"] = json::object(
-            {{"code", "diverged"}, {"message", "The emulated solver did not converge."}});
-    }
-    document["state"] = state;
-    document["progress"] = std::round(progress * 1000) / 1000;
-    return document;
+json ServiceState::Compute(const ExecutionEntry& execution, json document) const {
+    if (!execution.duration) { return document; }
+    const Course course = FollowCourse(clock.GetTime() - execution.createdAt, *execution.duration,
+                                       execution.isFailing);
+    // What the document has of its own counts for more than what every execution gets.
+    json computed = settings.shapes.results.at(course.state);
+    computed.merge_patch(document);
+    const DocumentShape& shape = settings.shapes.executions;
+    shape.Put(computed, "state", settings.shapes.states.at(course.state));
+    shape.Put(computed, "progress", std::round(course.progress * 1000) / 1000);
+    return computed;
 }
 
 } // namespace VarnelBase::Emulation

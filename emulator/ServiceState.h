@@ -1,11 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
-#include <string_view>
 
 #include "Database.h"
 #include "EmulatedClock.h"
+#include "EntryOrder.h"
 #include "Seed.h"
 
 namespace VarnelBase::Emulation {
@@ -24,7 +25,7 @@ public:
     /// @param path  database file, or ":memory:"
     /// @param start what an empty database is filled with, and what Reset goes back to; a database
     ///              that holds something keeps it, and its own start with it
-    ServiceState(const std::string& path, Seed start, double speed);
+    ServiceState(const std::string& path, const Seed& start, double speed);
 
     /// @param scope empty: every simulation
     json ListSimulations(const std::string& scope, Page page);
@@ -44,29 +45,49 @@ public:
     json ChangeRole(const std::string& id, const std::string& role);
     void DeleteUser(const std::string& id);
 
+    json GetVersion() const { return settings.version; }
     json GetAgent();
     json RunCommand(const std::string& command);
 
     json DescribeClock() const;
     void AdvanceClock(double seconds);
+
+    /// Adds a simulation that is written as one of a seed.
+    json CreateSimulation(const json& entry);
+    /// Ends an execution at this moment.
+    ///
+    /// @param members merged into its document: results, an error
+    json EndExecution(const std::string& simulationId, const std::string& id, bool isFailing,
+                      const json& members);
+    /// Replaces everything by a seed, which Reset goes back to from then on.
+    void Load(const Seed& start);
     void Reset();
     /// Everything as a seed document.
     json Export();
 
 private:
-    void CreateTables();
-    void Fill();
+    void CreateTables(const Seed& start);
+    void Fill(const Seed& start);
+    void Insert(const SimulationEntry& simulation);
+    void Insert(const ExecutionEntry& execution);
+    void Insert(const UserEntry& user);
+    void ReadOrder();
     void SaveClock();
     std::string TakeId(const std::string& prefix, const std::string& counter,
-                       std::string_view findSql);
+                       const std::function<bool(const std::string&)>& isTaken);
+    std::int64_t ReadCounter(const std::string& name);
     std::string ReadSetting(const std::string& name);
     void WriteSetting(const std::string& name, const std::string& text);
-    void RequireSimulation(const std::string& id);
-    json DescribeExecution(const ExecutionRecord& execution) const;
+    std::int64_t FindSimulation(const std::string& id);
+    ExecutionEntry ReadExecution(const std::string& simulationId, const std::string& id);
+    json Compute(const ExecutionEntry& execution, json document) const;
 
     Database database;
-    Seed seed;
+    SeedSettings settings;
     EmulatedClock clock;
+    EntryOrder simulations; ///< lists: "", and one for each scope
+    EntryOrder executions;  ///< a list for each simulation
+    EntryOrder users;       ///< the list ""
 };
 
 } // namespace VarnelBase::Emulation

@@ -12,7 +12,6 @@
 
 #include "CommandLine.h"
 #include "ExecCommand.h"
-#include "Messages.h"
 
 namespace {
 
@@ -51,14 +50,6 @@ void AwaitStop(const Emulator& emulator, const CommandLine& line) {
     if (!line.readyFile.empty()) { std::filesystem::remove(line.readyFile); }
 }
 
-std::unique_ptr<Emulator> StartEmulator(const CommandLine& line) {
-    try {
-        return std::make_unique<Emulator>(line.emulator);
-    } catch (const VarnelBase::Emulation::Refusal& refusal) {
-        throw std::runtime_error(line.seedFile + ": " + refusal.what());
-    }
-}
-
 int Run(const CommandLine& line) {
     // The emulator's threads inherit this, so that the signals wait for whoever awaits them.
     if (line.command.empty()) {
@@ -67,7 +58,7 @@ int Run(const CommandLine& line) {
     } else {
         VarnelBase::BlockChildSignals();
     }
-    const std::unique_ptr<Emulator> emulator = StartEmulator(line);
+    const std::unique_ptr<Emulator> emulator = std::make_unique<Emulator>(line.emulator);
     if (!IsLoopback(line.emulator.address)) {
         std::cerr << "varnel-emulator: warning: everybody who reaches " << emulator->GetUrl()
                   << " can read and change what it holds\n";

@@ -191,11 +191,15 @@ TEST_F(CommandTest, ProjectFilesReplaceNothingUnasked) {
 EmulatorOptions MakeStillOptions() {
     EmulatorOptions options;
     options.speed = 0;
+    const auto describe = [](const char* id, const char* name) {
+        return json::object({{"id", id},
+                             {"name", name},
+                             {"scope", "user"},
+                             {"createdAt", "2025-01-01T00:00:00.000Z"}});
+    };
     options.seed = json::object(
         {{"simulations",
-          json::array(
-              {json::object({{"id", "a"}, {"name", "橋の上を走る列車"}, {"scope", "user"}}),
-               json::object({{"id", "b"}, {"name", "e\u0301\x1b[2J"}, {"scope", "user"}})})}});
+          json::array({describe("a", "橋の上を走る列車"), describe("b", "e\u0301\x1b[2J")})}});
     return options;
 }
 

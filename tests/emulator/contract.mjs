@@ -45,6 +45,7 @@ const good = {
   '/users': '{"email": "a@b", "role": "viewer"}',
   '/users/{userId}': '{"role": "viewer"}',
   '/generateProject': '{"files": {"ä": "x"}}',
+  '/_local/seed': await (await fetch(`${base}/_local/export`, { headers: { connection } })).text(),
   '/_local/clock': '{"advance": 1.5}',
   '/_local/faults': '[{"action": "delay", "delay": 0.001, "times": 0}]',
 };
@@ -56,7 +57,7 @@ for (const where of order) {
   const [method, path, text] = where.split(' ');
   const status = Number(text);
   const takesBody = method === 'post' || method === 'patch';
-  const body = takesBody ? { 400: '{', 422: path.endsWith('/inputs') ? '1' : '{"name": "/"}' }[status] ?? good[path] ?? '{}' : undefined;
+  const body = takesBody ? { 400: '{', 422: /\/(inputs|simulations|finish|fail)$/.test(path) ? '1' : '{"name": "/"}' }[status] ?? good[path] ?? '{}' : undefined;
   const query = status === 422 && !takesBody ? '?limit=x' : '';
   if (status === 403) missing.delete(where); // needs --auth groups; the same document as 401
   else if (status === 401) await ask(method, path, fill(path, true), 401, body, '');

@@ -31,7 +31,7 @@ grep -qx 600 seen && [ "$(grep -c ^VARNEL_ seen)" = 2 ] && [ "$(grep -c '"apiHos
 ! grep -q real seen || fail "exec lets the caller's settings through"
 
 # mistakes are told with the flag or file at fault
-echo '{"simulations": [{"scope": "x"}]}' >bad-seed
+echo '{"simulations": [{"_local": {"scop": "x"}}]}' >bad-seed
 for mistake in '--seed bad-seed' '--port 70000' '--auth some' '--speed -1' '--seed ./missing' 'exec --listen=::1 -- true'; do
     "$emulator" $mistake >out 2>errors && fail "takes $mistake" || grep -q -- "${mistake##* }\|${mistake%% *}\|--listen" errors || fail "$mistake: $(cat errors)"
 done
@@ -63,7 +63,7 @@ kill $pid && wait $pid
 
 # every line of the documentation works
 start
-grep '^    curl ' "$docs" | sed "s#http://127.0.0.1:8080#$url#" >lines
+grep '^    ' "$docs" | grep -v '^    varnel-emulator' | sed "s#http://127.0.0.1:8080#$url#" >lines
 [ "$(grep -c /_local/ lines)" -ge 12 ] || fail "finds no documentation"
 bash -euo pipefail lines >/dev/null || fail "docs/EMULATOR.md has a line that fails"
 [ -s Br__cke.zip ] || [ -s Brücke.zip ] || fail "curl keeps no archive"

@@ -1,0 +1,243 @@
+// What the emulator keeps: seeds, documents of any shape, time, and what survives an emulator.
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "AskEmulator.h"
+
+namespace {
+
+using nlohmann::json;
+using VarnelBase::Emulator;
+using VarnelBase::EmulatorOptions;
+
+EmulatorOptions MakeOptions(const json& seed) {
+    EmulatorOptions options;
+    options.seed = seed;
+    options.speed = 0;
+    return options;
+}
+
+json Get(const Emulator& emulator, const std::string& target) {
+    return AskEmulator(emulator, "GET", target).document;
+}
+
+/// What an emulator with these options says when it does not start.
+std::string TellProblem(const EmulatorOptions& options) {
+    try {
+        const Emulator emulator(options);
+    } catch (const std::runtime_error& error) { return error.what(); }
+    return "";
+}
+
+TEST(State, ExecutionsFollowTheClockAlone) {
+    Emulator emulator(MakeOptions(json::parse(
+        R"({"simulations": [{"id": "s"}], "executions": [
+            {"simulationId": "s", "_local": {"duration": 10}},
+            {"simulationId": "s", "_local": {"duration": 10, "outcome": "failed"}}]})")));
+    const auto show = [&](const std::string& id) {
+        const json execution = Get(emulator, "/simulations/s/executions/" + id);
+        return execution["state"].get<std::string>() + " " + execution["progress"].dump();
+    };
+    std::string course;
+    for (const double step : {0.0, 0.999, 4.501, 4.5}) {
+        course += AskEmulator(emulator, "DELETE", "/simulations/s").status == 409 ? "kept, " : "";
+        emulator.AdvanceClock(step);
+        course += show("exe-1") + ", " + show("exe-2") + "; ";
+    }
+    EXPECT_EQ(course,
+              "kept, queued 0.0, queued 0.0; kept, queued 0.0, queued 0.0; "
+              "kept, running 0.5, failed 0.5; kept, finished 1.0, failed 0.5; ");
+    EXPECT_EQ(AskEmulator(emulator, "DELETE", "/simulations/s").status, 204);
+    EXPECT_TRUE(emulator.Export()["executions"].empty());
+}
+
+TEST(State, SeedsRepeatAndRoundTrip) {
+    const json seed = json::parse(R"({"seed": 7, "failureRate": 0.5, "simulations": [
+        {"id": "s"}, {"id": 7, "kind": "\u0000odd", "_local": {"scope": "lab", "listed": {"id": 7}}}],
+        "executions": [{"simulationId": "s", "state": "DONE"}], "users": [{"login": "x"}]})");
+    const auto use = [](Emulator& emulator) {
+        for (int i = 0; i < 8; ++i) {
+            AskEmulator(emulator, "POST", "/simulations/s/executions", "{}");
+        }
+        AskEmulator(emulator, "POST", "/users", R"({"email": "a\u0000@b", "role": "r"})");
+        AskEmulator(emulator, "PATCH", "/users/usr-1", R"({"role": "r"})");
+        AskEmulator(emulator, "POST", "/agent", R"({"command": "start"})");
+        AskEmulator(emulator, "POST", "/_local/simulations", R"({"name": "new"})");
+        emulator.AdvanceClock(7.25);
+        return emulator.Export();
+    };
+    Emulator first(MakeOptions(seed));
+    const json start = first.Export();
+    const json used = use(first);
+    Emulator second(MakeOptions(used));
+    EXPECT_EQ(second.Export(), used);
+    first.Reset();
+    EXPECT_EQ(first.Export(), start);
+    EXPECT_EQ(use(first), used);
+    EXPECT_EQ(used["users"][1]["email"], std::string("a\0@b", 4));
+    EXPECT_EQ(used["agent"]["commandsHandled"], 1);
+    EXPECT_EQ(used["simulations"][2]["id"], "sim-3");
+    std::map<std::string, int> outcomes;
+    for (const json& execution : used["executions"]) {
+        ++outcomes[execution["_local"]["outcome"].get<std::string>()];
+    }
+    EXPECT_GT(outcomes["failed"], 1);
+    EXPECT_GT(outcomes["finished"], 1);
+}
+
+TEST(State, ServesDocumentsAsTheyStand) {
+    Emulator emulator(MakeOptions(json::parse(R"({
+        "version": {"api": "7.2"}, "agent": ["none"],
+        "shapes": {
+            "simulations": {"items": "", "total": null, "id": "/meta/uuid", "scope": "/visibility"},
+            "executions": {"list": {"page": 1}, "items": "/runs", "total": "/count", "id": "/run",
+                           "state": "/status/phase", "progress": null, "simulationId": null,
+                           "name": null, "createdAt": null, "data": "/spec", "new": {"v": 2}},
+            "users": {"email": "/contact/mail", "role": "/roles/0"},
+            "states": {"finished": "COMPLETED", "queued": null},
+            "results": {"finished": {"output": {"max": 3}}}},
+        "simulations": [{"meta": {"uuid": "s"}, "visibility": "lab", "x": [1],
+                         "_local": {"inputs": [1], "listed": {"short": true}}}],
+        "executions": [{"run": 9, "status": {"phase": "OLD"}, "_local": {"simulationId": "s"}}],
+        "users": [{"id": 4, "contact": {"mail": "a@b"}, "roles": ["admin", "x"]}]})")));
+    EXPECT_EQ(AskEmulator(emulator, "POST", "/simulations/s/executions", "[5]").status, 201);
+    EXPECT_EQ(AskEmulator(emulator, "PATCH", "/users/4", R"({"role": "r"})").status, 200);
+    EXPECT_EQ(AskEmulator(emulator, "POST", "/users", R"({"email": "A@B", "role": "r"})").status,
+              409);
+    emulator.AdvanceClock(1.9);
+    const std::map<std::string, const char*> expected{
+        {"/version", R"({"api": "7.2"})"},
+        {"/agent", R"(["none"])"},
+        {"/simulations", R"([{"short": true}])"},
+        {"/simulations?scope=lab", R"([{"short": true}])"},
+        {"/simulations?scope=user", "[]"},
+        {"/simulations/s", R"({"meta": {"uuid": "s"}, "visibility": "lab", "x": [1]})"},
+        {"/simulations/s/inputs", "[1]"},
+        {"/simulations/s/executions/9", R"({"run": 9, "status": {"phase": "OLD"}})"},
+        {"/users/4", R"({"id": 4, "contact": {"mail": "a@b"}, "roles": ["r", "x"]})"},
+    };
+    for (const auto& [target, document] : expected) {
+        EXPECT_EQ(Get(emulator, target), json::parse(document)) << target;
+    }
+    emulator.AdvanceClock(60);
+    EXPECT_EQ(Get(emulator, "/simulations/s/executions?offset=1"),
+              json::parse(R"({"page": 1, "count": 2, "runs": [{"run": "exe-2", "spec": [5], "v": 2,
+                  "status": {"phase": "COMPLETED"}, "output": {"max": 3}}]})"));
+}
+
+TEST(State, TotalsAndPagesFollowEveryChange) {
+    json seed = json::object({{"simulations", json::array()}});
+    for (int i = 0; i < 9; ++i) {
+        seed["simulations"].push_back({{"id", i}, {"scope", i % 3 == 0 ? "public" : "group"}});
+    }
+    Emulator emulator(MakeOptions(seed));
+    const auto show = [&](const std::string& query) {
+        const json list = Get(emulator, "/simulations?" + query);
+        std::string ids = list["total"].dump() + ":";
+        for (const json& item : list["items"]) { ids += item["id"].dump(); }
+        return ids;
+    };
+    const std::string query = "scope=group&limit=3&offset=2";
+    EXPECT_EQ(show(query) + show("offset=8") + show("limit=0") + show("offset=99"), "6:4579:89:9:");
+    AskEmulator(emulator, "DELETE", "/simulations/4");
+    AskEmulator(emulator, "DELETE", "/simulations/0");
+    emulator.CreateSimulation({{"id", 10}, {"scope", "group"}});
+    EXPECT_EQ(show(query) + show("scope=public") + show("offset=6"), "6:5782:368:810");
+    emulator.Reset();
+    EXPECT_EQ(show(query) + show("scope=public"), "6:4573:036");
+}
+
+TEST(State, ChangesAtRunTime) {
+    Emulator emulator(MakeOptions(json::parse(R"({"simulations": [{"id": "s"}], "executions": [
+        {"simulationId": "s"}, {"simulationId": "s"}, {"simulationId": "s", "state": "STUCK"}]})")));
+    EXPECT_EQ(emulator.CreateSimulation({{"name", "n"}}), json({{"id", "sim-2"}, {"name", "n"}}));
+    EXPECT_EQ(AskEmulator(emulator, "POST", "/_local/simulations", R"({"id": "s"})").status, 422);
+    const json results = {{"max", 3}};
+    emulator.FinishExecution("s", "exe-1", {{"results", results}});
+    EXPECT_EQ(AskEmulator(emulator, "POST", "/_local/simulations/s/executions/exe-2/fail").status,
+              200);
+    emulator.FinishExecution("s", "exe-3");
+    EXPECT_THROW(emulator.FailExecution("s", "exe-4"), std::runtime_error);
+    const json items = Get(emulator, "/simulations/s/executions")["items"];
+    EXPECT_EQ(items[0]["state"], "finished");
+    EXPECT_EQ(items[0]["results"], results);
+    EXPECT_EQ(items[1]["error"]["code"], "diverged");
+    EXPECT_EQ(items[2]["state"], "finished");
+
+    const json before = emulator.Export();
+    EXPECT_THROW(emulator.LoadSeed(json::parse(R"({"simulations": [{"id": 1}, {"id": 1}]})")),
+                 std::runtime_error);
+    EXPECT_EQ(emulator.Export(), before) << "half a seed is taken";
+    emulator.LoadSeed(json::parse(R"({"simulations": [{"id": "t"}]})"));
+    EXPECT_EQ(AskEmulator(emulator, "DELETE", "/simulations/t").status, 204);
+    emulator.Reset();
+    EXPECT_EQ(Get(emulator, "/simulations")["items"][0]["id"], "t");
+}
+
+TEST(State, NamesWhatCannotBeUsed) {
+    for (const auto& [seed, named] : std::vector<std::pair<std::string, std::string>>{
+             {R"({"simulation": []})", "simulation"},
+             {R"({"simulations": [{}, {"_local": {"input": 1}}]})", "simulations[1]._local.input"},
+             {R"({"simulations": [{"id": "a"}, {"id": "a"}]})", "\"a\""},
+             {R"({"simulations": [{"id": {}}]})", "simulations[0]"},
+             {R"({"simulations": ["a"]})", "simulations[0]"},
+             {R"({"simulations": {}})", "simulations: must be an array"},
+             {R"({"executions": [{"simulationId": "gone"}]})", "\"gone\""},
+             {R"({"executions": [{}]})", "executions[0]: it must name its simulation"},
+             {R"({"users": [{"email": "a@b"}, {"email": "A@B"}]})", "\"A@B\""},
+             {R"({"shapes": {"users": {"id": null}}})", "shapes.users.id"},
+             {R"({"shapes": {"users": {"email": "mail"}}})", "shapes.users.email"},
+             {R"({"shapes": {"users": {"items": ""}}})", "shapes.users.total"},
+             {R"({"shapes": {"states": {"done": 1}}})", "shapes.states.done"},
+             {R"({"shapes": {"executions": {"state": "/a/b"}}, "simulations": [{"id": "s"}],
+                  "executions": [{"simulationId": "s", "a": 1}]})",
+              "shapes.executions.state"},
+             {R"({"clock": "yesterday"})", "clock"},
+             {R"({"failureRate": 2})", "failureRate"},
+             {R"({"seed": 18446744073709551615})", "seed"}}) {
+        EXPECT_NE(TellProblem(MakeOptions(json::parse(seed))).find(named), std::string::npos)
+            << seed << TellProblem(MakeOptions(json::parse(seed)));
+    }
+    EmulatorOptions missing;
+    missing.seedFile = "/nonexistent/seed.json";
+    EXPECT_NE(TellProblem(missing).find(missing.seedFile), std::string::npos);
+}
+
+TEST(State, IsKeptInADirectory) {
+    std::string directory = testing::TempDir() + "varnel-state-XXXXXX";
+    ASSERT_NE(mkdtemp(directory.data()), nullptr);
+    EmulatorOptions options;
+    options.dataDirectory = directory;
+    options.speed = 0;
+    json used;
+    {
+        Emulator emulator(options);
+        AskEmulator(emulator, "POST", "/simulations/sim-bridge/executions", "{}");
+        AskEmulator(emulator, "DELETE", "/simulations/sim-pendulum");
+        EXPECT_EQ(
+            AskEmulator(emulator, "POST", "/users", "{\"email\": \"ADMIN@example.com\"}").status,
+            422);
+        used = emulator.Export();
+        EXPECT_FALSE(TellProblem(options).empty()) << "two emulators share a directory";
+    }
+    options.seed = json::object();
+    {
+        Emulator again(options);
+        EXPECT_EQ(again.Export(), used);
+        EXPECT_EQ(Get(again, "/simulations")["total"], 4);
+        again.Reset();
+        EXPECT_EQ(Get(again, "/simulations")["total"], 5);
+    }
+    options.speed = 1e6;
+    const Emulator fast(options);
+    const auto readClock = [&] { return Get(fast, "/_local/clock")["now"].get<std::string>(); };
+    EXPECT_EQ(Get(fast, "/_local/clock")["speed"], 1e6);
+    const std::string before = readClock();
+    for (int i = 0; i < 1000 && readClock() == before; ++i) {}
+    EXPECT_NE(readClock(), before);
+}
+
+} // namespace
