@@ -1,6 +1,7 @@
 #include "CommandLine.h"
 
 #include <AccessTokenClaims.h>
+#include <PrivateFile.h>
 #include <CLI/CLI.hpp>
 
 #include <iostream>
@@ -17,10 +18,21 @@ namespace {
 constexpr int UsageStatus = 2;
 constexpr int DefaultPort = 8080;
 constexpr double MaxSpeed = 1e6;
+constexpr std::size_t MaxFileBytes = std::size_t{64} << 20U;
 constexpr const char* LoopbackAddress = "127.0.0.1";
 
 const std::map<std::string, EmulatorAccess> AccessNames{
     {"off", EmulatorAccess::Off}, {"any", EmulatorAccess::Any}, {"groups", EmulatorAccess::Groups}};
+
+json ReadJsonFile(const std::string& path) {
+    const FileReading file = ReadRegularFile(path, MaxFileBytes, SymbolicLinks::Follow);
+    if (!file.problem.empty()) { throw std::runtime_error(path + ": " + file.problem); }
+    json document = json::parse(file.bytes, nullptr, false);
+    if (document.is_discarded()) {
+        throw std::runtime_error(path + ": not one JSON value in UTF-8");
+    }
+    return document;
+}
 
 /// Makes the options those of an emulator that one command alone talks to.
 void PrepareExec(CommandLine& line) {
@@ -49,6 +61,10 @@ CommandLine ParseCommandLine(int argc, char* argv[]) {
     app.add_option("--data", line.emulator.dataDirectory,
                    "Directory that keeps the state (default: in memory)");
     app.add_option("--seed", line.emulator.seedFile, "File with what the service starts with");
+    std::string rulesFile;
+    app.add_option("--rules", rulesFile, "File with the rules that it starts with");
+    app.add_option("--files", line.emulator.filesDirectory,
+                   "Directory where the files of rules' answers come from");
     app.add_option("--export-on-exit", line.exportFile, "File that gets the state at the end");
     app.add_option("--speed", line.emulator.speed,
                    "Emulated seconds in a second; 0: time stands still")
@@ -74,6 +90,7 @@ CommandLine ParseCommandLine(int argc, char* argv[]) {
         line.exitStatus = app.exit(error) == 0 ? 0 : UsageStatus;
         return line;
     }
+    if (!rulesFile.empty()) { line.emulator.rules = ReadJsonFile(rulesFile); }
     if (hasLog) { line.emulator.log = &std::cerr; }
     return line;
 }

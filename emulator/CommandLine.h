@@ -17,7 +17,9 @@ struct CommandLine {
     std::optional<int> exitStatus;    ///< help was given, or a mistake reported: nothing to do
 };
 
-/// Reads the arguments.
+/// Reads the arguments and the rules' file.
+///
+/// @throws std::runtime_error naming the file that cannot be used
 CommandLine ParseCommandLine(int argc, char* argv[]);
 
 } // namespace VarnelBase::Emulation

@@ -10,6 +10,7 @@
 #include "EmbeddedDocuments.h"
 #include "HttpServer.h"
 #include "LocalRoutes.h"
+#include "Members.h"
 #include "ServiceRoutes.h"
 #include "UtcTime.h"
 
@@ -77,7 +78,11 @@ bool IsLocal(const Request& request) {
 
 struct Emulator::Parts {
     explicit Parts(const EmulatorOptions& options)
-        : state(MakeState(options)), requests(options.log), access(options.access, options.token) {
+        : state(MakeState(options)),
+          faults(options.filesDirectory),
+          requests(options.log),
+          access(options.access, options.token) {
+        if (options.rules) { faults.Add(*options.rules); }
         AddServiceRoutes(router, *state);
         AddLocalRoutes(router, *state, faults, requests);
 
@@ -105,6 +110,7 @@ struct Emulator::Parts {
             return Emulation::MakeErrorAnswer(fault->status, "fault",
                                               "a fault rule wants this answer");
         }
+        if (fault && fault->answer != nullptr) { return *fault->answer; }
         if (!IsLocal(request)) {
             if (auto refusal = access.Refuse(request)) { return *refusal; }
         }
@@ -139,12 +145,31 @@ json Emulator::AddFault(const json& rule) {
     return parts->faults.Add(rule);
 }
 
+json Emulator::GetFaults() const {
+    return parts->faults.List()["items"];
+}
+
+void Emulator::RemoveFault(const std::string& name) {
+    parts->faults.Remove(name);
+}
+
+std::string Emulator::CheckFaults() const {
+    return parts->faults.Check();
+}
+
 void Emulator::ClearFaults() {
     parts->faults.Clear();
 }
 
-json Emulator::GetRequests() const {
-    return parts->requests.List()["items"];
+json Emulator::GetRequests(const json& pattern) const {
+    Emulation::Members members(pattern, "");
+    const auto read = Emulation::RequestPattern::ReadDetails(members);
+    members.RefuseOthers();
+    return parts->requests.List(read)["items"];
+}
+
+std::string Emulator::CheckRequests(const json& expectation) const {
+    return parts->requests.Check(expectation).problem;
 }
 
 void Emulator::ClearRequests() {

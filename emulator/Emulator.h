@@ -25,6 +25,10 @@ struct EmulatorOptions {
     std::optional<nlohmann::json> seed;
     std::string seedFile; ///< a file that holds one, where `seed` is not given
 
+    /// Rules that it starts with, one or an array of them; none: no rule.
+    std::optional<nlohmann::json> rules;
+    std::string filesDirectory; ///< where the files of rules' answers come from
+
     double speed = 1; ///< emulated seconds in a second; 0: time stands still but for AdvanceClock
     EmulatorAccess access = EmulatorAccess::Off;
     std::string token; ///< the only token that is good; empty: every one is
@@ -54,15 +58,35 @@ public:
     /// "http://127.0.0.1:PORT"
     const std::string& GetUrl() const;
 
-    /// Adds one rule that lets requests fail, or an array of them, and returns it with its number.
+    /// Adds one rule that lets requests fail or answers them otherwise, or an array of them, and
+    /// returns it with its number, and with "warnings" where it looks wrong.
     ///
     /// @throws std::runtime_error naming the member that cannot be used
     nlohmann::json AddFault(const nlohmann::json& rule);
+
+    /// The rules with how often they matched and applied.
+    nlohmann::json GetFaults() const;
+
+    /// @param name a rule's name, or its number as a text
+    void RemoveFault(const std::string& name);
     void ClearFaults();
 
+    /// Which of the rules with "required" were never applied, in words; empty: none. In a test:
+    /// EXPECT_EQ(emulator.CheckFaults(), "");
+    std::string CheckFaults() const;
+
     /// What was asked: an array in the order of the answers.
-    nlohmann::json GetRequests() const;
+    ///
+    /// @param pattern leaves out the requests that do not match it
+    nlohmann::json GetRequests(const nlohmann::json& pattern = nlohmann::json::object()) const;
     void ClearRequests();
+
+    /// What is wrong with the requests so far, with the nearest ones; empty: as many match the
+    /// pattern as it says. In a test:
+    /// EXPECT_EQ(emulator.CheckRequests({{"method", "POST"}, {"times", 3}}), "");
+    ///
+    /// @throws std::runtime_error naming the member that cannot be used
+    std::string CheckRequests(const nlohmann::json& expectation) const;
 
     /// Lets time pass at once.
     void AdvanceClock(double seconds);

@@ -53,6 +53,72 @@ void AddStateRoutes(Router& router, ServiceState& state) {
     }
 }
 
+/// What a check found: nothing, or the reason why a test that asks should fail.
+Answer MakeCheckAnswer(const std::string& problem) {
+    return problem.empty() ? MakeDoneAnswer() : MakeErrorAnswer(409, "mismatch", problem);
+}
+
+void AddRuleRoutes(Router& router, FaultRules& faults) {
+    router.Add("GET", "/_local/faults",
+               [&faults](const Call& /*call*/) { return MakeJsonAnswer(200, faults.List()); });
+    router.Add("POST", "/_local/faults", [&faults](const Call& call) {
+        return MakeJsonAnswer(201, faults.Add(ReadJson(call.request.body)));
+    });
+    router.Add("DELETE", "/_local/faults", [&faults](const Call& /*call*/) {
+        faults.Clear();
+        return MakeDoneAnswer();
+    });
+    router.Add("GET", "/_local/faults/*", [&faults](const Call& call) {
+        return MakeJsonAnswer(200, faults.Get(call.ids[0]));
+    });
+    router.Add("DELETE", "/_local/faults/*", [&faults](const Call& call) {
+        faults.Remove(call.ids[0]);
+        return MakeDoneAnswer();
+    });
+    router.Add("POST", "/_local/check/faults",
+               [&faults](const Call& /*call*/) { return MakeCheckAnswer(faults.Check()); });
+    router.Add("GET", "/_local/scenarios", [&faults](const Call& /*call*/) {
+        return MakeJsonAnswer(200, faults.ListScenarios());
+    });
+    router.Add("POST", "/_local/scenarios", [&faults](const Call& call) {
+        const json body = ReadJson(call.request.body);
+        Members members(body, "");
+        const std::string name = members.ReadText("name");
+        const std::string scenarioState = members.ReadText("state");
+        members.RefuseOthers();
+        faults.SetScenario(name, scenarioState);
+        return MakeJsonAnswer(200, faults.ListScenarios());
+    });
+}
+
+/// A filter that stands in the query: method, path, text and status.
+RequestPattern ReadFilter(const Call& call) {
+    json filter = json::object();
+    for (const auto& [name, value] : call.query) {
+        if (value.empty()) { continue; }
+        const bool isNumber = name == "status" && value.size() == 3 &&
+                              value.find_first_not_of("0123456789") == std::string::npos;
+        filter[name] = isNumber ? json(std::stoi(value)) : json(value);
+    }
+    Members members(filter, "");
+    RequestPattern pattern = RequestPattern::ReadDetails(members);
+    members.RefuseOthers();
+    return pattern;
+}
+
+void AddRequestRoutes(Router& router, RequestLog& requests) {
+    router.Add("GET", "/_local/requests", [&requests](const Call& call) {
+        return MakeJsonAnswer(200, requests.List(ReadFilter(call)));
+    });
+    router.Add("DELETE", "/_local/requests", [&requests](const Call& /*call*/) {
+        requests.Clear();
+        return MakeDoneAnswer();
+    });
+    router.Add("POST", "/_local/check/requests", [&requests](const Call& call) {
+        return MakeCheckAnswer(requests.Check(ReadJson(call.request.body)).problem);
+    });
+}
+
 } // namespace
 
 void AddLocalRoutes(Router& router, ServiceState& state, FaultRules& faults, RequestLog& requests) {
@@ -70,22 +136,8 @@ void AddLocalRoutes(Router& router, ServiceState& state, FaultRules& faults, Req
         return MakeDoneAnswer();
     });
 
-    router.Add("GET", "/_local/faults",
-               [&faults](const Call& /*call*/) { return MakeJsonAnswer(200, faults.List()); });
-    router.Add("POST", "/_local/faults", [&faults](const Call& call) {
-        return MakeJsonAnswer(201, faults.Add(ReadJson(call.request.body)));
-    });
-    router.Add("DELETE", "/_local/faults", [&faults](const Call& /*call*/) {
-        faults.Clear();
-        return MakeDoneAnswer();
-    });
-
-    router.Add("GET", "/_local/requests",
-               [&requests](const Call& /*call*/) { return MakeJsonAnswer(200, requests.List()); });
-    router.Add("DELETE", "/_local/requests", [&requests](const Call& /*call*/) {
-        requests.Clear();
-        return MakeDoneAnswer();
-    });
+    AddRuleRoutes(router, faults);
+    AddRequestRoutes(router, requests);
 }
 
 } // namespace VarnelBase::Emulation

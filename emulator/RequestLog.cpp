@@ -4,6 +4,8 @@
 #include <strings.h>
 
 #include <array>
+#include <iterator>
+#include <map>
 #include <ostream>
 
 #include "UtcTime.h"
@@ -13,6 +15,7 @@ namespace VarnelBase::Emulation {
 namespace {
 
 constexpr std::size_t MaxExchanges = 10000;
+constexpr std::size_t MaxNearest = 3;
 constexpr std::size_t MaxKeptBytes = std::size_t{32} << 20U;
 
 std::size_t GetSize(const Exchange& exchange) {
@@ -72,6 +75,16 @@ json Describe(const Exchange& exchange) {
     return document;
 }
 
+/// A request that was asked for in vain, and why it does not count.
+std::string DescribeMiss(const Exchange& exchange, const std::vector<std::string>& differences) {
+    std::string line = exchange.request.method + " " + exchange.request.target + " (" +
+                       (exchange.status == 0 ? "no answer" : std::to_string(exchange.status)) + ")";
+    for (const std::string& difference : differences) {
+        line += (&difference == &differences.front() ? ": " : "; ") + difference;
+    }
+    return line;
+}
+
 } // namespace
 
 void RequestLog::Add(Exchange exchange) {
@@ -87,12 +100,59 @@ void RequestLog::Add(Exchange exchange) {
     }
 }
 
-json RequestLog::List() const {
+json RequestLog::List(const RequestPattern& pattern) const {
     const std::lock_guard<std::mutex> lock(mutex);
     json items = json::array();
-    for (const Exchange& exchange : exchanges) { items.push_back(Describe(exchange)); }
-    return json::object(
-        {{"items", std::move(items)}, {"total", exchanges.size()}, {"dropped", dropped}});
+    for (const Exchange& exchange : exchanges) {
+        if (pattern.Compare(exchange.request, exchange.status).empty()) {
+            items.push_back(Describe(exchange));
+        }
+    }
+    const std::size_t total = items.size();
+    return json::object({{"items", std::move(items)}, {"total", total}, {"dropped", dropped}});
+}
+
+RequestCheck RequestLog::Check(const json& expectation) const {
+    Members members(expectation, "");
+    const RequestPattern pattern = RequestPattern::ReadDetails(members);
+    const bool hasTimes = members.IsGiven("times");
+    if (hasTimes && (members.IsGiven("atLeast") || members.IsGiven("atMost"))) {
+        members.Refuse("times", "goes without atLeast and atMost");
+    }
+    const std::int64_t times = members.ReadInteger("times", 0, 0, INT32_MAX);
+    const std::int64_t usual = members.IsGiven("atMost") ? 0 : 1;
+    const std::int64_t least =
+        hasTimes ? times : members.ReadInteger("atLeast", usual, 0, INT32_MAX);
+    const std::int64_t most =
+        hasTimes ? times : members.ReadInteger("atMost", INT32_MAX, 0, INT32_MAX);
+    members.RefuseOthers();
+
+    RequestCheck check;
+    std::multimap<std::size_t, std::string> others;
+    const std::lock_guard<std::mutex> lock(mutex);
+    for (const Exchange& exchange : exchanges) {
+        const std::vector<std::string> differences =
+            pattern.Compare(exchange.request, exchange.status);
+        if (differences.empty()) {
+            ++check.matched;
+            continue;
+        }
+        others.emplace(differences.size(), DescribeMiss(exchange, differences));
+        if (others.size() > MaxNearest) { others.erase(std::prev(others.end())); }
+    }
+    if (check.matched >= least && check.matched <= most) { return check; }
+    const std::string expected = least == most ? std::to_string(least)
+                                 : most == INT32_MAX
+                                     ? "at least " + std::to_string(least)
+                                     : std::to_string(least) + " to " + std::to_string(most);
+    check.problem = pattern.Describe() + ": expected " + expected + ", but " +
+                    std::to_string(check.matched) + " of " + std::to_string(exchanges.size()) +
+                    " requests match";
+    for (const auto& other : others) { check.problem += "\n  near: " + other.second; }
+    if (dropped > 0) {
+        check.problem += "\n  " + std::to_string(dropped) + " older requests were forgotten";
+    }
+    return check;
 }
 
 void RequestLog::Clear() {

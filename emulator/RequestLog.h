@@ -7,6 +7,7 @@
 #include <string>
 
 #include "Messages.h"
+#include "RequestPattern.h"
 
 namespace VarnelBase::Emulation {
 
@@ -19,6 +20,11 @@ struct Exchange {
     std::int64_t faultRule = 0; ///< 0: none
 };
 
+struct RequestCheck {
+    std::int64_t matched = 0;
+    std::string problem; ///< empty: as expected
+};
+
 /// Keeps what was asked. Credentials are shown as length and SHA-256 only. For several threads at a
 /// time.
 class RequestLog {
@@ -28,8 +34,18 @@ public:
 
     void Add(Exchange exchange);
 
-    /// The requests in the order of their answers. The oldest ones go when they get too many.
-    json List() const;
+    /// The requests that match, in the order of their answers. The oldest ones go when they get too
+    /// many.
+    json List(const RequestPattern& pattern = {}) const;
+
+    /// Holds what was asked against an expectation: a pattern with "times", or "atLeast" and
+    /// "atMost".
+    ///
+    /// @return how many requests match and, unless that is as expected, a message that shows the
+    ///         nearest other ones
+    /// @throws Refusal 422 naming the member that cannot be used
+    RequestCheck Check(const json& expectation) const;
+
     void Clear();
 
 private:

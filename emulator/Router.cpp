@@ -2,51 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <exception>
+
+#include "RequestTarget.h"
 
 namespace VarnelBase::Emulation {
 
 namespace {
-
-std::vector<std::string> Split(const std::string& text, char separator) {
-    std::vector<std::string> parts;
-    std::size_t begin = 0;
-    while (true) {
-        const std::size_t end = text.find(separator, begin);
-        parts.push_back(text.substr(begin, end - begin));
-        if (end == std::string::npos) { return parts; }
-        begin = end + 1;
-    }
-}
-
-std::string DecodePercent(const std::string& text) {
-    std::string decoded;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool isEscape = text[i] == '%' && i + 2 < text.size() &&
-                              std::isxdigit(static_cast<unsigned char>(text[i + 1])) != 0 &&
-                              std::isxdigit(static_cast<unsigned char>(text[i + 2])) != 0;
-        if (isEscape) {
-            decoded += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
-            i += 2;
-        } else {
-            decoded += text[i];
-        }
-    }
-    return decoded;
-}
-
-std::multimap<std::string, std::string> ParseQuery(const std::string& target) {
-    std::multimap<std::string, std::string> query;
-    const std::size_t mark = target.find('?');
-    if (mark == std::string::npos) { return query; }
-    for (const std::string& part : Split(target.substr(mark + 1), '&')) {
-        const std::size_t equals = part.find('=');
-        const std::string value = equals == std::string::npos ? "" : part.substr(equals + 1);
-        query.emplace(DecodePercent(part.substr(0, equals)), DecodePercent(value));
-    }
-    return query;
-}
 
 /// Whether the path is of the pattern; what stands for its "*" goes into `ids`.
 bool HasPattern(const std::vector<std::string>& path, const std::vector<std::string>& pattern,
@@ -103,11 +65,11 @@ std::string Call::FindQuery(const std::string& name) const {
 }
 
 void Router::Add(const std::string& method, const std::string& pattern, Handler handler) {
-    routes.push_back({method, Split(pattern, '/'), std::move(handler)});
+    routes.push_back({method, SplitText(pattern, '/'), std::move(handler)});
 }
 
 Answer Router::Dispatch(const Request& request) const {
-    const std::vector<std::string> path = Split(request.GetPath(), '/');
+    const std::vector<std::string> path = SplitText(request.GetPath(), '/');
     const std::string method = request.method == "HEAD" ? "GET" : request.method;
     std::string allowed;
     Call call{request, {}, {}};

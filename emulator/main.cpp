@@ -63,12 +63,21 @@ int Run(const CommandLine& line) {
         std::cerr << "varnel-emulator: warning: everybody who reaches " << emulator->GetUrl()
                   << " can read and change what it holds\n";
     }
+    for (const auto& rule : emulator->GetFaults()) {
+        for (const auto& warning : rule.value("warnings", nlohmann::json::array())) {
+            std::cerr << "varnel-emulator: warning: rule " << rule.at("id") << ": "
+                      << warning.get<std::string>() << '\n';
+        }
+    }
     int status = 0;
     if (line.command.empty()) {
         AwaitStop(*emulator, line);
     } else {
         status = VarnelBase::Emulation::RunCommandWith(*emulator, line.emulator, line.command);
         VarnelBase::UnblockChildSignals();
+        const std::string problems = emulator->CheckFaults();
+        std::cerr << problems;
+        if (status == 0 && !problems.empty()) { status = FailureStatus; }
     }
     emulator->Stop();
     if (!line.exportFile.empty()) { WriteFile(line.exportFile, emulator->Export().dump(2) + "\n"); }

@@ -47,9 +47,16 @@ const good = {
   '/generateProject': '{"files": {"ä": "x"}}',
   '/_local/seed': await (await fetch(`${base}/_local/export`, { headers: { connection } })).text(),
   '/_local/clock': '{"advance": 1.5}',
+  '/_local/scenarios': '{"name": "boot", "state": "warm"}',
+  '/_local/check/requests': '{"atLeast": 0}',
   '/_local/faults': '[{"action": "delay", "delay": 0.001, "times": 0}]',
 };
-const ids = { simulationId: 'sim-bridge', executionId: 'exe-2', userId: 'usr-2' };
+// What has to be there first.
+const rules = {
+  '/_local/faults/{rule}': { name: 'one', action: 'reset', path: '/none' },
+  '/_local/check/faults 409': { action: 'reset', path: '/none', required: true },
+};
+const ids = { rule: 'one', simulationId: 'sim-bridge', executionId: 'exe-2', userId: 'usr-2' };
 const fill = (path, known) => path.replace(/{(\w+)}/g, (_, name) => (known ? ids[name] : 'none'));
 // What deletes comes last.
 const order = [...missing].sort((a, b) => /^delete.*204/.test(a) - /^delete.*204/.test(b));
@@ -57,7 +64,10 @@ for (const where of order) {
   const [method, path, text] = where.split(' ');
   const status = Number(text);
   const takesBody = method === 'post' || method === 'patch';
-  const body = takesBody ? { 400: '{', 422: /\/(inputs|simulations|finish|fail)$/.test(path) ? '1' : '{"name": "/"}' }[status] ?? good[path] ?? '{}' : undefined;
+  const body = takesBody ? { 400: '{', 409: path.endsWith('/requests') ? '{"times": 99}' : undefined, 422: /\/(inputs|simulations|finish|fail)$/.test(path) ? '1' : '{"name": "/"}' }[status] ?? good[path] ?? '{}' : undefined;
+  const rule = rules[path] ?? rules[`${path} ${text}`];
+  await fetch(`${base}/_local/faults`, { method: 'DELETE', headers: { connection } });
+  if (rule) await fetch(`${base}/_local/faults`, { method: 'POST', headers: { connection }, body: JSON.stringify(rule) });
   const query = status === 422 && !takesBody ? '?limit=x' : '';
   if (status === 403) missing.delete(where); // needs --auth groups; the same document as 401
   else if (status === 401) await ask(method, path, fill(path, true), 401, body, '');

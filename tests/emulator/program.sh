@@ -30,6 +30,9 @@ done <masks
 grep -qx 600 seen && [ "$(grep -c ^VARNEL_ seen)" = 2 ] && [ "$(grep -c '"apiHost": "0.0.1"' seen)" = 2 ] || fail "exec: $(cat seen)"
 ! grep -q real seen || fail "exec lets the caller's settings through"
 
+echo '{"method": "get", "action": "reset", "required": true}' >rules
+"$emulator" exec --rules rules -- true 2>errors && fail "exec hides a rule that was never applied" || grep -q 'capitals' errors && grep -q 'never applied' errors || fail "rules: $(cat errors)"
+
 # mistakes are told with the flag or file at fault
 echo '{"simulations": [{"_local": {"scop": "x"}}]}' >bad-seed
 for mistake in '--seed bad-seed' '--port 70000' '--auth some' '--speed -1' '--seed ./missing' 'exec --listen=::1 -- true'; do

@@ -1,0 +1,144 @@
+#include "RequestPattern.h"
+
+#include <fnmatch.h>
+
+#include <algorithm>
+#include <array>
+
+#include "RequestTarget.h"
+
+namespace VarnelBase::Emulation {
+
+namespace {
+
+bool MatchesPattern(const std::string& pattern, const std::string& text, int flags) {
+    return fnmatch(pattern.c_str(), text.c_str(), flags) == 0;
+}
+
+std::map<std::string, std::string> ReadTexts(Members& members, const std::string& name) {
+    std::map<std::string, std::string> texts;
+    if (!members.Has(name)) { return texts; }
+    Members entries(members.Find(name), name);
+    for (const auto& entry : members.Find(name).items()) {
+        texts[entry.key()] = entries.ReadText(entry.key());
+    }
+    return texts;
+}
+
+std::map<std::string, json> ReadBody(Members& members) {
+    std::map<std::string, json> body;
+    if (!members.Has("body")) { return body; }
+    const Members entries(members.Find("body"), "body");
+    for (const auto& entry : members.Find("body").items()) {
+        try {
+            const json::json_pointer checked(entry.key());
+        } catch (const json::exception&) {
+            entries.Refuse(entry.key(), "must be a JSON Pointer such as /span");
+        }
+        body[entry.key()] = entry.value();
+    }
+    return body;
+}
+
+} // namespace
+
+RequestPattern::RequestPattern(Members& members)
+    : method(members.ReadText("method", "")), path(members.ReadText("path", "")) {}
+
+RequestPattern RequestPattern::ReadDetails(Members& members) {
+    RequestPattern pattern(members);
+    pattern.query = ReadTexts(members, "query");
+    pattern.headers = ReadTexts(members, "headers");
+    pattern.body = ReadBody(members);
+    pattern.text = members.ReadText("text", "");
+    pattern.status = static_cast<int>(members.ReadInteger("status", 0, 100, 599));
+    return pattern;
+}
+
+bool RequestPattern::Matches(const std::string& askedMethod, const std::string& askedPath) const {
+    return (method.empty() || method == askedMethod) &&
+           (path.empty() || MatchesPattern(path, askedPath, FNM_PATHNAME));
+}
+
+std::vector<std::string> RequestPattern::Compare(const Request& request, int answered) const {
+    std::vector<std::string> differences;
+    const std::string askedPath = request.GetPath();
+    if (!path.empty() && !MatchesPattern(path, askedPath, FNM_PATHNAME)) {
+        differences.push_back("the path is " + askedPath);
+    }
+    if (!method.empty() && method != request.method) {
+        differences.push_back("the method is " + request.method);
+    }
+    if (status != 0 && status != answered) {
+        differences.push_back("the status is " + std::to_string(answered));
+    }
+    const auto askedQuery = ParseQuery(request.target);
+    for (const auto& [name, value] : query) {
+        const auto found = askedQuery.lower_bound(name);
+        if (found == askedQuery.end() || found->first != name) {
+            differences.push_back("the query lacks " + name);
+        } else if (found->second != value) {
+            differences.push_back("in the query, " + name + " is " + found->second);
+        }
+    }
+    for (const auto& [name, value] : headers) {
+        if (!MatchesPattern(value, request.FindHeader(name), 0)) {
+            differences.push_back("the header " + name + " is another one or missing");
+        }
+    }
+    const json document = json::parse(request.body, nullptr, false);
+    for (const auto& [pointer, value] : body) {
+        const json::json_pointer place(pointer);
+        if (!document.contains(place)) {
+            differences.push_back("the body lacks " + pointer);
+        } else if (document.at(place) != value) {
+            differences.push_back("in the body, " + pointer + " is " +
+                                  WriteJson(document.at(place)));
+        }
+    }
+    if (request.body.find(text) == std::string::npos) {
+        differences.push_back("the body lacks the text \"" + text + "\"");
+    }
+    return differences;
+}
+
+std::string RequestPattern::Describe() const {
+    std::string words =
+        (method.empty() ? "any method" : method) + " " + (path.empty() ? "on any path" : path);
+    for (const auto& [name, value] : query) { words += ", query " + name + " = " + value; }
+    for (const auto& [name, value] : headers) { words += ", header " + name; }
+    for (const auto& [pointer, value] : body) {
+        words += ", body " + pointer + " = " + WriteJson(value);
+    }
+    if (!text.empty()) { words += ", body with \"" + text + "\""; }
+    if (status != 0) { words += ", answered with " + std::to_string(status); }
+    return words;
+}
+
+std::vector<std::string> RequestPattern::FindWarnings() const {
+    constexpr std::array<const char*, 9> methods{"",      "GET",    "HEAD",    "POST", "PUT",
+                                                 "PATCH", "DELETE", "OPTIONS", "TRACE"};
+    std::vector<std::string> warnings;
+    if (std::find(methods.begin(), methods.end(), method) == methods.end()) {
+        warnings.push_back("method: no request has \"" + method +
+                           "\"; methods are written in capitals, GET say");
+    }
+    if (path.empty() || path == "/") { return warnings; }
+    if (path.front() != '/' && path.front() != '*') {
+        warnings.emplace_back("path: no path matches, since each begins with \"/\"");
+    }
+    if (path.back() == '/') {
+        warnings.emplace_back("path: the service has no path that ends with \"/\"");
+    }
+    if (path.find_first_of("?#") != std::string::npos) {
+        warnings.emplace_back(
+            "path: no path matches, since the query is not part of it, and \"?\" "
+            "stands for one character");
+    }
+    if (path.rfind("/_local", 0) == 0) {
+        warnings.emplace_back("path: rules do not apply below /_local");
+    }
+    return warnings;
+}
+
+} // namespace VarnelBase::Emulation

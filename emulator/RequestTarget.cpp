@@ -1,0 +1,46 @@
+#include "RequestTarget.h"
+
+#include <cctype>
+
+namespace VarnelBase::Emulation {
+
+std::vector<std::string> SplitText(const std::string& text, char separator) {
+    std::vector<std::string> parts;
+    std::size_t begin = 0;
+    while (true) {
+        const std::size_t end = text.find(separator, begin);
+        parts.push_back(text.substr(begin, end - begin));
+        if (end == std::string::npos) { return parts; }
+        begin = end + 1;
+    }
+}
+
+std::string DecodePercent(const std::string& text) {
+    std::string decoded;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool isEscape = text[i] == '%' && i + 2 < text.size() &&
+                              std::isxdigit(static_cast<unsigned char>(text[i + 1])) != 0 &&
+                              std::isxdigit(static_cast<unsigned char>(text[i + 2])) != 0;
+        if (isEscape) {
+            decoded += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
+            i += 2;
+        } else {
+            decoded += text[i];
+        }
+    }
+    return decoded;
+}
+
+std::multimap<std::string, std::string> ParseQuery(const std::string& target) {
+    std::multimap<std::string, std::string> query;
+    const std::size_t mark = target.find('?');
+    if (mark == std::string::npos) { return query; }
+    for (const std::string& part : SplitText(target.substr(mark + 1), '&')) {
+        const std::size_t equals = part.find('=');
+        const std::string value = equals == std::string::npos ? "" : part.substr(equals + 1);
+        query.emplace(DecodePercent(part.substr(0, equals)), DecodePercent(value));
+    }
+    return query;
+}
+
+} // namespace VarnelBase::Emulation

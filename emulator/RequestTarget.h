@@ -1,0 +1,17 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace VarnelBase::Emulation {
+
+std::vector<std::string> SplitText(const std::string& text, char separator);
+
+/// The text with the bytes that its escapes ("%41") stand for.
+std::string DecodePercent(const std::string& text);
+
+/// Names and values of a request target's query, decoded, those of one name in their order.
+std::multimap<std::string, std::string> ParseQuery(const std::string& target);
+
+} // namespace VarnelBase::Emulation

@@ -1,0 +1,158 @@
+// Rules, scenarios, and what a test can say about the requests that came.
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "AskEmulator.h"
+
+namespace {
+
+using nlohmann::json;
+using VarnelBase::Emulator;
+using VarnelBase::EmulatorOptions;
+
+TEST(Rules, AnswerInPlaceOfTheService) {
+    std::string directory = testing::TempDir() + "varnel-rules-XXXXXX";
+    ASSERT_NE(mkdtemp(directory.data()), nullptr);
+    std::ofstream(directory + "/a.zip") << "PK";
+    EmulatorOptions options;
+    options.filesDirectory = directory;
+    Emulator emulator(options);
+    for (const auto& [members, type, body] :
+         std::vector<std::tuple<const char*, const char*, const char*>>{
+             {R"("body": {"a": [1]})", "application/json", R"({"a":[1]})"},
+             {R"("body": null)", "application/json", "null"},
+             {R"("text": "ü")", "text/plain; charset=utf-8", "ü"},
+             {R"("file": "a.zip")", "application/zip", "PK"},
+             {R"("body": 1, "headers": {"content-type": "a/b", "X-Odd": "c"})", "a/b", "1"}}) {
+        emulator.ClearFaults();
+        emulator.AddFault(json::parse(std::string(R"({"action": "answer", "status": 418, )") +
+                                      members + R"(, "path": "/made/*/up"})"));
+        httplib::Client client("127.0.0.1", emulator.GetPort());
+        const auto result = client.Post("/made/1/up");
+        EXPECT_EQ(result->status, 418) << members;
+        EXPECT_EQ(result->body, body);
+        EXPECT_EQ(result->get_header_value("Content-Type"), type);
+        EXPECT_EQ(result->has_header("X-Odd"), std::string(type) == "a/b");
+    }
+    for (const char* const members :
+         {R"("body": 1, "text": "x")", R"("file": "../a.zip")", R"("file": "/etc/passwd")",
+          R"("file": "b")", R"("headers": {"content-length": "1"})",
+          R"("headers": {"A": "b\r\nC: d"})", R"("headers": {"A b": "c"})"}) {
+        EXPECT_THROW(
+            emulator.AddFault(json::parse(std::string(R"({"action": "answer", )") + members + "}")),
+            std::runtime_error)
+            << members;
+    }
+    EXPECT_THROW(Emulator().AddFault({{"action", "answer"}, {"file", "a.zip"}}),
+                 std::runtime_error);
+}
+
+TEST(Rules, AreFoundByNameAndCounted) {
+    Emulator emulator;
+    const auto add = [&](const json& changes) {
+        json rule = {{"action", "status"}, {"path", "/users/*"}};
+        rule.update(changes);
+        return emulator.AddFault(rule);
+    };
+    add({{"name", "any"}, {"occurrence", 2}});
+    const std::string number = add({{"path", "/users"}, {"required", true}})["id"].dump();
+    EXPECT_THROW(add({{"name", "any"}}), std::runtime_error);
+    EXPECT_THROW(add({{"name", "7"}}), std::runtime_error);
+    EXPECT_EQ(AskEmulator(emulator, "GET", "/users/usr-1").status, 200);
+    EXPECT_EQ(AskEmulator(emulator, "GET", "/users/usr-1/").status, 404);
+    EXPECT_EQ(AskEmulator(emulator, "GET", "/users/a/b").status, 404);
+    EXPECT_EQ(AskEmulator(emulator, "GET", "/_local/faults/any").document["matched"], 1);
+    EXPECT_EQ(AskEmulator(emulator, "GET", "/_local/faults/none").status, 404);
+    EXPECT_NE(emulator.CheckFaults().find("/users) was never applied"), std::string::npos);
+    EXPECT_EQ(AskEmulator(emulator, "POST", "/_local/check/faults").status, 409);
+    EXPECT_EQ(AskEmulator(emulator, "GET", "/users").status, 503);
+    EXPECT_EQ(emulator.CheckFaults(), "");
+    EXPECT_EQ(AskEmulator(emulator, "DELETE", "/_local/faults/" + number).status, 200);
+    emulator.RemoveFault("any");
+    EXPECT_EQ(emulator.GetFaults(), json::array());
+
+    // Both rules count a request, of which the first takes it.
+    add({{"name", "first"}});
+    add({{"name", "second"}, {"times", 0}});
+    for (const int status : {503, 503, 503}) {
+        EXPECT_EQ(AskEmulator(emulator, "GET", "/users/usr-1").status, status);
+    }
+    const json rules = emulator.GetFaults();
+    EXPECT_EQ(rules[0]["matched"].dump() + rules[0]["applied"].dump(), "31");
+    EXPECT_EQ(rules[1]["matched"].dump() + rules[1]["applied"].dump(), "32");
+}
+
+TEST(Rules, WarnWhenTheyCannotMatch) {
+    Emulator emulator;
+    for (const auto& [member, value, isWarnedOf] :
+         std::vector<std::tuple<const char*, const char*, bool>>{{"method", "get", true},
+                                                                 {"path", "/users/", true},
+                                                                 {"path", "users", true},
+                                                                 {"path", "/users?limit=1", true},
+                                                                 {"path", "/_local/clock", true},
+                                                                 {"method", "PATCH", false},
+                                                                 {"path", "/users/*", false},
+                                                                 {"path", "*", false}}) {
+        const json rule = emulator.AddFault({{member, value}, {"action", "reset"}});
+        EXPECT_EQ(rule.contains("warnings"), isWarnedOf) << value;
+    }
+}
+
+TEST(Rules, ScenariosLeadFromStateToState) {
+    Emulator emulator;
+    emulator.AddFault(json::parse(R"([
+        {"path": "/version", "times": 0, "action": "answer", "text": "cold",
+         "scenario": {"name": "boot", "in": "started", "then": "warm"}},
+        {"path": "/version", "times": 0, "action": "answer", "text": "warm",
+         "scenario": {"name": "boot", "in": "warm", "then": "hot"}}])"));
+    const auto ask = [&] { return AskEmulator(emulator, "GET", "/version").body; };
+    for (const char* const answer : {"cold", "warm", "[\"0.4.1\"]"}) { EXPECT_EQ(ask(), answer); }
+    EXPECT_EQ(
+        AskEmulator(emulator, "POST", "/_local/scenarios", R"({"name": "boot", "state": "warm"})")
+            .document["items"][0]["state"],
+        "warm");
+    EXPECT_EQ(ask(), "warm");
+    emulator.Reset();
+    EXPECT_EQ(AskEmulator(emulator, "GET", "/_local/scenarios").document["total"], 0);
+}
+
+TEST(Requests, AreHeldAgainstExpectations) {
+    Emulator emulator;
+    for (const char* const span : {"40", "41", "40"}) {
+        AskEmulator(emulator, "POST", "/simulations/sim-bridge/executions?dry=1",
+                    std::string(R"({"options": {"span": )") + span + "}}");
+    }
+    AskEmulator(emulator, "GET", "/users?limit=7");
+    const std::string start = R"({"method": "POST", "path": "/simulations/*/executions")";
+    for (const auto& [expectation, problem] : std::vector<std::pair<std::string, const char*>>{
+             {start + "}", ""},
+             {start + R"(, "times": 3, "query": {"dry": "1"}, "headers": {"host": "127.*"}})", ""},
+             {start + R"(, "times": 2, "body": {"/options/span": 40}, "status": 201})", ""},
+             {start + R"(, "body": {"/options/span": 41}, "atMost": 1, "text": "span"})", ""},
+             {R"({"method": "DELETE", "times": 0})", ""},
+             {start + R"(, "times": 3, "body": {"/options/span": 40}})",
+              "expected 3, but 2 of 4 requests match\n  near: POST "
+              "/simulations/sim-bridge/executions?dry=1 (201): in the body, /options/span is 41"},
+             {R"({"path": "/users", "query": {"limit": "8"}})",
+              "expected at least 1, but 0 of 4 requests match\n  near: GET /users?limit=7 (200): "
+              "in "
+              "the query, limit is 7"},
+             {R"({"path": "/users", "atLeast": 2, "atMost": 3})", "expected 2 to 3, but 1 of 4"}}) {
+        const std::string told = emulator.CheckRequests(json::parse(expectation));
+        EXPECT_EQ(told.empty(), *problem == 0) << expectation << told;
+        EXPECT_NE(told.find(problem), std::string::npos) << told;
+        EXPECT_EQ(AskEmulator(emulator, "POST", "/_local/check/requests", expectation).status,
+                  *problem == 0 ? 200 : 409);
+    }
+    EXPECT_EQ(emulator.GetRequests({{"body", {{"/options/span", 41}}}}).size(), 1U);
+    const std::string target = "/_local/requests?method=POST&status=201&text=41&path=/sim*/*/exe*";
+    EXPECT_EQ(AskEmulator(emulator, "GET", target).document["total"], 1);
+    EXPECT_THROW(emulator.CheckRequests({{"tims", 3}}), std::runtime_error);
+    EXPECT_THROW(emulator.CheckRequests({{"body", {{"span", 3}}}}), std::runtime_error);
+}
+
+} // namespace
