@@ -1,0 +1,65 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace VarnelBase::Studies {
+
+using json = nlohmann::json;
+
+/// A member of a document that a study varies or collects.
+struct Quantity {
+    json::json_pointer pointer;
+    std::string unit; ///< for the axes of plots; empty: none given
+};
+
+/// Parameters that change together, and the values that they take together.
+struct Axis {
+    std::vector<Quantity> parameters;
+    std::vector<std::vector<json>> rows; ///< in each a value for each parameter; never empty
+};
+
+/// Where an execution's document has what a study must know, and the states that end it.
+struct ExecutionShape {
+    json::json_pointer id{"/id"};
+    json::json_pointer state{"/state"};
+    json::json_pointer data{"/data"};           ///< the document that it was started with
+    json::json_pointer createdAt{"/createdAt"}; ///< RFC 3339, always with the same offset
+    std::vector<std::string> goodStates{"finished"};
+    std::vector<std::string> badStates{"failed"};
+};
+
+/// What a run keeps to.
+struct Limits {
+    std::size_t concurrent = 4;                   ///< executions under way at once
+    std::optional<std::size_t> startsPerMinute;   ///< none: as fast as the service takes them
+    std::optional<std::chrono::seconds> deadline; ///< none: a run takes as long as it takes
+    std::optional<std::size_t> stopAfterFailures; ///< none: failures do not end a run
+};
+
+/// A study as its file describes it: a simulation, executed once for each point.
+struct Definition {
+    std::string file;
+    std::string simulation; ///< its identifier
+    json base;              ///< the document that parameters are set in
+    std::vector<Axis> axes; ///< the points are all combinations of their rows
+    std::vector<Quantity> collected;
+    ExecutionShape execution;
+    std::optional<json::json_pointer> mark; ///< where a document may carry the study's mark
+    Limits limits;
+};
+
+/// Reads a study's file and the files that it names, which lie beside it.
+///
+/// @throws FileError with file, line, member and reason; std::runtime_error when a file cannot be
+///         read
+Definition ReadDefinition(const std::string& file);
+
+/// A commented file to start from.
+std::string WriteExampleDefinition(const std::string& simulation);
+
+} // namespace VarnelBase::Studies

@@ -1,0 +1,288 @@
+#include "Journal.h"
+
+#include <CryptoText.h>
+#include <SQLiteCpp/Exception.h>
+#include <SQLiteCpp/Transaction.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <ctime>
+#include <filesystem>
+#include <system_error>
+#include <tuple>
+#include <utility>
+
+namespace VarnelBase::Studies {
+
+namespace {
+
+constexpr int BusyTimeoutMilliseconds = 10'000;
+
+// A point is one row; "wanted" says whether the study's file still has it.
+constexpr auto Schema = R"(
+    CREATE TABLE IF NOT EXISTS settings (name TEXT PRIMARY KEY, value TEXT NOT NULL);
+    CREATE TABLE IF NOT EXISTS points (
+        id TEXT PRIMARY KEY, number INTEGER NOT NULL, wanted INTEGER NOT NULL,
+        state INTEGER NOT NULL DEFAULT 0, parameters TEXT NOT NULL,
+        execution TEXT NOT NULL DEFAULT '', created TEXT NOT NULL DEFAULT '', results TEXT NOT NULL DEFAULT 'null',
+        reason TEXT NOT NULL DEFAULT '', sent INTEGER NOT NULL DEFAULT 0,
+        ended INTEGER NOT NULL DEFAULT 0);
+    CREATE INDEX IF NOT EXISTS pointsByState ON points (wanted, state, number);
+    CREATE INDEX IF NOT EXISTS pointsByExecution ON points (execution) WHERE execution <> '';
+)";
+
+constexpr auto RowColumns =
+    "id, number, state, parameters, execution, created, results, reason, sent, ended";
+
+std::string Select(const std::string& condition) {
+    return std::string("SELECT ") + RowColumns + " FROM points WHERE wanted = 1 " + condition +
+           " ORDER BY number";
+}
+
+PointRecord ReadRow(SQLite::Statement& row) {
+    PointRecord record;
+    record.id = row.getColumn(0).getString();
+    record.number = row.getColumn(1).getInt64();
+    record.state = static_cast<PointState>(row.getColumn(2).getInt());
+    record.parameters = json::parse(row.getColumn(3).getString());
+    record.execution = row.getColumn(4).getString();
+    record.createdAt = row.getColumn(5).getString();
+    record.results = json::parse(row.getColumn(6).getString());
+    record.reason = row.getColumn(7).getString();
+    record.sentAt = row.getColumn(8).getInt64();
+    record.endedAt = row.getColumn(9).getInt64();
+    return record;
+}
+
+json WriteQuantities(const std::vector<Quantity>& quantities) {
+    json written = json::array();
+    for (const Quantity& quantity : quantities) {
+        written.push_back(json::array({quantity.pointer.to_string(), quantity.unit}));
+    }
+    return written;
+}
+
+std::vector<Quantity> ReadQuantities(const std::string& written) {
+    std::vector<Quantity> quantities;
+    for (const json& quantity : json::parse(written)) {
+        quantities.push_back({json::json_pointer(quantity.at(0).get<std::string>()),
+                              quantity.at(1).get<std::string>()});
+    }
+    return quantities;
+}
+
+std::int64_t GetTime() {
+    return std::time(nullptr);
+}
+
+} // namespace
+
+const char* NameState(PointState state) {
+    static constexpr std::array<const char*, 6> names{"planned", "sending",  "unknown",
+                                                      "running", "finished", "failed"};
+    return names.at(static_cast<std::size_t>(state));
+}
+
+template <typename... Values>
+Journal::PreparedStatement Journal::Prepare(const std::string& sql, const Values&... values) {
+    SQLite::Statement& statement = statements.try_emplace(sql, database, sql).first->second;
+    int position = 0;
+    (statement.bind(++position, values), ...);
+    return PreparedStatement(&statement);
+}
+
+Journal Journal::OpenToWrite(const std::string& file) {
+    SQLite::Database database(file, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE,
+                              BusyTimeoutMilliseconds);
+    // The last commits outlive this process at once. Those that say that something is about to be
+    // sent are written to the disk as well, see TakeForSending.
+    database.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");
+    database.exec(Schema);
+    return Journal(std::move(database));
+}
+
+Journal Journal::OpenToRead(const std::string& file) {
+    if (!std::filesystem::exists(file)) {
+        throw std::runtime_error(file + ": there is no journal: the study has not been run");
+    }
+    return Journal(SQLite::Database(file, SQLite::OPEN_READWRITE, BusyTimeoutMilliseconds));
+}
+
+void Journal::TakePoints(const Definition& definition, const PointSet& points) {
+    SQLite::Transaction transaction(database);
+    std::vector<Quantity> parameters;
+    for (const Axis& axis : definition.axes) {
+        parameters.insert(parameters.end(), axis.parameters.begin(), axis.parameters.end());
+    }
+    const auto keep = [this](const std::string& name, const std::string& value) {
+        const std::string kept = ReadSetting(name);
+        if (!kept.empty() && kept != value) {
+            throw std::runtime_error("the journal belongs to a study with another " + name + ", " +
+                                     kept + ": give this study's file a new name");
+        }
+        WriteSetting(name, value);
+    };
+    keep("simulation", definition.simulation);
+    json pointers = json::array();
+    for (const Quantity& parameter : parameters) {
+        pointers.push_back(parameter.pointer.to_string());
+    }
+    keep("list of parameters", pointers.dump());
+    WriteSetting("parameters", WriteQuantities(parameters).dump());
+    WriteSetting("collected", WriteQuantities(definition.collected).dump());
+    if (ReadMark().empty()) { WriteSetting("mark", MakeRandomText()); }
+
+    database.exec("UPDATE points SET wanted = 0");
+    SQLite::Statement insert(
+        database,
+        "INSERT INTO points (id, number, wanted, parameters) VALUES (?, ?, 1, ?) "
+        "ON CONFLICT (id) DO UPDATE SET wanted = 1, number = "
+        "CASE WHEN wanted = 1 THEN number ELSE excluded.number END");
+    for (std::size_t number = 0; number < points.GetCount(); ++number) {
+        insert.reset();
+        insert.bind(1, points.IdentifyPoint(number));
+        insert.bind(2, static_cast<std::int64_t>(number));
+        insert.bind(3, json(points.ReadValues(number)).dump());
+        insert.exec();
+    }
+    transaction.commit();
+}
+
+void Journal::NoteInterruptedSends() {
+    Prepare("UPDATE points SET state = ?, reason = ? WHERE state = ?",
+            static_cast<int>(PointState::Unknown), "the run ended while the point was being sent",
+            static_cast<int>(PointState::Sending))
+        ->exec();
+}
+
+std::vector<PointRecord> Journal::TakeForSending(std::size_t count) {
+    std::vector<PointRecord> taken;
+    database.exec("PRAGMA synchronous = FULL");
+    {
+        SQLite::Transaction transaction(database);
+        const auto select = Prepare(Select("AND state = 0") + " LIMIT ?", std::int64_t(count));
+        while (select->executeStep()) { taken.push_back(ReadRow(*select)); }
+        for (PointRecord& record : taken) {
+            record.state = PointState::Sending;
+            record.sentAt = GetTime();
+            Prepare("UPDATE points SET state = ?, sent = ? WHERE id = ?",
+                    static_cast<int>(record.state), record.sentAt, record.id)
+                ->exec();
+        }
+        transaction.commit();
+    }
+    database.exec("PRAGMA synchronous = NORMAL");
+    return taken;
+}
+
+void Journal::NoteNotSent(const std::string& id) {
+    SetState(id, PointState::Planned);
+}
+
+void Journal::NoteUnknown(const std::string& id, const std::string& reason) {
+    SetState(id, PointState::Unknown, reason);
+}
+
+void Journal::NoteRunning(const std::string& id, const std::string& execution,
+                          const std::string& createdAt) {
+    Prepare("UPDATE points SET state = ?, execution = ?, created = ?, reason = '' WHERE id = ?",
+            static_cast<int>(PointState::Running), execution, createdAt, id)
+        ->exec();
+}
+
+void Journal::NoteFinished(const std::string& id, const json& results) {
+    SetState(id, PointState::Finished, "", results);
+}
+
+void Journal::NoteFailed(const std::string& id, const std::string& reason) {
+    SetState(id, PointState::Failed, reason);
+}
+
+int Journal::PlanUnknownAgain() {
+    return database.exec("UPDATE points SET state = 0, reason = '' WHERE wanted = 1 AND state = 2");
+}
+
+std::map<PointState, std::size_t> Journal::CountStates() {
+    std::map<PointState, std::size_t> counts;
+    const auto rows = Prepare("SELECT state, count(*) FROM points WHERE wanted = 1 GROUP BY state");
+    while (rows->executeStep()) {
+        counts[static_cast<PointState>(rows->getColumn(0).getInt())] =
+            static_cast<std::size_t>(rows->getColumn(1).getInt64());
+    }
+    return counts;
+}
+
+void Journal::VisitPoints(std::optional<PointState> state,
+                          const std::function<void(const PointRecord&)>& visit) {
+    SQLite::Statement statement(database, Select(state ? "AND state = ?" : ""));
+    if (state) { statement.bind(1, static_cast<int>(*state)); }
+    while (statement.executeStep()) { visit(ReadRow(statement)); }
+}
+
+bool Journal::HasExecution(const std::string& execution) {
+    return Prepare("SELECT 1 FROM points WHERE execution = ?", execution)->executeStep();
+}
+
+std::string Journal::FindLatestCreation(std::int64_t sentBefore) {
+    const auto rows =
+        Prepare("SELECT max(created) FROM points WHERE sent < ? AND execution <> ''", sentBefore);
+    return rows->executeStep() ? rows->getColumn(0).getString() : "";
+}
+
+StudyColumns Journal::ReadColumns() {
+    return {ReadQuantities(ReadSetting("parameters")), ReadQuantities(ReadSetting("collected"))};
+}
+
+std::string Journal::ReadSimulation() {
+    return ReadSetting("simulation");
+}
+
+std::string Journal::ReadMark() {
+    return ReadSetting("mark");
+}
+
+std::string Journal::ReadSetting(const std::string& name) {
+    const auto rows = Prepare("SELECT value FROM settings WHERE name = ?", name);
+    return rows->executeStep() ? rows->getColumn(0).getString() : "";
+}
+
+void Journal::WriteSetting(const std::string& name, const std::string& value) {
+    Prepare("INSERT OR REPLACE INTO settings VALUES (?, ?)", name, value)->exec();
+}
+
+void Journal::SetState(const std::string& id, PointState state, const std::string& reason,
+                       const json& results) {
+    const bool hasEnded = state == PointState::Finished || state == PointState::Failed;
+    Prepare("UPDATE points SET state = ?, reason = ?, results = ?, ended = ? WHERE id = ?",
+            static_cast<int>(state), reason, results.dump(), hasEnded ? GetTime() : std::int64_t{0},
+            id)
+        ->exec();
+}
+
+RunLock::RunLock(const std::string& journalFile)
+    : descriptor(open((journalFile + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
+    if (descriptor < 0) {
+        throw std::system_error(errno, std::generic_category(), journalFile + ".lock");
+    }
+    if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+        const int reason = errno;
+        close(descriptor);
+        if (reason == EWOULDBLOCK) {
+            throw std::runtime_error(journalFile + ": another run of this study is under way");
+        }
+        throw std::system_error(reason, std::generic_category(), journalFile + ".lock");
+    }
+}
+
+RunLock::~RunLock() {
+    close(descriptor);
+}
+
+std::string NameJournal(const std::string& studyFile) {
+    return std::filesystem::path(studyFile).replace_extension(".journal").string();
+}
+
+} // namespace VarnelBase::Studies

@@ -1,0 +1,149 @@
+#pragma once
+
+#include <SQLiteCpp/Database.h>
+#include <SQLiteCpp/Statement.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "PointSet.h"
+
+namespace VarnelBase::Studies {
+
+/// How far a point has come. The numbers are those in the journal.
+enum class PointState : int {
+    Planned = 0,  ///< nothing has been sent
+    Sending = 1,  ///< about to be sent; found by a later run, the point becomes `Unknown`
+    Unknown = 2,  ///< sent, and whether an execution was started is not known
+    Running = 3,  ///< its execution is known and under way
+    Finished = 4, ///< its results are collected
+    Failed = 5,   ///< the service refused it, or its execution failed
+};
+
+/// The state's name, as it is shown.
+const char* NameState(PointState state);
+
+/// A row of the journal.
+struct PointRecord {
+    std::string id;          ///< what `PointSet::IdentifyPoint` returns
+    std::int64_t number = 0; ///< in the study's file
+    PointState state = PointState::Planned;
+    json parameters;       ///< array of values, in the order of `StudyColumns::parameters`
+    std::string execution; ///< the execution's identifier; empty: none is known
+    std::string createdAt; ///< of the execution, as the service wrote it; empty: not known
+    json results;          ///< array of values, in the order of `StudyColumns::collected`; or null
+    std::string reason;    ///< why it failed or is unknown
+    std::int64_t sentAt = 0; ///< seconds since 1970, just before it was sent; 0: never
+    std::int64_t endedAt = 0;
+};
+
+/// What the values of the points stand for.
+struct StudyColumns {
+    std::vector<Quantity> parameters;
+    std::vector<Quantity> collected;
+};
+
+/// The journal of a study: an SQLite file beside the study's own, in which the fate of each point
+/// is noted before and after each request. Whatever kills the program or the machine, a point that
+/// may have been sent is never found as `Planned`.
+///
+/// Any number of processes may read. One at a time may write: it holds a `RunLock`. Failures are
+/// std::runtime_error.
+class Journal {
+public:
+    /// Opens the journal of a study to write it; creates it if it is missing.
+    static Journal OpenToWrite(const std::string& file);
+
+    /// Opens a journal that exists, to read it.
+    ///
+    /// @throws std::runtime_error when there is none
+    static Journal OpenToRead(const std::string& file);
+
+    /// Takes over the points of a study's file. Those that are new are planned. Those that the file
+    /// no longer has keep their results but are neither counted nor started.
+    ///
+    /// @throws std::runtime_error when the journal belongs to another simulation or to a study with
+    ///         other parameters
+    void TakePoints(const Definition& definition, const PointSet& points);
+
+    /// Turns what another run left as `Sending` into `Unknown`.
+    void NoteInterruptedSends();
+
+    /// Chooses planned points and notes, durably, that they are about to be sent.
+    std::vector<PointRecord> TakeForSending(std::size_t count);
+
+    void NoteNotSent(const std::string& id);
+    void NoteUnknown(const std::string& id, const std::string& reason);
+    void NoteRunning(const std::string& id, const std::string& execution,
+                     const std::string& createdAt);
+    void NoteFinished(const std::string& id, const json& results);
+    void NoteFailed(const std::string& id, const std::string& reason);
+
+    /// Plans the unknown points again; how many. Their executions may then exist twice.
+    int PlanUnknownAgain();
+
+    /// How many points are in each state.
+    std::map<PointState, std::size_t> CountStates();
+
+    /// Calls `visit` with each point in a state, in the order of the study's file.
+    void VisitPoints(std::optional<PointState> state,
+                     const std::function<void(const PointRecord&)>& visit);
+
+    /// Whether an execution belongs to a point already.
+    bool HasExecution(const std::string& execution);
+
+    /// The latest `createdAt` of the executions of points that were sent before a time; empty when
+    /// none is known.
+    std::string FindLatestCreation(std::int64_t sentBefore);
+
+    StudyColumns ReadColumns();
+    std::string ReadSimulation();
+
+    /// The study's mark: a random text that is made with the journal and stays.
+    std::string ReadMark();
+
+private:
+    explicit Journal(SQLite::Database opened) : database(std::move(opened)) {}
+
+    /// Makes a statement that has been used ready for its next use.
+    struct Resetter {
+        void operator()(SQLite::Statement* used) const { used->tryReset(); }
+    };
+    using PreparedStatement = std::unique_ptr<SQLite::Statement, Resetter>;
+
+    template <typename... Values>
+    PreparedStatement Prepare(const std::string& sql, const Values&... values);
+    std::string ReadSetting(const std::string& name);
+    void WriteSetting(const std::string& name, const std::string& value);
+    void SetState(const std::string& id, PointState state, const std::string& reason = "",
+                  const json& results = json());
+
+    SQLite::Database database;
+    std::map<std::string, SQLite::Statement> statements;
+};
+
+/// Held by the one process that starts executions of a study.
+class RunLock {
+public:
+    /// @throws std::runtime_error when another process holds it
+    explicit RunLock(const std::string& journalFile);
+    ~RunLock();
+    RunLock(const RunLock&) = delete;
+    RunLock& operator=(const RunLock&) = delete;
+
+private:
+    int descriptor;
+};
+
+/// Where a study keeps its journal: "bridge.study.json" has "bridge.study.journal" beside it.
+std::string NameJournal(const std::string& studyFile);
+
+} // namespace VarnelBase::Studies

@@ -1,0 +1,368 @@
+#include "Runner.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+
+#include "ExecutionDocument.h"
+
+namespace VarnelBase::Studies {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+// The journal is forced to the disk once for so many starts. After a crash as many points are
+// unknown at most.
+constexpr std::size_t StartsAtOnce = 16;
+
+constexpr milliseconds FirstPause{500};
+constexpr milliseconds LongestPause{60'000};
+constexpr milliseconds SearchDelay{2'000};
+constexpr milliseconds FirstQuestion{200};
+constexpr milliseconds ShortestInterval{5};
+constexpr milliseconds LongestInterval{30'000};
+constexpr milliseconds WaitSlice{50};
+
+/// Whether every other request would be refused in the same way.
+bool ConcernsAllRequests(Failure failure) {
+    switch (failure) {
+        case Failure::Offline:
+        case Failure::NotSignedIn:
+        case Failure::Untrusted:
+        case Failure::Unauthorized:
+        case Failure::Forbidden:
+            return true;
+        default:
+            return false;
+    }
+}
+
+bool IsRefusalOfThisPoint(Failure failure) {
+    switch (failure) {
+        case Failure::BadRequest:
+        case Failure::Conflict:
+        case Failure::Unprocessable:
+        case Failure::Refused:
+            return true;
+        default:
+            return false;
+    }
+}
+
+} // namespace
+
+Runner::Runner(const Definition& studied, const PointSet& studiedPoints, Journal& written,
+               ServiceClient& used, RunOptions wanted)
+    : definition(studied),
+      points(studiedPoints),
+      journal(written),
+      client(used),
+      options(std::move(wanted)),
+      concurrent(options.concurrent.value_or(definition.limits.concurrent)),
+      mark(written.ReadMark()) {}
+
+RunSummary Runner::Run() {
+    begin = nextStart = pausedUntil = Clock::now();
+    journal.NoteInterruptedSends();
+    if (options.resendUnknown) { journal.PlanUnknownAgain(); }
+    summary.counts = journal.CountStates();
+    journal.VisitPoints(PointState::Running,
+                        [this](const PointRecord& record) { Watch(record, Clock::now()); });
+    if (summary.counts[PointState::Unknown] > 0) { nextSearch = begin; }
+    Report();
+
+    while (!IsStopRequested()) {
+        const auto now = Clock::now();
+        if (nextSearch && now >= std::max(*nextSearch, pausedUntil)) { FindUnknownPoints(); }
+        StartPoints();
+        AskForDueExecutions();
+        const bool isWorkLeft = summary.counts[PointState::Planned] > 0 || !watched.empty();
+        if (!end && !isWorkLeft && !nextSearch) { end = RunEnd::Complete; }
+        if (end) { break; }
+        const auto pauseLength = std::chrono::ceil<milliseconds>(FindNextTask() - Clock::now());
+        if (pauseLength <= milliseconds::zero()) { continue; }
+        if (options.wait) {
+            options.wait(pauseLength);
+        } else {
+            std::this_thread::sleep_for(std::min(pauseLength, WaitSlice));
+        }
+    }
+    summary.end = *end;
+    summary.counts = journal.CountStates();
+    return summary;
+}
+
+bool Runner::IsStopRequested() {
+    const auto& limits = definition.limits;
+    if (end) { return true; }
+    if (options.cancellation.IsCancelled()) {
+        end = RunEnd::Cancelled;
+    } else if (limits.deadline && Clock::now() - begin >= *limits.deadline) {
+        end = RunEnd::DeadlineOver;
+    } else if (limits.stopAfterFailures && failedInRun >= *limits.stopAfterFailures) {
+        end = RunEnd::TooManyFailures;
+    }
+    return end.has_value();
+}
+
+json Runner::BuildMarkedBody(const PointRecord& record) const {
+    json body = points.BuildBody(static_cast<std::size_t>(record.number));
+    if (definition.mark) { body[*definition.mark] = mark + "/" + record.id; }
+    return body;
+}
+
+void Runner::Watch(const PointRecord& record, Clock::time_point start) {
+    const milliseconds first = usualDuration.count() == 0 ? FirstQuestion : usualDuration * 2 / 5;
+    watched.push_back({record.id, record.execution, start, start + first});
+}
+
+void Runner::StartPoints() {
+    while (!IsStopRequested() && watched.size() < concurrent &&
+           summary.counts[PointState::Planned] > 0) {
+        const auto now = Clock::now();
+        if (now < std::max(nextStart, pausedUntil)) { return; }
+        const bool isPaced = definition.limits.startsPerMinute.has_value();
+        const std::size_t free = concurrent - watched.size();
+        const std::vector<PointRecord> batch =
+            journal.TakeForSending(isPaced ? 1 : std::min(free, StartsAtOnce));
+        for (const PointRecord& record : batch) {
+            if (IsStopRequested() || Clock::now() < pausedUntil) {
+                journal.NoteNotSent(record.id);
+            } else {
+                StartPoint(record);
+            }
+        }
+        if (isPaced) {
+            nextStart = std::max(
+                nextStart + std::chrono::milliseconds(60'000 / *definition.limits.startsPerMinute),
+                now);
+        }
+        AskForDueExecutions();
+    }
+}
+
+void Runner::StartPoint(const PointRecord& record) {
+    const auto start = Clock::now();
+    CallOptions call;
+    call.cancellation = options.cancellation;
+    const Outcome started =
+        client.PostExecution(definition.simulation, BuildMarkedBody(record), call);
+    if (started) {
+        const auto id = FindText(started.document, definition.execution.id);
+        if (!id) {
+            journal.NoteUnknown(record.id, "the answer to its start names no execution");
+            throw std::runtime_error(
+                "the service accepted an execution, but its document has no identifier at " +
+                definition.execution.id.to_string() +
+                ": say where it is in the study's \"execution\"");
+        }
+        PointRecord running = record;
+        running.execution = *id;
+        running.createdAt = FindText(started.document, definition.execution.createdAt).value_or("");
+        journal.NoteRunning(running.id, running.execution, running.createdAt);
+        Move(PointState::Planned, PointState::Running);
+        Watch(running, start);
+        EndPause();
+    } else if (started.failure == Failure::NotFound || ConcernsAllRequests(started.failure)) {
+        journal.NoteNotSent(record.id);
+        EndRun(started);
+    } else if (IsRefusalOfThisPoint(started.failure)) {
+        NoteFailure(record.id, PointState::Planned, started.message);
+    } else if (started.sent == SentState::NotSent || started.failure == Failure::TooManyRequests) {
+        journal.NoteNotSent(record.id);
+        PauseAfter(started);
+    } else {
+        // A status from 500 on says nothing certain either: a gateway may have passed it on.
+        journal.NoteUnknown(record.id, started.message);
+        Move(PointState::Planned, PointState::Unknown);
+        PauseAfter(started);
+        nextSearch = Clock::now() + SearchDelay;
+    }
+    Report();
+}
+
+void Runner::AskForDueExecutions() {
+    for (std::size_t index = 0; index < watched.size() && !IsStopRequested();) {
+        const auto now = Clock::now();
+        if (now < std::max(watched[index].due, pausedUntil)) {
+            ++index;
+            continue;
+        }
+        CallOptions call;
+        call.cancellation = options.cancellation;
+        const Watched asked = watched[index];
+        const Outcome answer = client.GetExecution(definition.simulation, asked.execution, call);
+        bool hasEnded = false;
+        if (answer) {
+            EndPause();
+            hasEnded = TakeDocument(asked, answer.document);
+        } else if (answer.failure == Failure::NotFound) {
+            NoteFailure(asked.point, PointState::Running,
+                        "the service no longer has its execution, " + asked.execution);
+            hasEnded = true;
+        } else if (ConcernsAllRequests(answer.failure)) {
+            EndRun(answer);
+        } else {
+            PauseAfter(answer);
+        }
+        if (hasEnded) {
+            watched.erase(watched.begin() + static_cast<std::ptrdiff_t>(index));
+            Report();
+        } else {
+            watched[index].due = Clock::now() + GetAskingInterval();
+            ++index;
+        }
+    }
+}
+
+bool Runner::TakeDocument(const Watched& asked, const json& document) {
+    const Verdict verdict = JudgeExecution(definition, document);
+    if (verdict.kind == Verdict::Kind::UnderWay) { return false; }
+    if (verdict.kind == Verdict::Kind::Finished) {
+        journal.NoteFinished(asked.point, verdict.results);
+        Move(PointState::Running, PointState::Finished);
+    } else {
+        NoteFailure(asked.point, PointState::Running, verdict.reason);
+    }
+    ++endedInRun;
+    const auto took = std::chrono::duration_cast<milliseconds>(Clock::now() - asked.start);
+    usualDuration = usualDuration.count() == 0 ? took : (usualDuration * 7 + took) / 8;
+    return true;
+}
+
+void Runner::NoteFailure(const std::string& point, PointState before, const std::string& reason) {
+    journal.NoteFailed(point, reason);
+    Move(before, PointState::Failed);
+    ++failedInRun;
+}
+
+void Runner::FindUnknownPoints() {
+    nextSearch.reset();
+    std::vector<PointRecord> unknown;
+    journal.VisitPoints(PointState::Unknown,
+                        [&](const PointRecord& record) { unknown.push_back(record); });
+    CallOptions call;
+    call.cancellation = options.cancellation;
+    try {
+        for (const json& entry : client.Executions(definition.simulation, call)) {
+            const auto id = FindText(entry, definition.execution.id);
+            if (unknown.empty()) { break; }
+            if (!id || journal.HasExecution(*id)) { continue; }
+            auto match = MatchExecution(entry, unknown);
+            json document = entry;
+            if (!match && !entry.contains(definition.execution.data)) {
+                const Outcome whole = client.GetExecution(definition.simulation, *id, call);
+                if (!whole) { throw CallFailed(whole); }
+                document = whole.document;
+                match = MatchExecution(document, unknown);
+            }
+            if (!match) { continue; }
+            const auto found =
+                std::find_if(unknown.begin(), unknown.end(),
+                             [&](const PointRecord& record) { return record.id == *match; });
+            found->execution = *id;
+            found->createdAt = FindText(document, definition.execution.createdAt).value_or("");
+            journal.NoteRunning(found->id, found->execution, found->createdAt);
+            Move(PointState::Unknown, PointState::Running);
+            Watch(*found, Clock::now());
+            unknown.erase(found);
+            Report();
+        }
+    } catch (const CallFailed& failed) {
+        if (ConcernsAllRequests(failed.GetOutcome().failure)) {
+            EndRun(failed.GetOutcome());
+        } else {
+            PauseAfter(failed.GetOutcome());
+            nextSearch = pausedUntil;
+        }
+    }
+}
+
+std::optional<std::string> Runner::MatchExecution(const json& document,
+                                                  const std::vector<PointRecord>& unknown) const {
+    const auto known = [&](const std::string& id) {
+        return std::any_of(unknown.begin(), unknown.end(),
+                           [&](const PointRecord& record) { return record.id == id; });
+    };
+    if (definition.mark) {
+        // Wherever the service keeps the document, the mark is in it.
+        const std::string text = document.dump(-1, ' ', false, json::error_handler_t::replace);
+        const std::size_t found = text.find(mark + "/");
+        if (found == std::string::npos) { return std::nullopt; }
+        const std::size_t start = found + mark.size() + 1;
+        const std::string id = text.substr(start, text.find('"', start) - start);
+        return known(id) ? std::optional(id) : std::nullopt;
+    }
+    if (!document.contains(definition.execution.data)) { return std::nullopt; }
+    const json& data = document.at(definition.execution.data);
+    const std::string createdAt = FindText(document, definition.execution.createdAt).value_or("");
+    for (const PointRecord& record : unknown) {
+        if (data == points.BuildBody(static_cast<std::size_t>(record.number)) &&
+            createdAt >= journal.FindLatestCreation(record.sentAt)) {
+            return record.id;
+        }
+    }
+    return std::nullopt;
+}
+
+/// Nothing is asked for a while, which doubles with each failure in a row.
+void Runner::PauseAfter(const Outcome& failed) {
+    pause = std::clamp(pause * 2, FirstPause, LongestPause);
+    pausedUntil = Clock::now() + pause;
+    trouble = failed.message;
+    Report();
+}
+
+void Runner::EndPause() {
+    pause = milliseconds::zero();
+    trouble.clear();
+}
+
+void Runner::EndRun(const Outcome& refusal) {
+    summary.refusal = refusal;
+    end = RunEnd::Refused;
+}
+
+void Runner::Move(PointState from, PointState to) {
+    --summary.counts[from];
+    ++summary.counts[to];
+}
+
+void Runner::Report() {
+    if (!options.progress) { return; }
+    RunProgress progress;
+    progress.counts = summary.counts;
+    progress.trouble = trouble;
+    const std::chrono::duration<double> elapsed = Clock::now() - begin;
+    if (endedInRun > 0 && elapsed.count() > 0) {
+        const double perSecond = static_cast<double>(endedInRun) / elapsed.count();
+        const std::size_t left =
+            summary.counts[PointState::Planned] + summary.counts[PointState::Running];
+        progress.endedPerMinute = perSecond * 60;
+        progress.timeLeft =
+            std::chrono::seconds(static_cast<std::int64_t>(static_cast<double>(left) / perSecond));
+    }
+    options.progress(progress);
+}
+
+Runner::Clock::time_point Runner::FindNextTask() const {
+    auto next = Clock::time_point::max();
+    for (const Watched& entry : watched) { next = std::min(next, entry.due); }
+    if (nextSearch) { next = std::min(next, *nextSearch); }
+    const auto planned = summary.counts.find(PointState::Planned);
+    if (watched.size() < concurrent && planned != summary.counts.end() && planned->second > 0) {
+        next = std::min(next, nextStart);
+    }
+    return std::max(next, pausedUntil);
+}
+
+/// A twelfth of what an execution usually takes: an end is noticed late by half of that.
+std::chrono::milliseconds Runner::GetAskingInterval() const {
+    return usualDuration.count() == 0
+               ? FirstQuestion
+               : std::clamp(usualDuration / 12, ShortestInterval, LongestInterval);
+}
+
+} // namespace VarnelBase::Studies

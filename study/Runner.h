@@ -1,0 +1,124 @@
+#pragma once
+
+#include <ServiceClient.h>
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Definition.h"
+#include "Journal.h"
+#include "PointSet.h"
+
+namespace VarnelBase::Studies {
+
+/// How a run comes to its end.
+enum class RunEnd {
+    Complete,        ///< every point has finished, failed, or is unknown
+    Cancelled,       ///< from outside
+    DeadlineOver,    ///< the study's limit of time
+    TooManyFailures, ///< the study's limit of failures
+    Refused, ///< the service or the sign-in refuses every request: see `RunSummary::refusal`
+};
+
+struct RunSummary {
+    RunEnd end = RunEnd::Complete;
+    std::map<PointState, std::size_t> counts;
+    Outcome refusal;
+};
+
+/// How far a run is.
+struct RunProgress {
+    std::map<PointState, std::size_t> counts;
+    double endedPerMinute = 0;
+    std::optional<std::chrono::seconds> timeLeft; ///< once enough points have ended to tell
+    std::string trouble; ///< why nothing is started just now; empty: nothing is wrong
+};
+
+struct RunOptions {
+    std::optional<std::size_t> concurrent; ///< in place of the study's limit
+    bool resendUnknown = false;            ///< sends points again whose fate is not known
+    Cancellation cancellation;
+
+    /// Called whenever something has changed.
+    std::function<void(const RunProgress&)> progress;
+
+    /// Passes the time until there is something to do.
+    std::function<void(std::chrono::milliseconds)> wait;
+};
+
+/// Runs a study: starts executions, waits for them and collects their results, on the caller's
+/// thread, one request at a time.
+///
+/// A point is sent at most once. Where the answer is lost, its execution is looked for among the
+/// simulation's: by the study's mark, else by its document and the time of its start.
+class Runner {
+public:
+    /// All arguments outlive the runner; the caller holds the study's `RunLock`.
+    Runner(const Definition& studied, const PointSet& studiedPoints, Journal& written,
+           ServiceClient& used, RunOptions wanted);
+
+    /// Goes on with the study until it is complete or something ends the run.
+    ///
+    /// @throws std::runtime_error when the journal cannot be written, or when a document has no
+    ///         identifier or state where the study's file says
+    RunSummary Run();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    /// An execution that is under way.
+    struct Watched {
+        std::string point;
+        std::string execution;
+        Clock::time_point start;
+        Clock::time_point due;
+    };
+
+    json BuildMarkedBody(const PointRecord& record) const;
+    void Watch(const PointRecord& record, Clock::time_point start);
+    void StartPoints();
+    void StartPoint(const PointRecord& record);
+    void AskForDueExecutions();
+    /// Whether the execution has ended.
+    bool TakeDocument(const Watched& asked, const json& document);
+    void NoteFailure(const std::string& point, PointState before, const std::string& reason);
+    void FindUnknownPoints();
+    std::optional<std::string> MatchExecution(const json& document,
+                                              const std::vector<PointRecord>& unknown) const;
+    void PauseAfter(const Outcome& failed);
+    void EndPause();
+    void EndRun(const Outcome& refusal);
+    bool IsStopRequested();
+    void Move(PointState from, PointState to);
+    void Report();
+    Clock::time_point FindNextTask() const;
+    std::chrono::milliseconds GetAskingInterval() const;
+
+    const Definition& definition;
+    const PointSet& points;
+    Journal& journal;
+    ServiceClient& client;
+    const RunOptions options;
+    const std::size_t concurrent;
+    const std::string mark;
+
+    RunSummary summary;
+    std::optional<RunEnd> end;
+    std::vector<Watched> watched;
+    Clock::time_point begin;
+    Clock::time_point nextStart;                 ///< not before the rate of starts and pauses allow
+    Clock::time_point pausedUntil;               ///< after a failure that passes
+    std::chrono::milliseconds pause{0};          ///< the last one; grows from failure to failure
+    std::optional<Clock::time_point> nextSearch; ///< for unknown points
+    std::chrono::milliseconds usualDuration{0};  ///< of an execution; 0: none has ended
+    std::size_t endedInRun = 0;
+    std::size_t failedInRun = 0;
+    std::string trouble;
+};
+
+} // namespace VarnelBase::Studies
