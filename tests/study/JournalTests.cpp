@@ -1,0 +1,119 @@
+#include "Journal.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "Results.h"
+#include "StudyFolder.h"
+
+namespace VarnelBase::Studies {
+namespace {
+
+constexpr auto ThreePoints = R"({"simulation": "s", "collect": [{"pointer": "/r"}],
+    "parameters": [{"pointer": "/a", "values": [1, 2, 3]}]})";
+
+class JournalTest : public ::testing::Test {
+protected:
+    Journal Open(const std::string& study) {
+        definition = folder.Read(study);
+        Journal journal = Journal::OpenToWrite(folder.GetPath("study.journal"));
+        journal.TakePoints(definition, PointSet(definition));
+        return journal;
+    }
+
+    std::vector<std::string> Describe(Journal& journal) {
+        std::vector<std::string> points;
+        journal.VisitPoints(std::nullopt, [&](const PointRecord& record) {
+            points.push_back(record.parameters.dump() + " " + NameState(record.state));
+        });
+        return points;
+    }
+
+    StudyFolder folder;
+    Definition definition;
+};
+
+using Texts = std::vector<std::string>;
+
+TEST_F(JournalTest, FindsInterruptedSendsUnknownAndNeverPlanned) {
+    const pid_t killed = fork();
+    if (killed == 0) {
+        Journal journal = Open(ThreePoints);
+        journal.TakeForSending(2);
+        kill(getpid(), SIGKILL);
+    }
+    int status = 0;
+    waitpid(killed, &status, 0);
+    ASSERT_TRUE(WIFSIGNALED(status));
+
+    Journal journal = Open(ThreePoints);
+    journal.NoteInterruptedSends();
+    EXPECT_EQ(Describe(journal), (Texts{"[1] unknown", "[2] unknown", "[3] planned"}));
+    EXPECT_EQ(journal.TakeForSending(9).size(), 1U);
+    EXPECT_EQ(journal.PlanUnknownAgain(), 2);
+    EXPECT_EQ(Describe(journal), (Texts{"[1] planned", "[2] planned", "[3] sending"}));
+}
+
+TEST_F(JournalTest, KeepsWhatIsDoneWhenTheStudyGrowsOrIsReordered) {
+    {
+        Journal journal = Open(ThreePoints);
+        const std::vector<PointRecord> taken = journal.TakeForSending(2);
+        journal.NoteRunning(taken.at(0).id, "exe-1", "2025");
+        journal.NoteFinished(taken.at(0).id, json::array({1.5}));
+        journal.NoteFailed(taken.at(1).id, "a \"reason\", with a comma");
+    }
+    Journal journal = Open(R"({"simulation": "s", "collect": [{"pointer": "/r"}],
+        "parameters": [{"pointer": "/a", "values": [4, 3, 4, 1]}]})");
+    EXPECT_EQ(Describe(journal), (Texts{"[4] planned", "[3] planned", "[1] finished"}));
+    EXPECT_TRUE(journal.HasExecution("exe-1"));
+
+    Journal back = Open(ThreePoints);
+    std::ostringstream results;
+    WriteCsv(back, results);
+    EXPECT_EQ(results.str(),
+              "point,state,execution,/a,/r,reason\r\n"
+              "1,finished,exe-1,1,1.5,\r\n"
+              "2,failed,,2,,\"a \"\"reason\"\", with a comma\"\r\n"
+              "3,planned,,3,,\r\n");
+}
+
+TEST_F(JournalTest, RefusesAnotherStudyASecondRunAndToReadWhatIsNotThere) {
+    const auto describe = [](auto act) -> std::string {
+        try {
+            act();
+        } catch (const std::runtime_error& error) { return error.what(); }
+        return "accepted";
+    };
+    const std::string file = folder.GetPath("study.journal");
+    EXPECT_NE(describe([&] { Journal::OpenToRead(file); }).find("has not been run"),
+              std::string::npos);
+    Open(ThreePoints);
+    EXPECT_NE(describe([&] {
+                  Open(R"({"simulation": "t", "parameters": [{"pointer": "/a", "values": [1]}]})");
+              }).find("another simulation"),
+              std::string::npos);
+    EXPECT_NE(describe([&] {
+                  Open(R"({"simulation": "s", "parameters": [{"pointer": "/b", "values": [1]}]})");
+              }).find("another list of parameters"),
+              std::string::npos);
+    const RunLock lock(file);
+    EXPECT_NE(describe([&] { const RunLock second(file); }).find("another run"), std::string::npos);
+}
+
+TEST_F(JournalTest, KnowsTheLatestCreationBeforeASend) {
+    Journal journal = Open(ThreePoints);
+    const std::vector<PointRecord> taken = journal.TakeForSending(2);
+    journal.NoteRunning(taken.at(0).id, "exe-1", "2025-01-01T00:00:05Z");
+    EXPECT_EQ(journal.FindLatestCreation(taken.at(0).sentAt + 1), "2025-01-01T00:00:05Z");
+    EXPECT_EQ(journal.FindLatestCreation(taken.at(0).sentAt), "");
+}
+
+} // namespace
+} // namespace VarnelBase::Studies
