@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <ctime>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
 #include <tuple>
 #include <utility>
@@ -30,7 +31,7 @@ constexpr auto Schema = R"(
         execution TEXT NOT NULL DEFAULT '', created TEXT NOT NULL DEFAULT '', results TEXT NOT NULL DEFAULT 'null',
         reason TEXT NOT NULL DEFAULT '', sent INTEGER NOT NULL DEFAULT 0,
         ended INTEGER NOT NULL DEFAULT 0);
-    CREATE INDEX IF NOT EXISTS pointsByState ON points (wanted, state, number);
+    CREATE INDEX IF NOT EXISTS pointsByNumber ON points (wanted, number);
     CREATE INDEX IF NOT EXISTS pointsByExecution ON points (execution) WHERE execution <> '';
 )";
 
@@ -74,6 +75,13 @@ std::vector<Quantity> ReadQuantities(const std::string& written) {
     return quantities;
 }
 
+/// Tells one start of the machine from another; empty where that cannot be told.
+std::string ReadBootId() {
+    std::string id;
+    std::ifstream("/proc/sys/kernel/random/boot_id") >> id;
+    return id;
+}
+
 std::int64_t GetTime() {
     return std::time(nullptr);
 }
@@ -81,7 +89,7 @@ std::int64_t GetTime() {
 } // namespace
 
 const char* NameState(PointState state) {
-    static constexpr std::array<const char*, 6> names{"planned", "sending",  "unknown",
+    static constexpr std::array<const char*, 7> names{"planned", "planned",  "sending", "unknown",
                                                       "running", "finished", "failed"};
     return names.at(static_cast<std::size_t>(state));
 }
@@ -97,8 +105,8 @@ Journal::PreparedStatement Journal::Prepare(const std::string& sql, const Values
 Journal Journal::OpenToWrite(const std::string& file) {
     SQLite::Database database(file, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE,
                               BusyTimeoutMilliseconds);
-    // The last commits outlive this process at once. Those that say that something is about to be
-    // sent are written to the disk as well, see TakeForSending.
+    // The last commits outlive this process at once. Those that reserve points are forced to the
+    // disk as well.
     database.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");
     database.exec(Schema);
     return Journal(std::move(database));
@@ -151,31 +159,52 @@ void Journal::TakePoints(const Definition& definition, const PointSet& points) {
     transaction.commit();
 }
 
-void Journal::NoteInterruptedSends() {
-    Prepare("UPDATE points SET state = ?, reason = ? WHERE state = ?",
-            static_cast<int>(PointState::Unknown), "the run ended while the point was being sent",
-            static_cast<int>(PointState::Sending))
-        ->exec();
+void Journal::SettleInterruptedSends() {
+    const std::string boot = ReadBootId();
+    const bool isSameBoot = !boot.empty() && boot == ReadSetting("boot");
+    const auto settle = [this](PointState from, PointState to, const std::string& reason) {
+        Prepare("UPDATE points SET state = ?, reason = ? WHERE state = ?", static_cast<int>(to),
+                reason, static_cast<int>(from))
+            ->exec();
+    };
+    settle(PointState::Sending, PointState::Unknown,
+           "the run ended while the point was being sent");
+    if (isSameBoot) {
+        settle(PointState::Reserved, PointState::Planned, "");
+    } else {
+        settle(PointState::Reserved, PointState::Unknown,
+               "the machine stopped while the point may have been sent");
+    }
+    WriteSetting("boot", boot);
 }
 
-std::vector<PointRecord> Journal::TakeForSending(std::size_t count) {
-    std::vector<PointRecord> taken;
+std::vector<PointRecord> Journal::Reserve(std::size_t count) {
+    std::vector<PointRecord> reserved;
     database.exec("PRAGMA synchronous = FULL");
-    {
-        SQLite::Transaction transaction(database);
-        const auto select = Prepare(Select("AND state = 0") + " LIMIT ?", std::int64_t(count));
-        while (select->executeStep()) { taken.push_back(ReadRow(*select)); }
-        for (PointRecord& record : taken) {
-            record.state = PointState::Sending;
-            record.sentAt = GetTime();
-            Prepare("UPDATE points SET state = ?, sent = ? WHERE id = ?",
-                    static_cast<int>(record.state), record.sentAt, record.id)
-                ->exec();
-        }
-        transaction.commit();
+    SQLite::Transaction transaction(database);
+    for (const bool isSecondLook : {false, true}) {
+        if (isSecondLook) { nextNumber = 0; }
+        const auto rows = Prepare(Select("AND state = 0 AND number >= ?") + " LIMIT ?", nextNumber,
+                                  static_cast<std::int64_t>(count));
+        while (rows->executeStep()) { reserved.push_back(ReadRow(*rows)); }
+        if (!reserved.empty()) { break; }
     }
+    for (PointRecord& record : reserved) {
+        record.state = PointState::Reserved;
+        record.sentAt = GetTime();
+        nextNumber = record.number + 1;
+        Prepare("UPDATE points SET state = ?, sent = ? WHERE id = ?",
+                static_cast<int>(record.state), record.sentAt, record.id)
+            ->exec();
+    }
+    transaction.commit();
     database.exec("PRAGMA synchronous = NORMAL");
-    return taken;
+    return reserved;
+}
+
+void Journal::NoteSending(const std::string& id) {
+    Prepare("UPDATE points SET state = ? WHERE id = ?", static_cast<int>(PointState::Sending), id)
+        ->exec();
 }
 
 void Journal::NoteNotSent(const std::string& id) {
@@ -202,14 +231,15 @@ void Journal::NoteFailed(const std::string& id, const std::string& reason) {
 }
 
 int Journal::PlanUnknownAgain() {
-    return database.exec("UPDATE points SET state = 0, reason = '' WHERE wanted = 1 AND state = 2");
+    return database.exec("UPDATE points SET state = 0, reason = '' WHERE wanted = 1 AND state = 3");
 }
 
 std::map<PointState, std::size_t> Journal::CountStates() {
     std::map<PointState, std::size_t> counts;
     const auto rows = Prepare("SELECT state, count(*) FROM points WHERE wanted = 1 GROUP BY state");
     while (rows->executeStep()) {
-        counts[static_cast<PointState>(rows->getColumn(0).getInt())] =
+        const auto state = static_cast<PointState>(rows->getColumn(0).getInt());
+        counts[state == PointState::Reserved ? PointState::Planned : state] +=
             static_cast<std::size_t>(rows->getColumn(1).getInt64());
     }
     return counts;

@@ -21,11 +21,12 @@ namespace VarnelBase::Studies {
 /// How far a point has come. The numbers are those in the journal.
 enum class PointState : int {
     Planned = 0,  ///< nothing has been sent
-    Sending = 1,  ///< about to be sent; found by a later run, the point becomes `Unknown`
-    Unknown = 2,  ///< sent, and whether an execution was started is not known
-    Running = 3,  ///< its execution is known and under way
-    Finished = 4, ///< its results are collected
-    Failed = 5,   ///< the service refused it, or its execution failed
+    Reserved = 1, ///< chosen by a run to be sent soon; counts and shows as `Planned`
+    Sending = 2,  ///< about to be sent, or sent and not yet answered
+    Unknown = 3,  ///< sent, and whether an execution was started is not known
+    Running = 4,  ///< its execution is known and under way
+    Finished = 5, ///< its results are collected
+    Failed = 6,   ///< the service refused it, or its execution failed
 };
 
 /// The state's name, as it is shown.
@@ -41,7 +42,7 @@ struct PointRecord {
     std::string createdAt; ///< of the execution, as the service wrote it; empty: not known
     json results;          ///< array of values, in the order of `StudyColumns::collected`; or null
     std::string reason;    ///< why it failed or is unknown
-    std::int64_t sentAt = 0; ///< seconds since 1970, just before it was sent; 0: never
+    std::int64_t sentAt = 0; ///< seconds since 1970, when it was reserved; 0: never
     std::int64_t endedAt = 0;
 };
 
@@ -74,12 +75,15 @@ public:
     ///         other parameters
     void TakePoints(const Definition& definition, const PointSet& points);
 
-    /// Turns what another run left as `Sending` into `Unknown`.
-    void NoteInterruptedSends();
+    /// Settles what an earlier run left as `Reserved` or `Sending`: points that may have been sent
+    /// become `Unknown`, the others `Planned`.
+    void SettleInterruptedSends();
 
-    /// Chooses planned points and notes, durably, that they are about to be sent.
-    std::vector<PointRecord> TakeForSending(std::size_t count);
+    /// Chooses planned points, in the order of the study's file, and notes that durably.
+    std::vector<PointRecord> Reserve(std::size_t count);
 
+    /// Notes that a reserved point is sent next.
+    void NoteSending(const std::string& id);
     void NoteNotSent(const std::string& id);
     void NoteUnknown(const std::string& id, const std::string& reason);
     void NoteRunning(const std::string& id, const std::string& execution,
@@ -128,6 +132,7 @@ private:
 
     SQLite::Database database;
     std::map<std::string, SQLite::Statement> statements;
+    std::int64_t nextNumber = 0; ///< from which on planned points are looked for first
 };
 
 /// Held by the one process that starts executions of a study.

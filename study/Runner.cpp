@@ -13,9 +13,9 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// The journal is forced to the disk once for so many starts. After a crash as many points are
-// unknown at most.
-constexpr std::size_t StartsAtOnce = 16;
+// Reserving goes to the disk, so it is done for several points at once; not for too many, since
+// all of them are unknown after the machine has stopped.
+constexpr std::size_t MostReserved = 256;
 
 constexpr milliseconds FirstPause{500};
 constexpr milliseconds LongestPause{60'000};
@@ -65,7 +65,7 @@ Runner::Runner(const Definition& studied, const PointSet& studiedPoints, Journal
 
 RunSummary Runner::Run() {
     begin = nextStart = pausedUntil = Clock::now();
-    journal.NoteInterruptedSends();
+    journal.SettleInterruptedSends();
     if (options.resendUnknown) { journal.PlanUnknownAgain(); }
     summary.counts = journal.CountStates();
     journal.VisitPoints(PointState::Running,
@@ -89,6 +89,7 @@ RunSummary Runner::Run() {
             std::this_thread::sleep_for(std::min(pauseLength, WaitSlice));
         }
     }
+    for (const PointRecord& record : reserved) { journal.NoteNotSent(record.id); }
     summary.end = *end;
     summary.counts = journal.CountStates();
     return summary;
@@ -120,24 +121,17 @@ void Runner::Watch(const PointRecord& record, Clock::time_point start) {
 
 void Runner::StartPoints() {
     while (!IsStopRequested() && watched.size() < concurrent &&
-           summary.counts[PointState::Planned] > 0) {
-        const auto now = Clock::now();
-        if (now < std::max(nextStart, pausedUntil)) { return; }
-        const bool isPaced = definition.limits.startsPerMinute.has_value();
-        const std::size_t free = concurrent - watched.size();
-        const std::vector<PointRecord> batch =
-            journal.TakeForSending(isPaced ? 1 : std::min(free, StartsAtOnce));
-        for (const PointRecord& record : batch) {
-            if (IsStopRequested() || Clock::now() < pausedUntil) {
-                journal.NoteNotSent(record.id);
-            } else {
-                StartPoint(record);
-            }
+           Clock::now() >= std::max(nextStart, pausedUntil)) {
+        if (reserved.empty()) {
+            const auto fresh = journal.Reserve(std::min(concurrent * 4, MostReserved));
+            reserved.assign(fresh.begin(), fresh.end());
         }
-        if (isPaced) {
-            nextStart = std::max(
-                nextStart + std::chrono::milliseconds(60'000 / *definition.limits.startsPerMinute),
-                now);
+        if (reserved.empty()) { return; }
+        const PointRecord record = std::move(reserved.front());
+        reserved.pop_front();
+        StartPoint(record);
+        if (const auto perMinute = definition.limits.startsPerMinute) {
+            nextStart = std::max(nextStart, Clock::now()) + milliseconds(60'000 / *perMinute);
         }
         AskForDueExecutions();
     }
@@ -147,6 +141,7 @@ void Runner::StartPoint(const PointRecord& record) {
     const auto start = Clock::now();
     CallOptions call;
     call.cancellation = options.cancellation;
+    journal.NoteSending(record.id);
     const Outcome started =
         client.PostExecution(definition.simulation, BuildMarkedBody(record), call);
     if (started) {

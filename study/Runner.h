@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <deque>
 #include <functional>
 #include <map>
 #include <optional>
@@ -109,6 +110,7 @@ private:
 
     RunSummary summary;
     std::optional<RunEnd> end;
+    std::deque<PointRecord> reserved; ///< to be started next
     std::vector<Watched> watched;
     Clock::time_point begin;
     Clock::time_point nextStart;                 ///< not before the rate of starts and pauses allow

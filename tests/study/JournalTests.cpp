@@ -46,7 +46,8 @@ TEST_F(JournalTest, FindsInterruptedSendsUnknownAndNeverPlanned) {
     const pid_t killed = fork();
     if (killed == 0) {
         Journal journal = Open(ThreePoints);
-        journal.TakeForSending(2);
+        journal.SettleInterruptedSends();
+        journal.NoteSending(journal.Reserve(2).at(0).id);
         kill(getpid(), SIGKILL);
     }
     int status = 0;
@@ -54,17 +55,26 @@ TEST_F(JournalTest, FindsInterruptedSendsUnknownAndNeverPlanned) {
     ASSERT_TRUE(WIFSIGNALED(status));
 
     Journal journal = Open(ThreePoints);
-    journal.NoteInterruptedSends();
-    EXPECT_EQ(Describe(journal), (Texts{"[1] unknown", "[2] unknown", "[3] planned"}));
-    EXPECT_EQ(journal.TakeForSending(9).size(), 1U);
-    EXPECT_EQ(journal.PlanUnknownAgain(), 2);
-    EXPECT_EQ(Describe(journal), (Texts{"[1] planned", "[2] planned", "[3] sending"}));
+    journal.SettleInterruptedSends();
+    EXPECT_EQ(Describe(journal), (Texts{"[1] unknown", "[2] planned", "[3] planned"}));
+    EXPECT_EQ(journal.Reserve(9).size(), 2U);
+    EXPECT_EQ(journal.Reserve(9).size(), 0U);
+    EXPECT_EQ(journal.PlanUnknownAgain(), 1);
+    EXPECT_EQ(journal.Reserve(9).size(), 1U);
+}
+
+/// A journal of another start of the machine may have lost its last notes.
+TEST_F(JournalTest, FindsReservedPointsUnknownAfterTheMachineStopped) {
+    Open(ThreePoints).Reserve(1);
+    Journal journal = Open(ThreePoints);
+    journal.SettleInterruptedSends();
+    EXPECT_EQ(Describe(journal), (Texts{"[1] unknown", "[2] planned", "[3] planned"}));
 }
 
 TEST_F(JournalTest, KeepsWhatIsDoneWhenTheStudyGrowsOrIsReordered) {
     {
         Journal journal = Open(ThreePoints);
-        const std::vector<PointRecord> taken = journal.TakeForSending(2);
+        const std::vector<PointRecord> taken = journal.Reserve(2);
         journal.NoteRunning(taken.at(0).id, "exe-1", "2025");
         journal.NoteFinished(taken.at(0).id, json::array({1.5}));
         journal.NoteFailed(taken.at(1).id, "a \"reason\", with a comma");
@@ -109,7 +119,7 @@ TEST_F(JournalTest, RefusesAnotherStudyASecondRunAndToReadWhatIsNotThere) {
 
 TEST_F(JournalTest, KnowsTheLatestCreationBeforeASend) {
     Journal journal = Open(ThreePoints);
-    const std::vector<PointRecord> taken = journal.TakeForSending(2);
+    const std::vector<PointRecord> taken = journal.Reserve(2);
     journal.NoteRunning(taken.at(0).id, "exe-1", "2025-01-01T00:00:05Z");
     EXPECT_EQ(journal.FindLatestCreation(taken.at(0).sentAt + 1), "2025-01-01T00:00:05Z");
     EXPECT_EQ(journal.FindLatestCreation(taken.at(0).sentAt), "");
