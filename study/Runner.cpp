@@ -64,30 +64,24 @@ Runner::Runner(const Definition& studied, const PointSet& studiedPoints, Journal
       mark(written.ReadMark()) {}
 
 RunSummary Runner::Run() {
-    begin = nextStart = pausedUntil = Clock::now();
+    begin = nextStart = pausedUntil = GetNow();
     journal.SettleInterruptedSends();
     if (options.resendUnknown) { journal.PlanUnknownAgain(); }
     summary.counts = journal.CountStates();
     journal.VisitPoints(PointState::Running,
-                        [this](const PointRecord& record) { Watch(record, Clock::now()); });
+                        [this](const PointRecord& record) { Watch(record, GetNow()); });
     if (summary.counts[PointState::Unknown] > 0) { nextSearch = begin; }
     Report();
 
     while (!IsStopRequested()) {
-        const auto now = Clock::now();
+        const auto now = GetNow();
         if (nextSearch && now >= std::max(*nextSearch, pausedUntil)) { FindUnknownPoints(); }
         StartPoints();
         AskForDueExecutions();
         const bool isWorkLeft = summary.counts[PointState::Planned] > 0 || !watched.empty();
         if (!end && !isWorkLeft && !nextSearch) { end = RunEnd::Complete; }
         if (end) { break; }
-        const auto pauseLength = std::chrono::ceil<milliseconds>(FindNextTask() - Clock::now());
-        if (pauseLength <= milliseconds::zero()) { continue; }
-        if (options.wait) {
-            options.wait(pauseLength);
-        } else {
-            std::this_thread::sleep_for(std::min(pauseLength, WaitSlice));
-        }
+        WaitUntil(FindNextTask());
     }
     for (const PointRecord& record : reserved) { journal.NoteNotSent(record.id); }
     summary.end = *end;
@@ -100,7 +94,7 @@ bool Runner::IsStopRequested() {
     if (end) { return true; }
     if (options.cancellation.IsCancelled()) {
         end = RunEnd::Cancelled;
-    } else if (limits.deadline && Clock::now() - begin >= *limits.deadline) {
+    } else if (limits.deadline && GetNow() - begin >= *limits.deadline) {
         end = RunEnd::DeadlineOver;
     } else if (limits.stopAfterFailures && failedInRun >= *limits.stopAfterFailures) {
         end = RunEnd::TooManyFailures;
@@ -121,7 +115,7 @@ void Runner::Watch(const PointRecord& record, Clock::time_point start) {
 
 void Runner::StartPoints() {
     while (!IsStopRequested() && watched.size() < concurrent &&
-           Clock::now() >= std::max(nextStart, pausedUntil)) {
+           GetNow() >= std::max(nextStart, pausedUntil)) {
         if (reserved.empty()) {
             const auto fresh = journal.Reserve(std::min(concurrent * 4, MostReserved));
             reserved.assign(fresh.begin(), fresh.end());
@@ -131,14 +125,14 @@ void Runner::StartPoints() {
         reserved.pop_front();
         StartPoint(record);
         if (const auto perMinute = definition.limits.startsPerMinute) {
-            nextStart = std::max(nextStart, Clock::now()) + milliseconds(60'000 / *perMinute);
+            nextStart = std::max(nextStart, GetNow()) + milliseconds(60'000 / *perMinute);
         }
         AskForDueExecutions();
     }
 }
 
 void Runner::StartPoint(const PointRecord& record) {
-    const auto start = Clock::now();
+    const auto start = GetNow();
     CallOptions call;
     call.cancellation = options.cancellation;
     journal.NoteSending(record.id);
@@ -173,14 +167,14 @@ void Runner::StartPoint(const PointRecord& record) {
         journal.NoteUnknown(record.id, started.message);
         Move(PointState::Planned, PointState::Unknown);
         PauseAfter(started);
-        nextSearch = Clock::now() + SearchDelay;
+        nextSearch = GetNow() + SearchDelay;
     }
     Report();
 }
 
 void Runner::AskForDueExecutions() {
     for (std::size_t index = 0; index < watched.size() && !IsStopRequested();) {
-        const auto now = Clock::now();
+        const auto now = GetNow();
         if (now < std::max(watched[index].due, pausedUntil)) {
             ++index;
             continue;
@@ -206,7 +200,7 @@ void Runner::AskForDueExecutions() {
             watched.erase(watched.begin() + static_cast<std::ptrdiff_t>(index));
             Report();
         } else {
-            watched[index].due = Clock::now() + GetAskingInterval();
+            watched[index].due = GetNow() + GetAskingInterval();
             ++index;
         }
     }
@@ -222,7 +216,7 @@ bool Runner::TakeDocument(const Watched& asked, const json& document) {
         NoteFailure(asked.point, PointState::Running, verdict.reason);
     }
     ++endedInRun;
-    const auto took = std::chrono::duration_cast<milliseconds>(Clock::now() - asked.start);
+    const auto took = std::chrono::duration_cast<milliseconds>(GetNow() - asked.start);
     usualDuration = usualDuration.count() == 0 ? took : (usualDuration * 7 + took) / 8;
     return true;
 }
@@ -261,7 +255,7 @@ void Runner::FindUnknownPoints() {
             found->createdAt = FindText(document, definition.execution.createdAt).value_or("");
             journal.NoteRunning(found->id, found->execution, found->createdAt);
             Move(PointState::Unknown, PointState::Running);
-            Watch(*found, Clock::now());
+            Watch(*found, GetNow());
             unknown.erase(found);
             Report();
         }
@@ -305,7 +299,7 @@ std::optional<std::string> Runner::MatchExecution(const json& document,
 /// Nothing is asked for a while, which doubles with each failure in a row.
 void Runner::PauseAfter(const Outcome& failed) {
     pause = std::clamp(pause * 2, FirstPause, LongestPause);
-    pausedUntil = Clock::now() + pause;
+    pausedUntil = GetNow() + pause;
     trouble = failed.message;
     Report();
 }
@@ -330,7 +324,7 @@ void Runner::Report() {
     RunProgress progress;
     progress.counts = summary.counts;
     progress.trouble = trouble;
-    const std::chrono::duration<double> elapsed = Clock::now() - begin;
+    const std::chrono::duration<double> elapsed = GetNow() - begin;
     if (endedInRun > 0 && elapsed.count() > 0) {
         const double perSecond = static_cast<double>(endedInRun) / elapsed.count();
         const std::size_t left =
@@ -340,6 +334,20 @@ void Runner::Report() {
             std::chrono::seconds(static_cast<std::int64_t>(static_cast<double>(left) / perSecond));
     }
     options.progress(progress);
+}
+
+Runner::Clock::time_point Runner::GetNow() const {
+    return options.now ? options.now() : Clock::now();
+}
+
+void Runner::WaitUntil(Clock::time_point time) const {
+    const auto length = std::chrono::ceil<milliseconds>(time - GetNow());
+    if (length <= milliseconds::zero()) { return; }
+    if (options.wait) {
+        options.wait(length);
+    } else {
+        std::this_thread::sleep_for(std::min(length, WaitSlice));
+    }
 }
 
 Runner::Clock::time_point Runner::FindNextTask() const {

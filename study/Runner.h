@@ -48,7 +48,9 @@ struct RunOptions {
     /// Called whenever something has changed.
     std::function<void(const RunProgress&)> progress;
 
-    /// Passes the time until there is something to do.
+    /// The time, and how it passes until there is something to do: for programs that wait in a way
+    /// of their own. Both or neither.
+    std::function<std::chrono::steady_clock::time_point()> now;
     std::function<void(std::chrono::milliseconds)> wait;
 };
 
@@ -97,6 +99,8 @@ private:
     bool IsStopRequested();
     void Move(PointState from, PointState to);
     void Report();
+    Clock::time_point GetNow() const;
+    void WaitUntil(Clock::time_point time) const;
     Clock::time_point FindNextTask() const;
     std::chrono::milliseconds GetAskingInterval() const;
 

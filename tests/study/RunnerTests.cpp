@@ -1,0 +1,184 @@
+#include "Runner.h"
+
+#include <Emulator.h>
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <set>
+#include <string>
+
+#include "StudyFolder.h"
+
+namespace VarnelBase::Studies {
+namespace {
+
+constexpr auto Parameters =
+    R"("parameters": [{"pointer": "/span", "from": 1, "to": 12, "step": 1}])";
+
+/// A study of twelve points, run against an emulator in which time passes when the run waits.
+class RunnerTest : public ::testing::Test {
+protected:
+    RunnerTest() : emulator(MakeEmulatorOptions()), client(MakeClientOptions()) { WriteStudy(""); }
+
+    static EmulatorOptions MakeEmulatorOptions() {
+        EmulatorOptions options;
+        options.speed = 0;
+        return options;
+    }
+
+    ClientOptions MakeClientOptions() const {
+        ClientOptions options;
+        options.host = "127.0.0.1";
+        options.port = static_cast<unsigned int>(emulator.GetPort());
+        options.tokenSource = [] { return "t0ken"; };
+        options.maxAttempts = 1;
+        return options;
+    }
+
+    void WriteStudy(const std::string& more) {
+        definition =
+            folder.Read(R"({"simulation": "sim-bridge", "collect": [{"pointer": "/data/span"}],)" +
+                        more + Parameters + "}");
+    }
+
+    RunOptions MakeRunOptions() {
+        RunOptions options;
+        options.now = [this] { return now; };
+        options.wait = [this](std::chrono::milliseconds length) {
+            now += length;
+            emulator.AdvanceClock(static_cast<double>(length.count()) / 1000);
+        };
+        return options;
+    }
+
+    RunSummary Run(const RunOptions& options) {
+        Journal journal = Journal::OpenToWrite(folder.GetPath("study.journal"));
+        const PointSet points(definition);
+        journal.TakePoints(definition, points);
+        return Runner(definition, points, journal, client, options).Run();
+    }
+
+    static std::size_t Count(const RunSummary& summary, PointState state) {
+        const auto found = summary.counts.find(state);
+        return found == summary.counts.end() ? 0 : found->second;
+    }
+
+    /// How many executions of the study's bodies the service has; each body counts once.
+    std::pair<std::size_t, std::size_t> CountStarts() {
+        std::size_t starts = 0;
+        std::set<std::string> bodies;
+        const json state = emulator.Export();
+        for (const json& execution : state.at("executions")) {
+            if (execution.at("id") == "exe-1" || execution.at("id") == "exe-2") { continue; }
+            ++starts;
+            bodies.insert(execution.at("data").at("span").dump());
+        }
+        return {starts, bodies.size()};
+    }
+
+    StudyFolder folder;
+    Definition definition;
+    Emulator emulator;
+    ServiceClient client;
+    std::chrono::steady_clock::time_point now{};
+};
+
+TEST_F(RunnerTest, StartsEachPointOnceAndCollectsItsResults) {
+    RunOptions options = MakeRunOptions();
+    std::size_t most = 0;
+    options.progress = [&](const RunProgress& progress) {
+        const auto running = progress.counts.find(PointState::Running);
+        if (running != progress.counts.end()) { most = std::max(most, running->second); }
+    };
+    const RunSummary summary = Run(options);
+    EXPECT_EQ(summary.end, RunEnd::Complete);
+    EXPECT_EQ(summary.counts.at(PointState::Finished), 12U);
+    EXPECT_EQ(most, 4U);
+    EXPECT_EQ(CountStarts(), std::make_pair(std::size_t{12}, std::size_t{12}));
+
+    Journal journal = Journal::OpenToRead(folder.GetPath("study.journal"));
+    journal.VisitPoints(std::nullopt, [](const PointRecord& record) {
+        EXPECT_EQ(record.results, record.parameters);
+    });
+    Run(options);
+    EXPECT_EQ(CountStarts(), std::make_pair(std::size_t{12}, std::size_t{12}));
+}
+
+TEST_F(RunnerTest, SendsNoPointTwiceWhateverTheServiceDoes) {
+    const struct {
+        const char* fault;
+        const char* study;
+        const char* ended; ///< finished, failed and unknown points at the end
+    } cases[] = {
+        {R"({"action": "dropAfterReading"})", "", "12 0 0"},
+        {R"({"action": "dropAfterReading"})", R"("mark": "/mark",)", "12 0 0"},
+        {R"({"action": "dropBeforeReading"})", "", "11 0 1"},
+        {R"({"action": "reset"})", "", "12 0 0"},
+        {R"({"action": "truncate"})", "", "12 0 0"},
+        {R"({"action": "invalidJson"})", "", "12 0 0"},
+        {R"({"action": "status", "status": 503})", "", "11 0 1"},
+        {R"({"action": "status", "status": 429})", "", "12 0 0"},
+        {R"({"action": "status", "status": 422})", "", "11 1 0"},
+    };
+    for (const auto& item : cases) {
+        SCOPED_TRACE(std::string(item.fault) + item.study);
+        emulator.Reset();
+        std::filesystem::remove(folder.GetPath("study.journal"));
+        WriteStudy(item.study);
+        json rule = json::parse(item.fault);
+        rule["method"] = "POST";
+        rule["occurrence"] = 3;
+        emulator.AddFault(rule);
+        const RunSummary summary = Run(MakeRunOptions());
+        EXPECT_EQ(summary.end, RunEnd::Complete);
+        EXPECT_EQ(std::to_string(Count(summary, PointState::Finished)) + " " +
+                      std::to_string(Count(summary, PointState::Failed)) + " " +
+                      std::to_string(Count(summary, PointState::Unknown)),
+                  item.ended);
+        const auto [starts, bodies] = CountStarts();
+        EXPECT_EQ(starts, Count(summary, PointState::Finished));
+        EXPECT_EQ(bodies, starts);
+    }
+}
+
+TEST_F(RunnerTest, EndsForAReasonAndGoesOnLater) {
+    {
+        RunOptions options = MakeRunOptions();
+        options.progress = [&](const RunProgress& progress) {
+            if (progress.counts.count(PointState::Running) > 0) { options.cancellation.Cancel(); }
+        };
+        EXPECT_EQ(Run(options).end, RunEnd::Cancelled);
+    }
+    emulator.AddFault({{"action", "status"}, {"status", 401}});
+    const RunSummary refused = Run(MakeRunOptions());
+    EXPECT_EQ(refused.end, RunEnd::Refused);
+    EXPECT_EQ(refused.refusal.failure, Failure::Unauthorized);
+
+    WriteStudy(R"("limits": {"stopAfterFailures": 1},)");
+    emulator.AddFault({{"method", "POST"}, {"action", "status"}, {"status", 422}});
+    EXPECT_EQ(Run(MakeRunOptions()).end, RunEnd::TooManyFailures);
+
+    const RunSummary summary = Run(MakeRunOptions());
+    EXPECT_EQ(summary.end, RunEnd::Complete);
+    EXPECT_EQ(Count(summary, PointState::Finished) + Count(summary, PointState::Unknown), 11U);
+    const auto [starts, bodies] = CountStarts();
+    EXPECT_EQ(starts, bodies);
+}
+
+TEST_F(RunnerTest, FindsWhatAKilledRunHadSent) {
+    {
+        Journal journal = Journal::OpenToWrite(folder.GetPath("study.journal"));
+        const PointSet points(definition);
+        journal.TakePoints(definition, points);
+        journal.SettleInterruptedSends();
+        const PointRecord record = journal.Reserve(1).at(0);
+        journal.NoteSending(record.id);
+        ASSERT_TRUE(client.PostExecution("sim-bridge", points.BuildBody(0)));
+    }
+    const RunSummary summary = Run(MakeRunOptions());
+    EXPECT_EQ(summary.counts.at(PointState::Finished), 12U);
+    EXPECT_EQ(CountStarts(), std::make_pair(std::size_t{12}, std::size_t{12}));
+}
+
+} // namespace
+} // namespace VarnelBase::Studies
