@@ -1,5 +1,6 @@
 #include "DocumentShapes.h"
 
+#include "ComputedResults.h"
 #include "Members.h"
 
 namespace VarnelBase::Emulation {
@@ -107,7 +108,10 @@ void DocumentShapes::Read(const json& given) {
         if (!members.Has(name)) { continue; }
         Members entries(members.Find(name), std::string("shapes.") + name);
         for (auto& [state, value] : *known) {
-            if (entries.IsGiven(state)) { value = entries.Find(state); }
+            if (!entries.IsGiven(state)) { continue; }
+            value = entries.Find(state);
+            const std::string problem = FindProductProblem(value);
+            if (!problem.empty()) { entries.Refuse(state, problem); }
         }
         entries.RefuseOthers();
     }

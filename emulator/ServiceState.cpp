@@ -5,6 +5,7 @@
 #include <cmath>
 #include <utility>
 
+#include "ComputedResults.h"
 #include "UtcTime.h"
 
 namespace VarnelBase::Emulation {
@@ -552,9 +553,11 @@ json ServiceState::Compute(const ExecutionEntry& execution, json document) const
     const Course course = FollowCourse(clock.GetTime() - execution.createdAt, *execution.duration,
                                        execution.isFailing);
     // What the document has of its own counts for more than what every execution gets.
-    json computed = settings.shapes.results.at(course.state);
-    computed.merge_patch(document);
     const DocumentShape& shape = settings.shapes.executions;
+    json computed = settings.shapes.results.at(course.state);
+    const json* data = shape.Find(document, "data");
+    ComputeProducts(computed, data == nullptr ? json() : *data);
+    computed.merge_patch(document);
     shape.Put(computed, "state", settings.shapes.states.at(course.state));
     shape.Put(computed, "progress", std::round(course.progress * 1000) / 1000);
     return computed;

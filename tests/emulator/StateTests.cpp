@@ -192,6 +192,8 @@ TEST(State, NamesWhatCannotBeUsed) {
              {R"({"shapes": {"users": {"email": "mail"}}})", "shapes.users.email"},
              {R"({"shapes": {"users": {"items": ""}}})", "shapes.users.total"},
              {R"({"shapes": {"states": {"done": 1}}})", "shapes.states.done"},
+             {R"({"shapes": {"results": {"finished": {"peak": {"$product": [2, "span"]}}}}})",
+              "shapes.results.finished"},
              {R"({"shapes": {"executions": {"state": "/a/b"}}, "simulations": [{"id": "s"}],
                   "executions": [{"simulationId": "s", "a": 1}]})",
               "shapes.executions.state"},
