@@ -8,7 +8,8 @@ work=build/flat
 rm -rf "$work"
 mkdir -p "$work/home"
 if [ -n "${VARNEL_HTTPLIB_DIR:-}" ]; then
-    flags="-isystem $VARNEL_HTTPLIB_DIR -DCPPHTTPLIB_OPENSSL_SUPPORT"
+    flags="-isystem $VARNEL_HTTPLIB_DIR -DCPPHTTPLIB_OPENSSL_SUPPORT -DCPPHTTPLIB_USE_POLL"
+    flags+=" -DCPPHTTPLIB_HEADER_MAX_COUNT=1000000"
     libraries=""
 else
     flags=$(pkg-config --cflags cpp-httplib)

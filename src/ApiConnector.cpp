@@ -4,26 +4,28 @@
 #include <iostream>
 #include <utility>
 
+#include "HttplibDifferences.h"
+
 namespace VarnelBase {
 
 namespace {
 
 /// The client of one request. Host, port, client, token: in this order, since each may throw.
-httplib::Client OpenClient(ApiConnector& connector, const EnvConfig& config) {
+HttpClient OpenClient(ApiConnector& connector, const EnvConfig& config) {
     const std::string host = connector.GetHostname();
     const unsigned int port = config.GetApiPort();
-    httplib::Client client(host, static_cast<int>(port));
+    HttpClient client(host, static_cast<int>(port));
     const std::string token = connector.GetApiKey();
     client.set_bearer_token_auth(token);
     return client;
 }
 
-httplib::Result PostJson(httplib::Client& client, const std::string& path, const json& body) {
+httplib::Result PostJson(HttpClient& client, const std::string& path, const json& body) {
     const std::string text = body.dump();
     return client.Post(path, text, "application/json");
 }
 
-httplib::Result PatchJson(httplib::Client& client, const std::string& path, const json& body) {
+httplib::Result PatchJson(HttpClient& client, const std::string& path, const json& body) {
     const std::string text = body.dump();
     return client.Patch(path, text, "application/json");
 }
@@ -227,10 +229,8 @@ json ApiConnector::GenerateProject(const json& request) {
     json envelope = json::object();
     envelope["status"] = "ok";
     envelope["body"] = std::move(res->body);
-    if (res->has_header("Content-Disposition")) {
-        // The C string ends at the first NUL byte, whichever way the HTTP library returns the
-        // value.
-        envelope["filename"] = res->get_header_value("Content-Disposition").c_str();
+    if (const auto filename = FindFirstHeader(res->headers, "Content-Disposition")) {
+        envelope["filename"] = filename->c_str(); // ends at the first NUL byte
     }
     return envelope;
 }

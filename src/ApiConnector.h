@@ -6,6 +6,7 @@
 #include <string>
 
 #include "AuthHandler.h"
+#include "BuildGuard.h"
 #include "EnvConfig.h"
 
 // An installed library tells which release it was built with (3.12.0 as 31200).
@@ -22,6 +23,11 @@ namespace VarnelBase {
 /// The document type of every request body and every result.
 using json = nlohmann::json;
 
+#ifdef VARNELBASE_JSON_RELEASE
+[[gnu::used, gnu::retain]] inline void (*const BuildOfJson)() =
+    LibraryBuiltWithAnother::JsonDiagnosticsAndSize<JSON_DIAGNOSTICS, sizeof(json)>;
+#endif
+
 /// Identifiers of simulations: distinct, in ascending order of their bytes.
 using SimulationNamesListType = std::set<std::string>;
 
@@ -32,12 +38,12 @@ using SimulationDataType = json;
 ///
 /// Each operation is one HTTP/1.1 request over a connection of its own, made on the caller's
 /// thread: it blocks until the answer is there or the HTTP library's time-outs end it (connecting
-/// 300 s, reading and writing 5 s with cpp-httplib up to 0.17). Requests are plain HTTP and carry
-/// the access token as a bearer token (RFC 6750, section 2.1).
+/// 300 s, writing 5 s, reading 5 s, or 300 s with cpp-httplib from 0.18). Requests are plain HTTP
+/// and carry the access token as a bearer token (RFC 6750, section 2.1).
 ///
-/// Identifiers and the scope go into the request target as they stand. Nothing is escaped but what
-/// the HTTP library escapes everywhere: space, "+", CR, LF, "'", ",", ";" and bytes from 0x80 up. A
-/// "/", "?", "&", "#" or "%" in one changes the request.
+/// Identifiers and the scope go into the request target as they stand. Nothing is escaped but
+/// space, "+", CR, LF, "'", ",", ";" and bytes from 0x80 up. A "/", "?", "&", "#" or "%" in one
+/// changes the request.
 ///
 /// An operation reports failure through its result alone: null, an empty set, or nothing at all.
 /// What finding the token or the host throws (std::runtime_error), what serialising a body throws
@@ -201,10 +207,10 @@ public:
     ///
     /// @param request describes the project; sent as it stands
     /// @return an object: "status" is "ok"; "body" holds the file's bytes, which need not be UTF-8,
-    ///         so `dump()` of the whole may throw; "filename" is the value of the answer's
-    ///         Content-Disposition header (RFC 6266) as the HTTP library reports it, and is absent
-    ///         without that header. Null when offline, unanswered, or answered with a status other
-    ///         than 200.
+    ///         so `dump()` of the whole may throw; "filename" is the value of the answer's first
+    ///         Content-Disposition header (RFC 6266), percent-decoded, up to its first NUL byte,
+    ///         and is absent without that header. Null when offline, unanswered, or answered with a
+    ///         status other than 200.
     /// @throws json::type_error when a string in `request` is not UTF-8; what `GetHostname` throws
     json GenerateProject(const json& request);
 

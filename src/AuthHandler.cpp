@@ -15,6 +15,7 @@
 #include "BrowserLauncher.h"
 #include "CallbackServer.h"
 #include "EnvironmentVariable.h"
+#include "HttplibDifferences.h"
 #include "IdentityProvider.h"
 #include "IdentitySettings.h"
 #include "LoginAttempt.h"
@@ -121,11 +122,11 @@ std::string DescribeRefusal(const std::string& issuer, const std::string& what,
 
 /// Makes room for many connections at once, of which httplib lets only five wait.
 void WidenListener(int listener) {
-    if (listener >= FD_SETSIZE) {
+    if (!CanWaitFor(listener)) {
         throw std::runtime_error(
-            "the browser's answer cannot be received: the program has more "
-            "than " +
-            std::to_string(FD_SETSIZE) + " files open");
+            "the browser's answer cannot be received: the program has more than " +
+            std::to_string(FD_SETSIZE) +
+            " files open. Compile it and VarnelBase with CPPHTTPLIB_USE_POLL");
     }
     listen(listener, SOMAXCONN);
 }

@@ -4,31 +4,9 @@
 
 #include <string>
 
+#include "BuildGuard.h"
 #include "EnvConfig.h"
 #include "TokenStore.h"
-
-// An installed library tells which release it was built with (0.15.3 as 1503): the handler's size
-// follows it, so that a program compiled with another one would crash.
-#ifdef VARNELBASE_HTTPLIB_RELEASE
-#ifndef CPPHTTPLIB_OPENSSL_SUPPORT
-#error "VarnelBase needs CPPHTTPLIB_OPENSSL_SUPPORT defined wherever cpp-httplib is included"
-#endif
-static_assert(
-    [](const char* text) {
-        int number = 0;
-        int part = 0;
-        for (; *text != '\0'; ++text) {
-            if (*text == '.') {
-                number = (number + part) * 100;
-                part = 0;
-            } else {
-                part = part * 10 + (*text - '0');
-            }
-        }
-        return number + part;
-    }(CPPHTTPLIB_VERSION) == VARNELBASE_HTTPLIB_RELEASE,
-    "the httplib.h included here is of another release than the one VarnelBase was built with");
-#endif
 
 namespace VarnelBase {
 

@@ -1,7 +1,6 @@
 #include "CallbackServer.h"
 
 #include <fcntl.h>
-#include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -105,9 +104,10 @@ bool CallbackQueue::IsWaiting(int socket) const {
 }
 
 /// The connection that was accepted last, which nobody names: the one with the listener's address
-/// that is not known yet. httplib serves no descriptor from FD_SETSIZE up.
+/// that is not known yet.
 int CallbackQueue::FindNewSocket() const {
-    for (int socket = 0; socket < FD_SETSIZE; ++socket) {
+    const long limit = sysconf(_SC_OPEN_MAX);
+    for (int socket = 0; socket < limit; ++socket) {
         if (socket != attempt.listener && HasSameAddress(socket, attempt.listener) &&
             !IsWaiting(socket)) {
             return socket;

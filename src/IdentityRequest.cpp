@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "CryptoText.h"
+#include "HttplibDifferences.h"
 #include "TlsRules.h"
 
 namespace VarnelBase {
@@ -56,11 +57,12 @@ std::unique_ptr<httplib::ClientImpl> OpenClient(const IdentityRequest& request,
     if (url.isSecure) {
         auto tlsClient = std::make_unique<httplib::SSLClient>(url.host, url.port);
         tlsClient->enable_server_certificate_verification(true);
-        ConfigureTls(tlsClient->ssl_context(), request, verification);
+        ConfigureTls(GetTlsContext(*tlsClient, 0), request, verification);
         client = std::move(tlsClient);
     } else {
         client = std::make_unique<httplib::ClientImpl>(url.host, url.port);
     }
+    AdaptClient(*client);
     client->set_connection_timeout(StepTimeout);
     client->set_read_timeout(StepTimeout);
     client->set_write_timeout(StepTimeout);
@@ -111,7 +113,7 @@ IdentityAnswer SendIdentityRequest(const IdentityRequest& request) {
 
     httplib::Request message;
     message.method = request.form.empty() ? "GET" : "POST";
-    message.path = request.url.target.empty() ? "/" : request.url.target;
+    message.path = request.url.target.empty() ? "/" : TargetOf(request.url.target);
     message.headers = {{"Accept", "application/json"}, {"Accept-Encoding", "identity"}};
     message.body = request.form;
     if (!request.credentials.empty()) {

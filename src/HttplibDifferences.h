@@ -1,0 +1,128 @@
+#pragma once
+
+#include <httplib.h>
+
+#include <limits>
+#include <optional>
+#include <string>
+
+#include "BuildGuard.h"
+
+// What the releases of cpp-httplib do differently, each difference in a function, so that the
+// library sends the same bytes and reports the same results with all of them: those of 0.15.3.
+
+namespace VarnelBase {
+
+/// From 0.24 on the query of a target is taken apart. From 0.49 on it stays as it is when the whole
+/// target does, which is then up to the caller to escape.
+inline constexpr bool EscapesTargets = HttplibRelease >= 2400;
+
+/// From 0.17.1 on header lines go out in another order, from 0.18.2 on with an Accept-Encoding that
+/// invites the service to compress, and from 0.30.2 on with an Expect where the body is large,
+/// which costs a second with a service that ignores it.
+inline constexpr bool WritesHeaders = HttplibRelease > 1700;
+
+/// From 0.33 on a header's value arrives as it was sent, before with its "%41" decoded.
+inline constexpr bool DecodesHeaderValues = HttplibRelease >= 3300;
+
+/// Escapes what may not stand in a target (space, "+", CR, LF, "'", ",", ";" and bytes from 0x80
+/// up) and ends it at its first NUL byte.
+std::string EscapeTarget(const std::string& target);
+
+/// Whether a request with an escaped target is sent. From 0.51 on httplib sends none that has a
+/// control character, and waits for the answer nevertheless.
+bool IsSendable(const std::string& target);
+
+/// Writes a request's header lines in the order of their names, without those that have no value.
+ssize_t WriteHeaders(httplib::Stream& stream, const httplib::Headers& headers);
+
+template <typename Client>
+void KeepTarget([[maybe_unused]] Client& client) {
+    if constexpr (EscapesTargets) { client.set_path_encode(false); }
+}
+
+template <typename Client>
+void KeepHeaderLines([[maybe_unused]] Client& client) {
+    if constexpr (WritesHeaders) {
+        // What is there already httplib does not add, and what has no value is not written.
+        client.set_default_headers({{"Accept-Encoding", ""}, {"Expect", ""}});
+        client.set_header_writer(WriteHeaders);
+    }
+}
+
+/// From 0.31 on an answer of more than 100 MiB is lost, unless told otherwise.
+template <typename Client>
+auto LiftBodyLimit(Client& client, int /*preferred*/)
+    -> decltype(client.set_payload_max_length(0)) {
+    client.set_payload_max_length(std::numeric_limits<std::size_t>::max());
+}
+template <typename Client>
+void LiftBodyLimit(Client& /*client*/, long /*otherwise*/) {}
+
+/// Prepares a client before its first request. Its targets go through `TargetOf`.
+template <typename Client>
+void AdaptClient(Client& client) {
+    KeepTarget(client);
+    KeepHeaderLines(client);
+    LiftBodyLimit(client, 0);
+}
+
+/// The target as the release wants it from its caller.
+inline decltype(auto) TargetOf(const std::string& path) {
+    if constexpr (EscapesTargets) {
+        return EscapeTarget(path);
+    } else {
+        return (path);
+    }
+}
+
+/// The client of one request.
+class HttpClient : public httplib::Client {
+public:
+    HttpClient(const std::string& host, int port) : Client(host, port) { AdaptClient(*this); }
+
+    httplib::Result Get(const std::string& path) {
+        return Send(path, [this](const auto& target) { return Client::Get(target); });
+    }
+    httplib::Result Delete(const std::string& path) {
+        return Send(path, [this](const auto& target) { return Client::Delete(target); });
+    }
+    httplib::Result Post(const std::string& path, const std::string& body, const char* type) {
+        return Send(path, [&](const auto& target) { return Client::Post(target, body, type); });
+    }
+    httplib::Result Patch(const std::string& path, const std::string& body, const char* type) {
+        return Send(path, [&](const auto& target) { return Client::Patch(target, body, type); });
+    }
+
+private:
+    template <typename Request>
+    static httplib::Result Send(const std::string& path, Request request) {
+        const auto& target = TargetOf(path);
+        if (HttplibRelease >= 5100 && !IsSendable(target)) {
+            return {nullptr, httplib::Error::Write};
+        }
+        return request(target);
+    }
+};
+
+/// The value of the first header of that name, decoded; none when the header is absent or empty.
+/// Which of several httplib reports differs, as does whether it knows of an empty one.
+std::optional<std::string> FindFirstHeader(const httplib::Headers& headers,
+                                           const std::string& name);
+
+/// From 0.43 on only `tls_context` is there, and before 0.31 only `ssl_context`.
+template <typename Client>
+auto GetTlsContext(const Client& client, int /*preferred*/)
+    -> decltype(static_cast<SSL_CTX*>(client.tls_context())) {
+    return static_cast<SSL_CTX*>(client.tls_context());
+}
+template <typename Client>
+SSL_CTX* GetTlsContext(const Client& client, long /*otherwise*/) {
+    return client.ssl_context();
+}
+
+/// Whether httplib can wait for a descriptor. The plain header before 0.20 cannot from FD_SETSIZE
+/// up, unless it is told to use `poll`; a compiled library of a distribution does.
+bool CanWaitFor(int descriptor);
+
+} // namespace VarnelBase
