@@ -73,8 +73,8 @@ for kind in shared static; do
 done
 
 foreign=$(nm -D --defined-only -C "$work/shared-prefix/lib/libvarnelbase.so" |
-    grep -Ev ' A VARNELBASE_| VarnelBase::(ApiConnector|AuthHandler|EnvConfig|TokenStore)::') || true
-[ -z "$foreign" ] || fail "the shared library exports more than the four classes: $foreign"
+    grep -Ev ' A VARNELBASE_| VarnelBase::(ApiConnector|AuthHandler|EnvConfig|TokenStore|LibraryBuiltWithAnother)::') || true
+[ -z "$foreign" ] || fail "the shared library exports more than the four classes and the guard: $foreign"
 
 build_host add_subdirectory subdirectory "$httplib" "$json"
 build_host FetchContent fetch "$httplib" "$json"
@@ -82,8 +82,8 @@ build_host parent-with-httplib parent "-DOWN_HTTPLIB_DIR=${VARNEL_HTTPLIB_DIR:-}
 grep -q "VarnelBase uses cpp-httplib .* by target" "$work/parent-with-httplib.log" ||
     fail "the parent project's own httplib was not used"
 
-# Headers of other releases than the library's.
-mkdir -p "$work/other-httplib" "$work/other-json/nlohmann"
+# Headers of other releases and sizes than the library's, and other macros.
+mkdir -p "$work/other-httplib" "$work/other-json/nlohmann" "$work/other-size/nlohmann"
 sed 's/define CPPHTTPLIB_VERSION ".*"/define CPPHTTPLIB_VERSION "0.11.99"/' \
     "${VARNEL_HTTPLIB_DIR:-/usr/include}/httplib.h" \
     >"$work/other-httplib/httplib.h"
@@ -92,12 +92,35 @@ cat >"$work/other-json/nlohmann/json.hpp" <<'END'
 #undef NLOHMANN_JSON_VERSION_PATCH
 #define NLOHMANN_JSON_VERSION_PATCH 99
 END
+sed 's/^ *value_t m_type = value_t::null;/& long more[2] = {};/' \
+    "${VARNEL_JSON_DIR:-/usr/include}/nlohmann/json.hpp" >"$work/other-size/nlohmann/json.hpp"
 must_refuse "another cpp-httplib in find_package" "was built with cpp-httplib .* VARNEL_HTTPLIB_DIR" \
     cmake -S "$host" -B "$work/refused" -DWAY=package "-DVarnelBase_ROOT=$work/shared-prefix" \
     "-DVARNEL_HTTPLIB_DIR=$work/other-httplib"
+
+# must_refuse_host WHAT PATTERN FLAG...: compiling or linking fails, with one line that tells the reason.
+must_refuse_host() {
+    local what=$1 pattern=$2
+    shift 2
+    must_refuse "$what" "$pattern" g++ -std=c++17 "${includes[@]}" "$host/host.cpp" "${flags[@]}" "$@" \
+        -o "$work/refused-host"
+    [ "$(grep -cE 'error: [^l]|undefined reference' "$work/refusal")" = 1 ] || {
+        cat "$work/refusal"
+        fail "$what gives more than one line"
+    }
+}
+if [[ " ${flags[*]} " == *" -DCPPHTTPLIB_USE_POLL "* ]]; then otherPoll=-U; else otherPoll=-D; fi
 for name in httplib json; do
-    must_refuse "another $name when compiling" "included here is of another release than the one" \
-        g++ -std=c++17 -fsyntax-only -I"$work/other-$name" "$host/host.cpp" "${flags[@]}"
-    [ "$(grep -c 'error: ' "$work/refusal")" = 1 ] || fail "another $name gives more than one error"
+    includes=(-I"$work/other-$name")
+    must_refuse_host "another $name" "included here is of another release than the one"
 done
+includes=(-I"$work/other-size")
+must_refuse_host "another size of json" "LibraryBuiltWithAnother::JsonDiagnosticsAndSize<0,"
+includes=()
+must_refuse_host "JSON_DIAGNOSTICS" "LibraryBuiltWithAnother::JsonDiagnosticsAndSize<1," -DJSON_DIAGNOSTICS=1
+must_refuse_host "_GLIBCXX_DEBUG" "LibraryBuiltWithAnother::GlibcxxDebug<true>" -D_GLIBCXX_DEBUG
+must_refuse_host "no CPPHTTPLIB_OPENSSL_SUPPORT" "needs CPPHTTPLIB_OPENSSL_SUPPORT" -UCPPHTTPLIB_OPENSSL_SUPPORT
+must_refuse_host "another CPPHTTPLIB_USE_POLL" "LibraryBuiltWithAnother::UsePoll" ${otherPoll}CPPHTTPLIB_USE_POLL
+must_refuse_host "another CPPHTTPLIB_HEADER_MAX_COUNT" "LibraryBuiltWithAnother::HeaderMaxCount" \
+    -UCPPHTTPLIB_HEADER_MAX_COUNT -DCPPHTTPLIB_HEADER_MAX_COUNT=50
 echo "consumers: all of them run"
