@@ -17,7 +17,6 @@ namespace {
 
 constexpr int UsageStatus = 2;
 constexpr int DefaultPort = 8080;
-constexpr double MaxSpeed = 1e6;
 constexpr std::size_t MaxFileBytes = std::size_t{64} << 20U;
 constexpr const char* LoopbackAddress = "127.0.0.1";
 
@@ -40,6 +39,9 @@ void PrepareExec(CommandLine& line) {
     if (options.address != LoopbackAddress) {
         throw CLI::ValidationError("--listen", "exec listens on 127.0.0.1 alone");
     }
+    if (!options.tlsCertificateFile.empty()) {
+        throw CLI::ValidationError("--tls-cert", "exec serves plain HTTP to its command");
+    }
     if (options.token.empty()) { options.token = MakeExecToken(options.access); }
     if (options.access == EmulatorAccess::Groups &&
         ReadFirstGroup(options.token, "groups") != ExecGroup) {
@@ -54,8 +56,7 @@ CommandLine ParseCommandLine(int argc, char* argv[]) {
     CommandLine line;
     CLI::App app("The simulation service on your own machine.", "varnel-emulator");
     app.fallthrough();
-    auto* port = app.add_option("--port", line.emulator.port, "Port; 0: a free one (default 8080)")
-                     ->check(CLI::Range(0, 65535));
+    auto* port = app.add_option("--port", line.emulator.port, "Port; 0: a free one (default 8080)");
     app.add_option("--listen", line.emulator.address, "Address to listen on")
         ->capture_default_str();
     app.add_option("--data", line.emulator.dataDirectory,
@@ -68,13 +69,23 @@ CommandLine ParseCommandLine(int argc, char* argv[]) {
     app.add_option("--export-on-exit", line.exportFile, "File that gets the state at the end");
     app.add_option("--speed", line.emulator.speed,
                    "Emulated seconds in a second; 0: time stands still")
-        ->check(CLI::Range(0.0, MaxSpeed))
         ->capture_default_str();
     std::string access = "off";
     app.add_option("--auth", access, "Who may ask: off, any or groups")
         ->check(CLI::IsMember(AccessNames))
         ->capture_default_str();
     app.add_option("--token", line.emulator.token, "The only token that is accepted");
+    app.add_option("--allow-host", line.emulator.allowedHosts,
+                   "Host name that requests may go to, besides the loopback's (repeatable)")
+        ->allow_extra_args(false);
+    app.add_option(
+           "--allow-origin", line.emulator.allowedOrigins,
+           "Origin whose pages may use the emulator, http://localhost:5173 say (repeatable)")
+        ->allow_extra_args(false);
+    auto* certificate = app.add_option("--tls-cert", line.emulator.tlsCertificateFile,
+                                       "Certificate (PEM) with those that signed it: HTTPS");
+    app.add_option("--tls-key", line.emulator.tlsKeyFile, "Private key (PEM) of --tls-cert")
+        ->needs(certificate);
     bool hasLog = false;
     app.add_flag("--log", hasLog, "Write each request as a line of JSON to standard error");
     app.add_option("--ready-file", line.readyFile, "File that gets the address once it serves");

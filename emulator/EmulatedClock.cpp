@@ -1,5 +1,6 @@
 #include "EmulatedClock.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "UtcTime.h"
@@ -8,7 +9,7 @@ namespace VarnelBase::Emulation {
 
 std::int64_t EmulatedClock::GetTime() const {
     const auto passed = static_cast<double>(GetMachineTime() - machineBase);
-    return base + std::llround(passed * speed);
+    return std::min<std::int64_t>(base + std::llround(passed * speed), LastTime);
 }
 
 void EmulatedClock::SetSpeed(double newSpeed) {

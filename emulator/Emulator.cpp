@@ -28,7 +28,22 @@ constexpr std::int64_t SeededStart = 1735689600000;
 
 constexpr std::size_t MaxSeedBytes = std::size_t{1} << 30U;
 
-constexpr const char* LocalPrefix = "/_local/";
+constexpr int MaxPort = 65535;
+constexpr double MaxSpeed = 1e6;
+
+void CheckOptions(const EmulatorOptions& options) {
+    if (options.port < 0 || options.port > MaxPort) {
+        throw std::invalid_argument("port " + std::to_string(options.port) +
+                                    ": must be from 0 to 65535");
+    }
+    if (!(options.speed >= 0 && options.speed <= MaxSpeed)) { // so that NaN is none
+        throw std::invalid_argument("speed " + std::to_string(options.speed) +
+                                    ": must be from 0 to 1,000,000");
+    }
+    if (options.tlsCertificateFile.empty() != options.tlsKeyFile.empty()) {
+        throw std::invalid_argument("TLS needs both a certificate and its key");
+    }
+}
 
 Emulation::Seed ReadStart(const EmulatorOptions& options) {
     if (options.seed) { return {options.seed->dump(), SeededStart}; }
@@ -70,66 +85,69 @@ std::unique_ptr<Emulation::ServiceState> MakeState(const EmulatorOptions& option
     }
 }
 
-bool IsLocal(const Request& request) {
-    return request.GetPath().rfind(LocalPrefix, 0) == 0;
-}
-
 } // namespace
 
 struct Emulator::Parts {
     explicit Parts(const EmulatorOptions& options)
-        : state(MakeState(options)),
+        : access(options),
+          state(MakeState(options)),
           faults(options.filesDirectory),
-          requests(options.log),
-          access(options.access, options.token) {
+          requests(options.log) {
         if (options.rules) { faults.Add(*options.rules); }
         AddServiceRoutes(router, *state);
         AddLocalRoutes(router, *state, faults, requests);
 
         Emulation::ServerCallbacks callbacks;
         callbacks.chooseFault = [this](const Request& request) {
-            return IsLocal(request) ? std::nullopt
-                                    : faults.Choose(request.method, request.GetPath());
+            return IsLocal(request) || access.CheckOrigin(request)
+                       ? std::nullopt
+                       : faults.Choose(request.method, request.GetPath());
         };
         callbacks.answer = [this](const Request& request, const std::optional<Fault>& fault) {
-            return AnswerRequest(request, fault);
+            Answer answer = AnswerRequest(request, fault);
+            access.AddOriginHeaders(request, answer);
+            return answer;
         };
         callbacks.record = [this](Emulation::Exchange exchange) {
             if (!IsLocal(exchange.request)) { requests.Add(std::move(exchange)); }
         };
         server = std::make_unique<Emulation::HttpServer>(
-            Emulation::ServerAddress{options.address, options.port, "", ""}, std::move(callbacks));
+            Emulation::ServerAddress{options.address, options.port, options.tlsCertificateFile,
+                                     options.tlsKeyFile},
+            std::move(callbacks));
         port = server->GetPort();
         const bool isIpv6 = options.address.find(':') != std::string::npos;
-        url = "http://" + (isIpv6 ? "[" + options.address + "]" : options.address) + ":" +
-              std::to_string(port);
+        url = (options.tlsCertificateFile.empty() ? "http://" : "https://") +
+              (isIpv6 ? "[" + options.address + "]" : options.address) + ":" + std::to_string(port);
     }
 
     Answer AnswerRequest(const Request& request, const std::optional<Fault>& fault) {
+        if (auto answer = access.CheckOrigin(request)) { return *answer; }
         if (fault && fault->action == Emulation::FaultAction::Status) {
             return Emulation::MakeErrorAnswer(fault->status, "fault",
                                               "a fault rule wants this answer");
         }
         if (fault && fault->answer != nullptr) { return *fault->answer; }
-        if (!IsLocal(request)) {
-            if (auto refusal = access.Refuse(request)) { return *refusal; }
-        }
+        if (auto refusal = access.CheckCredentials(request)) { return *refusal; }
         const std::lock_guard<std::mutex> lock(mutex);
         return router.Dispatch(request);
     }
 
+    Emulation::AccessRules access;
     std::mutex mutex; ///< of the state
     std::unique_ptr<Emulation::ServiceState> state;
     Emulation::FaultRules faults;
     Emulation::RequestLog requests;
-    Emulation::AccessRules access;
     Emulation::Router router;
     std::string url;
     int port = 0;
     std::unique_ptr<Emulation::HttpServer> server; ///< last: it uses the others
 };
 
-Emulator::Emulator(const EmulatorOptions& options) : parts(std::make_unique<Parts>(options)) {}
+Emulator::Emulator(const EmulatorOptions& options) {
+    CheckOptions(options);
+    parts = std::make_unique<Parts>(options);
+}
 
 Emulator::~Emulator() = default;
 
@@ -139,6 +157,10 @@ int Emulator::GetPort() const {
 
 const std::string& Emulator::GetUrl() const {
     return parts->url;
+}
+
+const std::string& Emulator::GetLocalKey() const {
+    return parts->access.GetLocalKey();
 }
 
 json Emulator::AddFault(const json& rule) {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace VarnelBase {
 
@@ -32,6 +33,16 @@ struct EmulatorOptions {
     double speed = 1; ///< emulated seconds in a second; 0: time stands still but for AdvanceClock
     EmulatorAccess access = EmulatorAccess::Off;
     std::string token; ///< the only token that is good; empty: every one is
+
+    /// Hosts under whose names (and the names below them) it may be asked, besides those of this
+    /// machine's loopback and `address`.
+    std::vector<std::string> allowedHosts;
+    /// Origins ("http://localhost:5173") whose pages may do what programs may.
+    std::vector<std::string> allowedOrigins;
+
+    std::string tlsCertificateFile; ///< PEM, with those that signed it; empty: plain HTTP
+    std::string tlsKeyFile;         ///< its private key, PEM
+
     std::ostream* log =
         nullptr; ///< where each request goes as a line of JSON; outlives the emulator
 };
@@ -43,9 +54,10 @@ class Emulator {
 public:
     /// Starts it.
     ///
+    /// @throws std::invalid_argument naming the option whose value is none
     /// @throws std::runtime_error naming what cannot be used: the seed's member, the data
     /// directory,
-    ///         or address and port
+    ///         a file of TLS, or address and port
     explicit Emulator(const EmulatorOptions& options = {});
 
     /// Stops it.
@@ -57,6 +69,9 @@ public:
 
     /// "http://127.0.0.1:PORT"
     const std::string& GetUrl() const;
+
+    /// What requests below /_local send as a bearer token; empty when nobody needs tokens.
+    const std::string& GetLocalKey() const;
 
     /// Adds one rule that lets requests fail or answers them otherwise, or an array of them, and
     /// returns it with its number, and with "warnings" where it looks wrong.
@@ -89,6 +104,8 @@ public:
     std::string CheckRequests(const nlohmann::json& expectation) const;
 
     /// Lets time pass at once.
+    ///
+    /// @throws std::runtime_error when the seconds are negative, or lead beyond the year 9999
     void AdvanceClock(double seconds);
 
     /// Adds a simulation, written as one of a seed, and returns its document.

@@ -29,13 +29,15 @@ json MakeConfig(int port, EmulatorAccess access) {
 }
 
 /// This process's environment without the VARNEL settings, and with these.
-std::vector<std::string> MakeEnvironment(const std::string& configFile, const std::string& token) {
+std::vector<std::string> MakeEnvironment(const std::string& configFile, const std::string& token,
+                                         const std::string& localKey) {
     std::vector<std::string> variables;
     for (char** variable = environ; *variable != nullptr; ++variable) {
         if (std::strncmp(*variable, "VARNEL_", 7) != 0) { variables.emplace_back(*variable); }
     }
     variables.push_back("VARNEL_CONFIG=" + configFile);
     variables.push_back("VARNEL_TOKEN=" + token);
+    if (!localKey.empty()) { variables.push_back("VARNEL_EMULATOR_KEY=" + localKey); }
     return variables;
 }
 
@@ -52,7 +54,8 @@ int RunCommandWith(const Emulator& emulator, const EmulatorOptions& options,
     const PrivateConfigFile config(std::filesystem::temp_directory_path().string(),
                                    MakeConfig(emulator.GetPort(), options.access).dump(2) + "\n");
     try {
-        return RunChild(command, MakeEnvironment(config.GetPath(), options.token));
+        return RunChild(command,
+                        MakeEnvironment(config.GetPath(), options.token, emulator.GetLocalKey()));
     } catch (const ChildNotStarted& error) {
         std::cerr << "varnel-emulator: " << error.what() << '\n';
         return error.GetExitStatus();

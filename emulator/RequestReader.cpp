@@ -41,7 +41,8 @@ bool IsTargetOf(const std::string& target, const std::string& method) {
 bool HasOtherVersion(std::string_view bytes) {
     const std::string_view line = bytes.substr(0, bytes.find("\r\n"));
     const std::string_view version = line.substr(std::min(line.rfind(' ') + 1, line.size()));
-    return version.size() == 8 && version.substr(0, 5) == "HTTP/" && version[6] == '.' &&
+    return version.size() == 8 && version != "HTTP/1.0" && version != "HTTP/1.1" &&
+           version.substr(0, 5) == "HTTP/" && version[6] == '.' &&
            std::isdigit(static_cast<unsigned char>(version[5])) != 0 &&
            std::isdigit(static_cast<unsigned char>(version[7])) != 0;
 }
@@ -102,7 +103,7 @@ private:
         } else if (error == http::error::body_limit) {
             SetRefusal(413, "the body is longer than " + std::to_string(MaxBodyBytes) + " bytes");
         } else if (error == http::error::bad_version && HasOtherVersion(bytes)) {
-            SetRefusal(505, "HTTP/1.1 and HTTP/1.0 are spoken here");
+            SetRefusal(505, "the version of HTTP must be 1.1 or 1.0");
         } else {
             SetRefusal(400, "the request is not valid HTTP: " + error.message());
         }

@@ -1,11 +1,48 @@
 #include "UtcTime.h"
 
 #include <array>
+#include <cctype>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
+#include <string_view>
 
 namespace VarnelBase::Emulation {
+
+namespace {
+
+constexpr std::int64_t MillisecondsInMinute = 60000;
+constexpr std::int64_t FirstTime = -62167219200000; // 0000-01-01T00:00:00Z
+
+bool IsDigit(char c) {
+    return std::isdigit(static_cast<unsigned char>(c)) != 0;
+}
+
+/// Whether a text has the form of another one, in which "0" stands for any digit.
+bool HasForm(std::string_view text, std::string_view form) {
+    bool isSame = text.size() == form.size();
+    for (std::size_t i = 0; isSame && i < form.size(); ++i) {
+        isSame = form[i] == '0' ? IsDigit(text[i]) : text[i] == form[i];
+    }
+    return isSame;
+}
+
+int ReadNumber(const std::string& text, std::size_t begin, std::size_t length) {
+    return std::atoi(text.substr(begin, length).c_str()); // NOLINT(cert-err34-c): digits, few
+}
+
+/// Milliseconds that local time is ahead, "Z" or "+02:00"; none when the text has another form.
+std::optional<std::int64_t> ReadOffset(const std::string& text) {
+    if (text == "Z") { return 0; }
+    if (!HasForm(text, "+00:00") && !HasForm(text, "-00:00")) { return std::nullopt; }
+    const int hours = ReadNumber(text, 1, 2);
+    const int minutes = ReadNumber(text, 4, 2);
+    if (hours > 23 || minutes > 59) { return std::nullopt; }
+    return (text[0] == '-' ? -1 : 1) * (hours * 60 + minutes) * MillisecondsInMinute;
+}
+
+} // namespace
 
 std::int64_t GetMachineTime() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
@@ -17,26 +54,40 @@ std::string FormatUtcTime(std::int64_t milliseconds) {
     const std::time_t seconds = (milliseconds - fraction) / 1000;
     std::tm parts{};
     gmtime_r(&seconds, &parts);
-    std::array<char, 64> date{};
-    const std::size_t length = std::strftime(date.data(), date.size(), "%FT%T", &parts);
-    std::string digits = std::to_string(fraction);
-    digits.insert(0, 3 - digits.size(), '0');
-    return std::string(date.data(), length) + "." + digits + "Z";
+    std::array<char, 96> text{};
+    std::snprintf(text.data(), text.size(), "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ",
+                  parts.tm_year + 1900, parts.tm_mon + 1, parts.tm_mday, parts.tm_hour,
+                  parts.tm_min, parts.tm_sec, static_cast<int>(fraction));
+    return text.data();
 }
 
 std::optional<std::int64_t> ParseUtcTime(const std::string& text) {
+    constexpr std::string_view form = "0000-00-00T00:00:00";
+    if (!HasForm(std::string_view(text).substr(0, form.size()), form)) { return std::nullopt; }
     std::tm parts{};
-    const char* rest = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &parts);
-    if (rest == nullptr) { return std::nullopt; }
+    parts.tm_year = ReadNumber(text, 0, 4) - 1900;
+    parts.tm_mon = ReadNumber(text, 5, 2) - 1;
+    parts.tm_mday = ReadNumber(text, 8, 2);
+    parts.tm_hour = ReadNumber(text, 11, 2);
+    parts.tm_min = ReadNumber(text, 14, 2);
+    parts.tm_sec = ReadNumber(text, 17, 2);
+    const std::int64_t time = std::int64_t{timegm(&parts)} * 1000;
+    // timegm turns the 31st of a short month into the 1st of the next one.
+    if (FormatUtcTime(time).substr(0, form.size()) != text.substr(0, form.size())) {
+        return std::nullopt;
+    }
+    std::size_t end = form.size();
     std::int64_t fraction = 0;
-    if (*rest == '.') {
+    if (end + 1 < text.size() && text[end] == '.' && IsDigit(text[end + 1])) {
         int weight = 100;
-        for (++rest; *rest >= '0' && *rest <= '9'; ++rest, weight /= 10) {
-            fraction += static_cast<std::int64_t>(*rest - '0') * weight;
+        for (++end; end < text.size() && IsDigit(text[end]); ++end, weight /= 10) {
+            fraction += static_cast<std::int64_t>(text[end] - '0') * weight;
         }
     }
-    if (std::string(rest) != "Z") { return std::nullopt; }
-    return std::int64_t{timegm(&parts)} * 1000 + fraction;
+    const auto offset = ReadOffset(text.substr(end));
+    const std::int64_t utc = time + fraction - offset.value_or(0);
+    if (!offset || utc < FirstTime || utc > LastTime) { return std::nullopt; }
+    return utc;
 }
 
 } // namespace VarnelBase::Emulation

@@ -6,13 +6,17 @@
 
 namespace VarnelBase::Emulation {
 
+/// The last time that can be written, 9999-12-31T23:59:59.999Z.
+constexpr std::int64_t LastTime = 253402300799999;
+
 /// Milliseconds since 1970-01-01 UTC by the machine's clock.
 std::int64_t GetMachineTime();
 
 /// Such a time in RFC 3339's form, with milliseconds and "Z".
 std::string FormatUtcTime(std::int64_t milliseconds);
 
-/// Reads that form, fraction of a second optional; none when the text has another one.
+/// Reads a time in RFC 3339's form, with any offset; none when the text has another form, names a
+/// day that does not exist, or a time outside of the years 0 to 9999.
 std::optional<std::int64_t> ParseUtcTime(const std::string& text);
 
 } // namespace VarnelBase::Emulation

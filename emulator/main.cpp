@@ -1,7 +1,9 @@
 // varnel-emulator: the simulation service on your own machine.
 #include <ChildProgram.h>
+#include <IdentityUrl.h>
 #include <PrivateFile.h>
 #include <pthread.h>
+#include <sys/resource.h>
 
 #include <csignal>
 #include <exception>
@@ -28,10 +30,6 @@ sigset_t MakeStopSignals() {
     return signals;
 }
 
-bool IsLoopback(const std::string& address) {
-    return address.rfind("127.", 0) == 0 || address == "::1" || address == "localhost";
-}
-
 void WriteFile(const std::string& path, const std::string& bytes) {
     const std::filesystem::path file(path);
     const std::string directory = file.parent_path().string();
@@ -40,8 +38,12 @@ void WriteFile(const std::string& path, const std::string& bytes) {
 }
 
 void AwaitStop(const Emulator& emulator, const CommandLine& line) {
-    if (!line.readyFile.empty()) { WriteFile(line.readyFile, emulator.GetUrl() + "\n"); }
-    std::cout << emulator.GetUrl() << std::endl;
+    const std::string& key = emulator.GetLocalKey();
+    if (!line.readyFile.empty()) {
+        WriteFile(line.readyFile, emulator.GetUrl() + "\n" + (key.empty() ? "" : key + "\n"));
+    }
+    // In one piece, for readers that close after the first line.
+    std::cout << emulator.GetUrl() << (key.empty() ? "" : "\nkey of /_local: " + key) << std::endl;
     const sigset_t signals = MakeStopSignals();
     int number = 0;
     sigwait(&signals, &number);
@@ -50,16 +52,25 @@ void AwaitStop(const Emulator& emulator, const CommandLine& line) {
     if (!line.readyFile.empty()) { std::filesystem::remove(line.readyFile); }
 }
 
+/// As many clients at once as the system lets this process have.
+void RaiseDescriptorLimit() {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 int Run(const CommandLine& line) {
     // The emulator's threads inherit this, so that the signals wait for whoever awaits them.
     if (line.command.empty()) {
         const sigset_t signals = MakeStopSignals();
         pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+        RaiseDescriptorLimit();
     } else {
         VarnelBase::BlockChildSignals();
     }
     const std::unique_ptr<Emulator> emulator = std::make_unique<Emulator>(line.emulator);
-    if (!IsLoopback(line.emulator.address)) {
+    if (!VarnelBase::IsLoopback(line.emulator.address)) {
         std::cerr << "varnel-emulator: warning: everybody who reaches " << emulator->GetUrl()
                   << " can read and change what it holds\n";
     }

@@ -9,7 +9,7 @@ const { apiPort } = JSON.parse(readFileSync(process.env.VARNEL_CONFIG)).environm
 const base = `http://127.0.0.1:${apiPort}`;
 // A connection that is kept may end by its time-out in the moment that it is used again.
 const connection = 'close';
-const description = await (await fetch(`${base}/_local/openapi.json`, { headers: { connection } })).json();
+const description = await (await fetch(`${base}/_local/openapi.json`, { headers: { connection, authorization: `Bearer ${process.env.VARNEL_EMULATOR_KEY}` } })).json();
 const api = await SwaggerParser.validate(structuredClone(description));
 const ajv = addFormats(new Ajv({ strict: true, strictTypes: false, allowUnionTypes: true }));
 const described = new Set();
@@ -21,7 +21,9 @@ for (const [path, methods] of Object.entries(api.paths)) {
 
 const missing = new Set(described);
 
-async function ask(method, path, target, status, body, token = process.env.VARNEL_TOKEN) {
+const { VARNEL_TOKEN, VARNEL_EMULATOR_KEY } = process.env;
+
+async function ask(method, path, target, status, body, token = path.startsWith('/_local') ? VARNEL_EMULATOR_KEY : VARNEL_TOKEN) {
   const where = `${method} ${path} ${status}`;
   const headers = { authorization: `Bearer ${token}`, connection };
   const answer = await fetch(base + target, { method: method.toUpperCase(), headers, body });

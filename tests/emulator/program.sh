@@ -13,7 +13,8 @@ fail() { echo "program.sh: $*" >&2; exit 1; }
 start() {
     rm -f first-line && mkfifo first-line
     "$emulator" --port 0 "$@" >first-line 2>errors & pid=$!
-    read -r url <first-line || fail "does not start: $(cat errors)"
+    exec 5<first-line
+    read -r url <&5 || fail "does not start: $(cat errors)"
 }
 
 # exec: its status, and what the command finds instead of the caller's settings
@@ -27,7 +28,7 @@ while read -r _ mask; do
 done <masks
 [ "$(bash -c 'trap "" CHLD; "$1" exec -- sh -c "exit 7"; echo $?' sh "$emulator")" = 7 ] || fail "exec needs SIGCHLD from its caller"
 "$emulator" exec --auth groups -- sh -c 'env | grep ^VARNEL_ | sort; stat -c %a "$VARNEL_CONFIG"; cat "$VARNEL_CONFIG"' >seen
-grep -qx 600 seen && [ "$(grep -c ^VARNEL_ seen)" = 2 ] && [ "$(grep -c '"apiHost": "0.0.1"' seen)" = 2 ] || fail "exec: $(cat seen)"
+grep -qx 600 seen && [ "$(grep -c ^VARNEL_ seen)" = 3 ] && grep -q '^VARNEL_EMULATOR_KEY=.' seen && [ "$(grep -c '"apiHost": "0.0.1"' seen)" = 2 ] || fail "exec: $(cat seen)"
 ! grep -q real seen || fail "exec lets the caller's settings through"
 
 echo '{"method": "get", "action": "reset", "required": true}' >rules
@@ -35,7 +36,8 @@ echo '{"method": "get", "action": "reset", "required": true}' >rules
 
 # mistakes are told with the flag or file at fault
 echo '{"simulations": [{"_local": {"scop": "x"}}]}' >bad-seed
-for mistake in '--seed bad-seed' '--port 70000' '--auth some' '--speed -1' '--seed ./missing' 'exec --listen=::1 -- true'; do
+for mistake in '--seed bad-seed' '--port 70000' '--auth some' '--speed -1' '--seed ./missing' 'exec --listen=::1 -- true' \
+    '--tls-key key.pem --tls-cert ./missing' '--allow-origin a.example'; do
     "$emulator" $mistake >out 2>errors && fail "takes $mistake" || grep -q -- "${mistake##* }\|${mistake%% *}\|--listen" errors || fail "$mistake: $(cat errors)"
 done
 
@@ -47,6 +49,22 @@ kill -INT $pid && wait $pid || fail "does not end well"
 [ ! -e ready ] && grep -q 'a@b' export.json && grep -q '"target":"/users"' errors || fail "leaves the wrong files"
 start --seed export.json && curl -fsS "$url/users" | grep -q 'a@b' || fail "cannot be seeded with its export"
 kill -TERM $pid && wait $pid
+
+# with tokens, the key of /_local comes after the address
+start --auth any --ready-file ready
+read -r line <&5 && [ "${line##* }" = "$(tail -n 1 ready)" ] && [ "$(head -n 1 ready)" = "$url" ] || fail "key: $line"
+[ "$(curl -s -o /dev/null -w '%{http_code}' "$url/_local/clock")" = 401 ] || fail "/_local is open"
+curl -fsS -H "Authorization: Bearer ${line##* }" "$url/_local/clock" >/dev/null
+kill $pid && wait $pid
+
+# TLS
+openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -out cert.pem -days 2 -subj /CN=localhost \
+    -addext subjectAltName=IP:127.0.0.1 2>/dev/null
+start --tls-cert cert.pem --tls-key key.pem
+[[ $url == https://127.0.0.1:* ]] && curl -fsS --cacert cert.pem "$url/users" "$url/_local/clock" >/dev/null || fail "no TLS"
+head -c 3000000 /dev/zero | tr '\0' x | curl -s --cacert cert.pem -T - "$url/users" | grep -q method_not_allowed || fail "no large body through TLS"
+! curl -s "${url/https/http}/users" >/dev/null || fail "plain HTTP where TLS is spoken"
+kill $pid && wait $pid
 
 # killed at any moment, it has every user that it has confirmed; a second one is refused
 for round in 1 2 3 4; do
