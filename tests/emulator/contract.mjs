@@ -9,7 +9,13 @@ const { apiPort } = JSON.parse(readFileSync(process.env.VARNEL_CONFIG)).environm
 const base = `http://127.0.0.1:${apiPort}`;
 // A connection that is kept may end by its time-out in the moment that it is used again.
 const connection = 'close';
-const description = await (await fetch(`${base}/_local/openapi.json`, { headers: { connection, authorization: `Bearer ${process.env.VARNEL_EMULATOR_KEY}` } })).json();
+const { VARNEL_TOKEN, VARNEL_EMULATOR_KEY } = process.env;
+
+function steer(method, path, body) {
+  return fetch(`${base}/_local/${path}`, { method, body, headers: { connection, authorization: `Bearer ${VARNEL_EMULATOR_KEY}` } });
+}
+
+const description = await (await steer('GET', 'openapi.json')).json();
 const api = await SwaggerParser.validate(structuredClone(description));
 const ajv = addFormats(new Ajv({ strict: true, strictTypes: false, allowUnionTypes: true }));
 const described = new Set();
@@ -20,8 +26,6 @@ for (const [path, methods] of Object.entries(api.paths)) {
 }
 
 const missing = new Set(described);
-
-const { VARNEL_TOKEN, VARNEL_EMULATOR_KEY } = process.env;
 
 async function ask(method, path, target, status, body, token = path.startsWith('/_local') ? VARNEL_EMULATOR_KEY : VARNEL_TOKEN) {
   const where = `${method} ${path} ${status}`;
@@ -47,7 +51,7 @@ const good = {
   '/users': '{"email": "a@b", "role": "viewer"}',
   '/users/{userId}': '{"role": "viewer"}',
   '/generateProject': '{"files": {"ä": "x"}}',
-  '/_local/seed': await (await fetch(`${base}/_local/export`, { headers: { connection } })).text(),
+  '/_local/seed': await (await steer('GET', 'export')).text(),
   '/_local/clock': '{"advance": 1.5}',
   '/_local/scenarios': '{"name": "boot", "state": "warm"}',
   '/_local/check/requests': '{"atLeast": 0}',
@@ -68,8 +72,8 @@ for (const where of order) {
   const takesBody = method === 'post' || method === 'patch';
   const body = takesBody ? { 400: '{', 409: path.endsWith('/requests') ? '{"times": 99}' : undefined, 422: /\/(inputs|simulations|finish|fail)$/.test(path) ? '1' : '{"name": "/"}' }[status] ?? good[path] ?? '{}' : undefined;
   const rule = rules[path] ?? rules[`${path} ${text}`];
-  await fetch(`${base}/_local/faults`, { method: 'DELETE', headers: { connection } });
-  if (rule) await fetch(`${base}/_local/faults`, { method: 'POST', headers: { connection }, body: JSON.stringify(rule) });
+  await steer('DELETE', 'faults');
+  if (rule) await steer('POST', 'faults', JSON.stringify(rule));
   const query = status === 422 && !takesBody ? '?limit=x' : '';
   if (status === 403) missing.delete(where); // needs --auth groups; the same document as 401
   else if (status === 401) await ask(method, path, fill(path, true), 401, body, '');
