@@ -12,7 +12,7 @@ skip() {
 }
 node -e 'process.exit(parseInt(process.versions.node) < 18 ? 1 : 0)' || skip 'no node (18 or later): apt-get install nodejs npm'
 if ! cmp -s package-lock.json node_modules/.installed; then
-    npm ci --silent --no-audit --no-fund || skip 'npm ci failed'
+    npm ci --silent --no-audit --no-fund || skip 'npm could not fetch the packages of package.json: connect to the network'
     cp package-lock.json node_modules/.installed
 fi
 exec "$@"

@@ -2,8 +2,19 @@
 
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include "EnvConfig.h"
 #include "ScriptedServer.h"
+
+namespace nlohmann {
+
+/// A document in a failure's message; its bytes need not be UTF-8.
+inline void PrintTo(const json& document, std::ostream* out) {
+    *out << document.dump(-1, ' ', true, json::error_handler_t::replace);
+}
+
+} // namespace nlohmann
 
 namespace VarnelBase {
 
