@@ -1,4 +1,4 @@
-// A host application that calls every operation once and shows what it asked and what came back.
+// A host application that calls every operation once and tells what it asked and what came back.
 //
 // It needs a service with at least one simulation, the emulator say, and deletes the last one of
 // those listed.
@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <set>
+#include <string>
 
 namespace {
 
@@ -15,18 +17,33 @@ using VarnelBase::json;
 
 constexpr std::size_t ShownCharacters = 300;
 
-int unexpectedAnswers = 0;
+int calls = 0;
+int missingAnswers = 0;
 
-void Show(const std::string& call, const json& answer) {
-    const std::string text = answer.dump();
-    std::cout << call << "\n    " << text.substr(0, ShownCharacters)
-              << (text.size() > ShownCharacters ? "..." : "") << '\n';
-    if (answer.is_null()) { ++unexpectedAnswers; }
+void Tell(const std::string& text) {
+    std::cout << '\n' << text << '\n';
 }
 
-/// For the operations that tell nothing.
-void ShowSent(const std::string& call) {
-    std::cout << call << "\n    (no answer by design)\n";
+/// Says what is called before it is: the library may print a line of its own meanwhile.
+template <typename Operation>
+json Show(const std::string& call, Operation operation) {
+    std::cout << "  " << call << std::endl;
+    ++calls;
+    json answer = operation();
+    const std::string text = answer.dump();
+    std::cout << "      " << text.substr(0, ShownCharacters)
+              << (text.size() > ShownCharacters ? "..." : "") << '\n';
+    if (answer.is_null()) { ++missingAnswers; }
+    return answer;
+}
+
+/// For the operations that return nothing.
+template <typename Operation>
+void ShowSent(const std::string& call, Operation operation) {
+    std::cout << "  " << call << std::endl;
+    ++calls;
+    operation();
+    std::cout << "      sent; this operation returns nothing\n";
 }
 
 /// A member's text; empty when the service's document has no such member.
@@ -35,75 +52,88 @@ std::string FindText(const json& document, const char* member) {
 }
 
 void TourService(ApiConnector& connector) {
-    Show("GetVersion()", connector.GetVersion());
-    Show("GetAgent()", connector.GetAgent());
-    Show("SendAgentCommand(\"status\")", connector.SendAgentCommand("status"));
+    Tell("1. The service and its agent. Below each call is the JSON document that it returns.");
+    Show("GetVersion()", [&] { return connector.GetVersion(); });
+    Show("GetAgent()", [&] { return connector.GetAgent(); });
+    Show("SendAgentCommand(\"status\")", [&] { return connector.SendAgentCommand("status"); });
+}
+
+std::set<std::string> TourSimulations(ApiConnector& connector) {
+    Tell("2. The simulations that the service knows.");
+    Show("GetSimulations(\"user\", 50, 0)",
+         [&] { return connector.GetSimulations("user", 50, 0); });
+    const json names =
+        Show("GetSimulationNames()", [&] { return json(connector.GetSimulationNames()); });
+    return names.get<std::set<std::string>>();
 }
 
 void TourSimulation(ApiConnector& connector, const std::string& id) {
-    Show("GetSimulationData(\"" + id + "\")", connector.GetSimulationData(id));
-
-    json inputs = connector.GetSimulationInputs(id);
-    Show("GetSimulationInputs(\"" + id + "\")", inputs);
+    const std::string quoted = "(\"" + id + "\"";
+    Tell("3. One simulation: its data, and its inputs before and after a change.");
+    Show("GetSimulationData" + quoted + ")", [&] { return connector.GetSimulationData(id); });
+    json inputs = Show("GetSimulationInputs" + quoted + ")",
+                       [&] { return connector.GetSimulationInputs(id); });
     inputs["comment"] = "changed by the tour";
-    connector.PostSimulationInputs(id, inputs);
-    ShowSent("PostSimulationInputs(\"" + id + "\", " + inputs.dump() + ")");
-    Show("GetSimulationPreexecutionData(\"" + id + "\")",
-         connector.GetSimulationPreexecutionData(id));
+    ShowSent("PostSimulationInputs" + quoted + ", " + inputs.dump() + ")",
+             [&] { connector.PostSimulationInputs(id, inputs); });
+    Show("GetSimulationPreexecutionData" + quoted + ")",
+         [&] { return connector.GetSimulationPreexecutionData(id); });
 
-    const json execution = connector.PostExecution(id, inputs);
-    Show("PostExecution(\"" + id + "\", inputs)", execution);
+    Tell("4. Executions of it. The library prints a link to the simulation when one has started.");
+    const json execution = Show("PostExecution" + quoted + ", inputs)",
+                                [&] { return connector.PostExecution(id, inputs); });
     const std::string executionId = FindText(execution, "id");
-    Show("GetExecution(\"" + id + "\", \"" + executionId + "\")",
-         connector.GetExecution(id, executionId));
-    connector.PutSimulationData(id, inputs);
-    ShowSent("PutSimulationData(\"" + id + "\", inputs)");
-    Show("GetExecutions(\"" + id + "\", 20, 0)", connector.GetExecutions(id, 20, 0));
+    Show("GetExecution" + quoted + ", \"" + executionId + "\")",
+         [&] { return connector.GetExecution(id, executionId); });
+    ShowSent("PutSimulationData" + quoted + ", inputs)",
+             [&] { connector.PutSimulationData(id, inputs); });
+    Show("GetExecutions" + quoted + ", 20, 0)", [&] { return connector.GetExecutions(id, 20, 0); });
+}
+
+void TourDeletion(ApiConnector& connector, const std::string& id) {
+    Tell("5. A simulation is deleted, and the list is shorter.");
+    ShowSent("DeleteSimulation(\"" + id + "\")", [&] { connector.DeleteSimulation(id); });
+    Show("GetSimulationNames()", [&] { return json(connector.GetSimulationNames()); });
 }
 
 void TourProject(ApiConnector& connector) {
+    Tell(
+        "6. A project file is generated: its bytes, of which only the count is shown here, and its "
+        "name.");
     const json request = json::object({{"name", "Bridge"}});
-    json project = connector.GenerateProject(request);
-    if (project.is_object()) {
-        // The file's bytes are no text, so they must not be printed.
-        const std::size_t size = project["body"].get_ref<const std::string&>().size();
-        project["body"] = std::to_string(size) + " bytes";
-    }
-    Show("GenerateProject(" + request.dump() + ")", project);
+    Show("GenerateProject(" + request.dump() + ")", [&] {
+        json project = connector.GenerateProject(request);
+        if (project.is_object()) {
+            // The file's bytes are no text, so they must not be printed.
+            const std::size_t size = project["body"].get_ref<const std::string&>().size();
+            project["body"] = std::to_string(size) + " bytes";
+        }
+        return project;
+    });
 }
 
 void TourUsers(ApiConnector& connector) {
-    const json user = connector.CreateUser("ada@example.com", "viewer");
-    Show(R"(CreateUser("ada@example.com", "viewer"))", user);
+    Tell("7. A user is created, gets another role and is deleted.");
+    const json user = Show(R"(CreateUser("ada@example.com", "viewer"))",
+                           [&] { return connector.CreateUser("ada@example.com", "viewer"); });
     const std::string id = FindText(user, "id");
-    Show("GetUser(\"" + id + "\")", connector.GetUser(id));
-    Show("UpdateUser(\"" + id + R"(", "editor"))", connector.UpdateUser(id, "editor"));
-    Show("GetUsers(20, 0)", connector.GetUsers(20, 0));
-    connector.DeleteUser(id);
-    ShowSent("DeleteUser(\"" + id + "\")");
-}
-
-void TourSimulations(ApiConnector& connector) {
-    Show("GetSimulations(\"user\", 50, 0)", connector.GetSimulations("user", 50, 0));
-    const auto names = connector.GetSimulationNames();
-    Show("GetSimulationNames()", json(names));
-    if (names.empty()) {
-        std::cerr << "The service at " << connector.GetHostname() << ", port "
-                  << connector.GetPort() << ", lists no simulation.\n";
-        ++unexpectedAnswers;
-        return;
-    }
-    TourSimulation(connector, *names.begin());
-    connector.DeleteSimulation(*names.rbegin());
-    ShowSent("DeleteSimulation(\"" + *names.rbegin() + "\")");
-    Show("GetSimulationNames()", json(connector.GetSimulationNames()));
+    Show("GetUser(\"" + id + "\")", [&] { return connector.GetUser(id); });
+    Show("UpdateUser(\"" + id + R"(", "editor"))",
+         [&] { return connector.UpdateUser(id, "editor"); });
+    Show("GetUsers(20, 0)", [&] { return connector.GetUsers(20, 0); });
+    ShowSent("DeleteUser(\"" + id + "\")", [&] { connector.DeleteUser(id); });
 }
 
 void TourOffline() {
+    Tell(
+        "8. Offline mode. With VARNEL_OFFLINE=1 a connector contacts nobody: it says so once,\n"
+        "   GetVersion() returns a built-in value, and operations that need the service return "
+        "null.");
     setenv("VARNEL_OFFLINE", "1", 1);
     ApiConnector connector;
-    Show("GetVersion()", connector.GetVersion());
-    std::cout << "GetAgent()\n    " << connector.GetAgent() << '\n';
+    Show("GetVersion()", [&] { return connector.GetVersion(); });
+    std::cout << "  GetAgent()\n      " << connector.GetAgent() << '\n';
+    ++calls;
 }
 
 } // namespace
@@ -111,17 +141,26 @@ void TourOffline() {
 int main() {
     try {
         ApiConnector connector;
+        std::cout << "The tour's service: " << connector.GetHostname() << ", port "
+                  << connector.GetPort() << ".\n";
         TourService(connector);
-        TourSimulations(connector);
+        const std::set<std::string> names = TourSimulations(connector);
+        if (names.empty()) {
+            std::cerr << "The service lists no simulation, which the rest of the tour needs.\n";
+            return 1;
+        }
+        TourSimulation(connector, *names.begin());
+        TourDeletion(connector, *names.rbegin());
         TourProject(connector);
         TourUsers(connector);
         TourOffline();
     } catch (const std::exception& error) {
-        std::cerr << error.what() << '\n';
+        std::cerr << "The tour ends early: " << error.what() << '\n';
         return 1;
     }
-    if (unexpectedAnswers > 0) {
-        std::cerr << unexpectedAnswers << " calls came back without an answer.\n";
+    if (missingAnswers > 0) {
+        std::cerr << '\n' << missingAnswers << " of " << calls << " calls were not answered.\n";
         return 1;
     }
+    std::cout << "\nThe tour has reached its end: " << calls << " calls, and every answer came.\n";
 }
