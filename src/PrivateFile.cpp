@@ -1,3 +1,6 @@
+// For 32-bit systems: a file whose number needs 64 bits can be opened and listed there too.
+#define _FILE_OFFSET_BITS 64 // NOLINT(bugprone-reserved-identifier): the C library's own name
+
 #include "PrivateFile.h"
 
 #include <dirent.h>
