@@ -17,12 +17,12 @@ fail() {
 }
 
 me=$(id -un)
-for place in . build "$folder"; do
+for place in "$PWD" "$PWD/build" "$PWD/$folder"; do
     [[ -e $place ]] || continue
     owner=$(stat -c %U "$place")
-    [[ $place == . || -O $place ]] ||
-        fail "$PWD/$place belongs to $owner, not to $me: remove it, as $owner (rm -r $PWD/$place), then try again."
-    [[ -w $place ]] || fail "$me cannot write to $PWD/$place: copy this clone to a place of your own and build there."
+    [[ $place == "$PWD" || -O $place ]] ||
+        fail "$place belongs to $owner, not to $me: remove it, as $owner (rm -r $place), then try again."
+    [[ -w $place ]] || fail "$me cannot write to $place: copy this clone to a place of your own and build there."
 done
 if [[ -e $folder/CMakeCache.txt ]]; then
     source=$(sed -n 's/^CMAKE_HOME_DIRECTORY:INTERNAL=//p' "$folder/CMakeCache.txt")
