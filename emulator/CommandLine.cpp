@@ -66,6 +66,23 @@ CommandLine ParseCommandLine(int argc, char* argv[]) {
     app.add_option("--rules", rulesFile, "File with the rules that it starts with");
     app.add_option("--files", line.emulator.filesDirectory,
                    "Directory where the files of rules' answers come from");
+    std::string replayFile;
+    auto* replay = app.add_option("--replay", replayFile, "Record (HAR) that answers requests");
+    std::string unrecorded = "refuse";
+    app.add_option("--unrecorded", unrecorded, "What is not in the record: refuse or emulate")
+        ->check(CLI::IsMember({"refuse", "emulate"}))
+        ->needs(replay)
+        ->capture_default_str();
+    auto* record = app.add_option("--record", line.emulator.recordFile,
+                                  "Record that answers, and learns the rest from --upstream")
+                       ->excludes(replay);
+    auto* upstream = app.add_option("--upstream", line.emulator.upstream,
+                                    "Address of the service that --record learns from")
+                         ->needs(record);
+    record->needs(upstream);
+    app.add_option("--redact", line.emulator.secretMembers,
+                   "Name of a member that never gets into a file; repeat it for more")
+        ->allow_extra_args(false);
     app.add_option("--export-on-exit", line.exportFile, "File that gets the state at the end");
     app.add_option("--speed", line.emulator.speed,
                    "Emulated seconds in a second; 0: time stands still")
@@ -92,6 +109,9 @@ CommandLine ParseCommandLine(int argc, char* argv[]) {
     auto* exec = app.add_subcommand("exec", "Run a command against an emulator on a free port");
     exec->add_option("command", line.command, "The command and its arguments, after --")
         ->required();
+    auto* seedFrom = app.add_subcommand("seed-from", "Write a seed with what a record shows");
+    seedFrom->add_option("record", line.seedSource, "The record (HAR)")->required();
+    app.require_subcommand(0, 1);
     try {
         app.parse(argc, argv);
         line.emulator.access = AccessNames.at(access);
@@ -101,6 +121,8 @@ CommandLine ParseCommandLine(int argc, char* argv[]) {
         line.exitStatus = app.exit(error) == 0 ? 0 : UsageStatus;
         return line;
     }
+    if (!replayFile.empty()) { line.emulator.recordFile = replayFile; }
+    line.emulator.emulatesUnrecorded = unrecorded == "emulate";
     if (!rulesFile.empty()) { line.emulator.rules = ReadJsonFile(rulesFile); }
     if (hasLog) { line.emulator.log = &std::cerr; }
     return line;

@@ -14,6 +14,7 @@ struct CommandLine {
     std::string readyFile;
     std::string exportFile;
     std::vector<std::string> command; ///< of "exec"; empty: serve
+    std::string seedSource;           ///< the record of "seed-from"; empty: serve
     std::optional<int> exitStatus;    ///< help was given, or a mistake reported: nothing to do
 };
 

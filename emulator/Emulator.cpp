@@ -11,6 +11,7 @@
 #include "HttpServer.h"
 #include "LocalRoutes.h"
 #include "Members.h"
+#include "RecordingRelay.h"
 #include "ServiceRoutes.h"
 #include "UtcTime.h"
 
@@ -94,8 +95,15 @@ struct Emulator::Parts {
           faults(options.filesDirectory),
           requests(options.log) {
         if (options.rules) { faults.Add(*options.rules); }
+        const Emulation::Redaction secrets(options.secretMembers);
+        if (!options.upstream.empty()) {
+            relay.emplace(options.recordFile, options.upstream, secrets);
+        } else if (!options.recordFile.empty()) {
+            replay.emplace(Emulation::ReadHarFile(options.recordFile), secrets);
+        }
+        emulatesUnrecorded = options.emulatesUnrecorded;
         AddServiceRoutes(router, *state);
-        AddLocalRoutes(router, *state, faults, requests);
+        AddLocalRoutes(router, *state, faults, requests, [this] { Restart(); });
 
         Emulation::ServerCallbacks callbacks;
         callbacks.chooseFault = [this](const Request& request) {
@@ -129,12 +137,31 @@ struct Emulator::Parts {
         }
         if (fault && fault->answer != nullptr) { return *fault->answer; }
         if (auto refusal = access.CheckCredentials(request)) { return *refusal; }
+        if (relay && !IsLocal(request)) { return relay->Ask(request); }
         const std::lock_guard<std::mutex> lock(mutex);
+        if (replay && !IsLocal(request)) {
+            auto recorded = replay->Take(request);
+            if (!recorded) { recorded = replay->GetLast(request); }
+            if (recorded) { return *std::move(recorded); }
+            if (!emulatesUnrecorded) { return MakeUnrecordedAnswer(*replay, request); }
+        }
         return router.Dispatch(request);
     }
 
+    /// Begins again, with the state locked.
+    void Restart() {
+        state->Reset();
+        if (replay) { replay->Restart(); }
+        if (relay) { relay->Restart(); }
+        faults.Clear();
+        requests.Clear();
+    }
+
     Emulation::AccessRules access;
-    std::mutex mutex; ///< of the state
+    std::mutex mutex; ///< of the state and the replay
+    std::optional<Emulation::Replay> replay;
+    std::optional<Emulation::RecordingRelay> relay;
+    bool emulatesUnrecorded = false;
     std::unique_ptr<Emulation::ServiceState> state;
     Emulation::FaultRules faults;
     Emulation::RequestLog requests;
@@ -227,9 +254,7 @@ void Emulator::LoadSeed(const json& seed) {
 
 void Emulator::Reset() {
     const std::lock_guard<std::mutex> lock(parts->mutex);
-    parts->state->Reset();
-    parts->faults.Clear();
-    parts->requests.Clear();
+    parts->Restart();
 }
 
 json Emulator::Export() {

@@ -30,6 +30,13 @@ struct EmulatorOptions {
     std::optional<nlohmann::json> rules;
     std::string filesDirectory; ///< where the files of rules' answers come from
 
+    /// A record (HAR 1.2) that answers requests; empty: none. With `upstream`, what is not in it is
+    /// asked there, and added.
+    std::string recordFile;
+    std::string upstream;            ///< address of the real service; empty: none
+    bool emulatesUnrecorded = false; ///< whether the emulator answers what is not in the record
+    std::vector<std::string> secretMembers; ///< that never get into the record's file
+
     double speed = 1; ///< emulated seconds in a second; 0: time stands still but for AdvanceClock
     EmulatorAccess access = EmulatorAccess::Off;
     std::string token; ///< the only token that is good; empty: every one is

@@ -121,7 +121,8 @@ void AddRequestRoutes(Router& router, RequestLog& requests) {
 
 } // namespace
 
-void AddLocalRoutes(Router& router, ServiceState& state, FaultRules& faults, RequestLog& requests) {
+void AddLocalRoutes(Router& router, ServiceState& state, FaultRules& faults, RequestLog& requests,
+                    std::function<void()> restart) {
     router.Add("GET", "/_local/health", [](const Call& /*call*/) { return MakeDoneAnswer(); });
     router.Add("GET", "/_local/openapi.json", [](const Call& /*call*/) {
         Answer answer;
@@ -129,10 +130,8 @@ void AddLocalRoutes(Router& router, ServiceState& state, FaultRules& faults, Req
         return answer;
     });
     AddStateRoutes(router, state);
-    router.Add("POST", "/_local/reset", [&](const Call& /*call*/) {
-        state.Reset();
-        faults.Clear();
-        requests.Clear();
+    router.Add("POST", "/_local/reset", [restart = std::move(restart)](const Call& /*call*/) {
+        restart();
         return MakeDoneAnswer();
     });
 

@@ -31,6 +31,15 @@ std::string DecodePercent(const std::string& text) {
     return decoded;
 }
 
+std::string TakeOriginForm(const std::string& url) {
+    const std::string whole = url.substr(0, url.find('#'));
+    const std::size_t scheme = whole.find("://");
+    if (scheme == std::string::npos || whole.front() == '/') { return whole; }
+    const std::size_t begin = whole.find_first_of("/?", scheme + 3);
+    if (begin == std::string::npos) { return "/"; }
+    return (whole[begin] == '/' ? "" : "/") + whole.substr(begin);
+}
+
 std::multimap<std::string, std::string> ParseQuery(const std::string& target) {
     std::multimap<std::string, std::string> query;
     const std::size_t mark = target.find('?');

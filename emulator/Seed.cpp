@@ -30,8 +30,9 @@ json TakeOwnMembers(json& document, const std::string& where) {
 void ReadEntry(Entry& entry, json document, Members& own, const DocumentShape& shape,
                const std::string& newId) {
     entry.document = std::move(document);
-    if (shape.Find(entry.document, "id") == nullptr) { shape.Put(entry.document, "id", newId); }
-    entry.id = shape.FindText(entry.document, "id");
+    const bool hasId = own.Has("id") || shape.Find(entry.document, "id") != nullptr;
+    if (!hasId) { shape.Put(entry.document, "id", newId); }
+    entry.id = own.ReadText("id", shape.FindText(entry.document, "id"));
     if (entry.id.empty()) { own.RefuseDocument("its id must be a number or a text"); }
     entry.listed = own.Find("listed");
 }
@@ -110,7 +111,8 @@ SeedSettings ReadSettings(Members& members, std::int64_t now) {
 }
 
 /// An entry's document with its own members, unless there are none.
-json AddOwnMembers(const Entry& entry, json own) {
+json AddOwnMembers(const Entry& entry, const DocumentShape& shape, json own) {
+    if (shape.FindText(entry.document, "id") != entry.id) { own["id"] = entry.id; }
     if (!entry.listed.is_null()) { own["listed"] = entry.listed; }
     json document = entry.document;
     if (!own.empty()) { document[OwnMember] = std::move(own); }
@@ -217,7 +219,7 @@ json WriteEntry(const SimulationEntry& simulation, const DocumentShapes& shapes)
     if (shapes.simulations.FindText(simulation.document, "scope") != simulation.scope) {
         own["scope"] = simulation.scope;
     }
-    return AddOwnMembers(simulation, std::move(own));
+    return AddOwnMembers(simulation, shapes.simulations, std::move(own));
 }
 
 json WriteEntry(const ExecutionEntry& execution, const DocumentShapes& shapes) {
@@ -227,11 +229,11 @@ json WriteEntry(const ExecutionEntry& execution, const DocumentShapes& shapes) {
     if (shapes.executions.FindText(execution.document, "simulationId") != execution.simulationId) {
         own["simulationId"] = execution.simulationId;
     }
-    return AddOwnMembers(execution, std::move(own));
+    return AddOwnMembers(execution, shapes.executions, std::move(own));
 }
 
-json WriteEntry(const UserEntry& user) {
-    return AddOwnMembers(user, json::object());
+json WriteEntry(const UserEntry& user, const DocumentShapes& shapes) {
+    return AddOwnMembers(user, shapes.users, json::object());
 }
 
 } // namespace VarnelBase::Emulation

@@ -94,6 +94,6 @@ SimulationEntry ReadSimulation(json document, const std::string& where, const st
 json WriteSettings(const SeedSettings& settings);
 json WriteEntry(const SimulationEntry& simulation, const DocumentShapes& shapes);
 json WriteEntry(const ExecutionEntry& execution, const DocumentShapes& shapes);
-json WriteEntry(const UserEntry& user);
+json WriteEntry(const UserEntry& user, const DocumentShapes& shapes);
 
 } // namespace VarnelBase::Emulation

@@ -512,7 +512,7 @@ json ServiceState::Export() {
     while (people.Next()) {
         UserEntry user;
         ReadEntryColumns(people, 0, user);
-        document["users"].push_back(WriteEntry(user));
+        document["users"].push_back(WriteEntry(user, settings.shapes));
     }
     return document;
 }
@@ -562,7 +562,7 @@ json ServiceState::Compute(const ExecutionEntry& execution, json document) const
     json computed = settings.shapes.results.at(course.state);
     const json* data = shape.Find(document, "data");
     ComputeProducts(computed, data == nullptr ? json() : *data);
-    computed.merge_patch(document);
+    computed.update(document, true);
     shape.Put(computed, "state", settings.shapes.states.at(course.state));
     shape.Put(computed, "progress", std::round(course.progress * 1000) / 1000);
     return computed;

@@ -14,6 +14,8 @@
 
 #include "CommandLine.h"
 #include "ExecCommand.h"
+#include "Redaction.h"
+#include "SeedFromRecord.h"
 
 namespace {
 
@@ -60,7 +62,16 @@ void RaiseDescriptorLimit() {
     setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+int WriteSeed(const CommandLine& line) {
+    auto seed = VarnelBase::Emulation::MakeSeedFromRecord(
+        VarnelBase::Emulation::ReadHarFile(line.seedSource));
+    VarnelBase::Emulation::Redaction(line.emulator.secretMembers).Redact(seed);
+    std::cout << seed.dump(2) << '\n';
+    return 0;
+}
+
 int Run(const CommandLine& line) {
+    if (!line.seedSource.empty()) { return WriteSeed(line); }
     // The emulator's threads inherit this, so that the signals wait for whoever awaits them.
     if (line.command.empty()) {
         const sigset_t signals = MakeStopSignals();

@@ -103,7 +103,7 @@ TEST(State, ServesDocumentsAsTheyStand) {
                          "_local": {"inputs": [1], "listed": {"short": true}}}],
         "executions": [{"run": 9, "status": {"phase": "OLD"}, "_local": {"simulationId": "s"}}],
         "users": [{"id": 4, "contact": {"mail": "a@b"}, "roles": ["admin", "x"]}]})")));
-    EXPECT_EQ(AskEmulator(emulator, "POST", "/simulations/s/executions", "[5]").status, 201);
+    EXPECT_EQ(AskEmulator(emulator, "POST", "/simulations/s/executions", "null").status, 201);
     EXPECT_EQ(AskEmulator(emulator, "PATCH", "/users/4", R"({"role": "r"})").status, 200);
     EXPECT_EQ(AskEmulator(emulator, "POST", "/users", R"({"email": "A@B", "role": "r"})").status,
               409);
@@ -124,7 +124,7 @@ TEST(State, ServesDocumentsAsTheyStand) {
     }
     emulator.AdvanceClock(60);
     EXPECT_EQ(Get(emulator, "/simulations/s/executions?offset=1"),
-              json::parse(R"({"page": 1, "count": 2, "runs": [{"run": "exe-2", "spec": [5], "v": 2,
+              json::parse(R"({"page": 1, "count": 2, "runs": [{"run": "exe-2", "spec": null, "v": 2,
                   "status": {"phase": "COMPLETED"}, "output": {"max": 3}}]})"));
 }
 

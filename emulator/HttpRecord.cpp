@@ -1,0 +1,181 @@
+#include "HttpRecord.h"
+
+#include <CryptoText.h>
+#include <PrivateFile.h>
+#include <strings.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+
+#include "RequestTarget.h"
+#include "UtcTime.h"
+
+namespace VarnelBase::Emulation {
+
+namespace {
+
+constexpr std::size_t MaxFileBytes = std::size_t{1} << 30U;
+constexpr int NotModified = 304;
+
+std::string DecodeBase64(std::string text) {
+    std::replace(text.begin(), text.end(), '+', '-');
+    std::replace(text.begin(), text.end(), '/', '_');
+    text.erase(std::min(text.find_last_not_of('=') + 1, text.size()));
+    std::string bytes = DecodeBase64Url(text);
+    if (bytes.empty() && !text.empty()) {
+        throw std::runtime_error("a body is not the base64 that it is said to be");
+    }
+    return bytes;
+}
+
+bool IsUtf8(const std::string& text) {
+    try {
+        json(text).dump();
+        return true;
+    } catch (const json::exception&) { return false; }
+}
+
+/// Whether a header says how its answer was sent, to whom, or from which cache.
+bool IsOfTransport(const std::string& name) {
+    constexpr std::array<const char*, 14> names{"Content-Length",   "Transfer-Encoding",
+                                                "Content-Encoding", "Connection",
+                                                "Keep-Alive",       "Date",
+                                                "Set-Cookie",       "Content-Type",
+                                                "Trailer",          "Upgrade",
+                                                "Alt-Svc",          "ETag",
+                                                "Last-Modified",    "Strict-Transport-Security"};
+    return name.empty() || name.front() == ':' ||
+           strncasecmp(name.c_str(), "Access-Control-", 15) == 0 ||
+           std::any_of(names.begin(), names.end(),
+                       [&name](const char* one) { return strcasecmp(one, name.c_str()) == 0; });
+}
+
+std::string ReadBody(const json& holder) {
+    const std::string text = holder.value("text", "");
+    return holder.value("encoding", "") == "base64" ? DecodeBase64(text) : text;
+}
+
+std::vector<HeaderLine> ReadHeaders(const json& message) {
+    std::vector<HeaderLine> headers;
+    for (const json& header : message.value("headers", json::array())) {
+        const auto value = header.at("value").get<std::string>();
+        if (value.find_first_of("\r\n") != std::string::npos) { continue; }
+        headers.emplace_back(header.at("name").get<std::string>(), value);
+    }
+    return headers;
+}
+
+RecordedExchange ReadEntry(const json& entry) {
+    RecordedExchange exchange;
+    const json& request = entry.at("request");
+    exchange.request.method = request.at("method").get<std::string>();
+    exchange.request.target = TakeOriginForm(request.at("url").get<std::string>());
+    exchange.request.headers = ReadHeaders(request);
+    if (request.contains("postData")) { exchange.request.body = ReadBody(request["postData"]); }
+
+    const json& response = entry.at("response");
+    exchange.answer.status = response.at("status").get<int>();
+    const json content = response.value("content", json::object());
+    exchange.answer.body = ReadBody(content);
+    exchange.answer.contentType = content.value("mimeType", "");
+    for (HeaderLine& line : ReadHeaders(response)) {
+        if (!IsOfTransport(line.first)) { exchange.answer.headers.push_back(std::move(line)); }
+    }
+    return exchange;
+}
+
+json WriteHeaders(const std::vector<HeaderLine>& headers) {
+    json lines = json::array();
+    for (const auto& [name, value] : headers) {
+        lines.push_back(json::object({{"name", name}, {"value", value}}));
+    }
+    return lines;
+}
+
+/// A body as text, or in base64 where it is none.
+void WriteBody(const std::string& body, json& holder) {
+    const bool isText = IsUtf8(body);
+    holder["text"] = isText ? body : EncodeBase64(body);
+    if (!isText) { holder["encoding"] = "base64"; }
+}
+
+json WriteRequest(const Request& request, const std::string& origin) {
+    json query = json::array();
+    for (const auto& [name, value] : ParseQuery(request.target)) {
+        query.push_back(json::object({{"name", name}, {"value", value}}));
+    }
+    json document = json::object({{"method", request.method},
+                                  {"url", origin + request.target},
+                                  {"httpVersion", "HTTP/1.1"},
+                                  {"cookies", json::array()},
+                                  {"headers", WriteHeaders(request.headers)},
+                                  {"queryString", std::move(query)},
+                                  {"headersSize", -1},
+                                  {"bodySize", request.body.size()}});
+    if (!request.body.empty()) {
+        document["postData"] = json::object({{"mimeType", request.FindHeader("Content-Type")}});
+        WriteBody(request.body, document["postData"]);
+    }
+    return document;
+}
+
+} // namespace
+
+const char* const HarBegin =
+    R"({"log":{"version":"1.2","creator":{"name":"varnel-emulator","version":"1"},"entries":[)";
+const char* const HarEnd = "\n]}}\n";
+
+std::vector<RecordedExchange> ReadHar(const json& document) {
+    std::vector<RecordedExchange> exchanges;
+    std::size_t position = 0;
+    try {
+        for (const json& entry : document.at("log").at("entries")) {
+            RecordedExchange exchange = ReadEntry(entry);
+            ++position;
+            const int status = exchange.answer.status;
+            if (status >= 200 && status <= 599 && status != NotModified) {
+                exchanges.push_back(std::move(exchange));
+            }
+        }
+    } catch (const std::exception& error) {
+        throw std::runtime_error("not a HAR document, entry " + std::to_string(position) + ": " +
+                                 error.what());
+    }
+    return exchanges;
+}
+
+std::vector<RecordedExchange> ReadHarFile(const std::string& path, bool isOptional) {
+    if (isOptional && !std::filesystem::exists(path)) { return {}; }
+    const FileReading file = ReadRegularFile(path, MaxFileBytes, SymbolicLinks::Follow);
+    if (!file.problem.empty()) { throw std::runtime_error(path + ": " + file.problem); }
+    try {
+        return ReadHar(json::parse(file.bytes, nullptr, false));
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error(path + ": " + error.what());
+    }
+}
+
+json WriteHarEntry(const RecordedExchange& exchange, const std::string& origin,
+                   std::int64_t startedAt, double durationMs) {
+    const Answer& answer = exchange.answer;
+    json content = json::object({{"size", answer.body.size()}, {"mimeType", answer.contentType}});
+    WriteBody(answer.body, content);
+    return json::object(
+        {{"startedDateTime", FormatUtcTime(startedAt)},
+         {"time", durationMs},
+         {"request", WriteRequest(exchange.request, origin)},
+         {"response", json::object({{"status", answer.status},
+                                    {"statusText", ""},
+                                    {"httpVersion", "HTTP/1.1"},
+                                    {"cookies", json::array()},
+                                    {"headers", WriteHeaders(answer.headers)},
+                                    {"content", std::move(content)},
+                                    {"redirectURL", ""},
+                                    {"headersSize", -1},
+                                    {"bodySize", answer.body.size()}})},
+         {"cache", json::object()},
+         {"timings", json::object({{"send", 0}, {"wait", durationMs}, {"receive", 0}})}});
+}
+
+} // namespace VarnelBase::Emulation

@@ -1,0 +1,95 @@
+#include "RecordingRelay.h"
+
+#include <PrivateFile.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+
+#include "RequestTarget.h"
+#include "UtcTime.h"
+
+namespace VarnelBase::Emulation {
+
+namespace {
+
+[[noreturn]] void ThrowUnwritten(const std::string& file) {
+    throw std::runtime_error(file + ": cannot be written: " + std::strerror(errno));
+}
+
+} // namespace
+
+RecordingRelay::RecordingRelay(std::string path, const std::string& upstream,
+                               const Redaction& redaction)
+    : file(std::move(path)), service(upstream), secrets(redaction), replay({}, redaction) {
+    std::string text = HarBegin;
+    for (RecordedExchange& exchange : ReadHarFile(file, true)) {
+        secrets.Redact(exchange);
+        replay.Add(exchange);
+        text += (hasEntries ? ",\n" : "\n") +
+                WriteJson(WriteHarEntry(exchange, service.GetAddress(), GetMachineTime(), 0));
+        hasEntries = true;
+    }
+    const std::filesystem::path target(file);
+    const std::string directory = target.parent_path().string();
+    ReplacePrivateFile(directory.empty() ? "." : directory, target.filename().string(),
+                       text + HarEnd);
+    descriptor = open(file.c_str(), O_WRONLY | O_CLOEXEC);
+    if (descriptor < 0) { ThrowUnwritten(file); }
+}
+
+RecordingRelay::~RecordingRelay() {
+    close(descriptor);
+}
+
+Answer RecordingRelay::Ask(const Request& request) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (auto known = replay.Take(request)) { return *std::move(known); }
+    Answer answer;
+    answer.later = [this, request](const std::atomic<bool>& isStopping) {
+        return Learn(request, isStopping);
+    };
+    return answer;
+}
+
+void RecordingRelay::Restart() {
+    const std::lock_guard<std::mutex> lock(mutex);
+    replay.Restart();
+}
+
+Answer RecordingRelay::Learn(const Request& request, const std::atomic<bool>& isStopping) {
+    constexpr int badGateway = 502;
+    const std::int64_t startedAt = GetMachineTime();
+    Answer answer;
+    try {
+        answer = service.Ask(request, isStopping);
+    } catch (const std::runtime_error& error) {
+        return MakeErrorAnswer(badGateway, "upstream", error.what());
+    }
+    RecordedExchange learnt{request, answer};
+    learnt.request.target = TakeOriginForm(request.target);
+    secrets.Redact(learnt);
+    const auto durationMs = static_cast<double>(GetMachineTime() - startedAt);
+    const std::lock_guard<std::mutex> lock(mutex);
+    replay.Add(learnt);
+    replay.Take(request);
+    Append(WriteHarEntry(learnt, service.GetAddress(), startedAt, durationMs));
+    return answer;
+}
+
+/// Writes over the end of the document with another entry and the end, in one call, so that a
+/// killed process leaves a whole one.
+void RecordingRelay::Append(const json& entry) {
+    const std::string text = (hasEntries ? ",\n" : "\n") + WriteJson(entry) + HarEnd;
+    const off_t end = lseek(descriptor, 0, SEEK_END) - static_cast<off_t>(std::strlen(HarEnd));
+    if (pwrite(descriptor, text.data(), text.size(), end) != static_cast<ssize_t>(text.size())) {
+        ThrowUnwritten(file);
+    }
+    hasEntries = true;
+}
+
+} // namespace VarnelBase::Emulation
