@@ -112,9 +112,7 @@ struct Emulator::Parts {
                        : faults.Choose(request.method, request.GetPath());
         };
         callbacks.answer = [this](const Request& request, const std::optional<Fault>& fault) {
-            Answer answer = AnswerRequest(request, fault);
-            access.AddOriginHeaders(request, answer);
-            return answer;
+            return LetPagesRead(request, AnswerRequest(request, fault));
         };
         callbacks.record = [this](Emulation::Exchange exchange) {
             if (!IsLocal(exchange.request)) { requests.Add(std::move(exchange)); }
@@ -146,6 +144,17 @@ struct Emulator::Parts {
             if (!emulatesUnrecorded) { return MakeUnrecordedAnswer(*replay, request); }
         }
         return router.Dispatch(request);
+    }
+
+    /// The answer with what lets a page of an allowed origin read it.
+    Answer LetPagesRead(const Request& request, Answer answer) const {
+        access.AddOriginHeaders(request, answer);
+        if (answer.later) {
+            answer.later = [this, request, make = std::move(answer.later)](const auto& isStopping) {
+                return LetPagesRead(request, make(isStopping));
+            };
+        }
+        return answer;
     }
 
     /// Begins again, with the state locked.

@@ -30,14 +30,17 @@ json MakeConfig(int port, EmulatorAccess access) {
 
 /// This process's environment without the VARNEL settings, and with these.
 std::vector<std::string> MakeEnvironment(const std::string& configFile, const std::string& token,
-                                         const std::string& localKey) {
+                                         const Emulator& emulator) {
     std::vector<std::string> variables;
     for (char** variable = environ; *variable != nullptr; ++variable) {
         if (std::strncmp(*variable, "VARNEL_", 7) != 0) { variables.emplace_back(*variable); }
     }
     variables.push_back("VARNEL_CONFIG=" + configFile);
     variables.push_back("VARNEL_TOKEN=" + token);
-    if (!localKey.empty()) { variables.push_back("VARNEL_EMULATOR_KEY=" + localKey); }
+    variables.push_back("VARNEL_EMULATOR_URL=" + emulator.GetUrl());
+    if (!emulator.GetLocalKey().empty()) {
+        variables.push_back("VARNEL_EMULATOR_KEY=" + emulator.GetLocalKey());
+    }
     return variables;
 }
 
@@ -55,7 +58,7 @@ int RunCommandWith(const Emulator& emulator, const EmulatorOptions& options,
                                    MakeConfig(emulator.GetPort(), options.access).dump(2) + "\n");
     try {
         return RunChild(command,
-                        MakeEnvironment(config.GetPath(), options.token, emulator.GetLocalKey()));
+                        MakeEnvironment(config.GetPath(), options.token, emulator));
     } catch (const ChildNotStarted& error) {
         std::cerr << "varnel-emulator: " << error.what() << '\n';
         return error.GetExitStatus();

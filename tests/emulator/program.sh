@@ -28,7 +28,8 @@ while read -r _ mask; do
 done <masks
 [ "$(bash -c 'trap "" CHLD; "$1" exec -- sh -c "exit 7"; echo $?' sh "$emulator")" = 7 ] || fail "exec needs SIGCHLD from its caller"
 "$emulator" exec --auth groups -- sh -c 'env | grep ^VARNEL_ | sort; stat -c %a "$VARNEL_CONFIG"; cat "$VARNEL_CONFIG"' >seen
-grep -qx 600 seen && [ "$(grep -c ^VARNEL_ seen)" = 3 ] && grep -q '^VARNEL_EMULATOR_KEY=.' seen && [ "$(grep -c '"apiHost": "0.0.1"' seen)" = 2 ] || fail "exec: $(cat seen)"
+grep -qx 600 seen && [ "$(grep -c ^VARNEL_ seen)" = 4 ] && grep -q '^VARNEL_EMULATOR_KEY=.' seen && [ "$(grep -c '"apiHost": "0.0.1"' seen)" = 2 ] || fail "exec: $(cat seen)"
+"$emulator" exec -- sh -c 'curl -fsS "$VARNEL_EMULATOR_URL/version"' | grep -q 0.4.1 || fail "exec names no address"
 ! grep -q real seen || fail "exec lets the caller's settings through"
 
 echo '{"method": "get", "action": "reset", "required": true}' >rules
@@ -37,7 +38,8 @@ echo '{"method": "get", "action": "reset", "required": true}' >rules
 # mistakes are told with the flag or file at fault
 echo '{"simulations": [{"_local": {"scop": "x"}}]}' >bad-seed
 for mistake in '--seed bad-seed' '--port 70000' '--auth some' '--speed -1' '--seed ./missing' 'exec --listen=::1 -- true' \
-    '--tls-key key.pem --tls-cert ./missing' '--allow-origin a.example'; do
+    '--tls-key key.pem --tls-cert ./missing' '--allow-origin a.example' \
+    '--record ./missing' '--replay ./missing' 'seed-from ./missing'; do
     "$emulator" $mistake >out 2>errors && fail "takes $mistake" || grep -q -- "${mistake##* }\|${mistake%% *}\|--listen" errors || fail "$mistake: $(cat errors)"
 done
 
@@ -82,9 +84,11 @@ curl -fsS "$url/users?limit=1000" >users
 grep -o '"email":"[^"]*"' confirmed | while read -r email; do grep -q "$email" users || fail "lost $email"; done
 kill $pid && wait $pid
 
-# every line of the documentation works
+# every line of the documentation works, from the same port to the other
+start && free=${url##*:} && kill $pid && wait $pid
 start
-grep '^    ' "$docs" | grep -v '^    varnel-emulator' | sed "s#http://127.0.0.1:8080#$url#" >lines
+export PATH=${emulator%/*}:$PATH
+grep '^    ' "$docs" | grep -v ctest | sed "s#http://127.0.0.1:8080#$url#; s#8090#$free#" >lines
 [ "$(grep -c /_local/ lines)" -ge 12 ] || fail "finds no documentation"
 bash -euo pipefail lines >/dev/null || fail "docs/EMULATOR.md has a line that fails"
 [ -s Br__cke.zip ] || [ -s Brücke.zip ] || fail "curl keeps no archive"
