@@ -57,8 +57,7 @@ int RunCommandWith(const Emulator& emulator, const EmulatorOptions& options,
     const PrivateConfigFile config(std::filesystem::temp_directory_path().string(),
                                    MakeConfig(emulator.GetPort(), options.access).dump(2) + "\n");
     try {
-        return RunChild(command,
-                        MakeEnvironment(config.GetPath(), options.token, emulator));
+        return RunChild(command, MakeEnvironment(config.GetPath(), options.token, emulator));
     } catch (const ChildNotStarted& error) {
         std::cerr << "varnel-emulator: " << error.what() << '\n';
         return error.GetExitStatus();
