@@ -56,6 +56,13 @@ TokenLifetime ReadTokenLifetime(const std::string& token) {
     return last.lifetime;
 }
 
+std::string ReadTextClaim(const std::string& token, const std::string& claim) {
+    const json claims = ReadClaims(token);
+    if (!claims.is_object()) { return ""; }
+    const auto text = claims.find(claim);
+    return text != claims.end() && text->is_string() ? text->get<std::string>() : "";
+}
+
 std::string ReadFirstGroup(const std::string& token, const std::string& claim) {
     const json claims = ReadClaims(token);
     if (!claims.is_object()) { return ""; }

@@ -15,6 +15,10 @@ struct TokenLifetime {
 /// Both are none for a text that is no such token.
 TokenLifetime ReadTokenLifetime(const std::string& token);
 
+/// Reads a claim that is a text out of a signed JSON Web Token without checking its signature.
+/// Empty without one.
+std::string ReadTextClaim(const std::string& token, const std::string& claim);
+
 /// Reads the first group out of a signed JSON Web Token without checking its signature: the claim's
 /// text, or its first element, without one leading "/" and up to the next "/". Empty without one.
 std::string ReadFirstGroup(const std::string& token, const std::string& claim);

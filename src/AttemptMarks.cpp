@@ -2,8 +2,11 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
+#include <map>
+#include <mutex>
 #include <system_error>
 
 #include "CryptoText.h"
@@ -14,40 +17,77 @@ namespace VarnelBase {
 namespace {
 
 constexpr const char* PasswordSuffix = ".refused";
-constexpr const char* RefreshSuffix = ".unanswered";
+constexpr const char* PauseSuffix = ".pause";
 constexpr std::time_t PasswordPauseSeconds = 60;
+constexpr std::chrono::seconds MaxPause(3600);
 constexpr std::size_t MaxMarkBytes = 64;
 
-void LeaveMark(const TokenFile& tokenFile, const char* suffix, const std::string& bytes) {
-    if (tokenFile.directory.empty()) { return; }
-    try {
-        CreatePrivateDirectory(tokenFile.directory);
-        ReplacePrivateFile(tokenFile.directory, tokenFile.name + suffix, bytes);
-    } catch (const std::system_error&) { // A file system that takes no tokens takes no marks.
+/// Until when this process knows that a mark holds, where none could be left.
+class UnmarkedTimes {
+public:
+    void Set(const std::string& name, std::time_t until) {
+        const std::lock_guard lock(mutex);
+        times[name] = until;
     }
+    std::time_t Find(const std::string& name) {
+        const std::lock_guard lock(mutex);
+        const auto found = times.find(name);
+        return found == times.end() ? 0 : found->second;
+    }
+
+private:
+    std::mutex mutex;
+    std::map<std::string, std::time_t> times;
+};
+
+UnmarkedTimes& GetUnmarkedTimes() {
+    static UnmarkedTimes times;
+    return times;
+}
+
+/// Leaves a mark that holds until then.
+void LeaveMark(const TokenFile& mark, std::time_t until) {
+    try {
+        RequireTokenDirectory(mark);
+        CreatePrivateDirectory(mark.directory);
+        ReplacePrivateFile(mark.directory, mark.name, std::to_string(until));
+    } catch (const std::runtime_error&) { GetUnmarkedTimes().Set(mark.name, until); }
+}
+
+/// How long a mark holds; a clock that was set back meanwhile makes it hold no longer than `max`.
+std::time_t ReadMark(const TokenFile& mark, std::time_t max) {
+    const FileReading reading =
+        ReadRegularFile(mark.GetPath(), MaxMarkBytes, SymbolicLinks::Refuse);
+    const std::time_t noted = std::strtol(reading.bytes.c_str(), nullptr, 10);
+    const std::time_t until = std::max(noted, GetUnmarkedTimes().Find(mark.name));
+    const std::time_t left = until - std::time(nullptr);
+    return left > max ? 0 : std::max<std::time_t>(left, 0);
+}
+
+TokenFile FindPasswordMark(const TokenFile& tokenFile) {
+    return {tokenFile.directory, tokenFile.name + PasswordSuffix};
+}
+
+TokenFile FindPauseMark(const std::string& server) {
+    return {FindTokenDirectory(), HashToBase64Url(server) + PauseSuffix};
 }
 
 } // namespace
 
 void MarkPasswordRefused(const TokenFile& tokenFile) {
-    LeaveMark(tokenFile, PasswordSuffix, "");
+    LeaveMark(FindPasswordMark(tokenFile), std::time(nullptr) + PasswordPauseSeconds);
 }
 
 bool WasPasswordJustRefused(const TokenFile& tokenFile) {
-    const std::string path = tokenFile.GetPath() + PasswordSuffix;
-    struct stat status {};
-    return lstat(path.c_str(), &status) == 0 &&
-           std::abs(std::time(nullptr) - status.st_mtime) < PasswordPauseSeconds;
+    return ReadMark(FindPasswordMark(tokenFile), PasswordPauseSeconds) > 0;
 }
 
-void MarkRefreshUnanswered(const TokenFile& tokenFile, const std::string& refreshToken) {
-    LeaveMark(tokenFile, RefreshSuffix, HashToBase64Url(refreshToken));
+void MarkServerPause(const std::string& server, std::chrono::seconds pause) {
+    LeaveMark(FindPauseMark(server), std::time(nullptr) + std::min(pause, MaxPause).count());
 }
 
-bool IsRefreshUnanswered(const TokenFile& tokenFile, const std::string& refreshToken) {
-    const FileReading mark =
-        ReadRegularFile(tokenFile.GetPath() + RefreshSuffix, MaxMarkBytes, SymbolicLinks::Refuse);
-    return mark.problem.empty() && mark.bytes == HashToBase64Url(refreshToken);
+std::chrono::seconds ReadServerPause(const std::string& server) {
+    return std::chrono::seconds(ReadMark(FindPauseMark(server), MaxPause.count()));
 }
 
 } // namespace VarnelBase

@@ -1,13 +1,14 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "TokenFile.h"
 
 namespace VarnelBase {
 
-/// Notes beside a token file about what must not be tried again, for every process to see. Where
-/// no note can be left, none is found.
+/// What must not be tried again yet, noted for every process to see in the directory of the tokens;
+/// what can be noted nowhere else is known to this process alone.
 
 /// Notes that the provider has just refused the password.
 void MarkPasswordRefused(const TokenFile& tokenFile);
@@ -16,11 +17,10 @@ void MarkPasswordRefused(const TokenFile& tokenFile);
 /// is wrong again and again.
 bool WasPasswordJustRefused(const TokenFile& tokenFile);
 
-/// Notes that a refresh with this token went out and no answer came.
-void MarkRefreshUnanswered(const TokenFile& tokenFile, const std::string& refreshToken);
+/// Notes for how long a server wants to be asked nothing more; no longer than an hour counts.
+void MarkServerPause(const std::string& server, std::chrono::seconds pause);
 
-/// Whether that is noted about this token. The provider may have taken it for used, and takes a
-/// second use for theft (RFC 9700, section 4.14.2).
-bool IsRefreshUnanswered(const TokenFile& tokenFile, const std::string& refreshToken);
+/// How much of that is left; none: it may be asked.
+std::chrono::seconds ReadServerPause(const std::string& server);
 
 } // namespace VarnelBase

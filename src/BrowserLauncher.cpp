@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "EnvironmentVariable.h"
+#include "KnownSettings.h"
 
 extern char** environ; // NOLINT(readability-redundant-declaration): POSIX leaves it to the program
 
@@ -50,7 +51,10 @@ std::vector<Words> FindCommands() {
     return {{"open"}};
 #else
     if (!ReadVariable("WSL_DISTRO_NAME").empty()) { return {{"wslview"}, {"xdg-open"}}; }
-    return {{"xdg-open"}};
+    // Without a screen it would start a browser in the terminal, which has no terminal here.
+    const bool hasScreen =
+        !ReadVariable("DISPLAY").empty() || !ReadVariable("WAYLAND_DISPLAY").empty();
+    return hasScreen ? std::vector<Words>{{"xdg-open"}} : std::vector<Words>();
 #endif
 }
 
@@ -71,9 +75,12 @@ Words FilterEnvironment() {
     Words kept;
     for (char** entry = environ; *entry != nullptr; ++entry) {
         const std::string text = *entry;
-        const bool isSecret = text.rfind("VARNEL_TOKEN=", 0) == 0 ||
-                              text.rfind("VARNEL_PASSWORD=", 0) == 0 ||
-                              text.rfind("VARNEL_CLIENT_SECRET=", 0) == 0;
+        const std::string name = text.substr(0, text.find('='));
+        const bool isSecret =
+            name == TokenVariable ||
+            std::any_of(KnownSettings.begin(), KnownSettings.end(), [&name](const auto& setting) {
+                return setting.kind == SettingKind::Secret && name == setting.variable;
+            });
         if (!isSecret) { kept.push_back(text); }
     }
     return kept;

@@ -1,6 +1,8 @@
 #include "CallbackServer.h"
 
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -11,8 +13,12 @@
 #include <cstring>
 #include <exception>
 #include <list>
+#include <stdexcept>
 #include <string_view>
 #include <utility>
+
+#include "HttplibDifferences.h"
+#include "PrivateFile.h"
 
 namespace VarnelBase {
 
@@ -155,6 +161,12 @@ void AnswerRequest(
     const httplib::Request& request, httplib::Response& response, LoginAttempt& attempt,
     const std::function<void(const httplib::Request&, httplib::Response&)>& takeCallback) {
     const int status = attempt.Judge(request);
+    if (status == 302) {
+        attempt.isStarted = true;
+        ShowPage(response, status, "Signing in", "The browser goes on to the provider.");
+        response.set_header("Location", attempt.authorizationUrl);
+        return;
+    }
     if (status != 200) {
         ShowPage(response, status, "Nothing to see here", "This is not the expected sign-in.");
         return;
@@ -170,7 +182,55 @@ void AnswerRequest(
     }
 }
 
+/// Whether this machine has 127.0.0.1.
+bool HasIpv4Loopback() {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const FileDescriptor probe(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    return probe.IsOpen() &&
+           bind(probe.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+}
+
+/// The port that the server listens at; 0 when none is free.
+int BindFirstFreePort(httplib::Server& server, const std::string& address,
+                      const PortRanges& ports) {
+    if (ports.empty()) { return std::max(0, server.bind_to_any_port(address)); }
+    for (const auto& [first, last] : ports) {
+        for (int port = first; port <= last; ++port) {
+            if (server.bind_to_port(address, port)) { return port; }
+        }
+    }
+    return 0;
+}
+
 } // namespace
+
+std::string BindCallbackServer(httplib::Server& server, const PortRanges& ports) {
+    const std::string address = HasIpv4Loopback() ? "127.0.0.1" : "::1";
+    const int port = BindFirstFreePort(server, address, ports);
+    if (port == 0 && ports.empty()) {
+        throw std::runtime_error("no port on " + address + " is free for the browser's answer");
+    }
+    if (port == 0) {
+        throw std::runtime_error("callbackPorts: no port of " + DescribePortRanges(ports) +
+                                 " is free on " + address +
+                                 " for the browser's answer: end the program that listens there, "
+                                 "or set ports that the provider accepts as well");
+    }
+    return "http://" + (address == "::1" ? "[::1]" : address) + ":" + std::to_string(port) +
+           "/callback";
+}
+
+void WidenCallbackListener(int listener) {
+    if (!CanWaitFor(listener)) {
+        throw std::runtime_error(
+            "the browser's answer cannot be received: the program has more than " +
+            std::to_string(FD_SETSIZE) +
+            " files open. Compile it and VarnelBase with CPPHTTPLIB_USE_POLL");
+    }
+    listen(listener, SOMAXCONN);
+}
 
 void PrepareCallbackServer(
     httplib::Server& server, LoginAttempt& attempt,
@@ -180,7 +240,10 @@ void PrepareCallbackServer(
     server.set_write_timeout(ConnectionTimeout);
     server.set_idle_interval(IdleInterval);
     server.set_socket_options([&attempt](socket_t listener) {
-        // httplib's own options would let another process share the port and take callbacks.
+        // httplib's own options would let another process share the port and take callbacks. This
+        // one lets the port be taken again while connections of an earlier login end.
+        const int isReused = 1;
+        setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &isReused, sizeof(isReused));
         fcntl(listener, F_SETFD, FD_CLOEXEC);
         attempt.listener = listener;
     });

@@ -3,7 +3,9 @@
 #include <httplib.h>
 
 #include <functional>
+#include <string>
 
+#include "CallbackPorts.h"
 #include "LoginAttempt.h"
 
 namespace VarnelBase {
@@ -18,5 +20,16 @@ namespace VarnelBase {
 void PrepareCallbackServer(
     httplib::Server& server, LoginAttempt& attempt,
     std::function<void(const httplib::Request&, httplib::Response&)> takeCallback);
+
+/// Takes a free port of this machine for the browser's answer, the first free one of those given if
+/// any are, and returns the address of the callback there.
+///
+/// @throws std::runtime_error when no port is free, naming the setting
+std::string BindCallbackServer(httplib::Server& server, const PortRanges& ports);
+
+/// Makes room for many connections at once, of which httplib lets only five wait.
+///
+/// @throws std::runtime_error when so many files are open that httplib cannot watch the socket
+void WidenCallbackListener(int listener);
 
 } // namespace VarnelBase

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "EnvironmentNames.h"
 #include "EnvironmentVariable.h"
 #include "KnownSettings.h"
 #include "PrivateFile.h"
@@ -69,15 +70,15 @@ public:
         return Refuse("must not be negative");
     }
     bool number_unsigned(number_unsigned_t value) override {
-        return Keep({SettingKind::Number}, std::to_string(value));
+        return Keep({SettingKind::Number, SettingKind::Ports}, std::to_string(value));
     }
     bool number_float(number_float_t /*value*/, const string_t& /*text*/) override {
         return Refuse("must be a whole number");
     }
     bool string(string_t& value) override {
-        return Keep(
-            {SettingKind::Text, SettingKind::Secret, SettingKind::Number, SettingKind::Flag},
-            std::move(value));
+        return Keep({SettingKind::Text, SettingKind::Secret, SettingKind::Number,
+                     SettingKind::Ports, SettingKind::Flag},
+                    std::move(value));
     }
     bool binary(binary_t& /*value*/) override { return false; }
 
@@ -119,7 +120,8 @@ private:
 
     bool IsAllowed() const {
         if (sections.size() == 1) {
-            return member == "local" || member == "staging" || member == "production";
+            return std::find(EnvironmentNames.begin(), EnvironmentNames.end(), member) !=
+                   EnvironmentNames.end();
         }
         return IsSection() ||
                (FindKnown(member) != nullptr && (sections.empty() || member != "environment"));

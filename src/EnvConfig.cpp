@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "EnvironmentNames.h"
 #include "QuotedText.h"
 #include "SettingSources.h"
 
@@ -36,7 +37,9 @@ bool IsBareHost(const std::string& host) {
            (host.find(':') == std::string::npos || IsZonedIpv6Address(host));
 }
 
-Environment ChooseEnvironment(Environment (*parse)(const std::string&)) {
+/// @param reading lives until the constructor that this chooses for has returned
+Environment ChooseEnvironment(const SettingsReading& /*reading*/,
+                              Environment (*parse)(const std::string&)) {
     const auto chosen = SettingSources().FindEnvironment();
     if (!chosen) { return Environment::Local; }
     try {
@@ -46,13 +49,14 @@ Environment ChooseEnvironment(Environment (*parse)(const std::string&)) {
 
 } // namespace
 
-EnvConfig::EnvConfig() : EnvConfig(ChooseEnvironment(&ParseEnvironment)) {}
+EnvConfig::EnvConfig() : EnvConfig(ChooseEnvironment(SettingsReading(), &ParseEnvironment)) {}
 
 EnvConfig::EnvConfig(Environment deployment)
     : environment(deployment),
       apiHost(deployment == Environment::Local ? "127.0.0.1" : UnsetHost),
       apiPort(deployment == Environment::Local ? LocalPort : DeployedPort),
       offline(false) {
+    const SettingsReading reading;
     LoadOverrides();
     LoadCredentials();
 }
@@ -76,8 +80,8 @@ bool EnvConfig::HasCredentials() const {
 Environment EnvConfig::ParseEnvironment(const std::string& text) {
     const auto found = FindEnvironmentNamed(text);
     if (!found) {
-        throw std::invalid_argument("unknown environment " + QuoteText(text) +
-                                    ": known are local, staging and production");
+        throw std::invalid_argument("unknown environment " + QuoteText(text) + ": " +
+                                    KnownEnvironments);
     }
     return *found;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,7 +14,11 @@ struct IdentityProvider {
     std::string issuer;
     std::string authorizationEndpoint;
     IdentityUrl tokenEndpoint;
-    bool announcesIssuer = false; ///< its redirects carry "iss" (RFC 9207)
+    std::string deviceEndpoint;     ///< RFC 8628; empty: not offered
+    std::string revocationEndpoint; ///< RFC 7009; empty: not offered
+    bool announcesIssuer = false;   ///< its redirects carry "iss" (RFC 9207)
+    bool isSecretInForm = false;    ///< it does not accept the client's secret as HTTP Basic
+    std::string date;               ///< the header of that name that came with the document
 };
 
 /// This program at the provider.
@@ -21,35 +26,66 @@ struct IdentityClient {
     std::string id;
     std::string secret; ///< empty: a public client
     std::string caFile; ///< further trusted certificates (PEM); empty: none
+    std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max();
 };
 
-/// What the token endpoint answered: tokens, or an error code (RFC 6749, sections 5.1 and 5.2).
-struct TokenAnswer {
-    std::string accessToken;  ///< not empty without an error
-    std::string refreshToken; ///< empty: none was issued
-    std::string error;        ///< "invalid_grant" and the like; empty: none
+/// The provider said no (RFC 6749, section 5.2).
+struct Refusal {
+    std::string error;  ///< "invalid_grant" and the like, "status 403" without one; empty: none
+    std::string reason; ///< for people, fit to be shown; may be empty
 };
+
+/// What the token endpoint answered: tokens (RFC 6749, section 5.1) or a refusal.
+struct TokenAnswer {
+    std::string accessToken;  ///< not empty without a refusal
+    std::string refreshToken; ///< empty: none was issued
+    std::string idToken;      ///< empty: none was issued
+    Refusal refusal;
+};
+
+using FormFields = std::vector<std::pair<std::string, std::string>>;
 
 /// Reads the issuer's discovery document.
 ///
 /// @throws IdentityError when it cannot be read, is another issuer's, or lacks an endpoint
 /// @throws std::runtime_error naming `authHost` when the issuer's address cannot be used
-IdentityProvider DiscoverProvider(const std::string& issuer, const std::string& caFile);
+IdentityProvider DiscoverProvider(const std::string& issuer, const IdentityClient& client);
 
 /// Where the browser goes to sign in (RFC 6749, section 4.1.1).
 std::string BuildAuthorizationUrl(const IdentityProvider& provider, const std::string& query);
 
 /// Fields as application/x-www-form-urlencoded.
-std::string BuildForm(const std::vector<std::pair<std::string, std::string>>& fields);
+std::string BuildForm(const FormFields& fields);
 
 /// An error code fit to be shown; "unknown_error" for a text that is none and may hold a secret.
 std::string NameErrorCode(const std::string& text);
 
-/// Sends a form to the token endpoint, once, with the client's authentication. An answer with
-/// tokens also tells the provider's clock.
+/// A provider's words fit to be shown: on one line, without control characters, cut at 200 bytes.
+/// Empty when they quote a secret that the form has told the provider.
+std::string CleanReason(const std::string& text, const std::string& form);
+
+/// What was refused and why, and what to do about it.
+std::string DescribeRefusal(const std::string& what, const Refusal& refusal);
+
+/// Whether the client was refused, or how it asks, and not the person or the session.
+bool IsAboutClient(const Refusal& refusal);
+
+/// Sends a form to one of the provider's endpoints, once, with the client's authentication.
 ///
-/// @throws IdentityError when there is no answer, or one that is neither tokens nor an error code
+/// @param where names the endpoint in errors
+/// @throws IdentityError when there is no answer, or the provider wants to be left alone (status
+///         429 or 503), which is respected until then
+IdentityAnswer SendForm(const IdentityUrl& endpoint, const IdentityProvider& provider,
+                        const IdentityClient& client, std::string form, const std::string& where);
+
+/// Sends a form to the token endpoint, once. An answer with tokens also tells the provider's clock
+/// and, for a token that does not state it, the lifetime.
+///
+/// @throws IdentityError when there is no answer, or one that is neither tokens nor a refusal
 TokenAnswer RequestTokens(const IdentityProvider& provider, const IdentityClient& client,
                           const std::string& form);
+
+/// What was refused by a status from 400 to 499.
+Refusal ReadRefusal(const IdentityAnswer& answer, const std::string& form);
 
 } // namespace VarnelBase

@@ -28,6 +28,9 @@ IdentitySettings ReadIdentitySettings(Environment environment) {
     const auto timeout = sources.Find("loginTimeout", environment);
     identity.loginTimeout = std::chrono::seconds(
         timeout ? ParseNumber(*timeout, MaxLoginTimeoutSeconds) : LoginTimeoutSeconds);
+    if (const auto ports = sources.Find("callbackPorts", environment)) {
+        identity.callbackPorts = ParsePortRanges(*ports);
+    }
     return identity;
 }
 

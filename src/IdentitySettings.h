@@ -3,6 +3,7 @@
 #include <chrono>
 #include <string>
 
+#include "CallbackPorts.h"
 #include "EnvConfig.h"
 
 namespace VarnelBase {
@@ -16,6 +17,7 @@ struct IdentitySettings {
     std::string groupsClaim;  ///< the access token's claim that holds the groups
     std::string caFile;       ///< further trusted certificates (PEM); empty: the system's alone
     std::chrono::seconds loginTimeout{0}; ///< how long a login in the browser may take
+    PortRanges callbackPorts;             ///< where the browser may come back to; none: anywhere
 };
 
 /// Reads the variables and the configuration file.

@@ -84,7 +84,9 @@ IdentityUrl ParseIdentityUrl(const std::string& text, const std::string& name) {
     const bool isBracketed = authority.rfind('[', 0) == 0 && bracket != std::string::npos;
     const std::size_t hostEnd =
         isBracketed ? bracket + 1 : std::min(authority.find(':'), authority.size());
-    url.host = isBracketed ? authority.substr(1, bracket - 1) : authority.substr(0, hostEnd);
+    // Names compare without regard to letter case (RFC 4343), and the HTTP library's do not.
+    url.host =
+        LowerCase(isBracketed ? authority.substr(1, bracket - 1) : authority.substr(0, hostEnd));
     if (isBracketed ? !IsIpv6Address(url.host) : !IsHostName(url.host)) {
         throw refuse("has no valid host name");
     }

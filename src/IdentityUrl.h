@@ -7,7 +7,7 @@ namespace VarnelBase {
 /// An address at the identity provider, in its parts.
 struct IdentityUrl {
     bool isSecure = false; ///< https
-    std::string host;      ///< name or address; IPv6 without brackets
+    std::string host;      ///< name or address in small letters; IPv6 without brackets
     int port = 0;
     std::string target; ///< path and query; "" for none
 };

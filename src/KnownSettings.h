@@ -4,7 +4,7 @@
 
 namespace VarnelBase {
 
-enum class SettingKind { Text, Secret, Number, Flag };
+enum class SettingKind { Text, Secret, Number, Ports, Flag };
 
 /// A setting that the configuration file and the process environment may hold.
 struct KnownSetting {
@@ -13,7 +13,7 @@ struct KnownSetting {
     SettingKind kind;
 };
 
-inline constexpr std::array<KnownSetting, 14> KnownSettings{{
+inline constexpr std::array<KnownSetting, 15> KnownSettings{{
     {"environment", "VARNEL_ENVIRONMENT", SettingKind::Text},
     {"apiHost", "VARNEL_API_HOST", SettingKind::Text},
     {"apiPort", "VARNEL_API_PORT", SettingKind::Number},
@@ -28,6 +28,10 @@ inline constexpr std::array<KnownSetting, 14> KnownSettings{{
     {"groupsClaim", "VARNEL_GROUPS_CLAIM", SettingKind::Text},
     {"caFile", "VARNEL_CA_FILE", SettingKind::Text},
     {"loginTimeout", "VARNEL_LOGIN_TIMEOUT", SettingKind::Number},
+    {"callbackPorts", "VARNEL_CALLBACK_PORTS", SettingKind::Ports},
 }};
+
+/// The variable that holds an access token; it has no key in the file.
+inline constexpr const char* TokenVariable = "VARNEL_TOKEN";
 
 } // namespace VarnelBase

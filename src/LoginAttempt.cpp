@@ -1,10 +1,15 @@
 #include "LoginAttempt.h"
 
 #include <openssl/crypto.h>
+#include <unistd.h>
 
 #include <stdexcept>
 
+#include "BrowserLauncher.h"
+#include "CallbackServer.h"
 #include "CryptoText.h"
+#include "LoginGuide.h"
+#include "PeerOwner.h"
 
 namespace VarnelBase {
 
@@ -15,12 +20,21 @@ bool IsSame(const std::string& left, const std::string& right) {
            CRYPTO_memcmp(left.data(), right.data(), left.size()) == 0;
 }
 
+/// "127.0.0.1:53682" of "http://127.0.0.1:53682/callback".
+std::string FindAuthority(const std::string& address) {
+    const std::size_t begin = address.find("//") + 2;
+    return address.substr(begin, address.find('/', begin) - begin);
+}
+
 } // namespace
 
-LoginAttempt::LoginAttempt(std::chrono::seconds limit)
-    : deadline(std::chrono::steady_clock::now() + limit),
+LoginAttempt::LoginAttempt(std::chrono::seconds timeout)
+    : limit(timeout),
+      deadline(std::chrono::steady_clock::now() + timeout),
+      startPath("/" + MakeRandomText()),
       state(MakeRandomText()),
-      verifier(MakeRandomText()) {}
+      verifier(MakeRandomText()),
+      nonce(MakeRandomText()) {}
 
 std::string LoginAttempt::BuildQuery(const std::string& clientId, const std::string& scope) const {
     return BuildForm({{"response_type", "code"},
@@ -28,21 +42,24 @@ std::string LoginAttempt::BuildQuery(const std::string& clientId, const std::str
                       {"redirect_uri", redirectUri},
                       {"scope", scope},
                       {"state", state},
+                      {"nonce", nonce},
                       {"code_challenge", HashToBase64Url(verifier)},
-                      {"code_challenge_method", "S256"}});
+                      {"code_challenge_method", "S256"}}) +
+           (GetLoginGuide().isOtherUser ? "&prompt=login" : "");
 }
 
 int LoginAttempt::Judge(const httplib::Request& request) const {
-    const std::size_t authority = redirectUri.find("//") + 2;
-    const std::size_t path = redirectUri.find('/', authority);
-    if (request.target.substr(0, request.target.find('?')) != redirectUri.substr(path)) {
+    const std::string authority = FindAuthority(redirectUri);
+    const bool isStart = IsSame(request.target, startPath);
+    if (!isStart && request.target.substr(0, request.target.find('?')) !=
+                        redirectUri.substr(redirectUri.find(authority) + authority.size())) {
         return 404;
     }
     if (request.method != "GET") { return 405; }
     // Another name for this machine is a page that had its name resolved anew.
-    const bool isForUs =
-        request.get_header_value_count("Host") == 1 &&
-        request.get_header_value("Host") == redirectUri.substr(authority, path - authority);
+    const bool isForUs = request.get_header_value_count("Host") == 1 &&
+                         request.get_header_value("Host") == authority;
+    if (isStart) { return isForUs ? JudgeStart(request) : 400; }
     const std::size_t codes = request.get_param_value_count("code");
     const std::size_t errors = request.get_param_value_count("error");
     const bool isOurs = isForUs && codes + errors == 1 &&
@@ -51,10 +68,25 @@ int LoginAttempt::Judge(const httplib::Request& request) const {
     return isOurs ? 200 : 400;
 }
 
+int LoginAttempt::JudgeStart(const httplib::Request& request) const {
+    const std::string authority = FindAuthority(redirectUri);
+    const int port = std::stoi(authority.substr(authority.rfind(':') + 1));
+    const auto owner = FindPeerOwner(request.remote_port, port);
+    if (owner == geteuid()) { return 302; }
+    // Root may carry a browser's connections here from another system on this machine.
+    if (owner && *owner != 0) { return 403; }
+    return isStarted ? 403 : 302;
+}
+
+std::string LoginAttempt::GetStartAddress() const {
+    return "http://" + FindAuthority(redirectUri) + startPath;
+}
+
 httplib::Request LoginAttempt::AddSecrets(const httplib::Request& request) const {
     httplib::Request callback = request;
     for (const auto& [name, value] :
-         {std::pair("redirect_uri", redirectUri), std::pair("code_verifier", verifier)}) {
+         {std::pair("redirect_uri", redirectUri), std::pair("code_verifier", verifier),
+          std::pair("nonce", nonce)}) {
         callback.params.erase(name);
         callback.params.emplace(name, value);
     }
@@ -68,6 +100,27 @@ void LoginAttempt::CheckIssuer(const httplib::Request& request,
     if (count != 1 || request.get_param_value("iss") != provider.issuer) {
         throw std::runtime_error(provider.issuer + ": the browser came back from another issuer");
     }
+}
+
+void LoginAttempt::Begin(const IdentityProvider& provider,
+                         const std::function<void()>& openBrowser) {
+    const LoginGuide& guide = GetLoginGuide();
+    try {
+        WidenCallbackListener(listener);
+        openBrowser();
+    } catch (const NoBrowser&) {
+        isOnDevice = guide.showCode && !provider.deviceEndpoint.empty();
+        if (!isOnDevice && !guide.showAddress) { failure = std::current_exception(); }
+    } catch (...) { failure = std::current_exception(); }
+    isOver = isOnDevice || failure;
+    if (!isOver && guide.showAddress) { guide.showAddress(authorizationUrl); }
+}
+
+void LoginAttempt::RequireSuccess(const std::string& issuer) const {
+    if (failure) { std::rethrow_exception(failure); }
+    if (isOver) { return; }
+    throw std::runtime_error("signing in to " + issuer + ": nobody did within " +
+                             std::to_string(limit.count()) + " s (VARNEL_LOGIN_TIMEOUT)");
 }
 
 void ShowPage(httplib::Response& response, int status, const std::string& title,

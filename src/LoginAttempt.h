@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <exception>
+#include <functional>
 #include <string>
 
 #include "IdentityProvider.h"
@@ -14,32 +15,53 @@ namespace VarnelBase {
 /// belongs to that call alone.
 class LoginAttempt {
 public:
-    explicit LoginAttempt(std::chrono::seconds limit);
+    explicit LoginAttempt(std::chrono::seconds timeout);
 
     /// The query that asks the provider for a code to be sent to `redirectUri`.
     std::string BuildQuery(const std::string& clientId, const std::string& scope) const;
 
-    /// What to answer a request with: 200 for this attempt's callback, else 400, 404 or 405.
+    /// Where the browser is to begin: an address of this program, which sends it on to the
+    /// provider. Other users of the machine see it among the arguments of the browser's command.
+    std::string GetStartAddress() const;
+
+    /// What to answer a request with: 200 for this attempt's callback, 302 for the browser's
+    /// beginning, else 400, 403, 404 or 405.
     int Judge(const httplib::Request& request) const;
 
     /// The callback together with what the exchange of its code needs besides, among its `params`:
-    /// "redirect_uri" and "code_verifier".
+    /// "redirect_uri", "code_verifier" and "nonce".
     httplib::Request AddSecrets(const httplib::Request& request) const;
 
     /// Throws when the callback does not come from the provider that was asked (RFC 9207).
     void CheckIssuer(const httplib::Request& request, const IdentityProvider& provider) const;
 
+    /// Opens the browser and tells the person that it is waited for. Where none can be opened, the
+    /// person is to sign in at another device if the provider offers that, or to open the address
+    /// by hand; a program that shows neither has failed.
+    void Begin(const IdentityProvider& provider, const std::function<void()>& openBrowser);
+
+    /// Throws why nobody has signed in, if so.
+    void RequireSuccess(const std::string& issuer) const;
+
     bool IsOver() const { return isOver || std::chrono::steady_clock::now() >= deadline; }
 
-    std::string redirectUri;    ///< this program's address for the callback
-    int listener = -1;          ///< the socket that takes connections to it
-    bool isOver = false;        ///< the callback has come, or there is no point in waiting
-    std::exception_ptr failure; ///< why the callback did not lead to tokens
+    std::string redirectUri;      ///< this program's address for the callback
+    std::string authorizationUrl; ///< the provider's address for the browser
+    int listener = -1;            ///< the socket that takes connections to it
+    bool isStarted = false;       ///< the browser was sent on
+    bool isOver = false;          ///< the callback has come, or there is no point in waiting
+    bool isOnDevice = false;      ///< the person signs in at another device instead
+    std::exception_ptr failure;   ///< why there are no tokens
 
 private:
+    std::chrono::seconds limit;
     std::chrono::steady_clock::time_point deadline;
+    int JudgeStart(const httplib::Request& request) const;
+
+    std::string startPath;
     std::string state;
     std::string verifier;
+    std::string nonce;
 };
 
 /// Answers with a page that says how it went, and with nothing that came in the request.

@@ -25,22 +25,6 @@ constexpr mode_t OthersMode = 0077;
 constexpr std::time_t LeftoverSeconds = 60;
 constexpr const char* TemporarySuffix = ".tmp";
 
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int opened) : number(opened) {}
-    ~FileDescriptor() {
-        if (number >= 0) { close(number); }
-    }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-
-    int Get() const { return number; }
-    bool IsOpen() const { return number >= 0; }
-
-private:
-    int number;
-};
-
 std::string DescribeError(int error) {
     return std::generic_category().message(error);
 }
@@ -93,7 +77,18 @@ void RemoveLeftovers(const std::string& directory, const std::string& name) {
     }
 }
 
+/// Refuses root a directory below another user's, who could no longer use what root leaves there.
+void RequireOwnHome(const struct stat& existing, const std::string& path) {
+    if (geteuid() != 0 || existing.st_uid == 0) { return; }
+    throw std::system_error(EPERM, std::generic_category(),
+                            path + " belongs to another user: run this as that user, or set HOME");
+}
+
 } // namespace
+
+FileDescriptor::~FileDescriptor() {
+    if (number >= 0) { close(number); }
+}
 
 FileReading ReadRegularFile(const std::string& path, std::size_t maxBytes, SymbolicLinks links) {
     FileReading reading;
@@ -134,45 +129,84 @@ FileReading ReadRegularFile(const std::string& path, std::size_t maxBytes, Symbo
 }
 
 void CreatePrivateDirectory(const std::string& path) {
+    struct stat status {};
+    std::string nearest; // of those that exist
     for (std::size_t end = path.find('/', 1); true; end = path.find('/', end + 1)) {
         const std::string part = path.substr(0, end);
-        if (mkdir(part.c_str(), PrivateDirectoryMode) != 0 && errno != EEXIST) { ThrowError(part); }
+        struct stat found {};
+        if (stat(part.c_str(), &found) == 0) {
+            nearest = part;
+            status = found;
+        } else if (errno != ENOENT) {
+            ThrowError(part);
+        } else {
+            RequireOwnHome(status, nearest);
+            // Whatever the umask takes away.
+            const bool isMade = mkdir(part.c_str(), PrivateDirectoryMode) == 0;
+            if (isMade ? chmod(part.c_str(), PrivateDirectoryMode) != 0 : errno != EEXIST) {
+                ThrowError(part);
+            }
+        }
         if (end == std::string::npos) { break; }
     }
+    RequireOwnHome(status, nearest);
     const FileDescriptor directory(
         open(path.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY | O_NOFOLLOW));
-    struct stat status {};
-    if (!directory.IsOpen() || fstat(directory.Get(), &status) != 0) { ThrowError(path); }
+    if (!directory.IsOpen() || fstat(directory.Get(), &status) != 0) {
+        struct stat link {};
+        const int error = errno;
+        const bool isLink = lstat(path.c_str(), &link) == 0 && S_ISLNK(link.st_mode);
+        errno = error;
+        ThrowError(isLink ? path + " must not be a symbolic link" : path);
+    }
     if (!IsPrivate(status) && fchmod(directory.Get(), PrivateDirectoryMode) != 0) {
         ThrowError(path);
     }
 }
 
-void ReplacePrivateFile(const std::string& directory, const std::string& name,
-                        const std::string& bytes) {
-    RemoveLeftovers(directory, name);
-    const std::string path = directory + "/" + name;
-    const FileDescriptor parent(open(directory.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY));
+FileReplacement::FileReplacement(const std::string& directory, const std::string& fileName,
+                                 std::size_t size)
+    : path(directory + "/" + fileName),
+      name(fileName),
+      temporary(MakeRandomName(fileName)),
+      parent(open(directory.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY)),
+      file(parent.IsOpen()
+               ? openat(parent.Get(), temporary.c_str(),
+                        O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, PrivateFileMode)
+               : -1) {
     if (!parent.IsOpen()) { ThrowError(directory); }
-
-    const std::string temporary = MakeRandomName(name);
-    const FileDescriptor file(openat(parent.Get(), temporary.c_str(),
-                                     O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                                     PrivateFileMode));
     if (!file.IsOpen()) { ThrowError(path); }
-    try {
-        if (fchmod(file.Get(), PrivateFileMode) != 0) { ThrowError(path); }
-        WriteAll(file.Get(), bytes, path);
-        if (fsync(file.Get()) != 0) { ThrowError(path); }
-        if (renameat(parent.Get(), temporary.c_str(), parent.Get(), name.c_str()) != 0) {
-            ThrowError(path);
-        }
-    } catch (...) {
-        unlinkat(parent.Get(), temporary.c_str(), 0);
-        throw;
+    RemoveLeftovers(directory, name);
+    int error = fchmod(file.Get(), PrivateFileMode) == 0 ? 0 : errno;
+    if (error == 0 && size > 0) {
+        error = posix_fallocate(file.Get(), 0, static_cast<off_t>(size));
+        if (error == EOPNOTSUPP || error == EINVAL) { error = 0; } // Writing will tell.
     }
+    if (error != 0) {
+        unlinkat(parent.Get(), temporary.c_str(), 0);
+        throw std::system_error(error, std::generic_category(), path);
+    }
+}
+
+FileReplacement::~FileReplacement() {
+    if (!isDone) { unlinkat(parent.Get(), temporary.c_str(), 0); }
+}
+
+void FileReplacement::Finish(const std::string& bytes) {
+    WriteAll(file.Get(), bytes, path);
+    if (ftruncate(file.Get(), static_cast<off_t>(bytes.size())) != 0) { ThrowError(path); }
+    if (fsync(file.Get()) != 0) { ThrowError(path); }
+    if (renameat(parent.Get(), temporary.c_str(), parent.Get(), name.c_str()) != 0) {
+        ThrowError(path);
+    }
+    isDone = true;
     // A file system that cannot do this for a directory says EINVAL.
     if (fsync(parent.Get()) != 0 && errno != EINVAL) { ThrowError(path); }
+}
+
+void ReplacePrivateFile(const std::string& directory, const std::string& name,
+                        const std::string& bytes) {
+    FileReplacement(directory, name, 0).Finish(bytes);
 }
 
 void RemovePrivateFile(const std::string& directory, const std::string& name) {

@@ -22,10 +22,52 @@ enum class SymbolicLinks { Follow, Refuse };
 FileReading ReadRegularFile(const std::string& path, std::size_t maxBytes, SymbolicLinks links);
 
 /// Creates a directory for this user alone (0700) and those above it that are missing, and takes
-/// away what others may do in an existing one.
+/// away what others may do in an existing one. Root gets none below a directory of another user,
+/// whom it would lock out of it.
 ///
 /// @throws std::system_error naming the directory
 void CreatePrivateDirectory(const std::string& path);
+
+/// Closes a file when it goes.
+class FileDescriptor {
+public:
+    explicit FileDescriptor(int opened) : number(opened) {}
+    ~FileDescriptor();
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+
+    int Get() const { return number; }
+    bool IsOpen() const { return number >= 0; }
+
+private:
+    int number;
+};
+
+/// A file (0600) that is to take the place of whatever has its name, made beside it beforehand with
+/// room on the disk. Removed again unless it is finished.
+class FileReplacement {
+public:
+    /// @param directory an existing directory
+    /// @param size      how many bytes to make room for; 0: none
+    /// @throws std::system_error naming the file
+    FileReplacement(const std::string& directory, const std::string& fileName, std::size_t size);
+    ~FileReplacement();
+    FileReplacement(const FileReplacement&) = delete;
+    FileReplacement& operator=(const FileReplacement&) = delete;
+
+    const std::string& GetPath() const { return path; }
+
+    /// Does once what `ReplacePrivateFile` says.
+    void Finish(const std::string& bytes);
+
+private:
+    std::string path;
+    std::string name;
+    std::string temporary;
+    FileDescriptor parent;
+    FileDescriptor file;
+    bool isDone = false;
+};
 
 /// Puts a file (0600) with these bytes in the place of whatever has the name, all at once: whoever
 /// opens the name finds the old content or the new one, whole, whenever the machine stops.

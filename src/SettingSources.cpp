@@ -1,12 +1,12 @@
 #include "SettingSources.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <stdexcept>
 #include <system_error>
 
 #include "AsciiCase.h"
+#include "EnvironmentNames.h"
 #include "EnvironmentVariable.h"
 #include "KnownSettings.h"
 
@@ -14,31 +14,55 @@ namespace VarnelBase {
 
 namespace {
 
-constexpr std::array<const char*, 3> EnvironmentNames{"local", "staging", "production"};
+/// What this thread's operation has read.
+struct CurrentReading {
+    int holders = 0;
+    std::shared_ptr<const SettingFile> file;
+};
+
+CurrentReading& GetCurrentReading() {
+    thread_local CurrentReading current;
+    return current;
+}
+
+std::shared_ptr<const SettingFile> ReadSettingFile() {
+    CurrentReading& current = GetCurrentReading();
+    if (current.file) { return current.file; }
+    auto file = std::make_shared<SettingFile>();
+    file->path = FindConfigFile();
+    if (!file->path.empty()) { file->entries = ReadConfigFile(file->path); }
+    if (current.holders > 0) { current.file = file; }
+    return file;
+}
 
 /// The variables belong to the environment that VARNEL_ENVIRONMENT names, if it is set.
 bool HasOwnVariables(Environment environment) {
     const std::string chosen = ReadVariable("VARNEL_ENVIRONMENT");
     if (chosen.empty()) { return true; }
     const auto named = FindEnvironmentNamed(chosen);
-    if (!named) {
-        RejectSetting({chosen, "VARNEL_ENVIRONMENT"}, "known are local, staging and production");
-    }
+    if (!named) { RejectSetting({chosen, "VARNEL_ENVIRONMENT"}, KnownEnvironments); }
     return *named == environment;
 }
 
 } // namespace
 
-SettingSources::SettingSources()
-    : configFile(FindConfigFile()),
-      entries(configFile.empty() ? ConfigEntries() : ReadConfigFile(configFile)) {}
+SettingsReading::SettingsReading() {
+    ++GetCurrentReading().holders;
+}
+
+SettingsReading::~SettingsReading() {
+    CurrentReading& current = GetCurrentReading();
+    if (--current.holders == 0) { current.file.reset(); }
+}
+
+SettingSources::SettingSources() : file(ReadSettingFile()) {}
 
 std::optional<Setting> SettingSources::FindEnvironment() const {
     const std::string chosen = ReadVariable("VARNEL_ENVIRONMENT");
     if (!chosen.empty()) { return Setting{chosen, "VARNEL_ENVIRONMENT"}; }
-    const auto entry = entries.find("environment");
-    if (entry == entries.end()) { return std::nullopt; }
-    return Setting{entry->second, configFile + ": environment"};
+    const auto entry = file->entries.find("environment");
+    if (entry == file->entries.end()) { return std::nullopt; }
+    return Setting{entry->second, file->path + ": environment"};
 }
 
 std::optional<Setting> SettingSources::Find(const std::string& name,
@@ -52,8 +76,10 @@ std::optional<Setting> SettingSources::Find(const std::string& name,
         if (!value.empty()) { return Setting{value, known->variable}; }
     }
     for (const std::string& key : {section + name, name}) {
-        const auto entry = entries.find(key);
-        if (entry != entries.end()) { return Setting{entry->second, configFile + ": " + key}; }
+        const auto entry = file->entries.find(key);
+        if (entry != file->entries.end()) {
+            return Setting{entry->second, file->path + ": " + key};
+        }
     }
     return std::nullopt;
 }

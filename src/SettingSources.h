@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -14,6 +15,23 @@ struct Setting {
     std::string origin;
 };
 
+/// The configuration file as it was when it was read.
+struct SettingFile {
+    std::string path;
+    ConfigEntries entries;
+};
+
+/// One operation's reading of the settings: while it exists, whatever this thread asks of the
+/// configuration file is answered from one reading of it, so that an edit meanwhile cannot mix two
+/// configurations. An operation within another one shares the outer one's reading.
+class SettingsReading {
+public:
+    SettingsReading();
+    ~SettingsReading();
+    SettingsReading(const SettingsReading&) = delete;
+    SettingsReading& operator=(const SettingsReading&) = delete;
+};
+
 /// The configuration file and the environment variables.
 ///
 /// Settings go by their names in the file ("apiHost"); the variable of that one is VARNEL_API_HOST.
@@ -21,7 +39,7 @@ struct Setting {
 /// level. An empty variable counts as unset.
 class SettingSources {
 public:
-    /// Reads the file.
+    /// Reads the file, unless this thread's operation has read it already.
     ///
     /// @throws std::runtime_error naming the file (see ReadConfigFile)
     SettingSources();
@@ -33,8 +51,7 @@ public:
     std::optional<Setting> Find(const std::string& name, Environment environment) const;
 
 private:
-    std::string configFile;
-    ConfigEntries entries;
+    std::shared_ptr<const SettingFile> file;
 };
 
 /// The environment's name in the file: "local", "staging" or "production".

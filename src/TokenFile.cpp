@@ -1,6 +1,7 @@
 #include "TokenFile.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "CryptoText.h"
 #include "EnvironmentVariable.h"
@@ -8,16 +9,18 @@
 
 namespace VarnelBase {
 
-namespace {
-
 std::string FindTokenDirectory() {
     const std::string stateHome = ReadVariable("XDG_STATE_HOME");
     if (stateHome.rfind('/', 0) == 0) { return stateHome + "/varnel/tokens"; }
+    // A relative path would be another directory in each working directory.
     const std::string home = ReadVariable("HOME");
-    return home.empty() ? "" : home + "/.local/state/varnel/tokens";
+    return home.rfind('/', 0) == 0 ? home + "/.local/state/varnel/tokens" : "";
 }
 
-} // namespace
+void RequireTokenDirectory(const TokenFile& file) {
+    if (!file.directory.empty()) { return; }
+    throw std::runtime_error("no place for tokens: set HOME or XDG_STATE_HOME to an absolute path");
+}
 
 TokenFile FindTokenFile(const EnvConfig& config, const IdentitySettings& identity) {
     std::string key;
@@ -27,6 +30,13 @@ TokenFile FindTokenFile(const EnvConfig& config, const IdentitySettings& identit
         key += std::to_string(part.size()) + ":" + part;
     }
     return {FindTokenDirectory(), HashToBase64Url(key) + ".json"};
+}
+
+bool IsStoreFile(const TokenFile& file) {
+    const SettingsReading reading;
+    const EnvConfig config;
+    return FindTokenFile(config, ReadIdentitySettings(config.GetEnvironment())).GetPath() ==
+           file.GetPath();
 }
 
 bool IsAccessTokenText(const std::string& text) {

@@ -9,14 +9,24 @@ namespace VarnelBase {
 
 /// Where the tokens of one environment, provider, client, user and scope lie.
 struct TokenFile {
-    std::string directory; ///< empty: there is no home directory
+    std::string directory; ///< empty: no directory is set
     std::string name;
 
     std::string GetPath() const { return directory + "/" + name; }
 };
 
-/// $XDG_STATE_HOME/varnel/tokens, else ~/.local/state/varnel/tokens, and a name that tells nothing.
+/// $XDG_STATE_HOME/varnel/tokens, else ~/.local/state/varnel/tokens; empty when neither variable
+/// holds an absolute path.
+std::string FindTokenDirectory();
+
+/// Throws std::runtime_error when the file has no directory.
+void RequireTokenDirectory(const TokenFile& file);
+
+/// The file in that directory, under a name that tells nothing.
 TokenFile FindTokenFile(const EnvConfig& config, const IdentitySettings& identity);
+
+/// Whether it is the file that `TokenStore` uses now.
+bool IsStoreFile(const TokenFile& file);
 
 /// Whether a token may go into a header: 0x21 to 0x7E alone, so that it cannot end the line.
 bool IsAccessTokenText(const std::string& text);

@@ -2,13 +2,19 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cmath>
+#include <ctime>
 #include <optional>
 #include <stdexcept>
 
 #include "EnvConfig.h"
 #include "IdentitySettings.h"
 #include "PrivateFile.h"
+#include "ProviderClock.h"
+#include "SettingSources.h"
 #include "TokenFile.h"
+#include "TokenLifetimes.h"
+#include "TokenPlace.h"
 
 namespace VarnelBase {
 
@@ -16,25 +22,49 @@ namespace {
 
 using nlohmann::json;
 
-constexpr std::size_t MaxTokenFileBytes = 1 << 16;
+constexpr double MaxClockSeconds = 1e11; ///< far more than any clock is off
 
 TokenFile FindConfiguredTokenFile() {
+    const SettingsReading reading;
     const EnvConfig config;
     return FindTokenFile(config, ReadIdentitySettings(config.GetEnvironment()));
-}
-
-TokenFile RequireTokenFile() {
-    TokenFile file = FindConfiguredTokenFile();
-    if (file.directory.empty()) {
-        throw std::runtime_error("no place for tokens: neither XDG_STATE_HOME nor HOME is set");
-    }
-    return file;
 }
 
 std::optional<std::string> FindStoredText(const json& document, const char* name) {
     const auto member = document.find(name);
     if (member == document.end() || !member->is_string()) { return std::nullopt; }
     return member->get<std::string>();
+}
+
+std::optional<double> FindStoredNumber(const json& document, const char* name) {
+    const auto member = document.find(name);
+    if (member == document.end() || !member->is_number()) { return std::nullopt; }
+    return member->get<double>();
+}
+
+/// What the answer that brought the token said besides, as far as this process knows it.
+void AddAnswer(json& document, const std::string& accessToken) {
+    const TokenLifetime lifetime = FindKeptLifetime(accessToken);
+    if (lifetime.issuedAt) { document["issuedAt"] = *lifetime.issuedAt; }
+    if (lifetime.expiry) { document["expiresAt"] = *lifetime.expiry; }
+    if (const auto clock = FindProviderClock()) {
+        document["clockAhead"] = clock->secondsAhead;
+        document["clockReadAt"] = clock->at;
+    }
+}
+
+void RestoreAnswer(const json& document, const std::string& accessToken) {
+    const TokenLifetime lifetime{FindStoredNumber(document, "issuedAt"),
+                                 FindStoredNumber(document, "expiresAt")};
+    if (lifetime.expiry && !FindTokenLifetime(accessToken).expiry) {
+        KeepTokenLifetime(accessToken, lifetime);
+    }
+    const auto ahead = FindStoredNumber(document, "clockAhead");
+    const auto readAt = FindStoredNumber(document, "clockReadAt");
+    if (ahead && readAt && std::abs(*ahead) < MaxClockSeconds &&
+        std::abs(*readAt) < MaxClockSeconds) {
+        RestoreProviderClock({static_cast<long long>(*ahead), static_cast<std::time_t>(*readAt)});
+    }
 }
 
 bool IsStorable(const TokenSet& tokens) {
@@ -62,7 +92,9 @@ TokenSet TokenStore::Load() {
     const auto refreshToken = FindStoredText(document, "refreshToken");
     if (!accessToken || !refreshToken) { return {}; }
     TokenSet tokens{*accessToken, *refreshToken};
-    return IsStorable(tokens) ? tokens : TokenSet();
+    if (!IsStorable(tokens)) { return {}; }
+    RestoreAnswer(document, tokens.accessToken);
+    return tokens;
 }
 
 void TokenStore::Store(const TokenSet& tokens) {
@@ -70,15 +102,14 @@ void TokenStore::Store(const TokenSet& tokens) {
         throw std::invalid_argument(
             "the access token is empty, or a token holds a character that no token may hold");
     }
-    const json document =
+    json document =
         json::object({{"accessToken", tokens.accessToken}, {"refreshToken", tokens.refreshToken}});
+    AddAnswer(document, tokens.accessToken);
     const std::string bytes = document.dump();
     if (bytes.size() > MaxTokenFileBytes) {
-        throw std::invalid_argument("the tokens are larger than the store takes");
+        throw std::invalid_argument("the tokens are larger than the store takes (64 KiB)");
     }
-    const TokenFile file = RequireTokenFile();
-    CreatePrivateDirectory(file.directory);
-    ReplacePrivateFile(file.directory, file.name, bytes);
+    WriteTokenFile(FindConfiguredTokenFile(), bytes);
 }
 
 void TokenStore::Clear() {

@@ -41,14 +41,20 @@ protected:
     std::string seen;
 };
 
-/// Goes to the callback at once and leaves behind what it was started with.
+/// Goes where it is sent, but to the callback at once, and leaves behind what it was started with.
 const char* const Browser = R"(#!/bin/bash
 (env; echo "$@") >"$HOME/child"
-[[ $1 =~ %3A([0-9]+)%2Fcallback.*state=([^&]+) ]]
-exec 3<>"/dev/tcp/127.0.0.1/${BASH_REMATCH[1]}"
-printf 'GET /callback?code=S3CRET-code&state=%s HTTP/1.1\r\nHost: 127.0.0.1:%s\r\n\r\n' \
-    "${BASH_REMATCH[2]}" "${BASH_REMATCH[1]}" >&3
-cat <&3 &
+[[ $1 =~ ^http://127.0.0.1:([0-9]+)(/.*)$ ]]
+port=${BASH_REMATCH[1]} start=${BASH_REMATCH[2]}
+get() {
+    exec 3<>"/dev/tcp/127.0.0.1/$2"
+    printf 'GET %s HTTP/1.1\r\nHost: 127.0.0.1:%s\r\n\r\n' "$1" "$2" >&3
+    cat <&3
+}
+{
+    [[ $(get "$start" "$port") =~ state=([^&]+) ]]
+    get "/callback?code=S3CRET-code&state=${BASH_REMATCH[1]}" "$port"
+} &
 )";
 
 } // namespace
@@ -61,7 +67,8 @@ TEST_F(Secrets, AreNowhereWhateverFails) {
     Set("VARNEL_CLIENT_SECRET", "S3CRET-client");
     const std::string good = Spoil("x", "S3CRET");
     const std::string wrongType = Spoil("token_type", "S3CRET");
-    const std::string refusal = R"({"error":"S3CRET","error_description":"S3CRET"})";
+    const std::string refusal =
+        R"({"error":"S3CRET","error_description":"S3CRET-refresh S3CRET-password S3CRET-code"})";
     const std::string deep = std::string(300000, '[') + std::string(300000, ']');
     std::vector<std::pair<bool, std::string>> answers{
         // whether discovery goes well before
@@ -76,7 +83,7 @@ TEST_F(Secrets, AreNowhereWhateverFails) {
     };
     for (const std::string& bad :
          {MakeAnswer(200, "S3CRET"), MakeAnswer(400, refusal), MakeAnswer(401, refusal),
-          MakeAnswer(400, R"({"error":"invalid_grant","error_description":"S3CRET"})"),
+          MakeAnswer(400, R"({"error":"invalid_grant","error_description":"S3CRET-client"})"),
           MakeAnswer(500, "S3CRET"), MakeAnswer(200, std::string(1 << 21, ' ') + "S3CRET"),
           std::string("HTTP/1.1 S3CRET"),
           "HTTP/1.1 307 S3CRET\r\nLocation: http://localhost:" + std::to_string(other.port) +
@@ -114,7 +121,8 @@ TEST_F(Secrets, AreNowhereWhateverFails) {
     EXPECT_GT(verifiers.size(), 10U);
     verifiers.push_back("S3CRET");
     for (const std::string& secret : verifiers) { EXPECT_EQ(seen.find(secret), std::string::npos); }
-    EXPECT_NE(seen.find("code_challenge"), std::string::npos);
+    EXPECT_NE(seen.find("http://127.0.0.1:"), std::string::npos);
+    EXPECT_EQ(seen.find("code_challenge"), std::string::npos); // Other users see arguments.
     EXPECT_EQ(other.TakeRequests(), Log());
 }
 

@@ -23,7 +23,10 @@ export function findFiles(home, suffix) {
   const directory = join(home, '.local/state/varnel/tokens');
   return readdirSync(directory).filter((name) => name.endsWith(suffix)).map((name) => join(directory, name));
 }
-export const readTokens = (home) => findFiles(home, '.json').map((file) => JSON.parse(readFileSync(file, 'utf8')));
+export const readTokens = (home) => findFiles(home, '.json').map((file) => {
+  const { accessToken, refreshToken } = JSON.parse(readFileSync(file, 'utf8'));
+  return { accessToken, refreshToken };
+});
 
 // An unsigned token: the client does not look at signatures.
 export const makeToken = (claims) => ['{"alg":"none"}', JSON.stringify(claims), 'x'].map((part) => Buffer.from(part).toString('base64url')).join('.');
@@ -55,6 +58,8 @@ export function startProbe(home, issuer, operations, { person = goBack, env = {}
     const desk = await listen(createServer(async (request, response) => {
       const seen = JSON.parse(Buffer.concat(await request.toArray()).toString());
       response.end();
+      seen.start = seen.address; // the program's own, which sends the browser on
+      seen.address = (await fetch(seen.start, { redirect: 'manual' })).headers.get('location');
       run.browsers.push(seen);
       const visit = person(seen.address, run);
       visit?.catch(() => run.child.kill()); // seen below
@@ -83,16 +88,18 @@ export const runProbe = (home, issuer, operations, options) => startProbe(home, 
 // An issuer that passes token requests on to a provider's realm and leaves it to
 // `answerToken({ status, text }, response)` what becomes of the realm's answer.
 export async function startRelay(realm, answerToken, { tls, document } = {}) {
-  const relay = { requests: 0 };
+  const relay = { requests: 0, discoveries: 0 };
   const serve = async (request, response) => {
     const body = Buffer.concat(await request.toArray());
     if (request.method === 'GET') {
       const standard = { issuer: relay.issuer, authorization_endpoint: `${realm}/auth`, token_endpoint: `${relay.issuer}/token` };
+      relay.discoveries += 1;
       if (relay.isDown) response.destroy(); else response.end(JSON.stringify({ ...standard, ...document }));
       return;
     }
     relay.requests += 1;
-    const answer = await fetch(`${realm}/token`, { method: 'POST', body: new URLSearchParams(`${body}`) });
+    relay.sent = { form: new URLSearchParams(`${body}`), credentials: request.headers.authorization };
+    const answer = await fetch(`${realm}/token`, { method: 'POST', body: relay.sent.form });
     await answerToken({ status: answer.status, text: await answer.text() }, response);
   };
   const port = await listen(tls ? createHttpsServer(tls, serve) : createServer(serve));

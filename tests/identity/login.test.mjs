@@ -31,7 +31,7 @@ test('the browser is told nothing but the outcome, and the first good callback c
   for (const [change, reason] of [
     [(query) => query.set('iss', 'https://elsewhere.example'), /another issuer/],
     [(query) => query.delete('iss'), /another issuer/],
-    [(query) => query.set('code', '<b>forged</b>'), /refused \(invalid_grant\)/],
+    [(query) => query.set('code', '<b>forged</b>'), /refused \(invalid_grant: /],
     [(query) => { query.delete('code'); query.set('error', '<b>access_denied</b>'); }, /unknown_error/],
   ]) {
     const run = await runProbe(makeHome(), issuer, ['login'], {

@@ -1,7 +1,7 @@
 // What becomes of a session: renewed, shared, lost, and kept apart from others.
 
 import assert from 'node:assert/strict';
-import { rmSync, utimesSync, writeFileSync } from 'node:fs';
+import { rmSync, writeFileSync } from 'node:fs';
 import { test } from 'node:test';
 import { ageToken, findFiles, makeAuthority, makeHome, makeToken, readTokens, runProbe, startProbe, startRelay } from './harness.mjs';
 import { startProvider } from './provider.mjs';
@@ -69,7 +69,7 @@ test('a process killed between answer and store costs one session at most', asyn
     const [after] = readTokens(home); // a torn file cannot be parsed
     assert.equal(after.accessToken === before.accessToken, after.refreshToken === before.refreshToken);
     const { error = 'call Login()' } = await askKey(home, relay.issuer);
-    assert.match(error, /call Login\(\)$/);
+    assert.match(error, /call Login\(\)/);
   }
 });
 
@@ -115,22 +115,26 @@ test('a refresh undoes no sign-out and no sign-in that came while it was under w
   }
 });
 
-test('trouble on the way throws nothing away and sends no refresh twice', async () => {
+test('trouble on the way throws nothing away, and a refresh whose answer was lost is repeated', async () => {
   const authority = makeAuthority();
   const env = { VARNEL_CA_FILE: authority.file };
-  const relay = await startRelay((await startProvider()).issuer, ({ text }, response) => {
-    if (relay.requests === 1) response.end(text); else response.socket.end();
+  const relay = await startRelay((await startProvider({ rotate: false })).issuer, ({ text }, response) => {
+    if (relay.isLosing) response.socket.end(); else response.end(text);
   }, { tls: authority.issue('x', 'IP:127.0.0.1') });
   const home = await signedInHome(relay.issuer, env);
   const [{ refreshToken }] = readTokens(home);
-  for (const [isDown, left, requests] of [[true, 10, 1], [true, -10, 1], [false, 10, 2], [false, 10, 2], [false, -10, 2]]) {
+  relay.isLosing = true;
+  // A token that is still good spares the provider the second question.
+  for (const [isDown, left, requests] of [[true, 10, 1], [true, -10, 1], [false, 10, 2], [false, 10, 3], [false, -10, 5]]) {
     relay.isDown = isDown;
     const old = ageToken(home, left);
     const line = await askKey(home, relay.issuer, env, ['key', 'key']);
-    if (left > 0) assert.equal(line.result, old); else assert.match(line.error, isDown ? /no complete answer/ : /call Login\(\)$/);
+    if (left > 0) assert.equal(line.result, old); else assert.match(line.error, /no complete answer/);
     assert.equal(relay.requests, requests);
     assert.deepEqual(readTokens(home), [{ accessToken: old, refreshToken }]);
   }
+  relay.isLosing = false;
+  assert.equal((await askKey(home, relay.issuer, env)).error, undefined);
 });
 
 test('a clock that is an hour off does not ask again and again', async (t) => {
@@ -143,7 +147,7 @@ test('a clock that is an hour off does not ask again and again', async (t) => {
     await runProbe(home, issuer, ['login', 'key', 'key'], { env: alice });
     assert.deepEqual(counts, { 'authorization_code ok': 1 });
     await askKey(home, issuer, {}, ['key', 'key', 'key']);
-    assert.equal(counts['refresh_token ok'] ?? 0, hours > 0 ? 0 : 1); // one to learn the time
+    assert.equal(counts['refresh_token ok'], undefined);
     Date.now = real;
   }
 });
@@ -153,10 +157,10 @@ test('a refused password is not tried again for a minute', async () => {
   const home = await signedInHome(issuer); // bob is another user at the same place
   const env = { VARNEL_USERNAME: 'bob', VARNEL_PASSWORD: 'wrong' };
   const { lines: [refused, ...later] } = await runProbe(home, issuer, ['key', 'key', 'login', 'relogin'], { env });
-  assert.match(refused.error, /the password was refused \(invalid_grant\)/);
+  assert.match(refused.error, /the password was refused \(invalid_grant: /);
   for (const { error } of later) assert.match(error, /less than a minute ago/);
   assert.equal(counts['password error'], 1);
-  utimesSync(findFiles(home, '.refused')[0], Date.now() / 1000 - 61, Date.now() / 1000 - 61);
+  writeFileSync(findFiles(home, '.refused')[0], `${Math.floor(Date.now() / 1000)}`); // over by now
   assert.equal((await askKey(home, issuer, { ...env, VARNEL_PASSWORD: 'builder' }, ['group'])).result, 'beta');
   assert.equal((await askKey(home, issuer, {}, ['group'])).result, 'alpha');
 });

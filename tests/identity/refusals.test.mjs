@@ -24,7 +24,7 @@ test('certificates that are not the server\'s are refused with the reason', asyn
     ['127.0.0.1', authority.issue('127.0.0.1', 'DNS:127.0.0.1'), /IP address mismatch/],
     ['127.0.0.1', authority.issue('127.0.0.1', 'IP:127.0.0.2'), /IP address mismatch/],
     ['localhost', authority.issue('localhost', 'DNS:localhost', -1), /certificate has expired/],
-    ['localhost', authority.issue('localhost', 'DNS:localhost'), /status 404/],
+    ['LocalHost', authority.issue('localhost', 'DNS:LOCALhost'), /status 404/],
     ['127.0.0.1', authority.issue('x', 'IP:127.0.0.1'), /status 404/],
   ]) {
     let requests = 0;

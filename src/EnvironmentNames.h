@@ -1,0 +1,13 @@
+#pragma once
+
+#include <array>
+
+namespace VarnelBase {
+
+/// The environments' names in the configuration file, by their numbers.
+inline constexpr std::array<const char*, 3> EnvironmentNames{"local", "staging", "production"};
+
+/// The end of a message about a name that is none of them.
+inline constexpr const char* KnownEnvironments = "known are local, staging and production";
+
+} // namespace VarnelBase

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+
+#include "EnvConfig.h"
+#include "IdentityProvider.h"
+#include "IdentitySettings.h"
+#include "TokenFile.h"
+
+namespace VarnelBase {
+
+/// What one operation of a handler works with.
+struct SessionSettings {
+    IdentitySettings identity;
+    IdentityClient client;
+    TokenFile file;
+};
+
+/// A handler's settings: what it has read when it was constructed, and the rest as it is now.
+///
+/// @throws what reading the settings throws (see ReadIdentitySettings)
+SessionSettings ReadSessionSettings(const EnvConfig& config, const std::string& authHost,
+                                    const std::string& clientId, const std::string& clientSecret);
+
+} // namespace VarnelBase

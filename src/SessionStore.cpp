@@ -1,0 +1,69 @@
+#include "SessionStore.h"
+
+#include <atomic>
+#include <functional>
+#include <stdexcept>
+
+#include "IdentityRequest.h"
+#include "LoginGuide.h"
+
+namespace VarnelBase {
+
+namespace {
+
+/// Hash of the last refresh token that could not be stored.
+std::atomic<std::size_t> unstoredSession{0};
+
+void TellUnstored(const std::string& reason) {
+    const LoginGuide& guide = GetLoginGuide();
+    if (guide.tellUnstored) { guide.tellUnstored(reason); }
+}
+
+} // namespace
+
+bool IsUnstored(const std::string& refreshToken) {
+    return !refreshToken.empty() && std::hash<std::string>()(refreshToken) == unstoredSession;
+}
+
+bool IsSessionReplaced(TokenStore& store, const std::string& refreshToken) {
+    if (IsUnstored(refreshToken)) { return false; }
+    try {
+        return store.Load().refreshToken != refreshToken;
+    } catch (const std::exception&) {
+        return false; // to be found again when the new tokens are stored
+    }
+}
+
+void StoreSession(TokenStore& store, const TokenFile& file, const TokenSet& tokens) {
+    const std::size_t session = std::hash<std::string>()(tokens.refreshToken);
+    try {
+        if (!IsStoreFile(file)) {
+            TellUnstored("the settings have changed since the program has read them");
+        } else if (tokens.accessToken.empty()) {
+            store.Clear();
+        } else {
+            store.Store(tokens);
+            std::size_t stored = session;
+            unstoredSession.compare_exchange_strong(stored, 0);
+        }
+    } catch (const std::exception& error) {
+        unstoredSession = session;
+        TellUnstored(error.what());
+    }
+}
+
+void MakeTokenPlace(std::optional<TokenPlace>& place, const TokenFile& file,
+                    const std::string& refreshToken, bool isOptional) {
+    if (IsUnstored(refreshToken)) { return; }
+    try {
+        place.emplace(file);
+    } catch (const std::runtime_error& error) {
+        if (isOptional) { return; }
+        throw IdentityError(
+            "the token is not renewed before it ends, for a new one could not be "
+            "stored: " +
+            std::string(error.what()));
+    }
+}
+
+} // namespace VarnelBase
