@@ -2,12 +2,22 @@
 
 #include <stdexcept>
 
+#include "Messages.h"
+
 namespace VarnelBase::Emulation {
 
 namespace {
 
+/// How long a killed emulator may hold its lock.
+constexpr int LockTimeMs = 2000;
+
 [[noreturn]] void ThrowProblem(sqlite3* connection) {
-    if (sqlite3_errcode(connection) == SQLITE_BUSY) {
+    const int code = sqlite3_errcode(connection) & 0xff;
+    if (code == SQLITE_FULL || code == SQLITE_IOERR) {
+        throw Refusal(507, "insufficient_storage",
+                      std::string("the state cannot be written: ") + sqlite3_errmsg(connection));
+    }
+    if (code == SQLITE_BUSY) {
         throw std::runtime_error("in use by another process, an emulator that still runs maybe");
     }
     throw std::runtime_error(std::string("database: ") + sqlite3_errmsg(connection));
@@ -62,6 +72,7 @@ Database::Database(const std::string& path) {
                         SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
     connection.reset(opened);
     if (outcome != SQLITE_OK) { ThrowProblem(opened); }
+    sqlite3_busy_timeout(opened, LockTimeMs);
     // Every commit is in the log before its answer is sent, so a killed process loses none.
     Execute(
         "PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_mode = WAL;"

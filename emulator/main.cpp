@@ -4,8 +4,11 @@
 #include <PrivateFile.h>
 #include <pthread.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <iostream>
@@ -54,6 +57,19 @@ void AwaitStop(const Emulator& emulator, const CommandLine& line) {
     if (!line.readyFile.empty()) { std::filesystem::remove(line.readyFile); }
 }
 
+/// Ends before there is anything to lose when the state cannot be written at the end.
+void RequireWritable(const std::string& exportFile) {
+    const std::filesystem::path file(exportFile);
+    const std::string directory = file.parent_path().string();
+    if (std::filesystem::is_directory(file)) {
+        throw std::runtime_error("--export-on-exit " + exportFile + ": is a directory");
+    }
+    if (access(directory.empty() ? "." : directory.c_str(), W_OK | X_OK) != 0) {
+        throw std::runtime_error("--export-on-exit " + exportFile +
+                                 ": its directory cannot be written: " + std::strerror(errno));
+    }
+}
+
 /// As many clients at once as the system lets this process have.
 void RaiseDescriptorLimit() {
     rlimit limit{};
@@ -71,6 +87,7 @@ int WriteSeed(const CommandLine& line) {
 }
 
 int Run(const CommandLine& line) {
+    if (!line.exportFile.empty()) { RequireWritable(line.exportFile); }
     if (!line.seedSource.empty()) { return WriteSeed(line); }
     // The emulator's threads inherit this, so that the signals wait for whoever awaits them.
     if (line.command.empty()) {
