@@ -11,6 +11,7 @@
 #include "HttpServer.h"
 #include "LocalRoutes.h"
 #include "Members.h"
+#include "PageRoutes.h"
 #include "RecordingRelay.h"
 #include "ServiceRoutes.h"
 #include "UtcTime.h"
@@ -93,7 +94,7 @@ struct Emulator::Parts {
         : access(options),
           state(MakeState(options)),
           faults(options.filesDirectory),
-          requests(options.log) {
+          requests(options.log, feed) {
         if (options.rules) { faults.Add(*options.rules); }
         const Emulation::Redaction secrets(options.secretMembers);
         if (!options.upstream.empty()) {
@@ -103,6 +104,7 @@ struct Emulator::Parts {
         }
         emulatesUnrecorded = options.emulatesUnrecorded;
         AddServiceRoutes(router, *state);
+        AddPageRoutes(router, *state, feed);
         AddLocalRoutes(router, *state, faults, requests, [this] { Restart(); });
 
         Emulation::ServerCallbacks callbacks;
@@ -112,7 +114,9 @@ struct Emulator::Parts {
                        : faults.Choose(request.method, request.GetPath());
         };
         callbacks.answer = [this](const Request& request, const std::optional<Fault>& fault) {
-            return LetPagesRead(request, AnswerRequest(request, fault));
+            Answer answer = AnswerRequest(request, fault);
+            if (request.method != "GET" || fault) { feed.Publish("change", json()); }
+            return LetPagesRead(request, std::move(answer));
         };
         callbacks.record = [this](Emulation::Exchange exchange) {
             if (!IsLocal(exchange.request)) { requests.Add(std::move(exchange)); }
@@ -146,6 +150,13 @@ struct Emulator::Parts {
         return router.Dispatch(request);
     }
 
+    /// Locks the state for a change from this process. Pages read it again once it is unlocked.
+    std::unique_lock<std::mutex> BeginChange() {
+        std::unique_lock<std::mutex> lock(mutex);
+        feed.Publish("change", json());
+        return lock;
+    }
+
     /// The answer with what lets a page of an allowed origin read it.
     Answer LetPagesRead(const Request& request, Answer answer) const {
         access.AddOriginHeaders(request, answer);
@@ -173,6 +184,7 @@ struct Emulator::Parts {
     bool emulatesUnrecorded = false;
     std::unique_ptr<Emulation::ServiceState> state;
     Emulation::FaultRules faults;
+    Emulation::EventFeed feed;
     Emulation::RequestLog requests;
     Emulation::Router router;
     std::string url;
@@ -200,6 +212,7 @@ const std::string& Emulator::GetLocalKey() const {
 }
 
 json Emulator::AddFault(const json& rule) {
+    const auto lock = parts->BeginChange();
     return parts->faults.Add(rule);
 }
 
@@ -208,6 +221,7 @@ json Emulator::GetFaults() const {
 }
 
 void Emulator::RemoveFault(const std::string& name) {
+    const auto lock = parts->BeginChange();
     parts->faults.Remove(name);
 }
 
@@ -216,6 +230,7 @@ std::string Emulator::CheckFaults() const {
 }
 
 void Emulator::ClearFaults() {
+    const auto lock = parts->BeginChange();
     parts->faults.Clear();
 }
 
@@ -235,34 +250,34 @@ void Emulator::ClearRequests() {
 }
 
 void Emulator::AdvanceClock(double seconds) {
-    const std::lock_guard<std::mutex> lock(parts->mutex);
+    const auto lock = parts->BeginChange();
     parts->state->AdvanceClock(seconds);
 }
 
 json Emulator::CreateSimulation(const json& simulation) {
-    const std::lock_guard<std::mutex> lock(parts->mutex);
+    const auto lock = parts->BeginChange();
     return parts->state->CreateSimulation(simulation);
 }
 
 json Emulator::FinishExecution(const std::string& simulationId, const std::string& executionId,
                                const json& members) {
-    const std::lock_guard<std::mutex> lock(parts->mutex);
+    const auto lock = parts->BeginChange();
     return parts->state->EndExecution(simulationId, executionId, false, members);
 }
 
 json Emulator::FailExecution(const std::string& simulationId, const std::string& executionId,
                              const json& members) {
-    const std::lock_guard<std::mutex> lock(parts->mutex);
+    const auto lock = parts->BeginChange();
     return parts->state->EndExecution(simulationId, executionId, true, members);
 }
 
 void Emulator::LoadSeed(const json& seed) {
-    const std::lock_guard<std::mutex> lock(parts->mutex);
+    const auto lock = parts->BeginChange();
     parts->state->Load({seed.dump(), SeededStart});
 }
 
 void Emulator::Reset() {
-    const std::lock_guard<std::mutex> lock(parts->mutex);
+    const auto lock = parts->BeginChange();
     parts->Restart();
 }
 

@@ -2,6 +2,7 @@
 
 #include "EmbeddedDocuments.h"
 #include "Members.h"
+#include "PageQuery.h"
 #include "UtcTime.h"
 
 namespace VarnelBase::Emulation {
@@ -95,7 +96,7 @@ void AddRuleRoutes(Router& router, FaultRules& faults) {
 RequestPattern ReadFilter(const Call& call) {
     json filter = json::object();
     for (const auto& [name, value] : call.query) {
-        if (value.empty()) { continue; }
+        if (value.empty() || name == "limit") { continue; }
         const bool isNumber = name == "status" && value.size() == 3 &&
                               value.find_first_not_of("0123456789") == std::string::npos;
         filter[name] = isNumber ? json(std::stoi(value)) : json(value);
@@ -108,7 +109,9 @@ RequestPattern ReadFilter(const Call& call) {
 
 void AddRequestRoutes(Router& router, RequestLog& requests) {
     router.Add("GET", "/_local/requests", [&requests](const Call& call) {
-        return MakeJsonAnswer(200, requests.List(ReadFilter(call)));
+        const bool hasLimit = !call.FindQuery("limit").empty();
+        const auto limit = static_cast<std::size_t>(ReadPage(call).limit);
+        return MakeJsonAnswer(200, requests.List(ReadFilter(call), hasLimit ? limit : SIZE_MAX));
     });
     router.Add("DELETE", "/_local/requests", [&requests](const Call& /*call*/) {
         requests.Clear();

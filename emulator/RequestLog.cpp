@@ -3,6 +3,7 @@
 #include <openssl/evp.h>
 #include <strings.h>
 
+#include <algorithm>
 #include <array>
 #include <iterator>
 #include <map>
@@ -66,6 +67,7 @@ json Summarise(const Exchange& exchange) {
 
 json Describe(const Exchange& exchange) {
     json document = Summarise(exchange);
+    document["id"] = exchange.number;
     document["headers"] = json::array();
     for (const HeaderLine& line : exchange.request.headers) {
         document["headers"].push_back(
@@ -91,6 +93,8 @@ void RequestLog::Add(Exchange exchange) {
     const std::string text = stream == nullptr ? "" : WriteJson(Summarise(exchange)) + "\n";
     const std::lock_guard<std::mutex> lock(mutex);
     if (stream != nullptr) { *stream << text << std::flush; }
+    exchange.number = ++added;
+    if (feed.HasReaders()) { feed.Publish("request", Describe(exchange)); }
     keptBytes += GetSize(exchange);
     exchanges.push_back(std::move(exchange));
     while (exchanges.size() > MaxExchanges || keptBytes > MaxKeptBytes) {
@@ -100,15 +104,19 @@ void RequestLog::Add(Exchange exchange) {
     }
 }
 
-json RequestLog::List(const RequestPattern& pattern) const {
+json RequestLog::List(const RequestPattern& pattern, std::size_t limit) const {
     const std::lock_guard<std::mutex> lock(mutex);
-    json items = json::array();
+    std::vector<const Exchange*> matching;
     for (const Exchange& exchange : exchanges) {
         if (pattern.Compare(exchange.request, exchange.status).empty()) {
-            items.push_back(Describe(exchange));
+            matching.push_back(&exchange);
         }
     }
-    const std::size_t total = items.size();
+    const std::size_t total = matching.size();
+    json items = json::array();
+    for (std::size_t i = total - std::min(limit, total); i < total; ++i) {
+        items.push_back(Describe(*matching[i]));
+    }
     return json::object({{"items", std::move(items)}, {"total", total}, {"dropped", dropped}});
 }
 
@@ -160,6 +168,7 @@ void RequestLog::Clear() {
     exchanges.clear();
     keptBytes = 0;
     dropped = 0;
+    feed.Publish("forget", json());
 }
 
 } // namespace VarnelBase::Emulation

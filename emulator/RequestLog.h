@@ -6,6 +6,7 @@
 #include <mutex>
 #include <string>
 
+#include "EventFeed.h"
 #include "Messages.h"
 #include "RequestPattern.h"
 
@@ -18,6 +19,7 @@ struct Exchange {
     std::int64_t startedAt = 0; ///< machine time in milliseconds
     double durationMs = 0;
     std::int64_t faultRule = 0; ///< 0: none
+    std::int64_t number = 0;    ///< in the order of the answers, from 1 on
 };
 
 struct RequestCheck {
@@ -29,14 +31,17 @@ struct RequestCheck {
 /// time.
 class RequestLog {
 public:
-    /// @param lines where every request goes as a line of JSON; may be null; outlives this object
-    explicit RequestLog(std::ostream* lines) : stream(lines) {}
+    /// @param lines  where every request goes as a line of JSON; may be null; outlives this object
+    /// @param events told of every request; outlives this object
+    RequestLog(std::ostream* lines, EventFeed& events) : stream(lines), feed(events) {}
 
     void Add(Exchange exchange);
 
     /// The requests that match, in the order of their answers. The oldest ones go when they get too
     /// many.
-    json List(const RequestPattern& pattern = {}) const;
+    ///
+    /// @param limit how many of the newest ones
+    json List(const RequestPattern& pattern = {}, std::size_t limit = SIZE_MAX) const;
 
     /// Holds what was asked against an expectation: a pattern with "times", or "atLeast" and
     /// "atMost".
@@ -53,7 +58,9 @@ private:
     std::deque<Exchange> exchanges;
     std::size_t keptBytes = 0;
     std::int64_t dropped = 0;
+    std::int64_t added = 0;
     std::ostream* stream;
+    EventFeed& feed;
 };
 
 } // namespace VarnelBase::Emulation

@@ -1,36 +1,12 @@
 #include "ServiceRoutes.h"
 
-#include <charconv>
-
 #include "Members.h"
+#include "PageQuery.h"
 #include "ProjectArchive.h"
 
 namespace VarnelBase::Emulation {
 
 namespace {
-
-constexpr std::int64_t MaxLimit = 1000;
-
-std::int64_t ReadQueryNumber(const Call& call, const std::string& name, std::int64_t fallback,
-                             std::int64_t max) {
-    const std::string text = call.FindQuery(name);
-    if (text.empty()) { return fallback; }
-    std::int64_t number = 0;
-    const char* end = text.data() + text.size();
-    const auto outcome = std::from_chars(text.data(), end, number);
-    if (outcome.ec != std::errc() || outcome.ptr != end || number < 0 || number > max) {
-        throw Refusal(422, "invalid",
-                      name + ": must be a whole number from 0 to " + std::to_string(max));
-    }
-    return number;
-}
-
-Page ReadPage(const Call& call) {
-    Page page;
-    page.limit = ReadQueryNumber(call, "limit", page.limit, MaxLimit);
-    page.offset = ReadQueryNumber(call, "offset", page.offset, INT32_MAX);
-    return page;
-}
 
 Answer MakeEmptyAnswer() {
     Answer answer;

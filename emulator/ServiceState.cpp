@@ -266,12 +266,7 @@ json ServiceState::ListExecutions(const std::string& simulationId, Page page) {
     FindSimulation(simulationId);
     json items = json::array();
     for (const std::int64_t number : executions.GetPage(simulationId, page.limit, page.offset)) {
-        Rows row = database.Query(
-            "SELECT id, document, listed, simulation, created, duration, failing FROM executions "
-            "WHERE number = ?",
-            number);
-        row.Next();
-        const ExecutionEntry execution = ReadExecutionRow(row);
+        const ExecutionEntry execution = ReadExecutionAt(number);
         items.push_back(Compute(execution, GetListed(execution)));
     }
     return settings.shapes.executions.MakeList(std::move(items), executions.Count(simulationId));
@@ -303,6 +298,15 @@ json ServiceState::StartExecution(const std::string& simulationId, const json& d
     transaction.Commit();
     executions.Append(simulationId, number);
     return answer;
+}
+
+ExecutionEntry ServiceState::ReadExecutionAt(std::int64_t number) {
+    Rows row = database.Query(
+        "SELECT id, document, listed, simulation, created, duration, failing FROM executions "
+        "WHERE number = ?",
+        number);
+    row.Next();
+    return ReadExecutionRow(row);
 }
 
 ExecutionEntry ServiceState::ReadExecution(const std::string& simulationId, const std::string& id) {
@@ -419,6 +423,39 @@ void ServiceState::AdvanceClock(double seconds) {
     }
     clock.base += std::llround(seconds * 1000);
     SaveClock();
+}
+
+json ServiceState::ShowSimulations(Page page) {
+    json items = json::array();
+    for (const std::int64_t number : simulations.GetPage("", page.limit, page.offset)) {
+        Rows row =
+            database.Query("SELECT id, document, listed FROM simulations WHERE number = ?", number);
+        row.Next();
+        Entry entry;
+        ReadEntryColumns(row, 0, entry);
+        items.push_back(json::object({{"id", entry.id},
+                                      {"executions", executions.Count(entry.id)},
+                                      {"document", std::move(entry.document)}}));
+    }
+    return json::object({{"items", std::move(items)}, {"total", simulations.Count("")}});
+}
+
+json ServiceState::ShowExecutions(const std::string& simulationId, Page page) {
+    FindSimulation(simulationId);
+    json items = json::array();
+    for (const std::int64_t number : executions.GetPage(simulationId, page.limit, page.offset)) {
+        const ExecutionEntry execution = ReadExecutionAt(number);
+        const std::string kept = settings.shapes.executions.FindText(execution.document, "state");
+        const Course course = execution.duration
+                                  ? FollowCourse(clock.GetTime() - execution.createdAt,
+                                                 *execution.duration, execution.isFailing)
+                                  : Course{kept, 1};
+        items.push_back(json::object({{"id", execution.id},
+                                      {"state", course.state},
+                                      {"progress", course.progress},
+                                      {"document", Compute(execution, execution.document)}}));
+    }
+    return json::object({{"items", std::move(items)}, {"total", executions.Count(simulationId)}});
 }
 
 json ServiceState::CreateSimulation(const json& entry) {

@@ -52,6 +52,11 @@ public:
     json DescribeClock() const;
     void AdvanceClock(double seconds);
 
+    /// These whatever the shapes are: simulations with "id", "executions" (how many) and
+    /// "document", executions with "id", "state", "progress" and "document".
+    json ShowSimulations(Page page);
+    json ShowExecutions(const std::string& simulationId, Page page);
+
     /// Adds a simulation that is written as one of a seed.
     json CreateSimulation(const json& entry);
     /// Ends an execution at this moment.
@@ -79,6 +84,7 @@ private:
     std::string ReadSetting(const std::string& name);
     void WriteSetting(const std::string& name, const std::string& text);
     std::int64_t FindSimulation(const std::string& id);
+    ExecutionEntry ReadExecutionAt(std::int64_t number);
     ExecutionEntry ReadExecution(const std::string& simulationId, const std::string& id);
     json Compute(const ExecutionEntry& execution, json document) const;
 

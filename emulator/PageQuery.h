@@ -1,0 +1,13 @@
+#pragma once
+
+#include "Router.h"
+#include "ServiceState.h"
+
+namespace VarnelBase::Emulation {
+
+/// The part of a list that a request's query asks for with "limit" and "offset".
+///
+/// @throws Refusal 422 when they are no numbers, or too large
+Page ReadPage(const Call& call);
+
+} // namespace VarnelBase::Emulation
