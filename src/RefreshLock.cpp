@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -31,6 +32,7 @@ RefreshLock::RefreshLock(const TokenFile& tokenFile, Clock::time_point deadline)
     } catch (const std::system_error&) { return; }
     file = open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
     if (file < 0) { return; }
+    fchmod(file, 0600); // whatever the umask takes away
     const auto end = std::min(deadline, Clock::now() + MaxWait);
     while ((state = TryToLock()) == State::Busy && Clock::now() < end) {
         std::this_thread::sleep_for(LockPollInterval);

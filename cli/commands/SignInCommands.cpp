@@ -1,66 +1,159 @@
+#include <AuthHandler.h>
 #include <EnvironmentVariable.h>
 #include <IdentitySettings.h>
+#include <KnownSettings.h>
+#include <LoginGuide.h>
 #include <SettingSources.h>
+#include <SignOut.h>
+#include <unistd.h>
 
+#include <iostream>
 #include <stdexcept>
 
 #include "CommandTree.h"
 #include "commands/TokenReport.h"
 #include "output/ExitStatus.h"
+#include "output/Terminal.h"
+#include "session/SignInAdvice.h"
 
 namespace VarnelBase {
 
 namespace {
 
-/// Environment, provider and what the token says; the connector has found a token.
-json ReportIdentity(ApiConnector& connector, const std::string& token) {
-    const Environment environment = connector.GetEnvironment();
+/// Environment, provider and what the token says.
+json ReportIdentity(const std::string& token) {
+    const SettingsReading reading;
+    const EnvConfig config;
+    const Environment environment = config.GetEnvironment();
     const IdentitySettings identity = ReadIdentitySettings(environment);
     json report = ReportToken(token, identity.groupsClaim);
     report["environment"] = NameEnvironment(environment);
     report["signedIn"] = !token.empty();
     if (!identity.authHost.empty()) {
-        report["issuer"] = FindIssuer(identity.authHost, EnvConfig(environment).GetAuthRealm());
+        report["issuer"] = FindIssuer(identity.authHost, config.GetAuthRealm());
     }
     return report;
 }
 
+/// Says on standard error what the person has to do, and notes why tokens were not stored.
+LoginGuide MakeGuide(const Session& session, std::string& problem) {
+    LoginGuide guide;
+    guide.isOnDevice = session.arguments.isOnDevice;
+    guide.isOtherUser = session.arguments.isOtherUser;
+    guide.showAddress = [&session](const std::string& address) {
+        session.Note("sign in with your browser, which may open by itself: " + address);
+        session.Note("waiting for the browser (Ctrl-C ends that)");
+    };
+    // Without the code there is no way on, quiet or not.
+    guide.showCode = [](const DeviceCode& code) {
+        std::cerr << "varnel: open " << code.address
+                  << " on any device and type this code: " << code.code << '\n';
+        if (!code.completeAddress.empty()) {
+            std::cerr << "varnel: or open " << code.completeAddress << '\n';
+        }
+        std::cerr << "varnel: waiting for you, " << code.lifetime.count() / 60
+                  << " minutes at most (Ctrl-C ends that)" << std::endl;
+    };
+    guide.tellUnstored = [&problem](const std::string& reason) { problem = reason; };
+    return guide;
+}
+
 void SignIn(Session& session) {
-    OutputCapture capture;
-    if (session.arguments.isQuiet) { capture.Silence(); }
-    ApiConnector connector;
+    if (session.arguments.isOtherUser && !EnvConfig().GetUsername().empty()) {
+        throw CommandError(ExitStatus::Usage,
+                           "--as-other-user: a user name is set: take it out of VARNEL_USERNAME or "
+                           "the configuration file first");
+    }
+    std::string problem;
+    const LoginGuide guide = MakeGuide(session, problem);
+    const GuidedLogin guided(guide);
     std::string token;
     try {
-        token = connector.Login();
+        token = AuthHandler().Login();
     } catch (const std::runtime_error& error) {
         throw CommandError(ExitStatus::LoginNeeded, error.what());
     }
-    if (token.empty()) {
-        session.Note(NameEnvironment(connector.GetEnvironment()) +
+    if (!ReadVariable(TokenVariable).empty()) {
+        session.Note("nobody was asked: VARNEL_TOKEN is set");
+    } else if (token.empty()) {
+        session.Note(NameEnvironment(EnvConfig().GetEnvironment()) +
                      " has no identity provider: nothing to sign in to");
     }
-    session.Print(ReportIdentity(connector, token));
+    session.Print(ReportIdentity(token));
+    if (!problem.empty()) {
+        throw CommandError(ExitStatus::Refused,
+                           "signed in, but not for the commands that follow: the tokens could not "
+                           "be stored: " +
+                               problem);
+    }
 }
 
-void SignOut(Session& session) {
-    TokenStore().Clear();
-    session.Note("the stored token is forgotten");
-    if (!ReadVariable("VARNEL_TOKEN").empty()) {
+void EndSession(Session& session) {
+    const SignOutReport report = SignOut();
+    switch (report.revocation) {
+        case Revocation::NothingStored:
+            session.Note("no token was stored");
+            break;
+        case Revocation::Revoked:
+            session.Note("the session has ended, here and at the provider");
+            break;
+        case Revocation::NotOffered:
+            session.Note(
+                "the stored token is forgotten; the provider offers no way to end the "
+                "session there");
+            break;
+        case Revocation::Failed:
+            session.Note(
+                "the stored token is forgotten, but the session goes on at the provider: " +
+                report.problem);
+            break;
+    }
+    if (!ReadVariable(TokenVariable).empty()) {
         session.Note("the token in VARNEL_TOKEN still counts");
     }
 }
 
+/// The token, with advice where there is none.
+std::string FindToken() {
+    try {
+        return AuthHandler().GetApiKey();
+    } catch (const std::runtime_error& error) {
+        throw CommandError(ExitStatus::LoginNeeded, DescribeMissingToken(error));
+    }
+}
+
+void PrintToken(Session& session) {
+    const std::string token = FindToken();
+    if (token.empty()) {
+        throw CommandError(ExitStatus::LoginNeeded,
+                           "there is no token: none is stored, and " +
+                               NameEnvironment(EnvConfig().GetEnvironment()) +
+                               " is offline or has no identity provider");
+    }
+    if (IsTerminal(STDOUT_FILENO)) {
+        session.Note("whoever sees this token can act as you until it expires");
+    }
+    WriteOutput(token + "\n");
+}
+
 void ShowIdentity(Session& session) {
-    ApiConnector& connector = session.Connect();
-    session.Print(ReportIdentity(connector, connector.GetApiKey()));
+    session.Print(ReportIdentity(FindToken()));
 }
 
 } // namespace
 
 void AddSignInCommands(CLI::App& root, Session& session) {
-    AddCommand(root, session, "login", "Sign in, and keep the token for the commands that follow",
-               SignIn, {"varnel login"});
-    AddCommand(root, session, "logout", "Forget the stored token", SignOut, {"varnel logout"});
+    CLI::App& login = AddCommand(root, session, "login",
+                                 "Sign in, and keep the token for the commands that follow", SignIn,
+                                 {"varnel login", "varnel login --device"});
+    login.add_flag("--device", session.arguments.isOnDevice,
+                   "Sign in on another device, with a code that is shown here");
+    login.add_flag("--as-other-user", session.arguments.isOtherUser,
+                   "Ask who signs in, even if somebody is signed in already");
+    AddCommand(root, session, "logout", "End the stored session, here and at the provider",
+               EndSession, {"varnel logout"});
+    AddCommand(root, session, "token", "Print the access token, for scripts", PrintToken,
+               {"varnel token"});
     AddCommand(root, session, "whoami", "Show who the token says you are", ShowIdentity,
                {"varnel whoami", "varnel whoami --query /environment"});
 }

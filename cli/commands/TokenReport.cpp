@@ -1,6 +1,7 @@
 #include "commands/TokenReport.h"
 
 #include <AccessTokenClaims.h>
+#include <TokenLifetimes.h>
 
 #include <array>
 
@@ -18,8 +19,7 @@ constexpr std::array<const char*, 3> NameClaims{"preferred_username", "email", "
 nlohmann::json ReportToken(const std::string& token, const std::string& groupsClaim) {
     nlohmann::json report = nlohmann::json::object();
     for (const char* claim : NameClaims) {
-        // A name holds no "/", which is all that sets a claim of text apart from a group.
-        const std::string name = ReadFirstGroup(token, claim);
+        const std::string name = ReadTextClaim(token, claim);
         if (!name.empty()) {
             report["user"] = name;
             break;
@@ -27,7 +27,7 @@ nlohmann::json ReportToken(const std::string& token, const std::string& groupsCl
     }
     const std::string group = ReadFirstGroup(token, groupsClaim);
     if (!group.empty()) { report["group"] = group; }
-    const auto expiry = ReadTokenLifetime(token).expiry;
+    const auto expiry = FindTokenLifetime(token).expiry;
     if (expiry) { report["expires"] = FormatUtcTime(*expiry); }
     return report;
 }

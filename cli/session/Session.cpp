@@ -10,6 +10,7 @@
 
 #include "output/ExitStatus.h"
 #include "output/Utf8Text.h"
+#include "session/SignInAdvice.h"
 
 namespace VarnelBase {
 
@@ -22,8 +23,7 @@ ApiConnector& Session::Connect() {
         try {
             connector->GetHostname();
         } catch (const std::runtime_error& error) {
-            throw CommandError(ExitStatus::LoginNeeded,
-                               std::string(error.what()) + " (" + AdviseSignIn() + ")");
+            throw CommandError(ExitStatus::LoginNeeded, DescribeMissingToken(error));
         }
     }
     return *connector;

@@ -46,6 +46,10 @@ struct Arguments {
     std::vector<std::string> goodStates{"finished"};
     std::vector<std::string> badStates{"failed"};
 
+    // Signing in
+    bool isOnDevice = false;
+    bool isOtherUser = false;
+
     // Completion
     std::string shell;
 

@@ -127,6 +127,18 @@ test('a provider that asks for a pause gets it, from every process', async () =>
   }
 });
 
+test('a provider that never answers holds nobody up again and again while the token is good', async () => {
+  const relay = await startRelay(provider.issuer, ({ text }, response) => response.end(text));
+  const home = makeHome();
+  await runProbe(home, relay.issuer, ['key'], { env: withPassword });
+  const old = ageToken(home, 25);
+  relay.isSilent = true;
+  const asked = relay.discoveries;
+  const { lines } = await runProbe(home, relay.issuer, ['key', 'key', 'key', 'key'], { env: alice });
+  for (const { result } of lines) assert.equal(result, old);
+  assert.equal(relay.discoveries, asked + 1);
+});
+
 test('an opaque token ends when its answer said so', async () => {
   const realm = (await startProvider({ format: 'opaque', rotate: false })).issuer;
   for (const [lifetime, refreshes] of [[undefined, 0], ['60', 0], [3600, 0], [0, 2]]) {

@@ -94,6 +94,7 @@ export async function startRelay(realm, answerToken, { tls, document } = {}) {
     if (request.method === 'GET') {
       const standard = { issuer: relay.issuer, authorization_endpoint: `${realm}/auth`, token_endpoint: `${relay.issuer}/token` };
       relay.discoveries += 1;
+      if (relay.isSilent) return; // for ever
       if (relay.isDown) response.destroy(); else response.end(JSON.stringify({ ...standard, ...document }));
       return;
     }

@@ -1,0 +1,105 @@
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+
+#include <atomic>
+#include <cstdarg>
+
+#include "HostileFixture.h"
+#include "OwnedFile.h"
+#include "RefreshLock.h"
+
+namespace {
+
+std::atomic<int> configReadings{0};
+bool hasLocks = true; ///< whether the file system has locks
+
+} // namespace
+
+// In place of the C library's; what is compiled for 64-bit file sizes calls this one.
+extern "C" int open64(const char* path, int flags, ...) {
+    mode_t mode = 0;
+    if ((flags & O_CREAT) != 0) {
+        std::va_list arguments; // NOLINT(cppcoreguidelines-init-variables)
+        va_start(arguments, flags);
+        mode = va_arg(arguments, mode_t);
+        va_end(arguments);
+    }
+    const std::string name = path;
+    if (name.size() > 11 && name.rfind("config.json") == name.size() - 11) { ++configReadings; }
+    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+
+extern "C" int flock(int file, int operation) noexcept {
+    if (hasLocks) { return static_cast<int>(syscall(SYS_flock, file, operation)); }
+    errno = ENOLCK;
+    return -1;
+}
+
+namespace VarnelBase {
+
+namespace {
+
+using FileSystem = HostileFixture;
+
+} // namespace
+
+TEST_F(FileSystem, IsAskedForTheSettingsOnceInAnOperation) {
+    Write(home / ".config/varnel/config.json",
+          R"({"username":"u","password":"p","authHost":")" + issuer + R"("})");
+    server.Answer(MakeAnswer(200, MakeProviderDocument("opaque", "refresh").dump()));
+    AuthHandler handler;
+    const auto count = [](const std::function<void()>& action) {
+        configReadings = 0;
+        action();
+        return configReadings.load();
+    };
+    EXPECT_EQ(count([] { EnvConfig(); }), 1);
+    EXPECT_EQ(count([&] { handler.GetApiKey(); }), 1); // by password
+    EXPECT_EQ(count([&] { handler.Login(); }), 1);     // by refresh
+    EXPECT_EQ(count([&] { handler.Relogin(); }), 1);
+    TokenStore().Store({ExpiredToken, "refresh"});
+    AuthHandler later;
+    EXPECT_EQ(count([&] { EXPECT_EQ(later.GetApiKey(), "opaque"); }), 1);
+    EXPECT_EQ(count([&] { later.GetApiKey(); }), 0);
+    EXPECT_EQ(count([] { AuthHandler::CanLoginNonInteractively(); }), 1);
+    for (const char* operation : {"Load", "Clear"}) {
+        EXPECT_EQ(count([&] {
+                      if (*operation == 'L') {
+                          TokenStore().Load();
+                      } else {
+                          TokenStore().Clear();
+                      }
+                  }),
+                  1)
+            << operation;
+    }
+}
+
+TEST_F(FileSystem, WithoutLocksStillLetsOneRefreshAtATime) {
+    hasLocks = false;
+    std::filesystem::create_directories(directory);
+    const TokenFile file{directory.string(), "tokens.json"};
+    const std::string owned = file.GetPath() + ".lock.owner";
+    const auto isBusy = [&] {
+        return RefreshLock(file, std::chrono::steady_clock::now()).IsBusy();
+    };
+    {
+        const RefreshLock lock(file);
+        EXPECT_FALSE(lock.IsBusy());
+        EXPECT_TRUE(isBusy());
+        EXPECT_EQ(AwaitChild(StartChild([&] { return isBusy() ? 7 : 0; })), 7);
+    }
+    EXPECT_FALSE(std::filesystem::exists(owned));
+    EXPECT_EQ(AwaitChild(StartChild([&] { return CreateOwnedFile(owned) ? 7 : 0; })), 7);
+    EXPECT_FALSE(isBusy()) << "its owner has ended";
+    Write(owned, "elsewhere 1 ");
+    EXPECT_TRUE(isBusy());
+    std::filesystem::last_write_time(
+        owned, std::filesystem::file_time_type::clock::now() - std::chrono::minutes(3));
+    EXPECT_FALSE(isBusy()) << "it is too old";
+    hasLocks = true;
+}
+
+} // namespace VarnelBase

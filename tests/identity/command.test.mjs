@@ -1,0 +1,142 @@
+// Signing in and out from the command line, by a person at a terminal or far from a browser.
+
+import assert from 'node:assert/strict';
+import { spawn } from 'node:child_process';
+import { once } from 'node:events';
+import { chmodSync, chownSync, mkdirSync, symlinkSync, writeFileSync } from 'node:fs';
+import { createServer } from 'node:http';
+import { join } from 'node:path';
+import { test } from 'node:test';
+import { listen, makeHome, makeToken, readTokens } from './harness.mjs';
+import { signIn } from './people.mjs';
+import { startProvider } from './provider.mjs';
+
+const { issuer } = await startProvider();
+
+// Runs varnel; `see(text)` is called with standard error so far, whenever there is more of it.
+async function varnel(home, args, { env = {}, see = () => {}, umask = '22', ...options } = {}) {
+  const child = spawn('sh', ['-c', `umask ${umask}; exec "$@"`, 'sh', process.env.VARNEL, ...args], {
+    ...options,
+    stdio: ['ignore', 'pipe', 'pipe'],
+    env: { PATH: process.env.PATH, HOME: home, VARNEL_AUTH_HOST: issuer, BROWSER: 'false', ...env },
+  });
+  const run = { out: '', err: '' };
+  child.stdout.on('data', (data) => { run.out += data; });
+  child.stderr.on('data', (data) => { run.err += data; see(run.err); });
+  [run.status] = await once(child, 'close');
+  return run;
+}
+
+// A provider whose token endpoint gives those answers in turn, and which notes what it was asked.
+async function startScripted(answers, device = {}) {
+  const asked = [];
+  const port = await listen(createServer(async (request, response) => {
+    const form = Object.fromEntries(new URLSearchParams(Buffer.concat(await request.toArray()).toString()));
+    const self = `http://127.0.0.1:${port}`;
+    const send = (document, status = 200) => response.writeHead(status).end(JSON.stringify(document));
+    if (request.method === 'GET') {
+      send({
+        issuer: self, authorization_endpoint: `${self}/auth`, token_endpoint: `${self}/token`,
+        ...(device && { device_authorization_endpoint: `${self}/device` }), revocation_endpoint: `${self}/revoke`,
+      });
+      return;
+    }
+    asked.push({ path: request.url, ...form });
+    if (request.url === '/device') {
+      send({ device_code: 'SECRET', user_code: 'WDJB-\u001bMJHT', verification_uri: `${self}/go`, expires_in: 600, interval: 1, ...device });
+    } else if (request.url === '/revoke') response.writeHead(answers[0]).end(); else send(...answers.shift());
+  }));
+  return { issuer: `http://127.0.0.1:${port}`, asked };
+}
+
+const tokens = { access_token: makeToken({ exp: 4e9, preferred_username: 'spiffe://corp/C=DE' }), token_type: 'Bearer', refresh_token: 'R' };
+
+test('the address is printed, and waited for whatever the browser\'s command does', async () => {
+  let visit;
+  const run = await varnel(makeHome(), ['login'], {
+    see: (text) => {
+      const address = /(http\S+\/auth\?\S+)/.exec(text)?.[1];
+      if (address && text.includes('waiting')) visit ??= signIn(address).then((back) => fetch(back));
+    },
+  });
+  await visit;
+  assert.equal(run.status, 0, run.err);
+  assert.equal(JSON.parse(run.out).signedIn, true);
+});
+
+test('a person signs in on another device', async () => {
+  const pending = [{ error: 'authorization_pending' }, 400];
+  for (const [args, answers, status, text] of [
+    [['login', '--device'], [pending, [tokens]], 0, /type this code: WDJB- MJHT/],
+    [['login'], [[tokens]], 0, /type this code/], // for there is no browser
+    [['login', '--device', '--quiet'], [[{ error: 'slow_down' }, 400], [tokens]], 0, /type this code/],
+    [['login', '--device'], [[{ error: 'access_denied', error_description: 'by bob' }, 400]], 4, /cancelled \(access_denied: by bob\)/],
+    [['login', '--device'], [pending, [{ error: 'expired_token' }, 400]], 4, /nobody used the code within 600 s/],
+  ]) {
+    const provider = await startScripted([...answers]);
+    const home = makeHome();
+    const run = await varnel(home, args, { env: { VARNEL_AUTH_HOST: provider.issuer, VARNEL_SCOPE: 'openid x' } });
+    assert.equal(run.status, status, run.err);
+    assert.match(run.err, text);
+    assert.doesNotMatch(run.err + run.out, /SECRET/);
+    assert.equal(provider.asked[0].scope, 'openid x');
+    assert.equal(provider.asked.length, 1 + answers.length);
+    assert.equal(provider.asked[1].device_code, 'SECRET');
+    if (status === 0) assert.equal(JSON.parse(run.out).user, 'spiffe://corp/C=DE');
+  }
+  const without = await startScripted([], null);
+  const run = await varnel(makeHome(), ['login', '--device'], { env: { VARNEL_AUTH_HOST: without.issuer } });
+  assert.match(run.err, /offers no signing in at another device/);
+});
+
+test('the token is printed, and the session ended at the provider', async () => {
+  for (const [status, text] of [[200, /has ended, here and at the provider/], [500, /goes on at the provider: .*status 500/]]) {
+    const provider = await startScripted([[tokens], status]);
+    const home = makeHome();
+    const env = { VARNEL_AUTH_HOST: provider.issuer };
+    await varnel(home, ['login'], { env });
+    assert.equal((await varnel(home, ['token'], { env })).out, `${tokens.access_token}\n`);
+    assert.match((await varnel(home, ['logout'], { env })).err, text);
+    assert.deepEqual(provider.asked.at(-1), { path: '/revoke', token: 'R', token_type_hint: 'refresh_token', client_id: 'varnel' });
+    assert.deepEqual(readTokens(home), []);
+    assert.match((await varnel(home, ['logout'], { env })).err, /no token was stored/);
+    assert.equal((await varnel(home, ['token'], { env })).status, 4);
+  }
+});
+
+test('tokens that cannot be stored are told of', async () => {
+  const place = (home) => join(home, '.local/state/varnel');
+  const nobody = { uid: 65534, gid: 65534 };
+  const isRoot = process.getuid() === 0;
+  const env = { VARNEL_USERNAME: 'alice', VARNEL_PASSWORD: 'wonderland' };
+  for (const [prepare, reason, options = {}] of [
+    [() => ({ HOME: '' }), /set HOME or XDG_STATE_HOME to an absolute path/],
+    [() => ({ HOME: '', XDG_STATE_HOME: 'relative' }), /set HOME or XDG_STATE_HOME to an absolute path/],
+    [(home) => { writeFileSync(join(home, 'file'), ''); return { HOME: join(home, 'file') }; }, /Not a directory/],
+    [(home) => { mkdirSync(place(home), { recursive: true }); symlinkSync(home, join(place(home), 'tokens')); }, /must not be a symbolic link/],
+    [() => ({ XDG_STATE_HOME: '/proc' }), /\/proc\/varnel: /],
+    ...(isRoot ? [
+      [(home) => { mkdirSync(place(home), { recursive: true }); chmodSync(home, 0o755); }, /Permission denied/, nobody],
+      [(home) => { chownSync(home, 65534, 65534); }, /belongs to another user: run this as that user/],
+    ] : []),
+  ]) {
+    const home = makeHome();
+    const run = await varnel(home, ['login'], { env: { ...env, ...prepare(home) }, ...options });
+    assert.equal(run.status, 1, run.err);
+    assert.match(run.err, /signed in, but not for the commands that follow/);
+    assert.match(run.err, reason);
+  }
+  const home = makeHome(); // whatever the umask takes away
+  assert.equal((await varnel(home, ['login'], { env, umask: '777' })).status, 0);
+  assert.equal((await varnel(home, ['token'], { env: { VARNEL_USERNAME: 'alice' } })).status, 0);
+});
+
+test('advice to sign in comes only where that helps', async () => {
+  for (const [env, isAdvised] of [
+    [{}, true],
+    [{ VARNEL_AUTH_HOST: '', VARNEL_ENVIRONMENT: 'staging' }, false],
+    [{ VARNEL_AUTH_HOST: 'https://127.0.0.1:1', VARNEL_CA_FILE: '/no/such.pem', VARNEL_USERNAME: 'a', VARNEL_PASSWORD: 'b' }, false],
+  ]) assert.equal((await varnel(makeHome(), ['whoami'], { env })).err.includes('varnel login'), isAdvised);
+  const busy = await varnel(makeHome(), ['login', '--as-other-user'], { env: { VARNEL_USERNAME: 'alice' } });
+  assert.equal(busy.status, 2);
+});
