@@ -20,15 +20,15 @@ for processor in "${processors[@]}"; do
 done
 apt-get update >/log && apt-get install --yes --no-install-recommends "${packages[@]}" >>/log 2>&1 || { tail /log; exit 1; }
 
+read -ra others < <(sed -n 's/^option(\(VARNELBASE_BUILD_[A-Z]*\) .*/-D\1=OFF/p' CMakeLists.txt | grep -v TESTS | paste -sd ' ')
 for processor in "${processors[@]}"; do
     IFS=: read -r debian compiler qemu <<<"$processor"
     suffix=gnu
     [[ $debian != armhf ]] || suffix=gnueabihf
     export PKG_CONFIG_LIBDIR=/usr/lib/$(dpkg-architecture -a "$debian" -q DEB_HOST_MULTIARCH)/pkgconfig:/usr/share/pkgconfig
-    cmake -G Ninja -B "build/$debian" -DCMAKE_SYSTEM_NAME=Linux -DCMAKE_SYSTEM_PROCESSOR="$compiler" \
+    cmake -G Ninja -B "build/$debian" "${others[@]}" -DCMAKE_SYSTEM_NAME=Linux -DCMAKE_SYSTEM_PROCESSOR="$compiler" \
         -DCMAKE_CXX_COMPILER="$compiler-linux-$suffix-g++" -DCMAKE_CROSSCOMPILING_EMULATOR="qemu-$qemu-static" \
-        -DVARNELBASE_BUILD_CLIENT=OFF \
-        -DVARNELBASE_BUILD_EMULATOR=OFF -DVARNELBASE_BUILD_CLI=OFF -DVARNELBASE_BUILD_EXAMPLES=OFF >/log 2>&1 || { cat /log; exit 1; }
+        >/log 2>&1 || { cat /log; exit 1; }
     cmake --build "build/$debian" --target connector-tests settings-tests >/log 2>&1 || { cat /log; exit 1; }
     for tests in connector settings; do
         program=build/$debian/tests/$tests/$tests-tests
