@@ -31,6 +31,7 @@ cat >"$root/script"
 
 # What ends this script ends all processes in there before the files are deleted.
 trap 'pkill -KILL -P "$system"; wait "$system" || true; exit 130' INT TERM
+set -m # otherwise everything in there would ignore Ctrl-C
 unshare --mount --pid --ipc --fork --kill-child bash -euo pipefail -c '
     mount -t proc proc "$1/proc"
     mount -t tmpfs tmpfs "$1/dev/shm"
@@ -39,4 +40,5 @@ unshare --mount --pid --ipc --fork --kill-child bash -euo pipefail -c '
     exec chroot "$1" /usr/bin/env -i HOME=/root PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
         LANG=C.UTF-8 bash -euo pipefail /script' bash "$root" </dev/null &
 system=$!
+set +m
 wait "$system"
