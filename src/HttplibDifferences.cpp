@@ -10,7 +10,7 @@
 #include <vector>
 
 namespace httplib::detail {
-class stream_line_reader; // The plain header defines it, the one of a compiled library does not.
+class SocketStream; // The plain header defines it, the one of a compiled library does not.
 } // namespace httplib::detail
 
 namespace VarnelBase {
@@ -130,7 +130,7 @@ std::optional<std::string> FindFirstHeader(const httplib::Headers& headers,
 }
 
 bool CanWaitFor(int descriptor) {
-    constexpr bool isPlain = IsDefined<httplib::detail::stream_line_reader>;
+    constexpr bool isPlain = IsDefined<httplib::detail::SocketStream>;
     return !isPlain || HttplibRelease >= 2000 || VARNELBASE_USES_POLL || descriptor < FD_SETSIZE;
 }
 

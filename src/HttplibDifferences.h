@@ -1,6 +1,7 @@
 #pragma once
 
 #include <httplib.h>
+#include <openssl/err.h>
 
 #include <limits>
 #include <optional>
@@ -119,6 +120,17 @@ auto GetTlsContext(const Client& client, int /*preferred*/)
 template <typename Client>
 SSL_CTX* GetTlsContext(const Client& client, long /*otherwise*/) {
     return client.ssl_context();
+}
+
+/// OpenSSL's error that ended a connection; later releases take it out of OpenSSL's queue.
+template <typename Result>
+auto GetTlsError(const Result& result, int /*preferred*/)
+    -> decltype(static_cast<unsigned long>(result.ssl_backend_error())) {
+    return static_cast<unsigned long>(result.ssl_backend_error());
+}
+template <typename Result>
+unsigned long GetTlsError(const Result& /*result*/, long /*otherwise*/) {
+    return ERR_peek_error();
 }
 
 /// Whether httplib can wait for a descriptor. The plain header before 0.20 cannot from FD_SETSIZE

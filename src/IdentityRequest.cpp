@@ -106,7 +106,8 @@ bool IsBeforeSending(httplib::Error error) {
     }
 }
 
-std::string DescribeFailure(httplib::Error error, long verification) {
+std::string DescribeFailure(const httplib::Result& result, long verification) {
+    const httplib::Error error = result.error();
     if (verification != X509_V_OK) {
         return std::string("its certificate is not accepted: ") +
                X509_verify_cert_error_string(verification);
@@ -115,7 +116,7 @@ std::string DescribeFailure(httplib::Error error, long verification) {
         return "its certificate is not accepted";
     }
     if (error == httplib::Error::SSLConnection) {
-        const char* reason = ERR_reason_error_string(ERR_peek_error());
+        const char* reason = ERR_reason_error_string(GetTlsError(result, 0));
         return std::string("no TLS connection: ") + (reason == nullptr ? "closed" : reason);
     }
     return "no connection";
@@ -158,7 +159,7 @@ IdentityAnswer SendIdentityRequest(const IdentityRequest& request) {
         if (!IsBeforeSending(result.error()) || verification.handshakes > 1) {
             throw IdentityError(where + ": no complete answer");
         }
-        throw IdentityError(where + ": " + DescribeFailure(result.error(), verification.result));
+        throw IdentityError(where + ": " + DescribeFailure(result, verification.result));
     }
     answer.status = result->status;
     answer.date = result->get_header_value("Date");

@@ -27,6 +27,13 @@ test('two logins on one handler leave nothing behind', async () => {
   assert.equal(run.output, '');
 });
 
+test('a program with 2,000 open files can sign in', async () => {
+  const { lines, browsers } = await runProbe(makeHome(), issuer, ['open-files', 'login', 'key']);
+  assert.deepEqual(lines.map(({ error }) => error), [undefined, undefined, undefined]);
+  assert.deepEqual([lines[0].result, lines[2].result], [true, lines[1].result]);
+  assert.deepEqual(browsers.map(({ descriptors }) => descriptors), [4]);
+});
+
 test('the browser is told nothing but the outcome, and the first good callback counts', async () => {
   for (const [change, reason] of [
     [(query) => query.set('iss', 'https://elsewhere.example'), /another issuer/],

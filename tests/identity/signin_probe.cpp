@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "../wire/OpenFiles.h"
 #include "ApiConnector.h"
 
 namespace {
@@ -53,6 +54,7 @@ void RunOperations(const std::vector<std::string>& names) {
         {"api-host", [&] { return json(connector.GetHostname()); }},
         {"api-version", [&] { return connector.GetVersion(); }},
         {"as-bob", [] { return json(setenv("VARNEL_USERNAME", "bob", 1)); }},
+        {"open-files", [] { return json(OpenFiles(2000)); }},
         {"pause",
          [] {
              return Report(json::object({{"paused", true}})), json(std::cin.get());

@@ -8,6 +8,7 @@
 
 #include "../connector/Operations.h"
 #include "../connector/ScriptedServer.h"
+#include "OpenFiles.h"
 
 using VarnelBase::ApiConnector;
 using VarnelBase::json;
@@ -100,6 +101,11 @@ int main() {
     std::cout << "  "
               << (project.is_null() ? 0 : project["body"].get_ref<const std::string&>().size())
               << " bytes\n";
+
+    std::cout << "2,000 open files\n";
+    const bool isOpen = OpenFiles(2000);
+    server.Answer(ok + "Content-Length: 3\r\n\r\n[1]");
+    std::cout << "  " << isOpen << " " << connector.GetVersion().dump() << "\n";
 
     setenv("VARNEL_TOKEN", "", 1);
     server.TakeRequests();
