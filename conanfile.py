@@ -15,9 +15,11 @@ class VarnelBase(ConanFile):
     exports_sources = "CMakeLists.txt", "LICENSE", "README.md", "CHANGELOG.md", "cmake/*", "docs/*", "src/*"
 
     def requirements(self):
-        # The public headers include both, and the size of the classes follows their releases.
-        self.requires("cpp-httplib/0.15.3", transitive_headers=True, transitive_libs=True)
-        self.requires("nlohmann_json/3.12.0", transitive_headers=True)
+        # The public headers include both, and the size of the classes follows their releases. Configuring
+        # says why releases of cpp-httplib are left out, and what is different with 0.29 to 0.48.
+        releases = ">=0.11.4 <=0.17.0 || >=0.18.1 <0.19 || >0.19.0 <0.24 || >=0.29 <1"
+        self.requires(f"cpp-httplib/[{releases}]", transitive_headers=True, transitive_libs=True)
+        self.requires("nlohmann_json/[>=3.11 <4]", transitive_headers=True)
         self.requires("openssl/[>=3 <4]", transitive_headers=True, transitive_libs=True)
 
     def layout(self):
@@ -26,7 +28,7 @@ class VarnelBase(ConanFile):
     def generate(self):
         CMakeDeps(self).generate()
         toolchain = CMakeToolchain(self)
-        for part in ("CLI", "CLIENT", "EMULATOR", "EXAMPLES", "TESTS"):
+        for part in ("CLI", "CLIENT", "EMULATOR", "EXAMPLES", "STUDY", "TESTS"):
             toolchain.cache_variables[f"VARNELBASE_BUILD_{part}"] = False
         toolchain.generate()
 
