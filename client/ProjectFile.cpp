@@ -25,8 +25,14 @@ ProjectFile::~ProjectFile() {
 
 bool ProjectFile::Open(const std::string& nameInDirectory) {
     std::error_code ignored;
-    isInDirectory = std::filesystem::is_directory(target, ignored);
-    if (isInDirectory) { target = std::filesystem::path(target) / nameInDirectory; }
+    const auto there = std::filesystem::status(target, ignored);
+    isInDirectory = std::filesystem::is_directory(there);
+    if (isInDirectory) {
+        target = std::filesystem::path(target) / nameInDirectory;
+    } else if (std::filesystem::exists(there) && !std::filesystem::is_regular_file(there)) {
+        errno = ENOTSUP; // A device must not be replaced by a file.
+        return Fail();
+    }
     temporary = target.substr(0, target.find_last_of('/') + 1) + ".varnel-" +
                 std::to_string(std::random_device()()) + ".part";
     descriptor =

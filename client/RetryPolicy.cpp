@@ -21,14 +21,14 @@ constexpr long long LongestWait = 365LL * 24 * 3600;
 
 bool RetryBudget::Take() {
     const std::lock_guard lock(mutex);
-    left = std::max(left - 1, 0.0);
+    left = std::max(left - Retry, 0);
     // The lower half is what success has to refill before retries begin again.
     return left >= Capacity / 2;
 }
 
 void RetryBudget::NoteSuccess() {
     const std::lock_guard lock(mutex);
-    left = std::min(left + ReturnedBySuccess, Capacity);
+    left = std::min(left + 1, Capacity);
 }
 
 milliseconds Backoff::Draw(int attempt, std::optional<milliseconds> retryAfter) {

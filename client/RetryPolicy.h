@@ -19,11 +19,12 @@ public:
     void NoteSuccess();
 
 private:
-    static constexpr double Capacity = 10;
-    static constexpr double ReturnedBySuccess = 0.1;
+    // In tenths of a retry: a success brings one back.
+    static constexpr int Retry = 10;
+    static constexpr int Capacity = 10 * Retry;
 
     std::mutex mutex;
-    double left = Capacity;
+    int left = Capacity;
 };
 
 /// Draws the waits between attempts: a random part of a time that doubles with each ("full

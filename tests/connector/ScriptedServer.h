@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -14,12 +15,14 @@
 
 using Log = std::vector<std::string>;
 
-/// A server on 127.0.0.1: one request per connection, raw bytes in, raw bytes out.
+/// A server on 127.0.0.1: raw bytes in, raw bytes out; one request per connection unless it is
+/// kept.
 class ScriptedServer {
 public:
-    /// How an answer goes out: at once, byte by byte, at once and followed by a reset; or not at
-    /// all, but a reset before the request is read.
-    enum class Manner { Whole, Bytes, ThenReset, Reset };
+    /// How an answer goes out: at once, byte by byte, at once and followed by a reset, at once and
+    /// with the connection kept for the next request; or not at all, but a reset before the request
+    /// is read.
+    enum class Manner { Whole, Bytes, ThenReset, Kept, Reset };
 
     ScriptedServer() {
         sockaddr_in address{};
@@ -32,7 +35,9 @@ public:
         port = ntohs(address.sin_port);
         thread = std::thread([this] {
             for (int accepted = 0; (accepted = accept(listener, nullptr, nullptr)) >= 0;) {
-                const Manner used = Serve(accepted);
+                ++connections;
+                Manner used = Manner::Kept;
+                while (used == Manner::Kept) { used = Serve(accepted); }
                 const bool isEnded = used == Manner::Whole || used == Manner::Bytes;
                 const linger discarding{isEnded ? 0 : 1, 0};
                 setsockopt(accepted, SOL_SOCKET, SO_LINGER, &discarding, sizeof(discarding));
@@ -83,6 +88,8 @@ public:
         return targets;
     }
 
+    int TakeConnections() { return connections.exchange(0); }
+
     unsigned int port = 0;
 
 private:
@@ -93,6 +100,7 @@ private:
         lock.unlock();
         if (how == Manner::Reset) { return how; }
         std::string request = Receive(connection);
+        if (request.empty() && how == Manner::Kept) { return Manner::Whole; }
         lock.lock();
         requests.push_back(std::move(request));
         log.emplace_back("request");
@@ -101,7 +109,7 @@ private:
         if (isFirst) { first.erase(first.begin()); }
         lock.unlock();
         Send(connection, bytes, how == Manner::Bytes ? 1 : bytes.size());
-        return how;
+        return how == Manner::Kept && bytes.empty() ? Manner::Whole : how;
     }
 
     static std::string Receive(int connection) {
@@ -126,6 +134,8 @@ private:
             if (send(connection, &bytes[sent], atOnce, MSG_NOSIGNAL) < 0) { return; }
         }
     }
+
+    std::atomic<int> connections{0};
 
     std::mutex mutex; // of what follows
     std::string answer;

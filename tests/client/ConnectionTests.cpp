@@ -1,0 +1,200 @@
+#include <Emulator.h>
+#include <httplib.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <thread>
+
+#include "ClientFixture.h"
+
+namespace VarnelBase {
+
+namespace {
+
+using Manner = ScriptedServer::Manner;
+using ClientConnections = ClientFixture;
+
+} // namespace
+
+TEST_F(ClientConnections, AreKeptAndReplacedSilently) {
+    ServiceClient client(Options());
+    server.Answer(MakeKeptAnswer(200, "[]"), Manner::Kept);
+    for (int call = 0; call < 3; ++call) { EXPECT_TRUE(client.GetAgent()); }
+    EXPECT_TRUE(client.PostExecution("a", {}));
+    EXPECT_EQ(server.TakeConnections(), 1);
+
+    // The service closes the kept connection instead of answering on it.
+    server.Answer(MakeKeptAnswer(200, "[]"), Manner::Kept, {""});
+    const Outcome replaced = client.GetAgent();
+    EXPECT_TRUE(replaced) << replaced.message;
+    EXPECT_EQ(replaced.attempts, 1);
+    EXPECT_EQ(server.TakeConnections(), 1);
+}
+
+TEST_F(ClientConnections, ThatBreakLetNothingBeSentTwiceThatChangesSomething) {
+    const std::function<Outcome(ServiceClient&)> changes[] = {
+        [](auto& c) { return c.PostExecution("a", {}); },
+        [](auto& c) { return c.PostExecution("a", std::string(1 << 20, 'x')); },
+        [](auto& c) { return c.UpdateUser("a", "r"); },
+        [](auto& c) { return c.DeleteUser("a"); },
+        [](auto& c) { return c.Send("PUT", "/a", ""); },
+    };
+    for (const auto& change : changes) {
+        ServiceClient client(Options());
+        server.Answer(MakeKeptAnswer(200, "[]"), Manner::Kept);
+        EXPECT_TRUE(client.GetAgent());
+        server.TakeRequests();
+        server.Answer(MakeKeptAnswer(200, "[]"), Manner::Kept, {""});
+        const Outcome outcome = change(client);
+        EXPECT_EQ(outcome.failure, Failure::Interrupted) << outcome.message;
+        EXPECT_EQ(outcome.sent, SentState::MayHaveBeenSent);
+        EXPECT_EQ(server.TakeRequests().size(), 1U);
+        EXPECT_TRUE(client.GetAgent());
+    }
+}
+
+TEST_F(ClientConnections, AreClosedWhenTheyWereIdleForTooLong) {
+    ClientOptions options = Options();
+    options.idleTimeout = std::chrono::milliseconds(1);
+    ServiceClient client(options);
+    server.Answer(MakeKeptAnswer(200, "[]"), Manner::Kept);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(2);
+    EXPECT_TRUE(client.GetAgent());
+    while (std::chrono::steady_clock::now() < end) {}
+    while (server.TakeConnections() < 1) {}
+    EXPECT_TRUE(client.GetAgent());
+}
+
+TEST_F(ClientConnections, CarryATokenThatChangesWithTheNextRequest) {
+    std::string token = "first";
+    ClientOptions options = Options();
+    options.tokenSource = [&token] { return token; };
+    ServiceClient client(options);
+    server.Answer(MakeKeptAnswer(200, "[]"), Manner::Kept);
+    for (const char* used : {"first", "second", ""}) {
+        token = used;
+        EXPECT_TRUE(client.PostExecution("a", {}));
+        const std::string request = server.TakeRequests().at(0);
+        const std::string header = "\r\nAuthorization: Bearer " + token + "\r\n";
+        EXPECT_EQ(request.find(header) != std::string::npos, !token.empty());
+        EXPECT_EQ(request.find("Authorization") != std::string::npos, !token.empty());
+    }
+    EXPECT_EQ(server.TakeConnections(), 1);
+}
+
+TEST_F(ClientConnections, GoThroughAProxyButNeverToThisMachine) {
+    ScriptedServer proxy;
+    const std::string address = "http://127.0.0.1:" + std::to_string(proxy.port);
+    for (const char* name : {"http_proxy", "https_proxy"}) { setenv(name, address.c_str(), 1); }
+    unsetenv("no_proxy");
+    proxy.Answer(MakeAnswer(200, "[]"));
+    server.Answer(MakeAnswer(200, "[]"));
+    ClientOptions options = Options();
+    for (const char* host : {"127.0.0.1", "localhost", "127.1.2.3"}) {
+        options.host = host;
+        EXPECT_NE(ServiceClient(options).GetAgent().failure, Failure::CannotResolve);
+    }
+    EXPECT_EQ(proxy.TakeRequests(), Log());
+    options.host = "service.invalid";
+    EXPECT_TRUE(ServiceClient(options).GetAgent());
+    EXPECT_EQ(proxy.TakeTargets(),
+              Log{"GET http://service.invalid:" + std::to_string(server.port) + "/agent"});
+
+    options.tls = true;
+    options.maxAttempts = 1;
+    proxy.Answer(MakeAnswer(403, ""));
+    const Outcome refused = ServiceClient(options).PostExecution("a", {});
+    EXPECT_EQ(refused.failure, Failure::CannotConnect);
+    EXPECT_EQ(refused.sent, SentState::NotSent);
+    EXPECT_EQ(refused.status, 0);
+    const std::string tunnel = proxy.TakeRequests().at(0);
+    EXPECT_EQ(tunnel.rfind("CONNECT service.invalid:", 0), 0U);
+    EXPECT_EQ(tunnel.find("t0ken"), std::string::npos);
+    setenv("no_proxy", "service.invalid", 1);
+    EXPECT_EQ(ServiceClient(options).GetAgent().failure, Failure::CannotResolve);
+    for (const char* name : {"http_proxy", "https_proxy", "no_proxy"}) { unsetenv(name); }
+}
+
+TEST_F(ClientConnections, AreTlsOnlyWithACertificateThatNamesTheHost) {
+    struct TlsCase {
+        const char* certificate; ///< what it says, as an argument of openssl
+        bool isTrusted;
+        Failure failure;
+    };
+    std::string pattern = "/tmp/varnel-tls-XXXXXX";
+    const std::string directory = mkdtemp(pattern.data());
+    for (const TlsCase& given : {
+             TlsCase{"subjectAltName=IP:127.0.0.1", true, Failure::None},
+             {"subjectAltName=IP:127.0.0.1", false, Failure::Untrusted},
+             {"subjectAltName=IP:127.0.0.2", true, Failure::Untrusted},
+             {"subjectAltName=DNS:127.0.0.1", true, Failure::Untrusted},
+             {"nsComment=none", true, Failure::Untrusted}, // only the common name names the host
+         }) {
+        const std::string certificate = directory + "/cert.pem";
+        const std::string key = directory + "/key.pem";
+        const std::string command =
+            "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 2 "
+            "-subj /CN=127.0.0.1 -addext " +
+            std::string(given.certificate) + " -keyout " + key + " -out " + certificate +
+            " 2>/dev/null";
+        ASSERT_EQ(std::system(command.c_str()), 0) << command;
+        httplib::SSLServer service(certificate.c_str(), key.c_str());
+        const auto answer = [](const auto&, auto& response) { response.set_content("[]", ""); };
+        service.Get(".*", answer);
+        service.Post(".*", answer);
+        ClientOptions options = Options();
+        options.port = static_cast<unsigned int>(service.bind_to_any_port("127.0.0.1"));
+        options.tls = true;
+        std::thread serving([&service] { service.listen_after_bind(); });
+        for (const bool isByVariable : {false, true}) {
+            setenv("SSL_CERT_FILE", isByVariable && given.isTrusted ? certificate.c_str() : "/none",
+                   1);
+            options.caFile = !isByVariable && given.isTrusted ? certificate : "";
+            ServiceClient client(options);
+            const Outcome outcome = client.PostExecution("a", {});
+            EXPECT_EQ(outcome.failure, given.failure) << given.certificate << outcome.message;
+            EXPECT_EQ(outcome.sent == SentState::NotSent, !outcome);
+            EXPECT_EQ(outcome.attempts, 1);
+            EXPECT_EQ(client.GetAgent().failure, given.failure);
+        }
+        service.stop();
+        serving.join();
+    }
+    unsetenv("SSL_CERT_FILE");
+    std::filesystem::remove_all(directory);
+}
+
+TEST_F(ClientConnections, AreSharedByManyThreads) {
+    Emulator emulator;
+    ClientOptions shared = Options();
+    shared.port = static_cast<unsigned int>(emulator.GetPort());
+    ServiceClient client(shared);
+    std::atomic<int> answered{0};
+    std::atomic<int> cancelled{0};
+    std::vector<std::thread> threads;
+    constexpr int Threads = 16;
+    constexpr int Calls = 60;
+    for (int number = 0; number < Threads; ++number) {
+        threads.emplace_back([&, number] {
+            for (int call = 0; call < Calls; ++call) {
+                CallOptions options;
+                std::thread canceller;
+                if (call % 4 == 0) {
+                    options.cancellation.emplace();
+                    canceller =
+                        std::thread([used = *options.cancellation]() mutable { used.Cancel(); });
+                }
+                const Outcome outcome = number % 2 == 0 ? client.GetAgent(options)
+                                                        : client.SendAgentCommand("pause", options);
+                if (canceller.joinable()) { canceller.join(); }
+                answered += outcome ? 1 : 0;
+                cancelled += outcome.failure == Failure::Cancelled ? 1 : 0;
+            }
+        });
+    }
+    for (std::thread& thread : threads) { thread.join(); }
+    EXPECT_EQ(answered + cancelled, Threads * Calls);
+    EXPECT_GE(answered, Threads * Calls * 3 / 4);
+}
+
+} // namespace VarnelBase

@@ -1,0 +1,117 @@
+#include <Emulator.h>
+
+#include "ClientFixture.h"
+
+namespace VarnelBase {
+
+namespace {
+
+class ClientLists : public ClientFixture {
+protected:
+    /// What a loop sees; the kind of the failure that ends it behind that.
+    Log Walk(const Log& pages, int pageSize = 2) {
+        ClientOptions options = Options();
+        options.pageSize = pageSize;
+        ServiceClient client(options);
+        Log answers;
+        for (const std::string& page : pages) { answers.push_back(MakeAnswer(200, page)); }
+        server.Answer(MakeAnswer(404, ""), ScriptedServer::Manner::Whole, answers);
+        Log seen;
+        try {
+            for (const json& entry : client.Simulations("user")) { seen.push_back(entry.dump()); }
+        } catch (const CallFailed& failed) {
+            seen.emplace_back(NameFailure(failed.GetOutcome().failure));
+        }
+        return seen;
+    }
+};
+
+} // namespace
+
+TEST_F(ClientLists, EndWhereTheServiceEndsThemAndNowhereElse) {
+    const std::string a = R"({"id":"a"})", b = R"({"id":"b"})", c = R"({"id":"c"})";
+    const auto page = [](const Log& entries, const std::string& rest = "") {
+        std::string text = R"({"items":[)";
+        for (const std::string& entry : entries) { text += (text.size() > 10 ? "," : "") + entry; }
+        return text + "]" + rest + "}";
+    };
+    struct WalkCase {
+        const char* what;
+        Log pages;
+        Log seen;
+    };
+    const WalkCase walks[] = {
+        {"a short page", {page({a, b}), page({c})}, {a, b, c}},
+        {"an empty page", {page({a, b}), page({})}, {a, b}},
+        {"nothing", {page({})}, {}},
+        {"the total", {page({a, b}, R"(,"total":2)")}, {a, b}},
+        {"a total beyond a short page",
+         {page({a}, R"(,"total":2)"), page({b}, R"(,"total":2)")},
+         {a, b}},
+        {"an entry that moved", {page({a, b}), page({b, c}), page({})}, {a, b, c}},
+        {"entries without an identifier", {page({"1", "1"}), page({"{}"})}, {"1", "1", "{}"}},
+        {"a failure at once", {}, {"NotFound"}},
+        {"a failure in the middle", {page({a, b})}, {a, b, "NotFound"}},
+        {"a page that is no list", {page({a, b}), R"({"items":{}})"}, {a, b, "Unreadable"}},
+        {"an offset that is not looked at", {page({a, b}), page({a, b})}, {a, b, "Unreadable"}},
+    };
+    for (const WalkCase& walk : walks) { EXPECT_EQ(Walk(walk.pages), walk.seen) << walk.what; }
+    EXPECT_EQ(server.TakeTargets().back(), "GET /simulations?scope=user&limit=2&offset=2");
+}
+
+TEST_F(ClientLists, AreWholeWithAService) {
+    Emulator emulator;
+    ClientOptions options = Options();
+    options.port = static_cast<unsigned int>(emulator.GetPort());
+    options.pageSize = 7;
+    ServiceClient client(options);
+    std::set<std::string> started;
+    for (int number = 0; number < 30; ++number) {
+        started.insert(client.PostExecution("sim-bridge", json::object()).document.at("id"));
+    }
+    std::size_t count = 0;
+    for (const json& execution : client.Executions("sim-bridge")) {
+        started.erase(execution.at("id"));
+        ++count;
+    }
+    EXPECT_EQ(started.size(), 0U);
+    EXPECT_EQ(count, client.GetExecutions("sim-bridge", 1, 0).document.at("total"));
+    Listing users = client.Users();
+    EXPECT_EQ(std::distance(users.begin(), users.end()), std::distance(users.begin(), users.end()));
+}
+
+TEST_F(ClientLists, WaitForWhatTheyStart) {
+    using std::chrono::milliseconds;
+    ClientOptions options = Options();
+    options.maxAttempts = 1;
+    ServiceClient client(options);
+    WaitOptions wait;
+    wait.firstInterval = wait.maxInterval = milliseconds(1);
+    wait.statePointer = "/run/phase";
+    wait.endStates = {"done", "broken"};
+    int progressed = 0;
+    wait.progress = [&progressed](const json&) { ++progressed; };
+    const auto phase = [](const char* name) {
+        return MakeAnswer(200, std::string(R"({"run":{"phase":)") + name + "}}");
+    };
+    const auto await = [&](const Log& answers) {
+        server.Answer(phase("\"done\""), ScriptedServer::Manner::Whole, answers);
+        return client.WaitForExecution("a", "b", wait);
+    };
+    const ExecutionOutcome survived =
+        await({phase("\"a\""), MakeAnswer(503, ""), "", MakeAnswer(500, ""), phase("\"b\"")});
+    EXPECT_TRUE(survived);
+    EXPECT_EQ(survived.state, "done");
+    EXPECT_EQ(survived.attempts, 6);
+    EXPECT_EQ(progressed, 3);
+    EXPECT_EQ(await({phase("\"broken\"")}).state, "broken");
+    EXPECT_EQ(await({MakeAnswer(404, "")}).failure, Failure::NotFound);
+    EXPECT_EQ(await({phase("7")}).failure, Failure::Unreadable);
+    wait.timeout = milliseconds(20);
+    wait.endStates = {"never"};
+    const ExecutionOutcome endless = await({});
+    EXPECT_EQ(endless.failure, Failure::TimedOut);
+    EXPECT_EQ(endless.state, "done");
+}
+
+} // namespace VarnelBase

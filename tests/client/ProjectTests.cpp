@@ -1,0 +1,151 @@
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "ClientFixture.h"
+#include "ContentDisposition.h"
+
+namespace VarnelBase {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class ClientProjects : public ClientFixture {
+protected:
+    ClientProjects() {
+        std::string pattern = (fs::temp_directory_path() / "varnel-projects-XXXXXX").string();
+        directory = mkdtemp(pattern.data());
+    }
+    ~ClientProjects() override { fs::remove_all(directory); }
+
+    static std::string Read(const std::string& path) {
+        std::ifstream file(path);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    std::size_t CountFiles() const {
+        return static_cast<std::size_t>(std::distance(fs::directory_iterator(directory), {}));
+    }
+
+    fs::path directory;
+    const std::string bytes = std::string("PK\0\xff", 4) + std::string(100'000, 'x');
+    const std::string named = "Content-Disposition: attachment; filename=\"a.b.zip\"\r\n";
+};
+
+} // namespace
+
+TEST_F(ClientProjects, AreFilesWhenTheyAreWhole) {
+    ServiceClient client(Options());
+    server.Answer(MakeAnswer(200, bytes, named));
+    std::uint64_t last = 0;
+    const auto progress = [&](std::uint64_t received, std::optional<std::uint64_t> total) {
+        EXPECT_GT(received, last);
+        EXPECT_EQ(total, bytes.size());
+        last = received;
+    };
+    const char* const names[] = {"a.b.zip", "a.b-2.zip", "a.b-3.zip"};
+    for (const char* name : names) {
+        last = 0;
+        const ProjectOutcome outcome = client.SaveProject({}, directory, progress);
+        EXPECT_TRUE(outcome) << outcome.message;
+        EXPECT_EQ(outcome.path, directory / name);
+        EXPECT_EQ(outcome.fileName, "a.b.zip");
+        EXPECT_EQ(outcome.size, bytes.size());
+        EXPECT_EQ(last, bytes.size());
+        EXPECT_EQ(Read(outcome.path), bytes);
+    }
+    const std::string path = directory / "mine";
+    std::ofstream(path) << "old";
+    EXPECT_EQ(client.SaveProject({}, path).path, path);
+    EXPECT_EQ(Read(path), bytes);
+    server.Answer(MakeAnswer(200, ""));
+    EXPECT_EQ(client.SaveProject({}, directory).path, directory / "project");
+    EXPECT_EQ(CountFiles(), 5U);
+
+    server.Answer(MakeAnswer(200, bytes, named));
+    EXPECT_EQ(client.GenerateProject({}).text, bytes);
+    std::ostringstream output;
+    EXPECT_EQ(client.StreamProject({}, output).size, bytes.size());
+    EXPECT_EQ(output.str(), bytes);
+}
+
+TEST_F(ClientProjects, LeaveNothingBehindWhenTheyFail) {
+    ServiceClient client(Options());
+    const std::string path = directory / "mine";
+    std::ofstream(path) << "old";
+    const std::pair<std::string, Failure> answers[] = {
+        {MakeAnswer(404, "{}"), Failure::NotFound},
+        {"HTTP/1.1 200 OK\r\nContent-Length: 999999\r\n\r\n" + bytes, Failure::Interrupted},
+        {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nab\r\n", Failure::Interrupted},
+    };
+    for (const auto& [answer, failure] : answers) {
+        server.Answer(answer);
+        EXPECT_EQ(client.SaveProject({}, path).failure, failure);
+        EXPECT_EQ(client.SaveProject({}, directory).failure, failure);
+    }
+    server.Answer(MakeAnswer(200, bytes));
+    const ProjectOutcome nowhere = client.SaveProject({}, directory / "none/file");
+    EXPECT_EQ(nowhere.failure, Failure::NotSaved);
+    EXPECT_EQ(nowhere.message, (directory / "none/file").string() + ": No such file or directory");
+    const std::string pipe = directory / "pipe";
+    EXPECT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_EQ(client.SaveProject({}, pipe).failure, Failure::NotSaved);
+    fs::remove(pipe);
+    rlimit usual{};
+    getrlimit(RLIMIT_FSIZE, &usual);
+    const rlimit little{1000, usual.rlim_max};
+    std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &little);
+    EXPECT_EQ(client.SaveProject({}, path).message, path + ": File too large");
+    setrlimit(RLIMIT_FSIZE, &usual);
+    EXPECT_THROW(
+        (void)client.SaveProject({}, path, [](auto, auto) { throw std::logic_error("mine"); }),
+        std::logic_error);
+    EXPECT_EQ(client.StreamProject({}, [](const char*, std::size_t) { return false; }).failure,
+              Failure::NotSaved);
+    std::ostringstream broken;
+    broken.setstate(std::ios::badbit);
+    EXPECT_EQ(client.StreamProject({}, broken).failure, Failure::NotSaved);
+    ClientOptions small = Options();
+    small.maxDocumentBytes = 1000;
+    EXPECT_EQ(ServiceClient(small).GenerateProject({}).failure, Failure::TooLarge);
+    EXPECT_EQ(CountFiles(), 1U);
+    EXPECT_EQ(Read(path), "old");
+}
+
+TEST(ClientFileNames, AreSafe) {
+    const std::pair<const char*, const char*> names[] = {
+        {"attachment; filename=\"bridge.zip\"", "bridge.zip"},
+        {"attachment;FileName = bridge.zip ; size=3", "bridge.zip"},
+        {"attachment; filename=\"a \\\"b\\\"; c.zip\"", "a _b_; c.zip"},
+        {"attachment; filename=plain.zip; filename*=UTF-8''br%C3%BCcke%20%e2%82%ac.zip",
+         "br\xc3\xbc"
+         "cke \xe2\x82\xac.zip"},
+        {"attachment; filename*=iso-8859-1'en'%A3.zip; filename=plain.zip", "\xc2\xa3.zip"},
+        {"attachment; filename=plain.zip; filename*=UTF-8''%zz", "plain.zip"},
+        {"attachment; filename=plain.zip; filename*=UTF-8''%4", "plain.zip"},
+        {"attachment; filename=plain.zip; filename*=KOI8-R''a", "plain.zip"},
+        {"attachment; filename*=UTF-8''..%2F..%2Fetc%2Fpasswd", "passwd"},
+        {"attachment; filename=\"C:\\\\windows\\\\win.ini\"", "win.ini"},
+        {"attachment; filename=\"/\"", ""},
+        {"attachment; filename=\"..\"", ""},
+        {"attachment; filename=\". .bashrc. \"", "bashrc"},
+        {"attachment; filename*=UTF-8''a%00b%0A.zip", "a_b_.zip"},
+        {"attachment; filename=\"a\x1b[2J.zip\"", "a_[2J.zip"},
+        {"attachment; filename=\"a\xff\xc0\xaf.zip\"", "a___.zip"},
+        {"attachment; filename*=UTF-8''a%E2%80%AEpiz.exe", "a_piz.exe"},
+        {"attachment; filename=first; filename=second", "first"},
+        {"attachment; filename=", ""},
+        {"attachment; filename", ""},
+        {"", ""},
+    };
+    for (const auto& [header, name] : names) { EXPECT_EQ(ReadFileName(header), name) << header; }
+    EXPECT_EQ(ReadFileName("a; filename=" + std::string(500, 'x')).size(), 200U);
+}
+
+} // namespace VarnelBase
