@@ -8,8 +8,10 @@
 class Peer {
 public:
     /// @param status the status line's code of every answer
-    /// @param kind   "version", "list", "document" or "bytes"
-    /// @param size   bytes of a "document" or of "bytes"
+    /// @param kind   "version", "list", "document" or "bytes"; with kept connections
+    /// "kept-version",
+    ///               "kept-pages" (a list) or "kept-stream" (bytes for a POST, else the version)
+    /// @param size   bytes of a "document", of "bytes" and of a stream; entries of a list
     Peer(int status, const std::string& kind, std::size_t size = 0);
 
     /// Any other program whose first line of output is http://127.0.0.1:PORT.

@@ -115,6 +115,7 @@ TransferResult HttpTransfer::Perform(const TransferRequest& request,
     TransferResult result;
     const std::optional<CURLcode> code = Run(request, result);
     lastUse = Clock::now();
+    lastThread = std::this_thread::get_id();
     if (thrown) { std::rethrow_exception(std::exchange(thrown, nullptr)); }
 
     CURL* handle = easy.get();
@@ -155,18 +156,27 @@ void HttpTransfer::Prepare(const TransferRequest& request) {
     CURL* handle = easy.get();
     url.assign(access->origin).append(request.target);
     Set(handle, CURLOPT_URL, url.c_str());
-    const std::string_view method = request.method;
-    if (request.body != nullptr) {
+    const bool hasBody = request.body != nullptr;
+    SetForm(request.method, hasBody, request.isDecompressed);
+    if (hasBody) {
         Set(handle, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body->size()));
         Set(handle, CURLOPT_POSTFIELDS, request.body->data());
-        Set(handle, CURLOPT_POST, 1L);
-    } else {
-        Set(handle, CURLOPT_HTTPGET, 1L);
     }
-    const bool isCustom = method != (request.body != nullptr ? "POST" : "GET");
-    Set(handle, CURLOPT_CUSTOMREQUEST, isCustom ? request.method : nullptr);
-    Set(handle, CURLOPT_HTTPHEADER, request.body != nullptr ? bodyHeaders.get() : headers.get());
-    Set(handle, CURLOPT_ACCEPT_ENCODING, request.isDecompressed ? "gzip, deflate" : nullptr);
+    Set(handle, CURLOPT_HTTPHEADER, hasBody ? bodyHeaders.get() : headers.get());
+}
+
+/// Sets what most requests have in common with the one before.
+void HttpTransfer::SetForm(std::string_view method, bool hasBody, bool isDecompressed) {
+    std::string form(method);
+    form.append(hasBody ? "+" : "").append(isDecompressed ? "z" : "");
+    if (form == lastForm) { return; }
+    lastForm.clear();
+    CURL* handle = easy.get();
+    Set(handle, hasBody ? CURLOPT_POST : CURLOPT_HTTPGET, 1L);
+    const bool isCustom = method != (hasBody ? "POST" : "GET");
+    Set(handle, CURLOPT_CUSTOMREQUEST, isCustom ? method.data() : nullptr);
+    Set(handle, CURLOPT_ACCEPT_ENCODING, isDecompressed ? "gzip, deflate" : nullptr);
+    lastForm = std::move(form);
 }
 
 std::optional<CURLcode> HttpTransfer::Run(const TransferRequest& request, TransferResult& result) {

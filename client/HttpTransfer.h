@@ -10,6 +10,8 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <thread>
 
 #include "AccessSource.h"
 #include "CancellationState.h"
@@ -78,6 +80,7 @@ public:
                            const BodyTaker& taker);
 
     Clock::time_point lastUse = Clock::now();
+    std::thread::id lastThread;
 
 private:
     static std::size_t OnHeader(const char* line, std::size_t size, std::size_t count, void* self);
@@ -87,6 +90,7 @@ private:
 
     void UseAccess(std::shared_ptr<const Access> used);
     void Prepare(const TransferRequest& request);
+    void SetForm(std::string_view method, bool hasBody, bool isDecompressed);
     void ReadHeaderLine(const char* line, std::size_t size);
     std::optional<CURLcode> Run(const TransferRequest& request, TransferResult& result);
     void Explain(CURLcode code, TransferResult& result);
@@ -105,6 +109,7 @@ private:
     HeaderList headers{nullptr, &curl_slist_free_all};     ///< of a request without a body
     HeaderList bodyHeaders{nullptr, &curl_slist_free_all}; ///< of one with a body
     std::string url;
+    std::string lastForm; ///< what the handle's options for method, body and compression are
 
     // Of the request that runs:
     const BodyTaker* takeBody = nullptr;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <thread>
 
 namespace VarnelBase {
 
@@ -20,8 +21,13 @@ std::unique_ptr<HttpTransfer> TransferPool::Take() {
         // Room for all that return, so that returning allocates nothing.
         idle.reserve(idle.size() + lent + 1);
         if (!idle.empty()) {
-            auto transfer = std::move(idle.back());
-            idle.pop_back();
+            // What this thread has used before is in its processor's caches.
+            const auto own = std::find_if(idle.rbegin(), idle.rend(), [](const auto& transfer) {
+                return transfer->lastThread == std::this_thread::get_id();
+            });
+            const auto taken = own == idle.rend() ? idle.end() - 1 : own.base() - 1;
+            auto transfer = std::move(*taken);
+            idle.erase(taken);
             ++lent;
             return transfer;
         }

@@ -14,7 +14,7 @@ class TransferPool {
 public:
     explicit TransferPool(TransferSettings common) : settings(std::move(common)) {}
 
-    /// Borrows the connection that was used last, or a new one; it returns by itself.
+    /// Borrows a connection, or a new one; it returns by itself.
     class Lease {
     public:
         explicit Lease(TransferPool& lender) : pool(lender), transfer(pool.Take()) {}
@@ -34,7 +34,7 @@ private:
 
     const TransferSettings settings;
     std::mutex mutex;
-    std::vector<std::unique_ptr<HttpTransfer>> idle; ///< the one that was used last at the end
+    std::vector<std::unique_ptr<HttpTransfer>> idle; ///< in the order of their last use
     std::size_t lent = 0;
 };
 
