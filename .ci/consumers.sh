@@ -34,6 +34,7 @@ build_host() {
         -DVARNELBASE_SOURCE="$source" "$@" >"$work/$name.log" || fail "configuring $name failed"
     cmake --build "$work/$name" >>"$work/$name.log" || { cat "$work/$name.log"; fail "$name failed"; }
     run_host "$work/$name/host"
+    if [ -x "$work/$name/client_host" ]; then run_host "$work/$name/client_host"; fi
     if [ -x "$work/$name/host_with_own_httplib" ]; then run_host "$work/$name/host_with_own_httplib"; fi
 }
 
@@ -70,6 +71,9 @@ for kind in shared static; do
     read -ra flags <<<"$(pkg-config --cflags --libs varnelbase)"
     g++ -std=c++17 "$host/host.cpp" -o "$work/pkg-config-$kind" "${flags[@]}"
     run_host "$work/pkg-config-$kind" "$prefix/lib"
+    read -ra clientFlags <<<"$(pkg-config --cflags --libs varnelbase-client)"
+    g++ -std=c++17 "$host/client_host.cpp" -o "$work/pkg-config-client-$kind" "${clientFlags[@]}"
+    run_host "$work/pkg-config-client-$kind" "$prefix/lib"
 done
 
 foreign=$(nm -D --defined-only -C "$work/shared-prefix/lib/libvarnelbase.so" |

@@ -2,7 +2,7 @@
 # Compiles, configures, parses or runs every code block in README.md, docs/ and the other documents,
 # and checks that docs/CONFIGURATION.md is complete.
 #
-#   ```cpp    a program, or statements with a `connector` in reach: compiled
+#   ```cpp    a program, or statements with a `connector` in reach: compiled and linked with both libraries
 #   ```cmake  lines of a project that has the target my-application: configured
 #   ```json   parsed; in docs/CONFIGURATION.md read as a configuration file
 #   ```sh     run in an empty directory, with this clone as "varnelbase" beside it
@@ -31,7 +31,7 @@ cmake --preset release -DVARNEL_HTTPLIB_DIR="${VARNEL_HTTPLIB_DIR:-}" \
 cmake --build --preset release >>"$work/build.log" || fail "the build failed, see $work/build.log"
 cmake --install build/release --prefix "$work/prefix" >>"$work/build.log"
 export PKG_CONFIG_PATH=$work/prefix/lib/pkgconfig
-read -ra flags <<<"$(pkg-config --cflags --libs varnelbase)"
+read -ra flags <<<"$(pkg-config --cflags --libs varnelbase-client varnelbase)"
 flags+=("-Wl,-rpath,$work/prefix/lib")
 
 # Cuts the blocks out: blocks/FILE:LINE.LANGUAGE, and .skip beside those that are not run.
@@ -64,7 +64,7 @@ check_cpp() {
     if ! grep -q 'int main(' "$1"; then
         local includes
         includes=$(grep '^#include' "$1" || true)
-        { echo "#include <ApiConnector.h>"; echo "#include <iostream>"; echo "$includes"
+        { echo "#include <ApiConnector.h>"; echo "#include <ServiceClient.h>"; echo "#include <iostream>"; echo "$includes"
           echo "void Use([[maybe_unused]] VarnelBase::ApiConnector& connector) {"
           grep -v '^#include' "$1"
           echo "}"; echo "int main() {}"; } >"$1.cpp"

@@ -15,16 +15,19 @@ namespace VarnelBase {
 /// was given one of them, those that begin later too.
 class Cancellation {
 public:
-    struct State;
+    struct State; ///< is the implementation's
 
+    /// Something that can be cancelled, once.
     Cancellation();
 
     /// Ends the calls within 100 ms, wherever they are; a name lookup and the renewal of a token
     /// are awaited. May be called from any thread, but not from a signal handler.
     void Cancel();
 
+    /// Whether it or a copy of it was cancelled.
     bool IsCancelled() const;
 
+    /// For the implementation.
     const std::shared_ptr<State>& GetState() const { return state; }
 
 private:
@@ -41,21 +44,21 @@ struct CallOptions {
     /// client's own when there is none.
     std::optional<int> maxAttempts;
 
-    std::optional<Cancellation> cancellation;
+    std::optional<Cancellation> cancellation; ///< ends the call; none: nobody does
 };
 
 /// One attempt of a request, for logs and metrics: neither token nor body.
 struct AttemptReport {
-    std::string method;
-    std::string target; ///< path and query
-    std::string host;   ///< that it was sent to
-    int attempt = 1;    ///< counted from 1
-    int status = 0;     ///< 0: no answer
-    Failure failure = Failure::None;
-    SentState sent = SentState::NotSent;
-    std::uint64_t bytesSent = 0;     ///< of the body
-    std::uint64_t bytesReceived = 0; ///< of the body, as they came over the connection
-    bool isNewConnection = false;
+    std::string method;                      ///< "GET"
+    std::string target;                      ///< path and query
+    std::string host;                        ///< that it was sent to
+    int attempt = 1;                         ///< counted from 1
+    int status = 0;                          ///< 0: no answer
+    Failure failure = Failure::None;         ///< of this attempt
+    SentState sent = SentState::NotSent;     ///< of this attempt
+    std::uint64_t bytesSent = 0;             ///< of the body
+    std::uint64_t bytesReceived = 0;         ///< of the body, as they came over the connection
+    bool isNewConnection = false;            ///< no kept one was used
     std::chrono::microseconds nameLookup{0}; ///< until the name was resolved
     std::chrono::microseconds connecting{0}; ///< until the connection stood, TLS included
     std::chrono::microseconds firstByte{0};  ///< until the answer began
@@ -69,7 +72,7 @@ struct ClientOptions {
     /// Host and port in place of those of the settings, which are not read then: a name or address
     /// without scheme and port. Both or neither.
     std::string host;
-    unsigned int port = 0;
+    unsigned int port = 0; ///< see `host`
 
     /// Returns the access token in place of `AuthHandler`; "" for none. Called before each attempt,
     /// by one thread at a time. What it throws makes the call fail with `NotSignedIn` and the
@@ -93,7 +96,7 @@ struct ClientOptions {
                                    << 20;   ///< after decompression; project streams have no limit
     int maxNesting = 1000;                  ///< levels of arrays and objects in a document
     std::size_t maxHeaderBytes = 64U << 10; ///< all header lines together
-    int maxHeaderLines = 200;
+    int maxHeaderLines = 200;               ///< interim answers included
 
     int pageSize = 100; ///< entries that a listing asks for at once
 

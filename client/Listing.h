@@ -24,10 +24,12 @@ public:
     /// Asks for one page: limit and offset.
     using PageSource = std::function<Outcome(int, int)>;
 
-    struct State;
+    struct State; ///< is the implementation's
 
+    /// An input iterator: it moves forward, once.
     class Iterator {
     public:
+        /// @cond what every input iterator has
         using iterator_category = std::input_iterator_tag;
         using value_type = json;
         using difference_type = std::ptrdiff_t;
@@ -41,20 +43,24 @@ public:
         void operator++(int) { ++*this; }
         bool operator==(const Iterator& other) const { return state == other.state; }
         bool operator!=(const Iterator& other) const { return state != other.state; }
+        /// @endcond
 
     private:
         State* state; ///< none at the end
     };
 
+    /// The list whose pages `source` returns.
     Listing(PageSource source, int pageSize);
     ~Listing();
-    Listing(Listing&&) noexcept;
-    Listing& operator=(Listing&&) noexcept;
+    Listing(Listing&&) noexcept;            ///< The other one may only be destroyed or assigned to.
+    Listing& operator=(Listing&&) noexcept; ///< The other one may only be destroyed or assigned to.
 
     /// Starts again from the first page.
     ///
     /// @throws CallFailed when the page cannot be read
     Iterator begin();
+
+    /// Behind the last entry.
     Iterator end() { return Iterator(nullptr); }
 
 private:

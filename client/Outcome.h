@@ -48,7 +48,7 @@ enum class SentState {
 
 /// What became of a call.
 struct [[nodiscard]] Outcome {
-    Failure failure = Failure::None;
+    Failure failure = Failure::None; ///< its kind
 
     /// What happened and why, for a person to read; empty after success. Holds no token.
     std::string message;
@@ -65,22 +65,26 @@ struct [[nodiscard]] Outcome {
     /// The service's own words, where its error document has them: the members "code" and
     /// "message" of "error" or of the document itself, or those of RFC 9457 ("type", "detail").
     std::string serviceCode;
-    std::string serviceMessage;
+    std::string serviceMessage; ///< see `serviceCode`
 
-    SentState sent = SentState::NotSent; ///< of the last attempt that went furthest
-    int attempts = 0;                    ///< how often the request was tried
-    std::chrono::microseconds duration{0};
+    SentState sent = SentState::NotSent;   ///< of the attempt that went furthest
+    int attempts = 0;                      ///< how often the request was tried
+    std::chrono::microseconds duration{0}; ///< of the call as a whole
 
+    /// Whether the service answered with a status from 200 to 299, and as the operation has it.
     bool Succeeded() const { return failure == Failure::None; }
+    /// `Succeeded()`, so that an outcome can be a condition.
     explicit operator bool() const { return Succeeded(); }
 };
 
 /// A failed call where there is no `Outcome` to return: in the middle of a listing.
 class CallFailed : public std::runtime_error {
 public:
+    /// The error with the outcome's message.
     explicit CallFailed(Outcome failed)
         : std::runtime_error(failed.message), outcome(std::move(failed)) {}
 
+    /// What became of the call.
     const Outcome& GetOutcome() const { return outcome; }
 
 private:
