@@ -77,6 +77,13 @@ void RemoveLeftovers(const std::string& directory, const std::string& name) {
     }
 }
 
+/// Leftovers are removed before the new file exists: where the file system's clock is behind this
+/// machine's, that one looks like a leftover too.
+std::string MakeTemporaryName(const std::string& directory, const std::string& name) {
+    RemoveLeftovers(directory, name);
+    return MakeRandomName(name);
+}
+
 /// Refuses root a directory below another user's, who could no longer use what root leaves there.
 void RequireOwnHome(const struct stat& existing, const std::string& path) {
     if (geteuid() != 0 || existing.st_uid == 0) { return; }
@@ -168,7 +175,7 @@ FileReplacement::FileReplacement(const std::string& directory, const std::string
                                  std::size_t size)
     : path(directory + "/" + fileName),
       name(fileName),
-      temporary(MakeRandomName(fileName)),
+      temporary(MakeTemporaryName(directory, fileName)),
       parent(open(directory.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY)),
       file(parent.IsOpen()
                ? openat(parent.Get(), temporary.c_str(),
@@ -176,7 +183,6 @@ FileReplacement::FileReplacement(const std::string& directory, const std::string
                : -1) {
     if (!parent.IsOpen()) { ThrowError(directory); }
     if (!file.IsOpen()) { ThrowError(path); }
-    RemoveLeftovers(directory, name);
     int error = fchmod(file.Get(), PrivateFileMode) == 0 ? 0 : errno;
     if (error == 0 && size > 0) {
         error = posix_fallocate(file.Get(), 0, static_cast<off_t>(size));

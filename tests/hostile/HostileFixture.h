@@ -66,6 +66,27 @@ protected:
         return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     }
 
+    /// The browser goes where it is sent, but to the callback at once, and leaves behind in the
+    /// file "child" what it was started with.
+    void UseBrowser() const {
+        Write(browser, R"(#!/bin/bash
+(env; echo "$@") >"$HOME/child"
+[[ $1 =~ ^http://127.0.0.1:([0-9]+)(/.*)$ ]]
+port=${BASH_REMATCH[1]} start=${BASH_REMATCH[2]}
+get() {
+    exec 3<>"/dev/tcp/127.0.0.1/$2"
+    printf 'GET %s HTTP/1.1\r\nHost: 127.0.0.1:%s\r\n\r\n' "$1" "$2" >&3
+    cat <&3
+}
+{
+    [[ $(get "$start" "$port") =~ state=([^&]+) ]]
+    get "/callback?code=S3CRET-code&state=${BASH_REMATCH[1]}" "$port"
+} &
+)",
+              0700);
+        Set("BROWSER", browser);
+    }
+
     /// Where the only stored tokens are.
     std::filesystem::path FindTokens() const {
         return *std::filesystem::directory_iterator(directory);
@@ -74,6 +95,7 @@ protected:
     static constexpr const char* ExpiredToken = "e30.eyJleHAiOjF9.c2ln";
     static constexpr const char* ValidToken = "e30.eyJleHAiOjllOSwiZ3JvdXBzIjpbImFscGhhIl19.c2ln";
 
+    const std::filesystem::path browser = home / "browser";
     const std::filesystem::path directory = home / ".local/state/varnel/tokens";
     ScriptedServer server;
     const std::string issuer = "http://127.0.0.1:" + std::to_string(server.port);

@@ -36,33 +36,15 @@ protected:
         return MakeAnswer(200, document.dump());
     }
 
-    const fs::path browser = home / "browser";
     const fs::path file = home / ".config/varnel/config.json"; ///< the configuration
     std::string seen;
 };
-
-/// Goes where it is sent, but to the callback at once, and leaves behind what it was started with.
-const char* const Browser = R"(#!/bin/bash
-(env; echo "$@") >"$HOME/child"
-[[ $1 =~ ^http://127.0.0.1:([0-9]+)(/.*)$ ]]
-port=${BASH_REMATCH[1]} start=${BASH_REMATCH[2]}
-get() {
-    exec 3<>"/dev/tcp/127.0.0.1/$2"
-    printf 'GET %s HTTP/1.1\r\nHost: 127.0.0.1:%s\r\n\r\n' "$1" "$2" >&3
-    cat <&3
-}
-{
-    [[ $(get "$start" "$port") =~ state=([^&]+) ]]
-    get "/callback?code=S3CRET-code&state=${BASH_REMATCH[1]}" "$port"
-} &
-)";
 
 } // namespace
 
 TEST_F(Secrets, AreNowhereWhateverFails) {
     ScriptedServer other;
-    Write(browser, Browser, 0700);
-    Set("BROWSER", browser);
+    UseBrowser();
     Set("VARNEL_AUTH_HOST", issuer);
     Set("VARNEL_CLIENT_SECRET", "S3CRET-client");
     const std::string good = Spoil("x", "S3CRET");

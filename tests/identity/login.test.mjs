@@ -95,6 +95,7 @@ async function disturb(address, run) {
     [get('/callback?code=x'), '400'],
     [get(`/callback?code=x&code=y&state=${state}`), '400'],
     [get(`/callback?state=${state}`), '400'],
+    [get(`/callback?code=x&state=${state}&state=x`), '400'],
     [get(`/callback?code=x&state=${state}`, 'evil.example'), '400'],
     [get(`/callback?code=x&state=${state}`).replace('\r\n\r\n', `\r\nHost: ${url.host}\r\n\r\n`), '400'],
     [get(`/other?code=x&state=${state}`), '404'],

@@ -1,0 +1,297 @@
+// What becomes of a session while time passes, others hold its lock, and the provider is in
+// trouble.
+
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/file.h>
+
+#include <cmath>
+
+#include "CryptoText.h"
+#include "HostileFixture.h"
+#include "ProgramClock.h"
+
+namespace VarnelBase {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+class Sessions : public HostileFixture {
+protected:
+    Sessions() { Set("VARNEL_AUTH_HOST", issuer); }
+    ~Sessions() override {
+        const milliseconds passed =
+            clock.passed; // what is known of one test's time is so in the next
+        clock = ProgramClock();
+        clock.passed = passed;
+    }
+
+    /// A token that was good for an hour, with so much left of it.
+    std::string MakeToken(double secondsLeft) const {
+        const auto expiry = static_cast<long long>(clock.GetTime() + secondsLeft);
+        const json claims = {{"iat", expiry - 3600}, {"exp", expiry}};
+        return "e30." + EncodeBase64Url(claims.dump()) + ".";
+    }
+
+    void AnswerWith(const std::string& accessToken, const std::string& refreshToken) {
+        server.Answer(MakeAnswer(200, MakeProviderDocument(accessToken, refreshToken).dump()));
+    }
+
+    int CountRequests(const std::string& text = "POST ") {
+        int count = 0;
+        for (const std::string& request : server.TakeRequests()) {
+            count += request.find(text) != std::string::npos ? 1 : 0;
+        }
+        return count;
+    }
+
+    ProgramClock& clock = ProgramClock::Get();
+};
+
+/// The token or the error, and not both.
+std::string Ask(AuthHandler& auth) {
+    try {
+        return auth.GetApiKey();
+    } catch (const std::runtime_error& error) { return std::string("error: ") + error.what(); }
+}
+
+} // namespace
+
+TEST_F(Sessions, AskNobodyOffline) {
+    const std::vector<std::function<std::string(AuthHandler&)>> operations{
+        [](AuthHandler& auth) { return auth.GetApiKey(); },
+        [](AuthHandler& auth) { return auth.Login(); },
+        [](AuthHandler& auth) { return auth.GetFirstGroup(auth.GetApiKey()); },
+        [](AuthHandler& auth) {
+            EXPECT_THROW(auth.Relogin(), std::runtime_error);
+            return auth.GetApiKey();
+        }};
+    Set("VARNEL_OFFLINE", "1");
+    AnswerWith("online", "next");
+    for (const std::string& stored : {MakeToken(900), MakeToken(-10), std::string()}) {
+        for (const char* password : {"", "password"}) {
+            Set("VARNEL_USERNAME", "user");
+            Set("VARNEL_PASSWORD", password);
+            TokenStore().Clear();
+            if (!stored.empty()) { TokenStore().Store({stored, "refresh"}); }
+            for (const auto& operation : operations) {
+                AuthHandler auth;
+                const bool isGroup = &operation == &operations[2];
+                EXPECT_EQ(operation(auth), isGroup ? "" : stored);
+            }
+        }
+    }
+    EXPECT_EQ(server.TakeRequests(), Log());
+}
+
+TEST_F(Sessions, TellTokensOfOneLengthApart) {
+    AuthHandler auth;
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_FALSE(auth.IsTokenExpired(MakeToken(900)));
+        EXPECT_TRUE(auth.IsTokenExpired(MakeToken(-900)));
+    }
+}
+
+TEST_F(Sessions, NeedNoPersonWithAVariableAPasswordOrARefreshToken) {
+    using Variables = std::vector<std::pair<const char*, const char*>>;
+    const std::vector<std::tuple<Variables, TokenSet, bool>> cases{
+        {{}, {}, false},
+        {{}, {"access", ""}, false},
+        {{}, {"access", "refresh"}, true},
+        {{{"VARNEL_USERNAME", "user"}}, {}, false},
+        {{{"VARNEL_USERNAME", "user"}, {"VARNEL_PASSWORD", "p"}}, {}, true},
+        {{{"VARNEL_TOKEN", "given"}}, {}, true}};
+    for (const auto& [variables, stored, isEnough] : cases) {
+        ClearVariables();
+        Set("VARNEL_AUTH_HOST", issuer);
+        for (const auto& [name, value] : variables) { Set(name, value); }
+        TokenStore().Clear();
+        if (!stored.accessToken.empty()) { TokenStore().Store(stored); }
+        EXPECT_EQ(AuthHandler::CanLoginNonInteractively(), isEnough);
+        std::string message;
+        try {
+            AuthHandler::RequireNonInteractive("nightly run");
+        } catch (const std::runtime_error& error) { message = error.what(); }
+        EXPECT_EQ(message.rfind("nightly run", 0), isEnough ? std::string::npos : 0U) << message;
+    }
+}
+
+TEST_F(Sessions, AskByPasswordForTheScope) {
+    Set("VARNEL_USERNAME", "user");
+    Set("VARNEL_PASSWORD", "password");
+    Set("VARNEL_SCOPE", "openid offline_access");
+    AnswerWith("access", "");
+    AuthHandler().GetApiKey();
+    EXPECT_EQ(CountRequests("&scope=openid%20offline_access"), 1);
+}
+
+TEST_F(Sessions, OfNeighboursInNameAreKeptApart) {
+    using Settings = std::vector<const char*>; // client, user, scope
+    const std::vector<Settings> neighbours{
+        {"ab", "c", "d"}, {"a", "bc", "d"}, {"a", "b", "cd"}, {"abc", "", "d"}, {"a:1", "b", "cd"}};
+    for (const bool isStored : {false, true}) {
+        for (const Settings& settings : neighbours) {
+            Set("VARNEL_CLIENT_ID", settings[0]);
+            Set("VARNEL_USERNAME", settings[1]);
+            Set("VARNEL_SCOPE", settings[2]);
+            const std::string own = std::to_string(&settings - neighbours.data());
+            if (isStored) {
+                EXPECT_EQ(TokenStore().Load().accessToken, own);
+            } else {
+                TokenStore().Store({own, ""});
+            }
+        }
+    }
+}
+
+TEST_F(Sessions, WaitForALockAndDoNothingWithoutIt) {
+    for (const double left : {10, -10}) {
+        const std::string old = MakeToken(left);
+        TokenStore().Store({old, "refresh"});
+        const int holder = open((FindTokens().string() + ".lock").c_str(), O_RDWR | O_CREAT, 0600);
+        ASSERT_EQ(flock(holder, LOCK_EX), 0);
+        AnswerWith("renewed", "next");
+        AuthHandler auth;
+        const milliseconds before = clock.passed;
+        const std::string answer = Ask(auth);
+        const milliseconds waited = clock.passed - before;
+        if (left > 0) {
+            EXPECT_EQ(answer, old);
+            EXPECT_LE(waited, seconds(4));
+        } else {
+            EXPECT_NE(answer.find("another program"), std::string::npos) << answer;
+            EXPECT_GE(waited, seconds(10));
+            EXPECT_LE(waited, seconds(11));
+        }
+        EXPECT_EQ(CountRequests(), 0);
+        close(holder);
+        std::filesystem::remove_all(directory);
+    }
+}
+
+TEST_F(Sessions, AreUnlockedAlthoughAChildWasForkedMeanwhile) {
+    std::vector<pid_t> children;
+    AuthHandler auth;
+    for (const char* renewed : {"first", "second"}) {
+        TokenStore().Store({MakeToken(-10), "refresh"});
+        AnswerWith(MakeToken(-10), "next");
+        clock.atWait = [&] { children.push_back(StartChild([] { return pause(); })); };
+        const milliseconds before = clock.passed;
+        Ask(auth);
+        EXPECT_LT(clock.passed - before, seconds(1)) << renewed;
+        EXPECT_EQ(CountRequests(), 1) << renewed;
+    }
+    EXPECT_EQ(children.size(), 2U);
+    for (const pid_t child : children) {
+        kill(child, SIGKILL);
+        AwaitChild(child);
+    }
+}
+
+TEST_F(Sessions, BeginBehindALockOnAPortThatNobodyShares) {
+    UseBrowser();
+    AnswerWith(MakeToken(900), "by browser");
+    TokenStore().Store({MakeToken(900), "old"});
+    const int holder = open((FindTokens().string() + ".lock").c_str(), O_RDWR | O_CREAT, 0600);
+    ASSERT_EQ(flock(holder, LOCK_EX), 0);
+    int exchanges = 0;
+    clock.atSleep = [&] { // the holder stores what it has got, and goes
+        exchanges += CountRequests();
+        if (exchanges == 0) { return; }
+        TokenStore().Store({MakeToken(900), "by refresh"});
+        flock(holder, LOCK_UN);
+        clock.atSleep = nullptr;
+    };
+    int listeners = 0;
+    clock.atListen = [&](int listener) {
+        sockaddr_storage address{};
+        socklen_t size = sizeof(address);
+        getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
+        const int thief = socket(address.ss_family, SOCK_STREAM, 0);
+        const int on = 1;
+        for (const int option : {SO_REUSEADDR, SO_REUSEPORT}) {
+            setsockopt(thief, SOL_SOCKET, option, &on, sizeof(on));
+        }
+        EXPECT_NE(bind(thief, reinterpret_cast<sockaddr*>(&address), size), 0);
+        close(thief);
+        ++listeners;
+    };
+    AuthHandler().Relogin();
+    EXPECT_GE(listeners, 1);
+    EXPECT_EQ(exchanges, 1);
+    EXPECT_EQ(TokenStore().Load().refreshToken, "by browser");
+    close(holder);
+}
+
+TEST_F(Sessions, AreNotRenewedByAnAnswerThatTakesForever) {
+    for (const int perWait : {0, 1}) {
+        TokenStore().Store({MakeToken(-10), "refresh"});
+        json document = MakeProviderDocument("renewed", "next");
+        const std::string discovery = MakeAnswer(200, document.dump());
+        document["x"] = std::string(400000, 'x'); // some hundred reads
+        server.Answer(MakeAnswer(200, document.dump()), ScriptedServer::Manner::Whole, {discovery});
+        clock.perWait = seconds(perWait);
+        AuthHandler auth;
+        const std::string answer = Ask(auth);
+        clock.perWait = seconds(0);
+        if (perWait == 0) {
+            EXPECT_EQ(answer, "renewed");
+        } else {
+            EXPECT_NE(answer.find("no complete answer"), std::string::npos) << answer;
+        }
+        EXPECT_EQ(CountRequests(), 1);
+    }
+}
+
+TEST_F(Sessions, AskAProviderInTroubleSeldom) {
+    using Tries = std::vector<int>; // seconds after the first one
+    const std::vector<std::tuple<const char*, std::string, Tries>> troubles{
+        {"silent", "", {0, 8, 21}},
+        {"hanging up", "", {0, 5, 15}},
+        {"overloaded", MakeAnswer(503, "later"), {0, 5, 15}}};
+    for (const auto& [trouble, answer, expected] : troubles) {
+        Set("VARNEL_USERNAME", trouble); // each its own session
+        TokenStore().Store({MakeToken(29), "refresh"});
+        server.Answer(answer);
+        clock.isPeerSilent = trouble == std::string("silent");
+        AuthHandler auth;
+        const milliseconds start = clock.passed;
+        Tries tries;
+        while (clock.passed - start < seconds(28)) {
+            const milliseconds before = clock.passed;
+            EXPECT_EQ(Ask(auth).substr(0, 4), "e30.");
+            EXPECT_LE(clock.passed - before, seconds(3));
+            if (CountRequests("HTTP/1.1") > 0) {
+                tries.push_back(static_cast<int>((before - start) / seconds(1)));
+            }
+            clock.passed += seconds(1);
+        }
+        EXPECT_EQ(tries, expected) << trouble;
+        EXPECT_EQ(TokenStore().Load().refreshToken, "refresh");
+    }
+}
+
+TEST_F(Sessions, ReadTheirSettingsOnce) {
+    const std::vector<std::tuple<const char*, double, std::function<void(AuthHandler&)>>>
+        operations{{"", 900, [](AuthHandler& auth) { auth.GetApiKey(); }},
+                   {"", -10, [](AuthHandler& auth) { auth.GetApiKey(); }},
+                   {"", 900, [](AuthHandler& auth) { auth.Login(); }},
+                   {"password", -10, [](AuthHandler& auth) { auth.Relogin(); }},
+                   {"", 900, [](AuthHandler&) { AuthHandler::CanLoginNonInteractively(); }},
+                   {"", 900, [](AuthHandler&) { TokenStore().Load(); }}};
+    Set("VARNEL_AUTH_HOST", "");
+    AnswerWith("renewed", "next");
+    for (const auto& [password, left, operation] : operations) {
+        Write(home / ".config/varnel/config.json",
+              json({{"authHost", issuer}, {"username", "user"}, {"password", password}}).dump());
+        TokenStore().Store({MakeToken(left), "refresh"});
+        AuthHandler auth;
+        clock.settingsRead = 0;
+        operation(auth);
+        EXPECT_LE(clock.settingsRead, 1) << &std::get<2>(operations[0]) - &operation;
+    }
+}
+
+} // namespace VarnelBase
