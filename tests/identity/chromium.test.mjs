@@ -1,40 +1,23 @@
 // Signing in with a real browser.
 
 import assert from 'node:assert/strict';
-import { spawnSync } from 'node:child_process';
 import { test } from 'node:test';
-import { By } from 'selenium-webdriver';
-import { Driver, Options, ServiceBuilder } from 'selenium-webdriver/chrome.js';
+import { openPage } from './chromium.mjs';
 import { makeAuthority, makeHome, runProbe } from './harness.mjs';
 import { alice } from './people.mjs';
 import { startProvider } from './provider.mjs';
 
-if (spawnSync('chromedriver', ['--version']).error) {
-  console.log('skipped: no Chromium: apt-get install chromium chromium-driver');
-  process.exit(process.env.CI === 'true' ? 1 : 77);
-}
-
-// Signs in with a headless Chromium, one try for each person given, and returns the title of the
-// page at the end. Certificates are not checked, since the authority is the test's own.
-async function useChromium(address, people = [alice]) {
-  const options = new Options().setAcceptInsecureCerts(true)
-    .addArguments('--headless', '--no-sandbox', '--disable-gpu', '--no-first-run', '--disable-background-networking');
-  const driver = Driver.createSession(options, new ServiceBuilder('chromedriver').build());
-  try {
-    await driver.manage().setTimeouts({ implicit: 20000 });
-    await driver.get(address);
-    for (const [index, { name, password, action }] of people.map((one) => ({ ...alice, ...one })).entries()) {
-      if (index > 0) await driver.findElement(By.id('wrong'));
-      await driver.findElement(By.name('login')).sendKeys(name);
-      await driver.findElement(By.name('password')).sendKeys(password);
-      await driver.findElement(By.id(action)).click();
-    }
-    await driver.findElement(By.css('h1')); // only the program's own page has one
-    return await driver.getTitle();
-  } finally {
-    await driver.quit();
+// Signs in, one try for each person given; resolves to the title of the page at the end.
+const useChromium = (address, people = [alice]) => openPage(address, async (page) => {
+  for (const [index, one] of people.entries()) {
+    const { name, password, action } = { ...alice, ...one };
+    if (index > 0) await page.find('#wrong');
+    await page.type('[name=login]', name);
+    await page.type('[name=password]', password);
+    await page.click(`#${action}`);
   }
-}
+  return page.readTitle();
+});
 
 test('twice on one handler, cancelled, and with a wrong password first', async () => {
   const { issuer } = await startProvider();

@@ -46,11 +46,19 @@ export async function listen(server) {
   return server.address().port;
 }
 
+export async function findFreePort() {
+  const server = createServer();
+  const port = await listen(server);
+  await new Promise((resolve) => { server.close(resolve); });
+  return port;
+}
+
 const goBack = async (address) => fetch(await signIn(address));
 
 // Runs operations, with `person(address, probe)` at the browser. Resolves to the reported lines, with
-// what went to standard output and error, and what the browser saw when it was started.
-export function startProbe(home, issuer, operations, { person = goBack, env = {} } = {}) {
+// what went to standard output and error, and what the browser saw when it was started. `under`: a
+// command that runs the program.
+export function startProbe(home, issuer, operations, { person = goBack, env = {}, under = [] } = {}) {
   const run = { lines: [], output: '', browsers: [], visits: [] };
   let markPaused;
   run.paused = new Promise((resolve) => { markPaused = resolve; });
@@ -65,7 +73,8 @@ export function startProbe(home, issuer, operations, { person = goBack, env = {}
       visit?.catch(() => run.child.kill()); // seen below
       run.visits.push(visit);
     }));
-    run.child = spawn(probe, operations, {
+    const [program, ...words] = [...under, probe, ...operations];
+    run.child = spawn(program, words, {
       stdio: ['pipe', 'pipe', 'pipe', 'pipe'],
       env: { PATH: process.env.PATH, HOME: home, VARNEL_AUTH_HOST: issuer, BROWSER: `${probe} open %s`, TEST_BROWSER: desk, ...env },
     });

@@ -1,0 +1,78 @@
+// Signing in at glewlwyd, which compares the redirect with its port, wants a nonce, renews a refresh
+// token with each use and refuses without a word.
+
+import assert from 'node:assert/strict';
+import { writeFileSync } from 'node:fs';
+import { test } from 'node:test';
+import { openPage } from './chromium.mjs';
+import { clientSecret, startGlewlwyd } from './glewlwyd.mjs';
+import { ageToken, findFiles, findFreePort, makeHome, readTokens, runProbe } from './harness.mjs';
+
+const callbackPort = await findFreePort();
+const { issuer, authority, count } = await startGlewlwyd(callbackPort);
+const asPublic = { VARNEL_CA_FILE: authority, VARNEL_CLIENT_ID: 'public', VARNEL_CALLBACK_PORTS: `${callbackPort}` };
+const withSecret = { ...asPublic, VARNEL_CLIENT_ID: 'varnel', VARNEL_CLIENT_SECRET: clientSecret };
+const withPassword = { ...withSecret, VARNEL_USERNAME: 'alice', VARNEL_PASSWORD: 'wonderland' };
+
+async function signIn(page, passwords = ['wonderland']) {
+  await page.type('#username', 'alice');
+  for (const password of passwords) {
+    await page.type('#password', password);
+    await page.click('#loginbut');
+    if (password !== 'wonderland') await page.find('.toast-body');
+  }
+}
+const goBack = (passwords) => (address) => openPage(address, async (page) => {
+  await signIn(page, passwords);
+  await page.click('.btn-success');
+  return page.readTitle();
+});
+const askKey = async (home, env, operations = ['key']) => (await runProbe(home, issuer, operations, { env })).lines;
+
+test('two logins in a browser on one port, and refreshes after them', async () => {
+  for (const env of [asPublic, withSecret]) {
+    const home = makeHome();
+    const person = goBack(['wrong', 'wonderland']);
+    const { lines: [first, group, again, renewed], titles } = await runProbe(home, issuer, ['login', 'group', 'relogin', 'login'], { person, env });
+    assert.deepEqual([first, group, again, renewed].map(({ error }) => error), Array(4).fill());
+    assert.deepEqual(titles, ['You are signed in', 'You are signed in']);
+    assert.equal(group.result, 'alpha');
+    for (let i = 0; i < 2; i += 1) {
+      const [{ refreshToken }] = readTokens(home);
+      ageToken(home);
+      const [{ result }] = await askKey(home, env);
+      assert.equal(readTokens(home)[0].accessToken, result);
+      assert.notEqual(readTokens(home)[0].refreshToken, refreshToken);
+    }
+  }
+});
+
+test('a person who does not grant what the program asks for ends a login', async () => {
+  const leave = (address) => openPage(address, async (page) => { await signIn(page); await page.click('.btn-danger'); });
+  const { lines } = await runProbe(makeHome(), issuer, ['login'], { person: leave, env: { ...asPublic, VARNEL_SCOPE: 'api', VARNEL_LOGIN_TIMEOUT: '6' } });
+  assert.match(lines[0].error, /nobody did within 6 s/);
+});
+
+test('a refresh token that was used before ends the session, which a password begins anew', async () => {
+  const home = makeHome();
+  assert.equal((await askKey(home, withPassword, ['key', 'group']))[1].result, 'alpha');
+  const [file] = findFiles(home, '.json');
+  const [used] = readTokens(home);
+  ageToken(home);
+  assert.equal((await askKey(home, withPassword))[0].error, undefined);
+  for (const [password, reason] of [['', /^not signed in to .*: call Login\(\)/], ['wonderland', undefined]]) {
+    writeFileSync(file, JSON.stringify(used));
+    ageToken(home);
+    const [{ error }] = await askKey(home, { ...withPassword, VARNEL_PASSWORD: password });
+    if (reason) assert.match(error, reason); else assert.equal(error, undefined);
+  }
+});
+
+test('a wrong password is tried once', async () => {
+  const refusals = () => count('Authorization invalid for username alice');
+  const before = refusals();
+  const [first, ...later] = await askKey(makeHome(), { ...withPassword, VARNEL_PASSWORD: 'wrong' }, ['key', 'key', 'login', 'relogin']);
+  assert.match(first.error, /the password was refused/);
+  for (const { error } of later) assert.match(error, /less than a minute ago/);
+  assert.equal(refusals(), before + 1);
+});

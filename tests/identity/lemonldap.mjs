@@ -1,0 +1,117 @@
+// LemonLDAP::NG, an OpenID Connect provider that compares whole redirect URIs and issues refresh tokens
+// for offline_access alone, on 127.0.0.1: everything in a directory of its own, over HTTPS with a private
+// authority.
+
+import { execFileSync, spawn } from 'node:child_process';
+import { mkdirSync, readFileSync, readdirSync, writeFileSync } from 'node:fs';
+import { connect } from 'node:net';
+import { join } from 'node:path';
+import { after } from 'node:test';
+import { findFreePort, makeAuthority, makeHome } from './harness.mjs';
+
+const root = process.env.PACKAGES_ROOT;
+export const clientSecret = 'secret-of-the-client';
+
+// What an administrator sets: the place, the provider's keys, and one client.
+function makeSettings(home, origin, redirectUri) {
+  const openssl = (...args) => execFileSync('openssl', args, { cwd: home, stdio: 'pipe' });
+  openssl('genrsa', '-out', 'signing.key', '2048');
+  openssl('rsa', '-in', 'signing.key', '-pubout', '-out', 'signing.pub');
+  const store = (name) => ({ Directory: join(home, name), LockDirectory: join(home, name) });
+  for (const name of ['conf', 'cache', 'sessions', 'psessions']) mkdirSync(join(home, name));
+  return {
+    cfgNum: 1,
+    cfgDate: 1,
+    portal: `${origin}/`,
+    domain: 'localhost',
+    authentication: 'Demo', // dwho, with the password dwho
+    userDB: 'Same',
+    passwordDB: 'Demo',
+    demoExportedVars: { cn: 'cn', mail: 'mail', uid: 'uid' },
+    cookieName: 'lemonldap',
+    securedCookie: 1,
+    groups: { alpha: '$uid eq "dwho"' },
+    whatToTrace: 'uid',
+    locationRules: { localhost: { default: 'accept' } },
+    exportedHeaders: {},
+    globalStorage: 'Apache::Session::File',
+    globalStorageOptions: store('sessions'),
+    persistentStorage: 'Apache::Session::File',
+    persistentStorageOptions: store('psessions'),
+    localSessionStorageOptions: { cache_root: join(home, 'cache'), namespace: 'sessions', default_expires_in: 600, cache_depth: 3 },
+    portalCheckLogins: 0,
+    captcha: '::Plugins::History', // none is shown; the usual module draws pictures
+    portalDisplayRegister: 0,
+    portalDisplayResetPassword: 0,
+    issuerDBOpenIDConnectActivation: 1,
+    oidcServicePrivateKeySig: readFileSync(join(home, 'signing.key'), 'utf8'),
+    oidcServicePublicKeySig: readFileSync(join(home, 'signing.pub'), 'utf8'),
+    oidcServiceKeyIdSig: 'key',
+    oidcServiceAllowAuthorizationCodeFlow: 1,
+    oidcServiceIgnoreScopeForClaims: 1,
+    oidcRPMetaDataExportedVars: { varnel: { groups: 'groups' } },
+    oidcRPMetaDataOptions: {
+      varnel: {
+        oidcRPMetaDataOptionsClientID: 'varnel',
+        oidcRPMetaDataOptionsClientSecret: clientSecret,
+        oidcRPMetaDataOptionsRedirectUris: redirectUri,
+        oidcRPMetaDataOptionsRequirePKCE: 1,
+        oidcRPMetaDataOptionsRefreshToken: 1,
+        oidcRPMetaDataOptionsAllowPasswordGrant: 1,
+        oidcRPMetaDataOptionsAccessTokenJWT: 1,
+        oidcRPMetaDataOptionsAccessTokenClaims: 1,
+        oidcRPMetaDataOptionsAccessTokenSignAlg: 'RS256',
+        oidcRPMetaDataOptionsIDTokenSignAlg: 'RS256',
+        oidcRPMetaDataOptionsAccessTokenExpiration: 300,
+      },
+    },
+  };
+}
+
+// Starts a provider for a program that listens on one port; resolves to its issuer and its authority's file.
+export async function startLemonldap(callbackPort) {
+  const home = makeHome();
+  const port = await findFreePort();
+  const origin = `https://localhost:${port}`;
+  const authority = makeAuthority();
+  for (const [name, text] of Object.entries(authority.issue('localhost', 'DNS:localhost'))) writeFileSync(join(home, name), text);
+  const settings = makeSettings(home, origin, `http://127.0.0.1:${callbackPort}/callback`);
+  writeFileSync(join(home, 'conf/lmConf-1.json'), JSON.stringify(settings));
+  writeFileSync(join(home, 'settings.ini'), `[all]
+logLevel = info
+[configuration]
+type = File
+dirName = ${home}/conf
+localStorage = Cache::FileCache
+localStorageOptions = { 'namespace' => 'settings', 'cache_root' => '${home}/cache' }
+[portal]
+staticPrefix = /static
+templateDir = ${root}/usr/share/lemonldap-ng/portal/templates
+languages = en
+`);
+  writeFileSync(join(home, 'portal.psgi'), `use Plack::Builder;
+builder {
+    enable 'Static', path => sub { s!^/javascript/!/! }, root => '${root}/usr/share/javascript';
+    enable 'Static', path => sub { s!^/static/!/! }, root => '${root}/usr/share/lemonldap-ng/portal/htdocs/static';
+    do '${root}/usr/share/doc/liblemonldap-ng-portal-perl/examples/index.psgi';
+}
+`);
+  const child = spawn(join(root, 'usr/bin/starman'), ['--listen', `127.0.0.1:${port}:ssl`, '--workers', '4', '--ssl-key', join(home, 'key'),
+    '--ssl-cert', join(home, 'cert'), join(home, 'portal.psgi')], {
+    stdio: ['ignore', 'ignore', 'pipe'],
+    env: {
+      ...process.env,
+      LLNG_DEFAULTCONFFILE: join(home, 'settings.ini'),
+      PERL5LIB: [join(root, 'usr/share/perl5'), ...readdirSync(join(root, 'usr/lib')).map((name) => join(root, 'usr/lib', name, 'perl5/5.36'))].join(':'),
+    },
+  });
+  after(() => child.kill());
+  let log = '';
+  child.stderr.on('data', (data) => { log += data; });
+  const isUp = () => new Promise((resolve) => { connect(port, '127.0.0.1', () => resolve(true)).on('error', () => resolve(false)); });
+  while (!await isUp()) {
+    if (child.exitCode !== null) throw new Error(`LemonLDAP::NG has ended: ${log}`);
+    await new Promise((resolve) => { setTimeout(resolve, 50); });
+  }
+  return { issuer: origin, authority: authority.file };
+}
