@@ -13,6 +13,7 @@
 #include "CommandTree.h"
 #include "commands/SettingReport.h"
 #include "commands/TokenReport.h"
+#include "doctor/ProviderCheck.h"
 #include "network/TcpConnection.h"
 #include "output/ExitStatus.h"
 #include "output/Table.h"
@@ -186,6 +187,13 @@ void CheckService(Findings& findings, ApiConnector& connector) {
     }
 }
 
+void AskProvider(Findings& findings) {
+    for (const ProviderFinding& finding : CheckProvider()) {
+        findings.Add(finding.advice.empty() ? Health::Ok : Health::Warn, finding.check,
+                     finding.found, finding.advice);
+    }
+}
+
 void CheckEverything(Session& session) {
     Findings findings;
     CheckDependencies(findings);
@@ -195,8 +203,11 @@ void CheckEverything(Session& session) {
         if (connector.IsOffline()) {
             findings.Add(Health::Warn, "service", "not asked: offline mode is on",
                          "unset the setting \"offline\" to reach it");
-        } else if (CheckToken(findings, connector) && CheckConnection(findings, connector)) {
-            CheckService(findings, connector);
+        } else {
+            AskProvider(findings);
+            if (CheckToken(findings, connector) && CheckConnection(findings, connector)) {
+                CheckService(findings, connector);
+            }
         }
     }
     const OutputOptions& output = session.arguments.output;

@@ -131,6 +131,21 @@ test('tokens that cannot be stored are told of', async () => {
   assert.equal((await varnel(home, ['token'], { env: { VARNEL_USERNAME: 'alice' } })).status, 0);
 });
 
+test('the doctor asks the provider what can be told without a person', async () => {
+  const silent = await startScripted([[{ error: 'invalid_client' }, 401]]);
+  for (const [env, expected] of [
+    [{}, ['ok', 'ok', 'ok', 'ok', 'ok']],
+    [{ VARNEL_CALLBACK_PORTS: '4000' }, ['ok', 'ok', 'ok', 'ok', 'ok']],
+    [{ VARNEL_CLIENT_ID: 'nobody' }, ['ok', 'ok', 'ok', 'warn', 'warn']],
+    [{ VARNEL_AUTH_HOST: silent.issuer }, ['ok', 'ok', 'ok', 'ok', 'warn']],
+    [{ VARNEL_AUTH_HOST: `${silent.issuer}/else` }, ['warn']],
+  ]) {
+    const { out } = await varnel(makeHome(), ['doctor', '-o', 'json'], { env });
+    const lines = JSON.parse(out).filter(({ check }) => /provider|^sign-in|^client('s| and)/.test(check));
+    assert.deepEqual(lines.map(({ result }) => result), expected, JSON.stringify(lines));
+  }
+});
+
 test('advice to sign in comes only where that helps', async () => {
   for (const [env, isAdvised] of [
     [{}, true],
