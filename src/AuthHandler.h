@@ -24,9 +24,10 @@ public:
 
     /// The access token: the session's in memory while it is valid, else VARNEL_TOKEN when it is
     /// set, else the stored session's while it is valid, else a new one by refresh or password.
-    /// Never opens a browser. Empty when no identity provider is configured in `Local`, and when
-    /// offline without a stored token. As long as the token is the same, so is the text.
-    /// VARNEL_TOKEN is not kept: a program may change it between calls, and must not unset it.
+    /// Never opens a browser. While the old token is still good, waits 3 s at most for a new one.
+    /// Empty when no identity provider is configured in `Local`, and when offline without a stored
+    /// token. As long as the token is the same, so is the text. VARNEL_TOKEN is not kept: a program
+    /// may change it between calls, and must not unset it.
     ///
     /// @throws std::runtime_error when there is none, saying what to do; the text holds no secret
     std::string GetApiKey();
@@ -50,8 +51,9 @@ public:
     std::string Login();
 
     /// Whether the token's lifetime (claim "exp", RFC 7519, section 4.1.4) is over or about to be:
-    /// within 30 s, or a tenth of the lifetime if that is less. True for an empty token; false for
-    /// an opaque one and for one without a numeric "exp". By the provider's clock, as its last
+    /// within 30 s, or a tenth of the lifetime if that is less. True for an empty token. For an
+    /// opaque one, and one without a numeric "exp", what the answer that brought it said
+    /// ("expires_in") counts, and without that it is false. By the provider's clock, as its last
     /// token answer told it.
     bool IsTokenExpired(const std::string& accessToken);
 
@@ -62,8 +64,9 @@ public:
     /// @throws std::runtime_error when signing in fails, saying why, and when offline
     void Relogin();
 
-    /// Whether `Login` can do without a person: VARNEL_TOKEN, user name and password, or a stored
-    /// refresh token are there.
+    /// Whether `Login` can do without a person: VARNEL_TOKEN, user name and password, or a refresh
+    /// token is set or stored, or nobody needs to sign in: offline, or in `Local` without an
+    /// identity provider.
     ///
     /// @throws what reading the settings throws (see EnvConfig)
     static bool CanLoginNonInteractively();
