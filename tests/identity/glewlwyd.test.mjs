@@ -2,6 +2,8 @@
 // token with each use and refuses without a word.
 
 import assert from 'node:assert/strict';
+import { spawn } from 'node:child_process';
+import { once } from 'node:events';
 import { writeFileSync } from 'node:fs';
 import { test } from 'node:test';
 import { openPage } from './chromium.mjs';
@@ -75,4 +77,32 @@ test('a wrong password is tried once', async () => {
   assert.match(first.error, /the password was refused/);
   for (const { error } of later) assert.match(error, /less than a minute ago/);
   assert.equal(refusals(), before + 1);
+});
+
+test('a login on another device, and the end of its session at the provider', { skip: !process.env.VARNEL }, async () => {
+  const home = makeHome();
+  let visit;
+  const varnel = async (...args) => {
+    const child = spawn(process.env.VARNEL, args, {
+      stdio: ['ignore', 'ignore', 'pipe'],
+      env: { PATH: process.env.PATH, HOME: home, VARNEL_AUTH_HOST: issuer, ...withSecret },
+    });
+    let text = '';
+    child.stderr.on('data', (data) => {
+      text += data;
+      const address = /(https:\/\/\S+\/device\?code=\S+)\s/.exec(text)?.[1];
+      if (address) visit ??= openPage(address, async (page) => { await signIn(page); await page.click('.btn-success'); await page.find('.card-body h3'); });
+    });
+    const [status] = await once(child, 'close');
+    return { status, text };
+  };
+  const login = await varnel('login', '--device');
+  assert.equal(login.status, 0, login.text);
+  await visit;
+  const [file] = findFiles(home, '.json');
+  const [tokens] = readTokens(home);
+  assert.match((await varnel('logout')).text, /at the provider/);
+  writeFileSync(file, JSON.stringify(tokens), { mode: 0o600 });
+  ageToken(home);
+  assert.match((await askKey(home, withSecret))[0].error, /call Login/);
 });
