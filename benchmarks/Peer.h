@@ -22,6 +22,7 @@ public:
     Peer& operator=(const Peer&) = delete;
 
     int GetPort() const { return port; }
+    pid_t GetProcess() const { return process; }
 
 private:
     void Start(const char* const* arguments);

@@ -1,8 +1,67 @@
 // Compares the emulator's rate with that of an HTTP server that does nothing:
 // bench-emulator EMULATOR IDLE-SERVER
+#include <arpa/inet.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <vector>
+
 #include "Measure.h"
 #include "Peer.h"
 #include "RawRequest.h"
+
+namespace {
+
+double ReadResidentMebibytes(pid_t process) {
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind("VmRSS:", 0) == 0) { return std::atof(line.c_str() + 6) / 1024; }
+    }
+    return -1;
+}
+
+/// Connections that are silent, half of them in the middle of a request.
+std::vector<int> OpenIdleConnections(int port, int count) {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<in_port_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    std::vector<int> connections;
+    for (int i = 0; i < count; ++i) {
+        const int connection = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        if (connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+            (i % 2 == 0 && send(connection, "GET /ver", 8, MSG_NOSIGNAL) != 8)) {
+            std::abort();
+        }
+        connections.push_back(connection);
+    }
+    return connections;
+}
+
+void MeasureIdleConnections(const std::string& program) {
+    constexpr int Calls = 2000;
+    const Peer busy{program};
+    const Peer quiet{program};
+    const std::vector<int> idle = OpenIdleConnections(busy.GetPort(), 10000);
+    const double ratio = Compare(
+                             Calls, [&] { GetByRawSocket(busy.GetPort(), "/version", "token"); },
+                             [&] { GetByRawSocket(quiet.GetPort(), "/version", "token"); })
+                             .wall;
+    Report("answer of the emulator with 10,000 idle connections over one without", ratio, "<= 1.2");
+    Report("resident memory of the emulator with 10,000 idle connections, MiB",
+           ReadResidentMebibytes(busy.GetProcess()), "<= 150");
+    for (const int connection : idle) { close(connection); }
+}
+
+} // namespace
 
 int main(int argc, char* argv[]) {
     if (argc != 3) { return 2; }
@@ -24,4 +83,5 @@ int main(int argc, char* argv[]) {
         "requests a second that the emulator answers, one after another, on new connections",
         1 / MedianSeconds(Calls, [&] { GetByRawSocket(emulator.GetPort(), "/version", "token"); }),
         "");
+    MeasureIdleConnections(argv[1]);
 }

@@ -26,8 +26,8 @@ bool HasPattern(const std::vector<std::string>& path, const std::vector<std::str
 }
 
 bool IsKnownMethod(const std::string& method) {
-    constexpr std::array<const char*, 9> methods{"GET",    "HEAD",    "POST",  "PUT",    "PATCH",
-                                                 "DELETE", "OPTIONS", "TRACE", "CONNECT"};
+    constexpr std::array<const char*, 10> methods{"GET",    "HEAD",    "POST",  "PUT",     "PATCH",
+                                                  "DELETE", "OPTIONS", "TRACE", "CONNECT", "QUERY"};
     return std::find(methods.begin(), methods.end(), method) != methods.end();
 }
 
