@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace VarnelBase {
@@ -144,6 +145,20 @@ public:
 private:
     struct Parts;
     std::unique_ptr<Parts> parts;
+};
+
+/// Sends every connector that this process makes meanwhile to an emulator, with a token that is
+/// good nowhere else: it sets VARNEL variables, and puts them back at its end. For one thread,
+/// while no other one reads the environment.
+class ConnectorEnvironment {
+public:
+    explicit ConnectorEnvironment(const Emulator& emulator);
+    ~ConnectorEnvironment();
+    ConnectorEnvironment(const ConnectorEnvironment&) = delete;
+    ConnectorEnvironment& operator=(const ConnectorEnvironment&) = delete;
+
+private:
+    std::vector<std::pair<std::string, std::optional<std::string>>> before;
 };
 
 } // namespace VarnelBase

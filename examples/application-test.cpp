@@ -4,7 +4,6 @@
 #include <Emulator.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <string>
 
 namespace {
@@ -18,11 +17,7 @@ VarnelBase::json StartPatiently(VarnelBase::ApiConnector& connector, const std::
 
 TEST(Application, StartsAgainWhenTheServiceIsBusy) {
     VarnelBase::Emulator emulator;
-    setenv("VARNEL_ENVIRONMENT", "local", 1);
-    setenv("VARNEL_API_HOST", "127.0.0.1", 1);
-    setenv("VARNEL_API_PORT", std::to_string(emulator.GetPort()).c_str(), 1);
-    setenv("VARNEL_TOKEN", "test", 1);
-    setenv("VARNEL_OFFLINE", "no", 1);
+    const VarnelBase::ConnectorEnvironment environment(emulator);
     VarnelBase::ApiConnector connector;
     emulator.AddFault(
         {{"path", "/simulations/*/executions"}, {"action", "status"}, {"status", 503}});
@@ -30,10 +25,7 @@ TEST(Application, StartsAgainWhenTheServiceIsBusy) {
     const VarnelBase::json execution = StartPatiently(connector, "sim-bridge");
 
     EXPECT_EQ(execution.at("state"), "queued");
-    const VarnelBase::json requests = emulator.GetRequests();
-    ASSERT_EQ(requests.size(), 2U);
-    EXPECT_EQ(requests[0]["status"], 503);
-    EXPECT_EQ(requests[1]["body"], "{}");
+    EXPECT_EQ(emulator.CheckRequests({{"method", "POST"}, {"text", "{}"}, {"times", 2}}), "");
 }
 
 } // namespace
