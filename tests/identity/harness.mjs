@@ -67,10 +67,12 @@ export function startProbe(home, issuer, operations, { person = goBack, env = {}
       const seen = JSON.parse(Buffer.concat(await request.toArray()).toString());
       response.end();
       seen.start = seen.address; // the program's own, which sends the browser on
-      seen.address = (await fetch(seen.start, { redirect: 'manual' })).headers.get('location');
       run.browsers.push(seen);
-      const visit = person(seen.address, run);
-      visit?.catch(() => run.child.kill()); // seen below
+      const visit = fetch(seen.start, { redirect: 'manual' }).then((answer) => {
+        seen.address = answer.headers.get('location');
+        return person(seen.address, run);
+      });
+      visit.catch(() => run.child.kill()); // seen below
       run.visits.push(visit);
     }));
     const [program, ...words] = [...under, probe, ...operations];
