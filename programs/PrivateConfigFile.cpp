@@ -1,9 +1,14 @@
 #include "PrivateConfigFile.h"
 
 #include <PrivateFile.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <system_error>
 
@@ -12,22 +17,52 @@ namespace VarnelBase {
 namespace {
 
 constexpr const char* ConfigName = "config.json";
+constexpr const char* Prefix = "varnel-config-";
+constexpr std::time_t LeftoverSeconds = 60;
+
+int OpenDirectory(const std::string& directory) {
+    return open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+}
+
+/// Whether a directory is this user's and has been there for longer than it takes to lock it.
+bool IsOld(int directory) {
+    struct stat status {};
+    return fstat(directory, &status) == 0 && status.st_uid == geteuid() &&
+           std::time(nullptr) - status.st_mtime > LeftoverSeconds;
+}
 
 void RemoveDirectory(const std::string& directory) {
     std::error_code ignored;
     std::filesystem::remove_all(directory, ignored);
 }
 
+/// Removes directories whose owners have gone without doing so.
+void SweepLeftovers(const std::string& parent) {
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator(parent, ignored)) {
+        if (entry.path().filename().string().rfind(Prefix, 0) != 0) { continue; }
+        const int directory = OpenDirectory(entry.path());
+        if (directory < 0) { continue; }
+        const bool isLeft = IsOld(directory) && flock(directory, LOCK_EX | LOCK_NB) == 0;
+        if (isLeft) { RemoveDirectory(entry.path()); }
+        close(directory);
+    }
+}
+
 } // namespace
 
 PrivateConfigFile::PrivateConfigFile(const std::string& parent, const std::string& text)
-    : directory(parent + "/varnel-XXXXXX") {
+    : directory(parent + "/" + Prefix + "XXXXXX") {
+    SweepLeftovers(parent);
     if (mkdtemp(directory.data()) == nullptr) {
         throw std::system_error(errno, std::generic_category(), directory);
     }
+    lock = OpenDirectory(directory);
+    flock(lock, LOCK_EX);
     try {
         ReplacePrivateFile(directory, ConfigName, text);
     } catch (const std::exception&) {
+        close(lock);
         RemoveDirectory(directory);
         throw;
     }
@@ -35,6 +70,7 @@ PrivateConfigFile::PrivateConfigFile(const std::string& parent, const std::strin
 
 PrivateConfigFile::~PrivateConfigFile() {
     RemoveDirectory(directory);
+    close(lock);
 }
 
 std::string PrivateConfigFile::GetPath() const {

@@ -5,7 +5,7 @@
 namespace VarnelBase {
 
 /// A configuration file for this user alone, in a directory of its own that goes with everything in
-/// it.
+/// it. Directories that killed processes have left there go as well.
 class PrivateConfigFile {
 public:
     /// @param parent directory for that directory
@@ -19,6 +19,7 @@ public:
 
 private:
     std::string directory;
+    int lock = -1; ///< of the directory while its owner lives
 };
 
 } // namespace VarnelBase
