@@ -1,13 +1,18 @@
 #include "CommandTree.h"
 
+#include "commands/Commands.h"
+#include "doctor/Doctor.h"
 #include "output/ExitStatus.h"
+#include "shell/Releases.h"
+#include "shell/Shell.h"
+#include "trace/TraceCommand.h"
 
 namespace VarnelBase {
 
 namespace {
 
-constexpr const char* CommonOptions = "Options of every command";
 constexpr std::size_t NameColumns = 30;
+constexpr int MostRetries = 20;
 
 /// Help that shows the options of every command with each command.
 class HelpFormatter : public CLI::Formatter {
@@ -17,29 +22,45 @@ public:
         while (root->get_parent() != nullptr) { root = root->get_parent(); }
         if (root == app) { return Formatter::make_footer(app); }
         const std::string common =
-            make_group(CommonOptions, false, root->get_options([](const CLI::Option* option) {
-                return option->get_group() == CommonOptions;
+            make_group(CommonOptionsGroup, false, root->get_options([](const CLI::Option* option) {
+                return option->get_group() == CommonOptionsGroup;
             }));
         return common.substr(1) + "\n" + Formatter::make_footer(app);
     }
 };
 
-void AddCommonOptions(CLI::App& root, Arguments& given) {
-    root.add_option("--environment", given.environment,
-                    "Use this environment; variables of another one are left aside")
-        ->type_name("local|staging|production")
-        ->group(CommonOptions);
-    root.add_flag("--offline", given.isOffline, "Send nothing")->group(CommonOptions);
-    root.add_flag("-q,--quiet", given.isQuiet, "Write nothing but results and errors")
-        ->group(CommonOptions);
-    root.add_option("-o,--output", given.output.format,
-                    "Form of results; a table on a terminal and JSON elsewhere unless given")
-        ->type_name("table|json|jsonl")
-        ->check(CLI::IsMember({"table", "json", "jsonl"}).description(""))
-        ->group(CommonOptions);
-    AddPointerOption(root, "--query", given.output.query,
-                     "JSON pointer to the part of the result that is wanted")
-        ->group(CommonOptions);
+void AddCommonOptions(CLI::App& root, CommonOptions& options) {
+    const std::vector<CLI::Option*> added{
+        root.add_option("--environment", options.environment,
+                        "Use this environment; variables of another one are left aside")
+            ->type_name("local|staging|production"),
+        root.add_flag("--offline", options.isOffline, "Send nothing"),
+        root.add_flag("-q,--quiet", options.isQuiet, "Write nothing but results and errors"),
+        root.add_option("-o,--output", options.output.format,
+                        "Form of results; a table on a terminal and JSON elsewhere unless given")
+            ->type_name("table|json|jsonl")
+            ->check(CLI::IsMember({"table", "json", "jsonl"}).description("")),
+        AddPointerOption(root, "--query", options.output.query,
+                         "JSON pointer to the part of the result that is wanted"),
+        AddSecondsOption(
+            root, "--timeout", options.timeoutSeconds,
+            "Time for each request with its retries; 60, and for projects 3600, unless "
+            "given"),
+        root.add_option("--retries", options.retries,
+                        "How often what only reads is asked again when nobody answers")
+            ->type_name("N")
+            ->check(CLI::Range(0, MostRetries).description("")),
+        root.add_flag("--tls", options.isTls, "Reach the service over TLS")};
+    for (CLI::Option* option : added) { option->group(CommonOptionsGroup); }
+}
+
+void AddVersionFlags(CLI::App& root) {
+    const CLI::Option* verbose = root.add_flag(
+        "--verbose", "With --version: the releases of everything that varnel is made of");
+    root.set_version_flag(
+        "--version",
+        [verbose] { return verbose->count() > 0 ? ListReleases() : "varnel " VARNEL_VERSION; },
+        "Print this program's version and exit");
 }
 
 std::string FormatExitStatuses() {
@@ -51,10 +72,18 @@ std::string FormatExitStatuses() {
     return text;
 }
 
-std::string FormatExamples(const std::vector<std::string>& examples) {
-    std::string text = "Examples:";
-    for (const std::string& example : examples) { text += "\n  " + example; }
-    return text;
+/// An unset variable in a script leaves an option empty, which means something else than leaving it
+/// out.
+void RefuseEmptyValues(CLI::App& app) {
+    for (CLI::Option* option : app.get_options()) {
+        const bool hasValue = option->nonpositional() && option->get_items_expected_max() > 0;
+        if (!hasValue || option->check_name("--query")) { continue; }
+        option->check([](const std::string& value) {
+            return value.empty() ? std::string("is empty: leave it out, or give it a value")
+                                 : std::string();
+        });
+    }
+    for (CLI::App* command : app.get_subcommands({})) { RefuseEmptyValues(*command); }
 }
 
 } // namespace
@@ -65,97 +94,31 @@ std::unique_ptr<CLI::App> BuildCommandTree(Session& session) {
     const auto formatter = std::make_shared<HelpFormatter>();
     formatter->column_width(NameColumns);
     root->formatter(formatter);
+    root->option_defaults()->always_capture_default()->multi_option_policy(
+        CLI::MultiOptionPolicy::TakeLast);
     root->set_help_flag("-h,--help", "Print help and exit");
-    root->set_version_flag("--version", "varnel " VARNEL_VERSION,
-                           "Print this program's version and exit");
     root->require_subcommand(1);
     root->fallthrough();
-    root->footer(FormatExitStatuses() + "\n" +
-                 FormatExamples({"varnel simulation list", "varnel simulation show --help"}));
-    AddCommonOptions(*root, session.arguments);
+    root->footer(FormatExitStatuses() +
+                 "\nExamples:\n  varnel simulation list\n  varnel help simulation list");
+    AddVersionFlags(*root);
+    AddCommonOptions(*root, session.options);
     AddSimulationCommands(*root, session);
     AddExecutionCommands(*root, session);
     AddProjectCommands(*root, session);
     AddUserCommands(*root, session);
     AddServiceCommands(*root, session);
+    AddApiCommand(*root, session);
+    AddOpenCommands(*root, session);
     AddSignInCommands(*root, session);
     AddConfigCommands(*root, session);
     AddDoctorCommand(*root, session);
     AddTraceCommand(*root, session);
-    AddCompletionCommand(*root, session);
+    AddHelpCommand(*root, session);
+    AddCompletionCommands(*root, session);
     AddManPageCommand(*root, session);
+    RefuseEmptyValues(*root);
     return root;
-}
-
-CLI::App& AddNoun(CLI::App& parent, const std::string& name, const std::string& description,
-                  const std::string& example) {
-    CLI::App& noun = *parent.add_subcommand(name, description);
-    noun.group("Commands");
-    noun.require_subcommand(1);
-    noun.footer(FormatExamples({example}));
-    return noun;
-}
-
-CLI::App& AddCommand(CLI::App& parent, Session& session, const std::string& name,
-                     const std::string& description, void (*run)(Session&),
-                     const std::vector<std::string>& examples) {
-    CLI::App& command = *parent.add_subcommand(name, description);
-    command.group("Commands");
-    command.callback([&session, run] {
-        // A command with commands of its own comes after the one that was chosen.
-        if (session.run == nullptr) { session.run = run; }
-    });
-    command.footer(FormatExamples(examples));
-    return command;
-}
-
-void AddIdentifier(CLI::App& command, Session& session, const std::string& name,
-                   std::string& identifier) {
-    command.add_option(name, identifier, "Identifier of the " + CLI::detail::to_lower(name))
-        ->required()
-        ->type_name("");
-    if (command.get_option_no_throw("--raw-id") == nullptr) {
-        command.add_flag("--raw-id", session.arguments.isRawId,
-                         "Send identifiers that hold / ? # & % or .. as they stand");
-    }
-}
-
-void AddPageOptions(CLI::App& command, Session& session) {
-    Arguments& given = session.arguments;
-    command.add_option("--limit", given.limit, "Entries in a page (50 unless given)")
-        ->type_name("N");
-    command.add_option("--offset", given.offset, "Entries to skip")->type_name("N");
-    command.add_flag("--all", given.isAll, "Ask for page after page until there are no more");
-}
-
-CLI::Option* AddPointerOption(CLI::App& command, const std::string& name, std::string& pointer,
-                              const std::string& description) {
-    const auto refuse = [](const std::string& text) {
-        try {
-            const json::json_pointer parsed(text);
-            return std::string();
-        } catch (const json::exception&) {
-            return "\"" + text + "\" is no JSON pointer: write it like /items/0/id";
-        }
-    };
-    return command.add_option(name, pointer, description)->type_name("POINTER")->check(refuse);
-}
-
-CLI::Option* AddDataOption(CLI::App& command, Session& session, const std::string& description) {
-    return command
-        .add_option("--data", session.arguments.data,
-                    description + ": JSON, @ and the name of a file, or - for standard input")
-        ->type_name("JSON|@FILE|-");
-}
-
-void AddDryRunOption(CLI::App& command, Session& session) {
-    command.add_flag("--dry-run", session.arguments.isDryRun,
-                     "Show the request instead of sending it");
-}
-
-void AddDeleteOptions(CLI::App& command, Session& session) {
-    command.add_flag("-y,--yes", session.arguments.isConfirmed, "Do not ask");
-    AddDryRunOption(command, session);
 }
 
 } // namespace VarnelBase

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <clocale>
@@ -11,7 +12,7 @@
 #include "CommandTree.h"
 #include "output/ExitStatus.h"
 #include "output/Output.h"
-#include "output/Utf8Text.h"
+#include "session/Interruption.h"
 #include "session/Session.h"
 #include "shell/Suggestion.h"
 
@@ -19,9 +20,16 @@ namespace {
 
 using VarnelBase::CommandError;
 using VarnelBase::ExitStatus;
+using VarnelBase::Session;
 
-[[noreturn]] void EndInterrupted(int /*signal*/) {
-    _exit(static_cast<int>(ExitStatus::Interrupted));
+/// Takes the numbers of standard streams that are closed, so that no file gets one of them. Writing
+/// to a standard output that is closed fails all the same.
+void FillStandardStreams() {
+    for (int number = open("/dev/null", O_RDONLY); number >= 0; number = dup(number)) {
+        if (number <= STDERR_FILENO) { continue; }
+        close(number);
+        break;
+    }
 }
 
 /// Parses the command line; whether there is a command to run.
@@ -39,16 +47,15 @@ bool Parse(CLI::App& tree, int argc, char** argv) {
     return false;
 }
 
-void Run(int argc, char** argv) {
-    VarnelBase::Session session;
+void Run(Session& session, int argc, char** argv) {
     const auto tree = VarnelBase::BuildCommandTree(session);
     if (!Parse(*tree, argc, argv)) { return; }
-    VarnelBase::ApplyEnvironmentOptions(session.arguments);
+    VarnelBase::ApplyEnvironmentOptions(session.options);
     session.run(session);
 }
 
 int Fail(ExitStatus status, const std::string& message) {
-    if (!message.empty()) { std::cerr << "varnel: " << message << std::endl; }
+    if (!message.empty()) { VarnelBase::WriteMessage(message); }
     return static_cast<int>(status);
 }
 
@@ -57,16 +64,19 @@ int Fail(ExitStatus status, const std::string& message) {
 int main(int argc, char** argv) {
     // Results are UTF-8 whatever the user's language; the locale says how wide characters are.
     std::setlocale(LC_CTYPE, "C.UTF-8");
-    std::signal(SIGINT, EndInterrupted);
+    std::signal(SIGPIPE, SIG_IGN);
+    FillStandardStreams();
+    VarnelBase::HandleInterruptions();
+    Session session;
     try {
-        Run(argc, argv);
+        Run(session, argc, argv);
         return static_cast<int>(ExitStatus::Done);
     } catch (const CommandError& error) {
         return Fail(error.GetStatus(), error.what());
     } catch (const std::system_error& error) {
         return Fail(ExitStatus::Refused, error.what());
-    } catch (const std::runtime_error& error) {
-        // What the library says of settings that cannot be used.
-        return Fail(ExitStatus::Usage, error.what());
-    } catch (const std::exception& error) { return Fail(ExitStatus::Refused, error.what()); }
+    } catch (const std::exception& error) {
+        // What the library says of settings that cannot be used, unless something was sent already.
+        return Fail(session.HasSent() ? ExitStatus::Refused : ExitStatus::Usage, error.what());
+    }
 }

@@ -1,11 +1,17 @@
 #include <ConfigFile.h>
+#include <KnownSettings.h>
 #include <PrivateFile.h>
+#include <SettingSources.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <iostream>
+#include <limits>
 
-#include "CommandTree.h"
+#include "commands/Commands.h"
 #include "commands/SettingReport.h"
+#include "files/ConfigEdit.h"
 #include "output/ExitStatus.h"
 
 namespace VarnelBase {
@@ -60,16 +66,119 @@ void ShowPath(Session& /*session*/) {
     WriteOutput(RequireConfigFile() + "\n");
 }
 
-void WriteStartingPoint(Session& session) {
+/// Writes the file behind whatever link leads to it.
+void WriteConfigFile(const std::string& path, const std::string& text) {
+    const std::filesystem::path file = std::filesystem::weakly_canonical(path);
+    std::filesystem::create_directories(file.parent_path());
+    ReplacePrivateFile(file.parent_path(), file.filename(), text);
+}
+
+struct InitOptions {
+    bool isForced = false;
+};
+
+void WriteStartingPoint(Session& session, const InitOptions& options) {
     const std::string path = RequireConfigFile();
     struct stat status {};
-    if (!session.arguments.isForced && lstat(path.c_str(), &status) == 0) {
+    if (!options.isForced && lstat(path.c_str(), &status) == 0) {
         throw CommandError(ExitStatus::Refused, path + ": exists (--force replaces it)");
     }
-    const std::filesystem::path file = std::filesystem::absolute(path);
-    std::filesystem::create_directories(file.parent_path());
-    ReplacePrivateFile(file.parent_path(), file.filename(), StartingPoint);
+    WriteConfigFile(path, StartingPoint);
     session.Note("wrote " + path);
+}
+
+struct ChangeOptions {
+    std::string name;
+    std::string value;
+};
+
+const KnownSetting& RequireKnown(const std::string& name) {
+    const auto* known =
+        std::find_if(KnownSettings.begin(), KnownSettings.end(),
+                     [&name](const KnownSetting& setting) { return name == setting.name; });
+    if (known == KnownSettings.end()) {
+        throw CommandError(ExitStatus::Usage,
+                           "NAME: there is no setting \"" + name + "\", see: varnel config");
+    }
+    return *known;
+}
+
+/// A value as the file wants it, checked as far as its kind tells.
+std::string FormatValue(const KnownSetting& known, const std::string& value) {
+    const Setting setting{value, known.name};
+    switch (known.kind) {
+        case SettingKind::Number:
+            return std::to_string(ParseNumber(setting, std::numeric_limits<int>::max()));
+        case SettingKind::Flag:
+            return ParseFlag(setting) ? "true" : "false";
+        default:
+            break;
+    }
+    RequireUtf8("VALUE", value);
+    return json(value).dump();
+}
+
+/// The value, or a line of standard input: a secret does not belong on a command line, which others
+/// on this machine can read.
+std::string ReadValue(const KnownSetting& known, const std::string& given) {
+    if (given != "-") {
+        if (known.kind == SettingKind::Secret) {
+            throw CommandError(ExitStatus::Usage, std::string("VALUE: ") + known.name +
+                                                      " is a secret: say - and give it on standard "
+                                                      "input");
+        }
+        return given;
+    }
+    std::string line;
+    std::getline(std::cin, line);
+    return line;
+}
+
+/// The section that --environment names; "environment" itself stands at the top alone.
+std::string FindSection(const Session& session, const KnownSetting& known) {
+    const auto environment = FindEnvironmentNamed(session.options.environment);
+    const bool isChoice = std::string(known.name) == "environment";
+    if (environment && isChoice) {
+        throw CommandError(ExitStatus::Usage,
+                           "NAME: \"environment\" cannot be different for one environment");
+    }
+    return environment ? NameEnvironment(*environment) : "";
+}
+
+std::string ReadConfigText(const std::string& path) {
+    const FileReading reading =
+        ReadRegularFile(path, std::numeric_limits<int>::max(), SymbolicLinks::Follow);
+    if (reading.isMissing) { return "{\n}\n"; }
+    (void)ReadConfigFile(path); // throws when it cannot be used
+    return reading.bytes;
+}
+
+void ChangeSetting(Session& session, const ChangeOptions& options) {
+    const KnownSetting& known = RequireKnown(options.name);
+    const std::string section = FindSection(session, known);
+    const std::string value = FormatValue(known, ReadValue(known, options.value));
+    const bool isChoice = std::string(known.name) == "environment";
+    if (isChoice && !FindEnvironmentNamed(options.value)) {
+        throw CommandError(ExitStatus::Usage, "VALUE: known are local, staging and production");
+    }
+    const std::string path = RequireConfigFile();
+    WriteConfigFile(path, SetConfigMember(ReadConfigText(path), section, known.name, value));
+    session.Note(path + ": " + (section.empty() ? "" : section + "'s ") + known.name + " is set");
+}
+
+void RemoveSetting(Session& session, const ChangeOptions& options) {
+    const KnownSetting& known = RequireKnown(options.name);
+    const std::string section = FindSection(session, known);
+    const std::string path = RequireConfigFile();
+    const std::string before = ReadConfigText(path);
+    const std::string after = RemoveConfigMember(before, section, known.name);
+    const std::string name = (section.empty() ? "" : section + "'s ") + known.name;
+    if (after == before) {
+        session.Note(path + ": " + name + " is not set");
+        return;
+    }
+    WriteConfigFile(path, after);
+    session.Note(path + ": " + name + " is no longer set");
 }
 
 } // namespace
@@ -81,10 +190,25 @@ void AddConfigCommands(CLI::App& root, Session& session) {
     config.require_subcommand(0, 1);
     AddCommand(config, session, "path", "Print the configuration file's name", ShowPath,
                {"varnel config path"});
-    CLI::App& init =
-        AddCommand(config, session, "init", "Write a configuration file to start from",
-                   WriteStartingPoint, {"VARNEL_CONFIG=./varnel.json varnel config init"});
-    init.add_flag("--force", session.arguments.isForced, "Replace a file that exists");
+    const auto init = AddCommand<InitOptions>(
+        config, session, "init", "Write a configuration file to start from", WriteStartingPoint,
+        {"VARNEL_CONFIG=./varnel.json varnel config init"});
+    init.app.add_flag("--force", init.options.isForced, "Replace a file that exists");
+
+    const std::string file = "export VARNEL_CONFIG=./varnel.json; ";
+    const auto set = AddCommand<ChangeOptions>(
+        config, session, "set",
+        "Set a setting in the configuration file, for one environment with --environment",
+        ChangeSetting,
+        {file + "varnel config set apiHost staging.example.com --environment staging"});
+    set.app.add_option("NAME", set.options.name, "The setting")->required()->type_name("");
+    set.app.add_option("VALUE", set.options.value, "Its value, or - for a line of standard input")
+        ->required()
+        ->type_name("");
+    const auto unset = AddCommand<ChangeOptions>(
+        config, session, "unset", "Take a setting out of the configuration file", RemoveSetting,
+        {file + "varnel config unset apiHost --environment staging"});
+    unset.app.add_option("NAME", unset.options.name, "The setting")->required()->type_name("");
 }
 
 } // namespace VarnelBase

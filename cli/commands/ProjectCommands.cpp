@@ -1,77 +1,121 @@
-#include <sys/stat.h>
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
 
-#include "CommandTree.h"
-#include "files/DownloadedFile.h"
+#include "commands/Commands.h"
+#include "files/DownloadTarget.h"
 #include "output/ExitStatus.h"
-#include "session/ArgumentChecks.h"
+#include "output/JsonView.h"
+#include "output/Progress.h"
 #include "session/Changes.h"
+#include "session/Verdict.h"
 
 namespace VarnelBase {
 
 namespace {
 
-constexpr const char* UnnamedProject = "project";
+struct GenerateOptions {
+    std::string data;
+    std::string file;
+    bool isForced = false;
+    bool isDryRun = false;
+};
 
-bool IsDirectory(const std::string& path) {
-    struct stat status {};
-    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+std::string FormatSize(double bytes) {
+    constexpr std::array<const char*, 4> units{"B", "KiB", "MiB", "GiB"};
+    std::size_t unit = 0;
+    for (; bytes >= 1024 && unit + 1 < units.size(); ++unit) { bytes /= 1024; }
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%.*f %s", unit == 0 ? 0 : 1, bytes, units.at(unit));
+    return text.data();
 }
 
-void RequireFree(const std::string& path, bool isForced) {
-    struct stat status {};
-    if (!isForced && lstat(path.c_str(), &status) == 0) {
-        throw CommandError(ExitStatus::Refused, path + ": exists (--force replaces it)");
+/// Tells how much has come, how fast, and how long the rest takes.
+class TransferProgress {
+public:
+    explicit TransferProgress(bool isQuiet) : progress(isQuiet) {}
+
+    void Show(std::uint64_t received, std::optional<std::uint64_t> total) {
+        const auto now = std::chrono::steady_clock::now();
+        if (now - shown < std::chrono::milliseconds(100) && received != total) { return; }
+        shown = now;
+        const double seconds = std::chrono::duration<double>(now - start).count();
+        const auto bytes = static_cast<double>(received);
+        const double rate = seconds > 0 ? bytes / seconds : 0;
+        std::string text = FormatSize(bytes);
+        if (total) { text += " of " + FormatSize(static_cast<double>(*total)); }
+        text += ", " + FormatSize(rate) + "/s";
+        if (!total || *total == 0) {
+            progress.Show(text, std::nullopt);
+            return;
+        }
+        const auto all = static_cast<double>(*total);
+        if (rate > 0) {
+            text += ", " + std::to_string(std::lround((all - bytes) / rate)) + " s left";
+        }
+        progress.Show(text, bytes / all);
     }
-}
 
-/// Where the file goes: as -O says, or in that directory under the name that the service gives it.
-std::string ChoosePath(const std::string& given, const json& envelope) {
-    if (!given.empty() && !IsDirectory(given)) { return given; }
-    std::string name = envelope.contains("filename")
-                           ? ReadFileName(envelope.at("filename").get_ref<const std::string&>())
-                           : "";
-    if (name.empty()) { name = UnnamedProject; }
-    return given.empty() ? name : given + "/" + name;
-}
+private:
+    std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
+    std::chrono::steady_clock::time_point shown;
+    Progress progress;
+};
 
-void GenerateProject(Session& session) {
-    const Arguments& given = session.arguments;
-    const Change change{"POST", "/generateProject", ReadData(given.data)};
-    if (!given.file.empty() && given.file != "-" && !IsDirectory(given.file)) {
-        RequireFree(given.file, given.isForced);
+/// The request's document, which goes through the JSON library's own type.
+json ReadRequest(const std::string& argument) {
+    const std::string text = ReadData(argument);
+    json request = json::parse(text);
+    if (!IsSameJson(text, request.dump()) || HasDuplicateMembers(text)) {
+        throw CommandError(
+            ExitStatus::Usage,
+            "--data: holds an integer beyond 64 bits or a member twice, which cannot "
+            "be sent unchanged");
     }
-    if (!BeginChange(session, change)) { return; }
+    return request;
+}
 
-    const json envelope =
-        RequireConfirmation(change, session.Connect().GenerateProject(*change.body));
-    const auto& bytes = envelope.at("body").get_ref<const std::string&>();
-    if (given.file == "-") {
-        WriteOutput(bytes);
+void GenerateProject(Session& session, const GenerateOptions& options) {
+    const json request = ReadRequest(options.data);
+    const Change change{"POST", "/generateProject", request.dump()};
+    if (options.isDryRun) {
+        PrintRequest(session, change);
         return;
     }
-    const std::string path = ChoosePath(given.file, envelope);
-    RequireFree(path, given.isForced);
-    WriteFileWhole(path, bytes, given.isForced);
-    session.Print(json::object({{"file", path}, {"bytes", bytes.size()}}));
+    DownloadTarget target(options.file, options.isForced);
+    std::optional<TransferProgress> progress(session.options.isQuiet);
+    const ProjectOutcome outcome = session.GetClient().StreamProject(
+        request,
+        [&target](const char* bytes, std::size_t count) { return target.Write(bytes, count); },
+        [&progress](std::uint64_t received, std::optional<std::uint64_t> total) {
+            progress->Show(received, total);
+        });
+    progress.reset();
+    target.RequireWritten();
+    if (!outcome.Succeeded()) { throw JudgeFailure(change.Describe(), outcome, Purpose::Change); }
+    const bool isFile = !target.IsStream();
+    const std::string path = target.Finish(outcome.fileName);
+    if (isFile) { session.Print(json::object({{"file", path}, {"bytes", outcome.size}})); }
 }
 
 } // namespace
 
 void AddProjectCommands(CLI::App& root, Session& session) {
     CLI::App& project = AddNoun(root, "project", "Project files", "varnel project generate --help");
-    CLI::App& generate = AddCommand(
+    const auto generate = AddCommand<GenerateOptions>(
         project, session, "generate", "Have the service generate a project file", GenerateProject,
         {R"(varnel project generate --data '{"name": "bridge"}')",
          "varnel project generate --data @request.json -O bridge.zip --force",
          "varnel project generate --data @request.json -O - | sha256sum"});
-    AddDataOption(generate, session, "What to generate")->required();
-    generate
-        .add_option("-O,--output-file", session.arguments.file,
+    AddDataOption(generate.app, generate.options.data, "What to generate")->required();
+    generate.app
+        .add_option("-O,--output-file", generate.options.file,
                     "File to write, directory to put it into, or - for standard output; unless "
                     "given, a file of the service's name here")
         ->type_name("FILE");
-    generate.add_flag("--force", session.arguments.isForced, "Replace a file that exists");
-    AddDryRunOption(generate, session);
+    generate.app.add_flag("--force", generate.options.isForced, "Replace a file that exists");
+    AddDryRunFlag(generate.app, generate.options.isDryRun);
 }
 
 } // namespace VarnelBase

@@ -1,41 +1,39 @@
-#include "CommandTree.h"
+#include "commands/Commands.h"
 #include "output/ExitStatus.h"
-#include "session/ArgumentChecks.h"
+#include "output/JsonView.h"
 #include "session/Changes.h"
-#include "session/Diagnosis.h"
+#include "session/Verdict.h"
 
 namespace VarnelBase {
 
 namespace {
 
+/// What the library's connector says of the version when it is offline.
+constexpr const char* OfflineVersion = R"(["0.4.1"])";
+
+struct SendOptions {
+    std::string command;
+    bool isDryRun = false;
+};
+
 void ShowVersion(Session& session) {
-    ApiConnector& connector = session.Connect();
-    json version = connector.GetVersion();
-    if (connector.IsOffline()) {
-        session.Note("offline: this is the library's own value, not the service's");
-        session.Print(version);
+    if (session.GetClient().IsOffline()) {
+        session.Note("offline mode is on: this is the library's own value, not the service's");
+        session.Print(std::string(OfflineVersion));
         return;
     }
-    session.Print(RequireAnswer(session, "/version", std::move(version)));
+    session.Print(session.Read("/version"));
 }
 
 void ShowAgent(Session& session) {
-    json document = session.ConnectOnline().GetAgent();
-    session.Print(RequireAnswer(session, "/agent", std::move(document)));
+    session.Print(session.Read("/agent"));
 }
 
-void SendCommand(Session& session) {
-    const std::string& command = session.arguments.command;
-    RequireUtf8("COMMAND", command);
-    const Change change{"POST", "/agent", json::object({{"command", command}})};
-    if (!BeginChange(session, change)) { return; }
-    const json document = RequireConfirmation(change, session.Connect().SendAgentCommand(command));
-    if (LooksLikeError(document)) {
-        RequireShallow(document);
-        throw CommandError(ExitStatus::Refused,
-                           "the agent answered: " + DescribeErrorBody(document.dump()));
-    }
-    session.Print(document);
+void SendCommand(Session& session, const SendOptions& options) {
+    RequireUtf8("COMMAND", options.command);
+    const json body = json::object({{"command", options.command}});
+    const Change change{"POST", "/agent", body.dump()};
+    MakeChange(session, change, options.isDryRun);
 }
 
 } // namespace
@@ -43,12 +41,12 @@ void SendCommand(Session& session) {
 void AddServiceCommands(CLI::App& root, Session& session) {
     CLI::App& agent = AddNoun(root, "agent", "The service's agent", "varnel agent show");
     AddCommand(agent, session, "show", "Show the agent's state", ShowAgent, {"varnel agent show"});
-    CLI::App& send = AddCommand(agent, session, "send", "Send a command to the agent", SendCommand,
-                                {"varnel agent send start"});
-    send.add_option("COMMAND", session.arguments.command, "The command, in the agent's terms")
+    const auto send = AddCommand<SendOptions>(agent, session, "send", "Send a command to the agent",
+                                              SendCommand, {"varnel agent send start"});
+    send.app.add_option("COMMAND", send.options.command, "The command, in the agent's terms")
         ->required()
         ->type_name("");
-    AddDryRunOption(send, session);
+    AddDryRunFlag(send.app, send.options.isDryRun);
 
     AddCommand(root, session, "version", "Show the service's version", ShowVersion,
                {"varnel version", "varnel version --offline"});

@@ -10,7 +10,7 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "CommandTree.h"
+#include "commands/Commands.h"
 #include "commands/TokenReport.h"
 #include "output/ExitStatus.h"
 #include "output/Terminal.h"
@@ -19,6 +19,11 @@
 namespace VarnelBase {
 
 namespace {
+
+struct SignInOptions {
+    bool isOnDevice = false;
+    bool isOtherUser = false;
+};
 
 /// Environment, provider and what the token says.
 json ReportIdentity(const std::string& token) {
@@ -36,10 +41,10 @@ json ReportIdentity(const std::string& token) {
 }
 
 /// Says on standard error what the person has to do, and notes why tokens were not stored.
-LoginGuide MakeGuide(const Session& session, std::string& problem) {
+LoginGuide MakeGuide(const Session& session, const SignInOptions& options, std::string& problem) {
     LoginGuide guide;
-    guide.isOnDevice = session.arguments.isOnDevice;
-    guide.isOtherUser = session.arguments.isOtherUser;
+    guide.isOnDevice = options.isOnDevice;
+    guide.isOtherUser = options.isOtherUser;
     guide.showAddress = [&session](const std::string& address) {
         session.Note("sign in with your browser, which may open by itself: " + address);
         session.Note("waiting for the browser (Ctrl-C ends that)");
@@ -58,14 +63,14 @@ LoginGuide MakeGuide(const Session& session, std::string& problem) {
     return guide;
 }
 
-void SignIn(Session& session) {
-    if (session.arguments.isOtherUser && !EnvConfig().GetUsername().empty()) {
+void SignIn(Session& session, const SignInOptions& options) {
+    if (options.isOtherUser && !EnvConfig().GetUsername().empty()) {
         throw CommandError(ExitStatus::Usage,
                            "--as-other-user: a user name is set: take it out of VARNEL_USERNAME or "
                            "the configuration file first");
     }
     std::string problem;
-    const LoginGuide guide = MakeGuide(session, problem);
+    const LoginGuide guide = MakeGuide(session, options, problem);
     const GuidedLogin guided(guide);
     std::string token;
     try {
@@ -143,13 +148,13 @@ void ShowIdentity(Session& session) {
 } // namespace
 
 void AddSignInCommands(CLI::App& root, Session& session) {
-    CLI::App& login = AddCommand(root, session, "login",
-                                 "Sign in, and keep the token for the commands that follow", SignIn,
-                                 {"varnel login", "varnel login --device"});
-    login.add_flag("--device", session.arguments.isOnDevice,
-                   "Sign in on another device, with a code that is shown here");
-    login.add_flag("--as-other-user", session.arguments.isOtherUser,
-                   "Ask who signs in, even if somebody is signed in already");
+    const auto login = AddCommand<SignInOptions>(
+        root, session, "login", "Sign in, and keep the token for the commands that follow", SignIn,
+        {"varnel login", "varnel login --device"});
+    login.app.add_flag("--device", login.options.isOnDevice,
+                       "Sign in on another device, with a code that is shown here");
+    login.app.add_flag("--as-other-user", login.options.isOtherUser,
+                       "Ask who signs in, even if somebody is signed in already");
     AddCommand(root, session, "logout", "End the stored session, here and at the provider",
                EndSession, {"varnel logout"});
     AddCommand(root, session, "token", "Print the access token, for scripts", PrintToken,

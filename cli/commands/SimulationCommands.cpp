@@ -1,111 +1,105 @@
-#include "CommandTree.h"
-#include "output/ExitStatus.h"
-#include "session/ArgumentChecks.h"
+#include "commands/Commands.h"
+#include "output/JsonView.h"
 #include "session/Changes.h"
-#include "session/Diagnosis.h"
 #include "session/Listing.h"
 
 namespace VarnelBase {
 
 namespace {
 
-std::string FindSimulationPath(const Arguments& given) {
-    RequirePlainIdentifier(given, "SIMULATION", given.simulation);
-    return "/simulations/" + given.simulation;
+struct SimulationListOptions {
+    PageOptions page;
+    Identifiers identifiers;
+    std::string scope = "user";
+};
+
+struct InputOptions {
+    Identifiers identifiers;
+    std::string data;
+    bool isDryRun = false;
+};
+
+void ListSimulations(Session& session, const SimulationListOptions& options) {
+    const std::string scope = options.identifiers.Escape("--scope", options.scope);
+    PrintList(session, {"/simulations?scope=" + scope + "&limit=", "simulations"}, options.page);
 }
 
-void ListSimulations(Session& session) {
-    const std::string& scope = session.arguments.scope;
-    RequirePlainIdentifier(session.arguments, "--scope", scope);
-    PrintListing(session,
-                 {"/simulations?scope=" + scope + "&limit=",
-                  [](ApiConnector& connector, const Arguments& given, int limit, int offset) {
-                      return connector.GetSimulations(given.scope, limit, offset);
-                  }});
+void ShowSimulation(Session& session, const Identifiers& identifiers) {
+    session.Print(session.Read(identifiers.FindSimulationPath()));
 }
 
-void ShowSimulation(Session& session) {
-    const std::string target = FindSimulationPath(session.arguments);
-    json document = session.ConnectOnline().GetSimulationData(session.arguments.simulation);
-    session.Print(RequireAnswer(session, target, std::move(document)));
+void DeleteSimulation(Session& session, const DeleteOptions& options) {
+    Delete(session, options, "simulation " + options.identifiers.simulation,
+           options.identifiers.FindSimulationPath());
 }
 
-void DeleteSimulation(Session& session) {
-    const std::string& simulation = session.arguments.simulation;
-    Delete(session, "simulation " + simulation, FindSimulationPath(session.arguments),
-           &ApiConnector::DeleteSimulation, simulation);
+void ShowInputs(Session& session, const Identifiers& identifiers) {
+    session.Print(session.Read(identifiers.FindSimulationPath() + "/inputs"));
 }
 
-void ShowInputs(Session& session) {
-    const std::string target = FindSimulationPath(session.arguments) + "/inputs";
-    json document = session.ConnectOnline().GetSimulationInputs(session.arguments.simulation);
-    session.Print(RequireAnswer(session, target, std::move(document)));
-}
-
-void ReplaceInputs(Session& session) {
-    const std::string target = FindSimulationPath(session.arguments) + "/inputs";
-    const json inputs = ReadData(session.arguments.data);
-    if (!BeginChange(session, {"POST", target, inputs})) { return; }
-
-    ApiConnector& connector = session.Connect();
-    connector.PostSimulationInputs(session.arguments.simulation, inputs);
-    const Answer answer = Ask(connector, target);
-    if (answer.status != 200 || json::parse(answer.body, nullptr, false) != inputs) {
-        const std::string found = answer.status == 0 ? "gives no answer"
-                                  : answer.status == 200
-                                      ? "gives other ones"
-                                      : "is answered " + std::to_string(answer.status) + ": " +
-                                            DescribeErrorBody(answer.body);
-        throw CommandError(ExitStatus::NotConfirmed,
-                           "POST " + target + " was sent, but reading the inputs back " + found);
+void ReplaceInputs(Session& session, const InputOptions& options) {
+    const std::string target = options.identifiers.FindSimulationPath() + "/inputs";
+    const std::string inputs = ReadData(options.data);
+    const Change change{"POST", target, inputs};
+    if (options.isDryRun) {
+        PrintRequest(session, change);
+        return;
     }
-    session.Note("verified: the service holds these inputs");
+    const auto holdsInputs = [&inputs](const Outcome& found) -> std::optional<bool> {
+        if (!found.Succeeded() || !FindJsonProblem(found.text).empty()) { return std::nullopt; }
+        return IsSameJson(found.text, inputs);
+    };
+    (void)MakeCheckedChange(
+        session, change,
+        {target, "the service holds these inputs", "the service holds other ones", holdsInputs});
 }
 
 } // namespace
 
 void AddSimulationCommands(CLI::App& root, Session& session) {
-    Arguments& given = session.arguments;
     CLI::App& simulation =
         AddNoun(root, "simulation", "Simulations and their inputs", "varnel simulation list");
 
-    CLI::App& list = AddCommand(simulation, session, "list", "List simulations", ListSimulations,
-                                {"varnel simulation list", "varnel simulation list --all -o jsonl",
-                                 "varnel simulation list --limit 1 --query /items/0/id"});
-    list.add_option("--scope", given.scope,
-                    "Which ones, in the service's terms (user unless given)")
+    const auto list = AddCommand<SimulationListOptions>(
+        simulation, session, "list", "List simulations", ListSimulations,
+        {"varnel simulation list", "varnel simulation list --all -o jsonl",
+         "varnel simulation list --limit 1 --query /items/0/id"});
+    list.app.add_option("--scope", list.options.scope, "Which ones, in the service's terms")
         ->type_name("SCOPE");
-    list.add_flag("--raw-id", given.isRawId,
-                  "Send a scope that holds / ? # & % or .. as it stands");
-    AddPageOptions(list, session);
+    AddRawFlag(list.app, list.options.identifiers);
+    AddPageOptions(list.app, list.options.page);
 
-    CLI::App& show = AddCommand(simulation, session, "show", "Show a simulation", ShowSimulation,
+    const auto show =
+        AddCommand<Identifiers>(simulation, session, "show", "Show a simulation", ShowSimulation,
                                 {"varnel simulation show sim-bridge"});
-    AddIdentifier(show, session, "SIMULATION", given.simulation);
+    AddIdentifier(show.app, show.options, "SIMULATION", show.options.simulation);
 
-    CLI::App& remove =
-        AddCommand(simulation, session, "delete",
-                   "Delete a simulation, and make sure that it is gone", DeleteSimulation,
-                   {"varnel simulation delete sim-bridge --yes",
-                    "varnel simulation delete sim-bridge --dry-run"});
-    AddIdentifier(remove, session, "SIMULATION", given.simulation);
-    AddDeleteOptions(remove, session);
+    const auto remove = AddCommand<DeleteOptions>(
+        simulation, session, "delete", "Delete a simulation, and make sure that it is gone",
+        DeleteSimulation,
+        {"varnel simulation delete sim-bridge --yes",
+         "varnel simulation delete sim-bridge --dry-run"});
+    AddIdentifier(remove.app, remove.options.identifiers, "SIMULATION",
+                  remove.options.identifiers.simulation);
+    AddDeleteFlags(remove.app, remove.options);
 
     CLI::App& inputs = AddNoun(simulation, "inputs", "What a simulation starts from",
                                "varnel simulation inputs get sim-bridge");
-    CLI::App& get = AddCommand(inputs, session, "get", "Show a simulation's inputs", ShowInputs,
-                               {"varnel simulation inputs get sim-bridge > inputs.json"});
-    AddIdentifier(get, session, "SIMULATION", given.simulation);
+    const auto get =
+        AddCommand<Identifiers>(inputs, session, "get", "Show a simulation's inputs", ShowInputs,
+                                {"varnel simulation inputs get sim-bridge > inputs.json"});
+    AddIdentifier(get.app, get.options, "SIMULATION", get.options.simulation);
 
-    CLI::App& set =
-        AddCommand(inputs, session, "set",
-                   "Replace a simulation's inputs, and make sure that they arrived", ReplaceInputs,
-                   {"varnel simulation inputs set sim-bridge --data '{\"load\": 12.5}'",
-                    "varnel simulation inputs get sim-bridge | varnel simulation inputs set "
-                    "sim-bridge --data -"});
-    AddIdentifier(set, session, "SIMULATION", given.simulation);
-    AddDataOption(set, session, "The inputs")->required();
-    AddDryRunOption(set, session);
+    const auto set = AddCommand<InputOptions>(
+        inputs, session, "set", "Replace a simulation's inputs, and make sure that they arrived",
+        ReplaceInputs,
+        {"varnel simulation inputs set sim-bridge --data '{\"load\": 12.5}'",
+         "varnel simulation inputs get sim-bridge | varnel simulation inputs set "
+         "sim-bridge --data -"});
+    AddIdentifier(set.app, set.options.identifiers, "SIMULATION",
+                  set.options.identifiers.simulation);
+    AddDataOption(set.app, set.options.data, "The inputs")->required();
+    AddDryRunFlag(set.app, set.options.isDryRun);
 }
 
 } // namespace VarnelBase

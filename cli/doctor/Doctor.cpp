@@ -1,89 +1,73 @@
+#include "doctor/Doctor.h"
+
 #include <AccessTokenClaims.h>
+#include <AuthHandler.h>
 #include <ConfigFile.h>
+#include <EnvironmentVariable.h>
 #include <IdentitySettings.h>
 #include <SettingSources.h>
-#include <httplib.h>
-#include <openssl/crypto.h>
+#include <sys/stat.h>
 
 #include <chrono>
 #include <cmath>
 #include <ctime>
 #include <stdexcept>
 
-#include "CommandTree.h"
 #include "commands/SettingReport.h"
 #include "commands/TokenReport.h"
+#include "doctor/Findings.h"
+#include "doctor/HttpProbe.h"
 #include "doctor/ProviderCheck.h"
-#include "network/TcpConnection.h"
-#include "output/ExitStatus.h"
-#include "output/Table.h"
-#include "session/Diagnosis.h"
+#include "output/JsonView.h"
+#include "session/Verdict.h"
 
 namespace VarnelBase {
 
 namespace {
 
 constexpr long SlowConnectMilliseconds = 1000;
-constexpr std::size_t ResultColumns = 6;
 constexpr double LargeClockDifference = 30;
+constexpr std::chrono::seconds ConnectPatience{10};
 
-enum class Health { Ok, Warn, Fail };
+/// What the questions have found out for the following ones.
+struct Facts {
+    Environment environment = Environment::Local;
+    std::string apiHost;
+    unsigned int apiPort = 0;
+    bool isTls = false;
+    std::string token;
+    std::string group; ///< in front of the host
+    std::string date;  ///< of the service's answer
 
-/// The lines of the report and what the worst of them means for a script.
-class Findings {
-public:
-    void Add(Health health, const std::string& check, const std::string& found,
-             const std::string& advice = "") {
-        const char* name = health == Health::Ok ? "ok" : health == Health::Warn ? "warn" : "fail";
-        json line = json::object({{"check", check}, {"result", name}, {"found", found}});
-        if (!advice.empty()) { line["do"] = advice; }
-        lines.push_back(std::move(line));
-    }
-
-    void Fail(ExitStatus reason, const std::string& check, const std::string& found,
-              const std::string& advice) {
-        Add(Health::Fail, check, found, advice);
-        if (status == ExitStatus::Done) { status = reason; }
-    }
-
-    const json& GetLines() const { return lines; }
-
-    /// The lines for people, who are to read every word of them whatever the width.
-    std::string FormatText() const {
-        std::string text;
-        for (const json& line : lines) {
-            std::string result = line.at("result");
-            result.resize(ResultColumns, ' ');
-            text += result + DescribeValue(line.at("check")) + ": " +
-                    DescribeValue(line.at("found")) + "\n";
-            if (line.contains("do")) {
-                text +=
-                    std::string(ResultColumns, ' ') + "-> " + DescribeValue(line.at("do")) + "\n";
-            }
-        }
-        return text;
-    }
-    ExitStatus GetStatus() const { return status; }
-
-private:
-    json lines = json::array();
-    ExitStatus status = ExitStatus::Done;
+    std::string GetHost() const { return group.empty() ? apiHost : group + "." + apiHost; }
 };
 
-void CheckDependencies(Findings& findings) {
-    findings.Add(Health::Ok, "varnel", VARNEL_VERSION);
-    findings.Add(Health::Ok, "cpp-httplib", CPPHTTPLIB_VERSION);
-    findings.Add(Health::Ok, "nlohmann json", json::meta().at("version").at("string"));
-    findings.Add(Health::Ok, "OpenSSL", OpenSSL_version(OPENSSL_VERSION));
+void CheckConfigFile(Findings& findings) {
+    const std::string path = FindConfigFile();
+    struct stat status {};
+    if (path.empty()) {
+        findings.Add(Health::Ok, "configuration file", "none: HOME is not set");
+    } else if (stat(path.c_str(), &status) != 0) {
+        findings.Add(Health::Ok, "configuration file", "none: " + path + " does not exist");
+    } else if ((status.st_mode & 022U) != 0) {
+        findings.Add(Health::Warn, "configuration file", path + " can be changed by others",
+                     "chmod 600 " + path);
+    } else {
+        findings.Add(Health::Ok, "configuration file", path);
+    }
 }
 
 /// Whether there are settings that can be used.
-bool CheckSettings(Findings& findings) {
+bool CheckSettings(Findings& findings, Facts& facts) {
     try {
-        findings.Add(Health::Ok, "configuration file", FindConfigFile());
-        for (const ReportedSetting& setting : ReportSettings(EnvConfig())) {
+        CheckConfigFile(findings);
+        const EnvConfig config;
+        for (const ReportedSetting& setting : ReportSettings(config)) {
             findings.Add(Health::Ok, setting.name, setting.value + " (" + setting.source + ")");
         }
+        facts.environment = config.GetEnvironment();
+        facts.apiHost = config.GetApiHost();
+        facts.apiPort = config.GetApiPort();
         return true;
     } catch (const std::runtime_error& error) {
         findings.Fail(ExitStatus::Usage, "settings", error.what(),
@@ -92,63 +76,152 @@ bool CheckSettings(Findings& findings) {
     }
 }
 
-/// Whether there is a token, or none is needed.
-bool CheckToken(Findings& findings, ApiConnector& connector) {
-    try {
-        const std::string token = connector.GetApiKey();
-        connector.GetHostname();
-        if (token.empty()) {
-            findings.Add(Health::Ok, "token", "none");
-            return true;
-        }
-        const json report =
-            ReportToken(token, ReadIdentitySettings(connector.GetEnvironment()).groupsClaim);
-        const bool hasEnd = report.contains("expires");
-        findings.Add(hasEnd ? Health::Ok : Health::Warn, "token expires",
-                     hasEnd ? report.at("expires").get<std::string>() : "unknown",
-                     hasEnd ? "" : "sign in again when the service refuses it: it is not renewed");
-        const bool isGrouped = report.contains("group");
-        const bool needsGroup = connector.GetEnvironment() != Environment::Local;
-        findings.Add(
-            isGrouped || !needsGroup ? Health::Ok : Health::Warn, "token's group",
-            isGrouped ? report.at("group").get<std::string>() : "none",
-            isGrouped || !needsGroup
-                ? ""
-                : "have the provider put groups into the token, or set VARNEL_GROUPS_CLAIM");
-        return true;
-    } catch (const std::runtime_error& error) {
-        findings.Fail(ExitStatus::LoginNeeded, "token", error.what(), AdviseSignIn());
-        return false;
+/// The address without what stands in front of "@".
+std::string HideCredentials(const std::string& address) {
+    const std::size_t begin = address.find("//");
+    const std::size_t at = address.rfind('@');
+    if (at == std::string::npos) { return address; }
+    return (begin == std::string::npos ? "" : address.substr(0, begin + 2)) + "(redacted)" +
+           address.substr(at);
+}
+
+/// Variables that lead requests elsewhere, which the service's host then never sees.
+void CheckProxies(Findings& findings) {
+    for (const char* name :
+         {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}) {
+        const std::string value = ReadVariable(name);
+        if (value.empty()) { continue; }
+        findings.Add(Health::Warn, name, HideCredentials(value),
+                     "requests may go through this proxy: unset it, or put the service's host into "
+                     "no_proxy, if they should not");
+    }
+    for (const char* name : {"no_proxy", "NO_PROXY"}) {
+        const std::string value = ReadVariable(name);
+        if (!value.empty()) { findings.Add(Health::Ok, name, value); }
     }
 }
 
-/// Whether the service accepts connections.
-bool CheckConnection(Findings& findings, ApiConnector& connector) {
-    const std::string host = connector.GetHostname();
+void CheckToken(Findings& findings, Facts& facts) {
+    AuthHandler handler;
+    const std::string claim = ReadIdentitySettings(facts.environment).groupsClaim;
+    try {
+        facts.token = handler.GetApiKey();
+    } catch (const std::runtime_error& error) {
+        findings.Fail(ExitStatus::LoginNeeded, "token", error.what(), AdviseSignIn());
+        return;
+    }
+    if (facts.token.empty()) {
+        findings.Add(Health::Ok, "token",
+                     "none, and none is needed for " + NameEnvironment(facts.environment));
+        return;
+    }
+    const json report = ReportToken(facts.token, claim);
+    const bool hasEnd = report.contains("expires");
+    findings.Add(hasEnd ? Health::Ok : Health::Warn, "token expires",
+                 hasEnd ? report.at("expires").get<std::string>() : "unknown",
+                 hasEnd ? "" : "sign in again when the service refuses it: it is not renewed");
+    if (facts.environment == Environment::Local) { return; }
+    const std::string advice =
+        "have the provider put the group into the claim, or name another with VARNEL_GROUPS_CLAIM";
+    try {
+        facts.group = handler.GetFirstGroup(facts.token);
+    } catch (const std::runtime_error& error) {
+        findings.Fail(ExitStatus::LoginNeeded, "token's group (claim " + claim + ")", error.what(),
+                      advice);
+        return;
+    }
+    const bool isGrouped = !facts.group.empty();
+    findings.Add(isGrouped ? Health::Ok : Health::Warn, "token's group (claim " + claim + ")",
+                 isGrouped ? facts.group : "none", isGrouped ? "" : advice);
+}
+
+/// Whether the name of the service's host resolves, with the group and without it.
+bool CheckName(Findings& findings, const Facts& facts, const TcpConnection& connection) {
+    if (!connection.addresses.empty()) {
+        std::string addresses;
+        for (const std::string& address : connection.addresses) {
+            addresses += (addresses.empty() ? "" : ", ") + address;
+        }
+        findings.Add(Health::Ok, "name", facts.GetHost() + " is " + addresses);
+        return true;
+    }
+    std::string found = connection.problem;
+    std::string advice = "check apiHost and the network's name servers";
+    if (!facts.group.empty()) {
+        const bool isGroup =
+            !ConnectTo(facts.apiHost, facts.apiPort, ConnectPatience).addresses.empty();
+        found += isGroup ? "; without the group it does" : "; nor does it without the group";
+        if (isGroup) {
+            advice = "ask who runs the service whether the group \"" + facts.group +
+                     "\" has a host, or name another claim with VARNEL_GROUPS_CLAIM";
+        }
+    }
+    findings.Fail(ExitStatus::Unreachable, "name", found, advice);
+    return false;
+}
+
+/// Whether somebody accepts connections at the service's place and speaks HTTP.
+bool CheckConnection(Findings& findings, Facts& facts) {
     const auto start = std::chrono::steady_clock::now();
-    const TcpConnection connection = ConnectTo(host, connector.GetPort(), DiagnosisPatience);
+    const TcpConnection connection = ConnectTo(facts.GetHost(), facts.apiPort, ConnectPatience);
     const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(
         std::chrono::steady_clock::now() - start);
-    if (connection.addresses.empty()) {
-        findings.Fail(ExitStatus::Unreachable, "name resolution", connection.problem,
-                      "check apiHost and the network's name servers");
-        return false;
-    }
-    std::string addresses;
-    for (const std::string& address : connection.addresses) {
-        addresses += (addresses.empty() ? "" : ", ") + address;
-    }
-    findings.Add(Health::Ok, "name resolution", host + " is " + addresses);
+    if (!CheckName(findings, facts, connection)) { return false; }
     if (!connection.socket.IsOpen()) {
-        findings.Fail(ExitStatus::Unreachable, "connection", connection.problem,
+        findings.Fail(ExitStatus::Unreachable, "port", connection.problem,
                       "check that the service runs, apiPort, and what is in between");
         return false;
     }
     const bool isSlow = elapsed.count() > SlowConnectMilliseconds;
-    findings.Add(isSlow ? Health::Warn : Health::Ok, "connection",
-                 "in " + std::to_string(elapsed.count()) + " ms",
-                 isSlow ? "each request opens a connection of its own: look for a nearer way" : "");
-    return true;
+    findings.Add(isSlow ? Health::Warn : Health::Ok, "port",
+                 std::to_string(facts.apiPort) + " accepts connections, in " +
+                     std::to_string(elapsed.count()) + " ms",
+                 isSlow ? "the network is slow, or the host's name is" : "");
+    if (facts.isTls) { return true; }
+    const ProbeAnswer answer =
+        ProbeHttp(connection, facts.GetHost() + ":" + std::to_string(facts.apiPort));
+    facts.date = answer.head.Find("Date");
+    if (answer.problem.empty()) { return true; }
+    findings.Fail(ExitStatus::Unreachable, "protocol",
+                  "port " + std::to_string(facts.apiPort) + " " + answer.problem, answer.advice);
+    return false;
+}
+
+std::string AdviseRefusal(const Facts& facts, const Outcome& outcome) {
+    if (outcome.failure == Failure::Unauthorized) {
+        return facts.token.empty() && facts.environment == Environment::Local
+                   ? "the service wants a token: set VARNEL_TOKEN, or authHost and varnel login"
+                   : AdviseSignIn();
+    }
+    if (outcome.failure == Failure::Forbidden) {
+        return "the service knows the token and does not let its holder in: ask who runs it, and "
+               "look at the token's group";
+    }
+    if (outcome.failure == Failure::Untrusted) {
+        return "trust the certificate's authority with VARNEL_CA_FILE, if it is the right one";
+    }
+    return "check that host and port are the service's, and how it is";
+}
+
+void CheckService(Findings& findings, const Facts& facts) {
+    ClientOptions options;
+    options.host = facts.GetHost();
+    options.port = facts.apiPort;
+    options.tls = facts.isTls;
+    options.caFile = ReadIdentitySettings(facts.environment).caFile;
+    options.tokenSource = [&facts] { return facts.token; };
+    options.timeout = ConnectPatience;
+    options.maxAttempts = 1;
+    const std::string request = "GET /version";
+    const Outcome outcome = ServiceClient(options).Send("GET", "/version");
+    try {
+        findings.Add(Health::Ok, "service version",
+                     JsonView(RequireDocument(request, outcome)).Format(0));
+    } catch (const CommandError& error) {
+        findings.Fail(error.GetStatus(), "service",
+                      outcome.Succeeded() ? error.what() : DescribeFailure(request, outcome),
+                      AdviseRefusal(facts, outcome));
+    }
 }
 
 /// Compares this machine's clock with the service's, whose header tells whole seconds.
@@ -166,27 +239,6 @@ void CheckClock(Findings& findings, const std::string& date) {
         isLarge ? "set this machine's clock: tokens seem expired too early or too late" : "");
 }
 
-void CheckService(Findings& findings, ApiConnector& connector) {
-    const Answer answer = Ask(connector, "/version");
-    const json version = json::parse(answer.body, nullptr, false);
-    if (answer.status == 0) {
-        findings.Fail(ExitStatus::Unreachable, "service", answer.problem,
-                      "check that host and port are the service's");
-    } else if (answer.status == 401) {
-        findings.Fail(ExitStatus::LoginNeeded, "service", "does not accept the token (401)",
-                      AdviseSignIn());
-    } else if (answer.status != 200 || version.is_discarded()) {
-        findings.Fail(ExitStatus::Refused, "service",
-                      "GET /version was answered " + std::to_string(answer.status) + ": " +
-                          DescribeErrorBody(answer.body),
-                      "check that host and port are the service's");
-    } else {
-        RequireShallow(version);
-        findings.Add(Health::Ok, "service version", version.dump());
-        CheckClock(findings, answer.date);
-    }
-}
-
 void AskProvider(Findings& findings) {
     for (const ProviderFinding& finding : CheckProvider()) {
         findings.Add(finding.advice.empty() ? Health::Ok : Health::Warn, finding.check,
@@ -196,21 +248,22 @@ void AskProvider(Findings& findings) {
 
 void CheckEverything(Session& session) {
     Findings findings;
-    CheckDependencies(findings);
-    if (CheckSettings(findings)) {
-        const OutputCapture capture;
-        ApiConnector connector;
-        if (connector.IsOffline()) {
+    findings.Add(Health::Ok, "varnel", VARNEL_VERSION);
+    Facts facts;
+    facts.isTls = session.UsesTls();
+    if (CheckSettings(findings, facts)) {
+        if (EnvConfig().IsOffline()) {
             findings.Add(Health::Warn, "service", "not asked: offline mode is on",
                          "unset the setting \"offline\" to reach it");
         } else {
+            CheckProxies(findings);
+            CheckToken(findings, facts);
             AskProvider(findings);
-            if (CheckToken(findings, connector) && CheckConnection(findings, connector)) {
-                CheckService(findings, connector);
-            }
+            if (CheckConnection(findings, facts)) { CheckService(findings, facts); }
+            CheckClock(findings, facts.date);
         }
     }
-    const OutputOptions& output = session.arguments.output;
+    const OutputOptions& output = session.options.output;
     if (WantsTable(output) && output.query.empty()) {
         WriteOutput(findings.FormatText());
     } else {

@@ -15,6 +15,7 @@ enum class ExitStatus : int {
     LoginNeeded = 4,
     NotConfirmed = 5,
     Offline = 6,
+    StillRunning = 7,
     ExecutionFailed = 8,
     Interrupted = 130,
 };
@@ -24,14 +25,15 @@ struct ExplainedStatus {
     const char* meaning;
 };
 
-inline constexpr std::array<ExplainedStatus, 9> ExplainedStatuses{{
+inline constexpr std::array<ExplainedStatus, 10> ExplainedStatuses{{
     {ExitStatus::Done, "Done"},
-    {ExitStatus::Refused, "The service, the user or a file said no"},
+    {ExitStatus::Refused, "The service, the user or a file refused"},
     {ExitStatus::Usage, "The command line or a setting cannot be used; nothing was sent"},
     {ExitStatus::Unreachable, "The service cannot be reached or did not answer"},
-    {ExitStatus::LoginNeeded, "There is no token, or none that the service takes"},
-    {ExitStatus::NotConfirmed, "Something was sent, and whether it was done is not known"},
+    {ExitStatus::LoginNeeded, "There is no token, or none that the service accepts"},
+    {ExitStatus::NotConfirmed, "A change was sent, and what became of it is not known"},
     {ExitStatus::Offline, "Offline mode is on; nothing was sent"},
+    {ExitStatus::StillRunning, "The time for watching is over, and the execution goes on"},
     {ExitStatus::ExecutionFailed, "The execution that was watched has failed"},
     {ExitStatus::Interrupted, "Interrupted by Ctrl-C"},
 }};

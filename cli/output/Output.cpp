@@ -4,46 +4,41 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <iostream>
 #include <system_error>
-#include <utility>
-#include <vector>
 
 #include "output/ExitStatus.h"
 #include "output/Table.h"
 #include "output/Terminal.h"
+#include "output/Utf8Text.h"
 
 namespace VarnelBase {
 
 namespace {
 
-using nlohmann::json;
-
-/// The JSON library recurses when it copies or writes: far more levels would overflow the stack.
-constexpr std::size_t MaxDepth = 1000;
-
-std::string EmphasiseHeading(const std::string& text) {
-    return Emphasise(STDOUT_FILENO, text);
-}
-
-std::string FormatJsonLines(const json& document) {
-    const json* items = FindItems(document);
-    if (items == nullptr) { return document.dump() + "\n"; }
+std::string FormatJsonLines(const JsonView& document) {
+    const std::optional<JsonView> items = FindItems(document);
+    if (!items) { return document.Format(0) + "\n"; }
     std::string lines;
-    for (const json& item : *items) { lines += item.dump() + "\n"; }
+    for (const JsonView& item : items->Elements()) { lines += item.Format(0) + "\n"; }
     return lines;
 }
 
-std::string FormatDocument(const json& document, const OutputOptions& options) {
-    if (options.format == "jsonl") { return FormatJsonLines(document); }
-    if (WantsTable(options)) {
-        const bool isTerminal = IsTerminal(STDOUT_FILENO);
-        return FormatTable(document, isTerminal ? FindTerminalWidth(STDOUT_FILENO) : 0,
-                           EmphasiseHeading);
+void PrintTable(const JsonView& document) {
+    const Table table =
+        MakeTable(document, IsTerminal(STDOUT_FILENO) ? FindTerminalWidth(STDOUT_FILENO) : 0);
+    std::string text;
+    for (const std::string& line : table.lines) {
+        text += (table.hasHeading && text.empty() ? Emphasise(STDOUT_FILENO, line) : line) + "\n";
     }
-    if (options.format.empty() && !options.query.empty() && document.is_string()) {
-        return document.get<std::string>() + "\n";
+    WriteOutput(text);
+    std::string omitted;
+    for (const std::string& name : table.omitted) {
+        omitted += (omitted.empty() ? "" : ", ") + name;
     }
-    return document.dump(2) + "\n";
+    if (!omitted.empty()) {
+        WriteMessage("no room for " + omitted + ": widen the terminal, or use -o json");
+    }
 }
 
 } // namespace
@@ -61,28 +56,25 @@ void WriteOutput(const std::string& bytes) {
         error == EPIPE ? "" : "standard output: " + std::generic_category().message(error));
 }
 
-void PrintDocument(const json& document, const OutputOptions& options) {
-    RequireShallow(document);
-    const json::json_pointer pointer(options.query);
-    if (!document.contains(pointer)) {
+void PrintDocument(const std::string& document, const OutputOptions& options) {
+    const std::optional<JsonView> part = JsonView(document).FindPointed(options.query);
+    if (!part) {
         throw CommandError(ExitStatus::Refused,
                            "the answer has nothing at " + options.query + ", see it with -o json");
     }
-    WriteOutput(FormatDocument(document.at(pointer), options));
+    if (WantsTable(options)) {
+        PrintTable(*part);
+    } else if (options.format.empty() && !options.query.empty() && part->IsString()) {
+        WriteOutput(part->GetString() + "\n");
+    } else {
+        const std::string text =
+            options.format == "jsonl" ? FormatJsonLines(*part) : part->Format(2) + "\n";
+        WriteOutput(IsTerminal(STDOUT_FILENO) ? EscapeUnprintable(text) : text);
+    }
 }
 
-void RequireShallow(const json& document) {
-    std::vector<std::pair<const json*, std::size_t>> pending{{&document, 1}};
-    while (!pending.empty()) {
-        const auto [value, depth] = pending.back();
-        pending.pop_back();
-        if (depth > MaxDepth) {
-            throw CommandError(ExitStatus::Refused, "the document is nested more deeply than " +
-                                                        std::to_string(MaxDepth) + " levels");
-        }
-        if (!value->is_structured()) { continue; }
-        for (const json& inner : *value) { pending.emplace_back(&inner, depth + 1); }
-    }
+void WriteMessage(const std::string& text) {
+    std::cerr << "varnel: " << MakePrintableLines(text) << std::endl;
 }
 
 } // namespace VarnelBase

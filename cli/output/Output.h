@@ -1,7 +1,5 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
-
 #include <string>
 
 namespace VarnelBase {
@@ -17,16 +15,18 @@ bool WantsTable(const OutputOptions& options);
 
 /// Writes bytes to standard output, all of them.
 ///
-/// @throws CommandError when they cannot be written; silently when nobody reads any more
+/// @throws CommandError when they cannot be written; without a text when nobody reads any more
 void WriteOutput(const std::string& bytes);
 
-/// Writes a document, or the part of it that was asked for, to standard output. A single value that
-/// was asked for is written bare unless a format was.
+/// Writes a document, or the part of it that was asked for, to standard output, and what had no
+/// room in a table to standard error. A single value that was asked for is written bare unless a
+/// format was.
 ///
-/// @throws CommandError when it has no such part, is nested too deeply or cannot be written
-void PrintDocument(const nlohmann::json& document, const OutputOptions& options);
+/// @param document a valid JSON text
+/// @throws CommandError when it has no such part or cannot be written
+void PrintDocument(const std::string& document, const OutputOptions& options);
 
-/// @throws CommandError when a document is nested so deeply that it cannot be copied or written
-void RequireShallow(const nlohmann::json& document);
+/// Writes a line to standard error, without what could steer a terminal.
+void WriteMessage(const std::string& text);
 
 } // namespace VarnelBase

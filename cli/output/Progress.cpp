@@ -16,10 +16,6 @@ namespace {
 
 constexpr int BarColumns = 20;
 
-bool IsOverwritable() {
-    return IsTerminal(STDERR_FILENO) && ReadVariable("TERM") != "dumb";
-}
-
 std::string DrawBar(double fraction) {
     const auto filled = static_cast<std::size_t>(std::lround(fraction * BarColumns));
     return "[" + std::string(filled, '#') + std::string(BarColumns - filled, '-') + "] ";
@@ -27,25 +23,28 @@ std::string DrawBar(double fraction) {
 
 } // namespace
 
+Progress::Progress(bool isQuiet)
+    : isShown(!isQuiet && IsTerminal(STDERR_FILENO) && ReadVariable("TERM") != "dumb") {}
+
 Progress::~Progress() {
-    if (!last.empty() && IsOverwritable()) { std::cerr << std::endl; }
+    if (!last.empty()) { std::cerr << std::endl; }
+}
+
+void Progress::Clear() {
+    if (!last.empty()) { std::cerr << "\r\033[K"; }
+    last.clear();
 }
 
 void Progress::Show(const std::string& text, std::optional<double> fraction) {
     std::string line = MakePrintable(text);
     if (fraction) {
         const double known = std::clamp(*fraction, 0.0, 1.0);
-        if (IsOverwritable()) { line = DrawBar(known) + line; }
-        line += " " + std::to_string(std::lround(known * 100)) + " %";
+        line = DrawBar(known) + line + " " + std::to_string(std::lround(known * 100)) + " %";
     }
-    if (isSilent || line == last) { return; }
+    if (!isShown || line == last) { return; }
     last = line;
-    if (IsOverwritable()) {
-        const std::size_t columns = FindTerminalWidth(STDERR_FILENO);
-        std::cerr << "\r\033[K" << CutToWidth(line, columns - 1) << std::flush;
-    } else {
-        std::cerr << line << std::endl;
-    }
+    const std::size_t columns = FindTerminalWidth(STDERR_FILENO);
+    std::cerr << "\r\033[K" << CutToWidth(line, columns - 1) << std::flush;
 }
 
 } // namespace VarnelBase

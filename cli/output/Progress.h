@@ -5,11 +5,11 @@
 
 namespace VarnelBase {
 
-/// Tells on standard error how far something is: one line that is overwritten on a terminal, with a
-/// bar when a fraction is known, and elsewhere a plain line for each change.
+/// Tells on a terminal how far something is: one line on standard error that is overwritten, with a
+/// bar when a fraction is known. Silent elsewhere.
 class Progress {
 public:
-    explicit Progress(bool isQuiet) : isSilent(isQuiet) {}
+    explicit Progress(bool isQuiet);
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
@@ -17,8 +17,13 @@ public:
     /// @param fraction from 0 to 1; none: not known
     void Show(const std::string& text, std::optional<double> fraction);
 
+    /// Makes room for a message.
+    void Clear();
+
+    bool IsShown() const { return isShown; }
+
 private:
-    bool isSilent;
+    bool isShown;
     std::string last;
 };
 

@@ -2,16 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <set>
-#include <vector>
 
 #include "output/Utf8Text.h"
 
 namespace VarnelBase {
 
 namespace {
-
-using nlohmann::json;
 
 using Row = std::vector<std::string>;
 
@@ -22,10 +20,15 @@ constexpr std::size_t NarrowestColumn = 6;
 constexpr std::array<const char*, 9> FirstColumns{
     "id", "name", "email", "role", "state", "progress", "createdAt", "value", "source"};
 
-void CollectMembers(const json& item, std::set<std::string>& members) {
-    if (!item.is_object()) { return; }
-    for (const auto& member : item.items()) { members.insert(member.key()); }
-}
+struct Column {
+    std::string name;
+    std::size_t width = 0;
+
+    bool IsIdentifier() const {
+        const std::string ending = name.substr(name.size() - std::min<std::size_t>(name.size(), 2));
+        return name == "id" || ending == "Id";
+    }
+};
 
 std::vector<std::string> OrderMembers(std::set<std::string> members) {
     std::vector<std::string> ordered;
@@ -36,94 +39,121 @@ std::vector<std::string> OrderMembers(std::set<std::string> members) {
     return ordered;
 }
 
-Row MakeRow(const json& item, const std::vector<std::string>& columns) {
-    if (columns.empty()) { return {DescribeValue(item)}; }
-    Row row;
-    for (const std::string& column : columns) {
-        row.push_back(item.is_object() && item.contains(column) ? DescribeValue(item.at(column))
-                                                                : std::string());
-    }
-    return row;
-}
-
-/// Widths that the columns need, made smaller from the widest on until a line fits. Columns at the
-/// end are left out when even narrow ones do not fit.
-std::vector<std::size_t> FitColumns(const std::vector<Row>& rows, std::size_t columns) {
-    std::vector<std::size_t> widths;
-    for (const Row& row : rows) {
-        widths.resize(std::max(widths.size(), row.size()));
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            widths[i] = std::max(widths[i], MeasureWidth(row[i]));
+/// Makes columns smaller from the widest on until a line fits. Columns at the end are left out when
+/// even narrow ones do not fit; the first one stays.
+std::vector<std::string> FitColumns(std::vector<Column>& columns, std::size_t room) {
+    std::vector<std::string> omitted;
+    while (room > 0 && !columns.empty()) {
+        std::size_t total = Gap * (columns.size() - 1);
+        Column* widest = nullptr;
+        for (Column& column : columns) {
+            total += column.width;
+            if (column.IsIdentifier() || column.width <= NarrowestColumn) { continue; }
+            if (widest == nullptr || column.width > widest->width) { widest = &column; }
         }
-    }
-    if (columns == 0) { return widths; }
-    for (std::size_t& width : widths) { width = std::min(width, columns); }
-    while (!widths.empty()) {
-        std::size_t total = Gap * (widths.size() - 1);
-        for (const std::size_t width : widths) { total += width; }
-        if (total <= columns) { break; }
-        const auto widest = std::max_element(widths.begin(), widths.end());
-        if (*widest > NarrowestColumn) {
-            --*widest;
+        if (total <= room) { break; }
+        if (widest != nullptr) {
+            --widest->width;
+        } else if (columns.size() > 1) {
+            omitted.insert(omitted.begin(), columns.back().name);
+            columns.pop_back();
         } else {
-            widths.pop_back();
+            break;
         }
     }
-    return widths;
+    return omitted;
 }
 
-std::string FormatRow(const Row& row, const std::vector<std::size_t>& widths) {
+std::string FormatRow(const Row& row, const std::vector<Column>& columns) {
     std::string line;
-    for (std::size_t i = 0; i < widths.size(); ++i) {
-        const std::string cell = CutToWidth(row[i], widths[i]);
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        const std::string cell = CutToWidth(row[i], columns[i].width);
         line += cell;
-        if (i + 1 < widths.size()) { line.append(widths[i] - MeasureWidth(cell) + Gap, ' '); }
+        if (i + 1 < columns.size()) {
+            line.append(columns[i].width - MeasureWidth(cell) + Gap, ' ');
+        }
     }
     return line.substr(0, line.find_last_not_of(' ') + 1);
 }
 
+Table TabulateRows(const std::vector<Row>& rows, const std::vector<std::string>& names,
+                   std::size_t room) {
+    std::vector<Column> columns;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        columns.push_back({names[i]});
+        for (const Row& row : rows) {
+            columns[i].width = std::max(columns[i].width, MeasureWidth(row[i]));
+        }
+    }
+    Table table;
+    table.omitted = FitColumns(columns, room);
+    for (const Row& row : rows) { table.lines.push_back(FormatRow(row, columns)); }
+    return table;
+}
+
+Table TabulateMembers(const JsonView& object) {
+    std::map<std::string, std::vector<JsonView>> values;
+    std::set<std::string> names;
+    for (const auto& [name, value] : object.Members()) {
+        names.insert(name);
+        values[name].push_back(value);
+    }
+    std::vector<Row> rows;
+    for (const std::string& name : OrderMembers(names)) {
+        for (const JsonView& value : values.at(name)) {
+            rows.push_back({MakePrintable(name), DescribeValue(value)});
+        }
+    }
+    return TabulateRows(rows, {"name", "value"}, 0);
+}
+
+Table TabulateItems(const JsonView& items, std::size_t room) {
+    std::vector<std::map<std::string, std::string>> cells;
+    std::set<std::string> members;
+    for (const JsonView& item : items.Elements()) {
+        std::map<std::string, std::string>& row = cells.emplace_back();
+        if (!item.IsObject()) { row[""] = DescribeValue(item); }
+        for (const auto& [name, value] : item.Members()) {
+            std::string& cell = row[name];
+            cell += (cell.empty() ? "" : " ") + DescribeValue(value);
+        }
+        for (const auto& [name, text] : row) { members.insert(name); }
+    }
+    const std::vector<std::string> names = OrderMembers(members);
+    const bool hasHeading = !names.empty() && names != std::vector<std::string>{""};
+    std::vector<Row> rows;
+    Row titles;
+    for (const std::string& name : names) { titles.push_back(MakePrintable(name)); }
+    if (hasHeading) { rows.push_back(titles); }
+    for (const auto& texts : cells) {
+        Row& row = rows.emplace_back();
+        for (const std::string& name : names) {
+            const auto found = texts.find(name);
+            row.push_back(found == texts.end() ? "" : found->second);
+        }
+    }
+    Table table = TabulateRows(rows, titles, room);
+    table.hasHeading = hasHeading;
+    return table;
+}
+
 } // namespace
 
-std::string DescribeValue(const json& value) {
-    if (value.is_null()) { return ""; }
-    return MakePrintable(value.is_string() ? value.get<std::string>() : value.dump());
+std::string DescribeValue(const JsonView& value) {
+    if (value.IsNull()) { return ""; }
+    return MakePrintable(value.IsString() ? value.GetString() : value.Format(0));
 }
 
-const json* FindItems(const json& document) {
-    if (document.is_array()) { return &document; }
-    if (!document.is_object()) { return nullptr; }
-    const auto items = document.find("items");
-    return items != document.end() && items->is_array() ? &*items : nullptr;
+std::optional<JsonView> FindItems(const JsonView& document) {
+    const std::optional<JsonView> items = document.IsArray() ? document : document.Find("items");
+    return items && items->IsArray() ? items : std::nullopt;
 }
 
-std::string FormatTable(const json& document, std::size_t columns,
-                        std::string (*heading)(const std::string&)) {
-    const json* items = FindItems(document);
-    if (items == nullptr && !document.is_object()) { return DescribeValue(document) + "\n"; }
-
-    std::vector<Row> rows;
-    std::set<std::string> members;
-    if (items == nullptr) {
-        CollectMembers(document, members);
-        for (const std::string& name : OrderMembers(members)) {
-            rows.push_back({MakePrintable(name), DescribeValue(document.at(name))});
-        }
-    } else {
-        for (const json& item : *items) { CollectMembers(item, members); }
-        const std::vector<std::string> names = OrderMembers(members);
-        Row titles;
-        for (const std::string& name : names) { titles.push_back(MakePrintable(name)); }
-        if (!titles.empty()) { rows.push_back(titles); }
-        for (const json& item : *items) { rows.push_back(MakeRow(item, names)); }
-    }
-    const std::vector<std::size_t> widths = FitColumns(rows, columns);
-    std::string table;
-    for (const Row& row : rows) {
-        const std::string line = FormatRow(row, widths);
-        const bool isHeading = table.empty() && items != nullptr && !members.empty();
-        table += (isHeading ? heading(line) : line) + "\n";
-    }
-    return table;
+Table MakeTable(const JsonView& document, std::size_t columns) {
+    const std::optional<JsonView> items = FindItems(document);
+    if (items) { return TabulateItems(*items, columns); }
+    if (document.IsObject()) { return TabulateMembers(document); }
+    return {{DescribeValue(document)}, false, {}};
 }
 
 } // namespace VarnelBase

@@ -1,6 +1,7 @@
 #include "output/Utf8Text.h"
 
 #include <array>
+#include <cstdio>
 #include <cwchar>
 
 namespace VarnelBase {
@@ -44,6 +45,37 @@ int MeasureCharacter(char32_t code) {
     return wcwidth(static_cast<wchar_t>(code));
 }
 
+/// Whether a character changes the direction of what follows (Unicode, UAX 9).
+bool IsBidirectionalControl(char32_t code) {
+    return code == 0x061c || code == 0x200e || code == 0x200f ||
+           (code >= 0x202a && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069);
+}
+
+std::string EscapeUnit(char32_t unit) {
+    std::array<char, 8> text{};
+    std::snprintf(text.data(), text.size(), "\\u%04x", static_cast<unsigned int>(unit));
+    return text.data();
+}
+
+std::string EscapeCharacter(char32_t code) {
+    if (code < 0x10000) { return EscapeUnit(code); }
+    const char32_t rest = code - 0x10000;
+    return EscapeUnit(0xd800 + (rest >> 10U)) + EscapeUnit(0xdc00 + (rest & 0x3ffU));
+}
+
+/// The text with something else for each character that must not reach a terminal.
+std::string ReplaceUnprintable(const std::string& text, std::string (*replace)(char32_t code)) {
+    std::string printable;
+    for (std::size_t at = 0; at < text.size();) {
+        const Character character = Decode(text, at);
+        const bool isPrintable = character.length > 0 && MeasureCharacter(character.code) >= 0 &&
+                                 !IsBidirectionalControl(character.code);
+        printable += isPrintable ? text.substr(at, character.length) : replace(character.code);
+        at += character.length == 0 ? 1 : character.length;
+    }
+    return printable;
+}
+
 } // namespace
 
 std::size_t FindInvalidUtf8(const std::string& text) {
@@ -81,14 +113,18 @@ std::string CutToWidth(const std::string& text, std::size_t columns) {
 }
 
 std::string MakePrintable(const std::string& text) {
-    std::string printable;
-    for (std::size_t at = 0; at < text.size();) {
-        const Character character = Decode(text, at);
-        const bool isPrintable = character.length > 0 && MeasureCharacter(character.code) >= 0;
-        printable += isPrintable ? text.substr(at, character.length) : Replacement;
-        at += character.length == 0 ? 1 : character.length;
-    }
-    return printable;
+    return ReplaceUnprintable(text, [](char32_t /*code*/) { return std::string(Replacement); });
+}
+
+std::string MakePrintableLines(const std::string& text) {
+    return ReplaceUnprintable(
+        text, [](char32_t code) { return std::string(code == '\n' ? "\n" : Replacement); });
+}
+
+std::string EscapeUnprintable(const std::string& text) {
+    return ReplaceUnprintable(text, [](char32_t code) {
+        return code == '\n' ? std::string("\n") : EscapeCharacter(code);
+    });
 }
 
 } // namespace VarnelBase

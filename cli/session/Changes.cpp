@@ -6,17 +6,18 @@
 #include <utility>
 
 #include "output/ExitStatus.h"
+#include "output/JsonView.h"
 #include "output/Terminal.h"
 #include "output/Utf8Text.h"
-#include "session/Diagnosis.h"
+#include "session/Interruption.h"
+#include "session/Verdict.h"
 
 namespace VarnelBase {
 
 namespace {
 
 /// Asks on a terminal; elsewhere only --yes will do.
-void Confirm(const Arguments& arguments, const std::string& question) {
-    if (arguments.isConfirmed || arguments.isDryRun) { return; }
+void Confirm(const std::string& question) {
     if (!IsTerminal(STDIN_FILENO) || !IsTerminal(STDERR_FILENO)) {
         throw CommandError(ExitStatus::Usage,
                            "nobody can be asked here: --yes says that you mean it");
@@ -29,54 +30,127 @@ void Confirm(const Arguments& arguments, const std::string& question) {
     }
 }
 
-bool IsGone(int status) {
-    return status == 404 || status == 410;
+bool IsGone(const Outcome& outcome) {
+    return outcome.sent == SentState::Answered && (outcome.status == 404 || outcome.status == 410);
+}
+
+/// Whether the service itself has ended its work on a change, rather than somebody in between who
+/// got tired of waiting for it.
+bool IsFinal(const Outcome& outcome) {
+    return outcome.sent == SentState::Answered && outcome.status != 502 && outcome.status != 504;
+}
+
+/// "simulation x" or nothing, for a document that has an identifier.
+std::string FindIdentifier(const std::string& document) {
+    const std::optional<JsonView> id = JsonView(document).Find("id");
+    return id ? " (id " + (id->IsString() ? id->GetString() : id->Format(0)) + ")" : "";
+}
+
+/// Prints the document of a change that was made, whatever keeps it from being shown as wanted.
+void PrintAccepted(Session& session, const Change& change, const std::string& document) {
+    const std::string made = change.Describe() + " was done" + FindIdentifier(document);
+    const std::string& query = session.options.output.query;
+    try {
+        if (JsonView(document).FindPointed(query)) {
+            session.Print(document);
+            return;
+        }
+        PrintDocument(document, {session.options.output.format, ""});
+    } catch (const CommandError& error) {
+        const std::string reason = error.what();
+        throw CommandError(error.GetStatus(),
+                           made + ", but its answer could not be written" +
+                               (reason.empty() ? ": nobody reads it any more" : ": " + reason));
+    }
+    throw CommandError(ExitStatus::Refused, made + ", but its answer has nothing at " + query);
 }
 
 } // namespace
 
-bool BeginChange(Session& session, const Change& change) {
-    ApiConnector& connector = session.ConnectOnline();
-    if (session.arguments.isDryRun) {
-        json shown =
-            json::object({{"method", change.method},
-                          {"target", "http://" + connector.GetHostname() + ":" +
-                                         std::to_string(connector.GetPort()) + change.target}});
-        if (change.body) { shown["body"] = *change.body; }
-        session.Print(shown);
-        return false;
-    }
-    RequireReachable(connector);
-    return true;
+void PrintRequest(Session& session, const Change& change) {
+    std::string shown = "{\"method\":" + json(change.method).dump() +
+                        ",\"target\":" + json(session.FormatUrl(change.target)).dump();
+    if (change.body) { shown += ",\"body\":" + *change.body; }
+    session.Print(shown + "}");
 }
 
-json RequireConfirmation(const Change& change, json document) {
-    if (!document.is_null()) { return document; }
-    throw CommandError(ExitStatus::NotConfirmed,
-                       change.method + " " + change.target +
-                           " was sent once and not confirmed: it was refused, or its answer was "
-                           "lost, which the library does not tell. Look before you send it again "
-                           "(\"varnel trace\" shows the status)");
+Outcome SendChange(Session& session, const Change& change) {
+    const ChangeInFlight announced(change.Describe());
+    return session.Send(change.method, change.target, change.body);
 }
 
-void Delete(Session& session, const std::string& name, const std::string& target,
-            void (ApiConnector::*send)(const std::string&), const std::string& identifier) {
-    Confirm(session.arguments, "Delete " + name + "?");
-    if (!BeginChange(session, {"DELETE", target, std::nullopt})) { return; }
-
-    ApiConnector& connector = session.Connect();
-    if (IsGone(Ask(connector, target).status)) {
-        throw CommandError(ExitStatus::Refused, "there is no " + name + "; nothing was deleted");
+void PrintAnswer(Session& session, const Change& change, const Outcome& outcome) {
+    if (!outcome.Succeeded()) { throw JudgeFailure(change.Describe(), outcome, Purpose::Change); }
+    if (outcome.text.empty()) {
+        session.Note(change.Describe() + " was done; the answer has no document");
+        return;
     }
-    (connector.*send)(identifier);
-    const Answer answer = Ask(connector, target);
-    if (!IsGone(answer.status)) {
+    const std::string problem = FindJsonProblem(outcome.text);
+    if (!problem.empty()) {
         throw CommandError(ExitStatus::NotConfirmed,
-                           "DELETE " + target + " was sent, but reading " + name + " back gives " +
-                               (answer.status == 0 ? "no answer" : std::to_string(answer.status)) +
-                               ": it may still be there");
+                           change.Describe() + " was accepted (" + std::to_string(outcome.status) +
+                               "), but its answer is " + problem +
+                               ": look what came of it before you send it again");
     }
-    session.Note("verified: " + name + " is deleted");
+    PrintAccepted(session, change, outcome.text);
+}
+
+void MakeChange(Session& session, const Change& change, bool isDryRun) {
+    if (isDryRun) {
+        PrintRequest(session, change);
+    } else {
+        PrintAnswer(session, change, SendChange(session, change));
+    }
+}
+
+Outcome MakeCheckedChange(Session& session, const Change& change, const Check& check) {
+    const Outcome outcome = SendChange(session, change);
+    if (!outcome.Succeeded() && (outcome.sent == SentState::NotSent || IsRefused(outcome))) {
+        throw JudgeFailure(change.Describe(), outcome, Purpose::Change);
+    }
+    Outcome found = session.Send("GET", check.target);
+    const std::optional<bool> isMade = check.judge(found);
+    if (isMade.value_or(false)) {
+        session.Note("verified: " + check.made);
+        return found;
+    }
+    const std::string sent =
+        outcome.Succeeded() ? change.Describe() + " was answered " + std::to_string(outcome.status)
+                            : DescribeFailure(change.Describe(), outcome);
+    if (!isMade) {
+        throw CommandError(ExitStatus::NotConfirmed,
+                           sent + ". Reading back does not tell whether it was made: " +
+                               DescribeFailure("GET " + check.target, found));
+    }
+    const bool isRefused = !outcome.Succeeded() && IsFinal(outcome);
+    throw CommandError(isRefused ? ExitStatus::Refused : ExitStatus::NotConfirmed,
+                       sent + ". Read back: " + check.notMade);
+}
+
+void AddDeleteFlags(CLI::App& command, DeleteOptions& options) {
+    command.add_flag("-y,--yes", options.isConfirmed, "Do not ask");
+    AddDryRunFlag(command, options.isDryRun);
+}
+
+void Delete(Session& session, const DeleteOptions& options, const std::string& name,
+            const std::string& target) {
+    const Change change{"DELETE", target, std::nullopt};
+    if (options.isDryRun) {
+        PrintRequest(session, change);
+        return;
+    }
+    if (!options.isConfirmed) { Confirm("Delete " + name + "?"); }
+    const Outcome current = session.Send("GET", target);
+    if (!current.Succeeded()) {
+        const CommandError error = JudgeFailure("GET " + target, current, Purpose::Read);
+        throw CommandError(error.GetStatus(), std::string(error.what()) + "; nothing was deleted");
+    }
+    (void)MakeCheckedChange(session, change,
+                            {target, name + " is deleted", name + " still exists",
+                             [](const Outcome& found) -> std::optional<bool> {
+                                 if (IsGone(found)) { return true; }
+                                 return found.Succeeded() ? std::optional(false) : std::nullopt;
+                             }});
 }
 
 } // namespace VarnelBase

@@ -1,36 +1,67 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
-#include "session/Session.h"
+#include "session/Command.h"
 
 namespace VarnelBase {
 
-/// A request that changes something, as the library will send it.
+/// A request that changes something.
 struct Change {
     std::string method;
     std::string target;
-    std::optional<json> body;
+    std::optional<std::string> body; ///< a JSON text
+
+    std::string Describe() const { return method + " " + target; }
 };
 
-/// Makes sure that a change can be sent, or shows it instead.
-///
-/// @return whether to send it; false: the arguments ask for a dry run, and it was shown
-/// @throws CommandError when offline, not signed in or not reachable: nothing was sent
-bool BeginChange(Session& session, const Change& change);
+/// Where reading back shows whether a change was made.
+struct Check {
+    std::string target;
+    std::string made;    ///< what the user is told when it was: "the user is deleted"
+    std::string notMade; ///< "the user still exists"
 
-/// The document that the library gave for a change that was sent.
+    /// Whether the change was made; none: this answer does not tell.
+    std::function<std::optional<bool>(const Outcome& found)> judge;
+};
+
+/// Shows a request instead of sending it.
+void PrintRequest(Session& session, const Change& change);
+
+/// Sends a change. A signal that ends the program meanwhile says that it may have been made.
+Outcome SendChange(Session& session, const Change& change);
+
+/// Prints the document in the answer to a change.
 ///
-/// @throws CommandError when there is none: the change may have been made or not
-json RequireConfirmation(const Change& change, json document);
+/// @throws CommandError when the change was not accepted, and when the document cannot be shown,
+///         saying that the change was made
+void PrintAnswer(Session& session, const Change& change, const Outcome& outcome);
+
+/// Sends a change and prints the document in its answer, or shows the request instead.
+void MakeChange(Session& session, const Change& change, bool isDryRun);
+
+/// Sends a change and makes sure, by reading back, that it was made.
+///
+/// @return what was read back
+/// @throws CommandError when it was not, or nobody knows
+Outcome MakeCheckedChange(Session& session, const Change& change, const Check& check);
+
+struct DeleteOptions {
+    Identifiers identifiers;
+    bool isConfirmed = false;
+    bool isDryRun = false;
+};
+
+/// --yes and --dry-run.
+void AddDeleteFlags(CLI::App& command, DeleteOptions& options);
 
 /// Deletes something, after asking, and makes sure that it is gone.
 ///
 /// @param name   for people: "simulation bridge"
 /// @param target where it can be read
-/// @param send   the library's operation, and the identifier that it takes
-void Delete(Session& session, const std::string& name, const std::string& target,
-            void (ApiConnector::*send)(const std::string&), const std::string& identifier);
+void Delete(Session& session, const DeleteOptions& options, const std::string& name,
+            const std::string& target);
 
 } // namespace VarnelBase

@@ -1,20 +1,41 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
-#include "session/Session.h"
+#include "session/Command.h"
 
 namespace VarnelBase {
 
-/// One kind of list that the service gives page by page.
-struct Listing {
-    std::string target; ///< up to the number of entries: "/users?limit="
-    json (*read)(ApiConnector& connector, const Arguments& arguments, int limit, int offset);
+/// Which part of a list is wanted.
+struct PageOptions {
+    int limit = 50;
+    int offset = 0;
+    bool isAll = false;
+    std::string state; ///< of the entries that are wanted; empty: any
 };
 
-/// Prints the page that the arguments want, or with --all every page as one list.
+/// --limit, --offset, --all and --state.
+CLI::App& AddPageOptions(CLI::App& command, PageOptions& options);
+
+/// A list that the service gives page by page.
+struct PagedList {
+    std::string target;         ///< up to the number of entries: "/users?limit="
+    std::string entries;        ///< what they are: "users"
+    bool isNewestFirst = false; ///< whether people want to see the last ones first
+};
+
+/// Every entry of a list, page after page, each identifier once, in a document like the service's.
+///
+/// @throws CommandError when a page cannot be read
+std::string ReadAll(Session& session, const PagedList& list, const PageOptions& options);
+
+/// The identifiers in a list.
+std::vector<std::string> ListIdentifiers(const std::string& document);
+
+/// Prints the entries that the options want, and says on standard error what they leave out.
 ///
 /// @throws CommandError when a page cannot be read; nothing is printed then
-void PrintListing(Session& session, const Listing& listing);
+void PrintList(Session& session, const PagedList& list, const PageOptions& options);
 
 } // namespace VarnelBase

@@ -4,62 +4,90 @@
 #include <KnownSettings.h>
 #include <SettingSources.h>
 
+#include <algorithm>
+#include <chrono>
+#include <cmath>
 #include <cstdlib>
-#include <iostream>
-#include <stdexcept>
 
 #include "output/ExitStatus.h"
-#include "output/Utf8Text.h"
 #include "session/SignInAdvice.h"
+#include "session/Verdict.h"
 
 namespace VarnelBase {
 
-ApiConnector& Session::Connect() {
-    if (connector) { return *connector; }
-    capture.emplace();
-    if (arguments.isQuiet) { capture->Silence(); }
-    connector.emplace();
-    if (!connector->IsOffline()) {
-        try {
-            connector->GetHostname();
-        } catch (const std::runtime_error& error) {
-            throw CommandError(ExitStatus::LoginNeeded, DescribeMissingToken(error));
-        }
+namespace {
+
+constexpr const char* TlsVariable = "VARNEL_API_TLS";
+
+} // namespace
+
+ServiceClient& Session::GetClient() {
+    if (client) { return *client; }
+    ClientOptions wanted;
+    wanted.tls = UsesTls();
+    wanted.maxAttempts = options.retries + 1;
+    wanted.observer = [this](const AttemptReport& attempt) {
+        hasSent = hasSent || attempt.sent != SentState::NotSent;
+    };
+    if (options.timeoutSeconds) {
+        wanted.timeout = std::chrono::milliseconds(std::llround(*options.timeoutSeconds * 1000));
+        wanted.projectTimeout = wanted.timeout;
+        wanted.connectTimeout = std::min(wanted.connectTimeout, wanted.timeout);
     }
-    return *connector;
+    return client.emplace(wanted);
 }
 
-ApiConnector& Session::ConnectOnline() {
-    ApiConnector& opened = Connect();
-    if (!opened.IsOffline()) { return opened; }
-    const auto origin = SettingSources().Find("offline", opened.GetEnvironment());
-    throw CommandError(ExitStatus::Offline, "nothing was sent: offline mode is on" +
-                                                (origin ? " (" + origin->origin + ")" : ""));
+bool Session::UsesTls() const {
+    const std::string variable = ReadVariable(TlsVariable);
+    return options.isTls || (!variable.empty() && ParseFlag({variable, TlsVariable}));
+}
+
+Outcome Session::Send(const std::string& method, const std::string& target,
+                      const std::optional<std::string>& body) {
+    return GetClient().Send(method, target, body);
+}
+
+std::string Session::Read(const std::string& target) {
+    return RequireDocument("GET " + target, Send("GET", target));
+}
+
+std::string Session::FormatUrl(const std::string& target) {
+    const std::string host = FindHost();
+    const std::string name = host.find(':') == std::string::npos ? host : "[" + host + "]";
+    return (UsesTls() ? "https://" : "http://") + name + ":" +
+           std::to_string(GetClient().GetPort()) + target;
+}
+
+std::string Session::FormatPageUrl(const std::string& path) {
+    return "https://" + FindHost() + path;
+}
+
+std::string Session::FindHost() {
+    try {
+        return GetClient().GetHostname();
+    } catch (const std::runtime_error& error) {
+        throw CommandError(ExitStatus::LoginNeeded, DescribeMissingToken(error));
+    }
 }
 
 void Session::Print(const json& document) const {
-    PrintDocument(document, arguments.output);
+    Print(document.dump());
 }
 
 void Session::Note(const std::string& text) const {
-    if (!arguments.isQuiet) { std::cerr << "varnel: " << MakePrintable(text) << std::endl; }
+    if (!options.isQuiet) { WriteMessage(text); }
 }
 
-std::string AdviseSignIn() {
-    return ReadVariable("VARNEL_TOKEN").empty() ? "sign in with: varnel login"
-                                                : "put another token into VARNEL_TOKEN";
-}
+void ApplyEnvironmentOptions(const CommonOptions& options) {
+    if (options.isOffline) { setenv("VARNEL_OFFLINE", "1", 1); }
+    if (options.environment.empty()) { return; }
 
-void ApplyEnvironmentOptions(const Arguments& arguments) {
-    if (arguments.isOffline) { setenv("VARNEL_OFFLINE", "1", 1); }
-    if (arguments.environment.empty()) { return; }
-
-    const auto wanted = FindEnvironmentNamed(arguments.environment);
+    const auto wanted = FindEnvironmentNamed(options.environment);
     if (!wanted) {
         throw CommandError(ExitStatus::Usage,
                            "--environment: known are local, staging and "
                            "production, not \"" +
-                               arguments.environment + "\"");
+                               options.environment + "\"");
     }
     const std::string current = ReadVariable("VARNEL_ENVIRONMENT");
     if (!current.empty() && FindEnvironmentNamed(current) != wanted) {

@@ -1,102 +1,79 @@
 #pragma once
 
-#include <ApiConnector.h>
+#include <ServiceClient.h>
 
+#include <functional>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "output/Output.h"
-#include "output/OutputCapture.h"
 
 namespace VarnelBase {
 
-/// What stands on the command line. Each command reads the members that it has declared.
-struct Arguments {
-    // Every command
+/// What every command understands.
+struct CommonOptions {
     std::string environment; ///< empty: the settings choose
     bool isOffline = false;
     bool isQuiet = false;
     OutputOptions output;
-
-    // What a request is about
-    std::string simulation;
-    std::string execution;
-    std::string user;
-    bool isRawId = false;
-    std::string scope = "user";
-    int limit = 50;
-    int offset = 0;
-    bool isAll = false;
-
-    // What is sent
-    std::string data;
-    std::string email;
-    std::string role;
-    std::string command;
-    bool isConfirmed = false;
-    bool isDryRun = false;
-
-    // Files
-    std::string file;
-    bool isForced = false;
-
-    // Watching an execution
-    std::string field = "/state";
-    std::vector<std::string> goodStates{"finished"};
-    std::vector<std::string> badStates{"failed"};
-
-    // Signing in
-    bool isOnDevice = false;
-    bool isOtherUser = false;
-
-    // Completion
-    std::string shell;
-
-    // Tracing a program
-    std::string traceFormat = "jsonl";
-    std::vector<std::string> program;
+    std::optional<double> timeoutSeconds; ///< of each call; none: the client's own
+    int retries = ClientOptions().maxAttempts - 1;
+    bool isTls = false;
 };
 
-/// One run of the command: its arguments, its way to the service and its ways to the user.
+/// One run of the command: what is common to all commands, the way to the service and the ways to
+/// the user.
 class Session {
 public:
-    /// The connector, in an environment for which there is a token.
+    /// The client, which may be offline.
     ///
-    /// @throws CommandError when there is no token; std::runtime_error when the settings cannot be
-    ///         used
-    ApiConnector& Connect();
+    /// @throws std::runtime_error when the settings cannot be used
+    ServiceClient& GetClient();
 
-    /// The connector, which is not offline.
+    Outcome Send(const std::string& method, const std::string& target,
+                 const std::optional<std::string>& body = {});
+
+    /// Sends a GET request for a document.
     ///
-    /// @throws CommandError when it is, and what `Connect` throws
-    ApiConnector& ConnectOnline();
+    /// @return its text, which is valid JSON
+    /// @throws CommandError when there is none, saying what the service said
+    std::string Read(const std::string& target);
 
-    /// Whether the library has told that an execution was accepted.
-    bool HasLink() const { return capture && capture->HasLink(); }
+    /// Whether the service has seen a part of a request.
+    bool HasSent() const { return hasSent; }
 
-    /// Writes a result to standard output, as the arguments want it.
+    /// Whether requests go over TLS: --tls or VARNEL_API_TLS.
+    bool UsesTls() const;
+
+    /// The address that a request's target has.
+    std::string FormatUrl(const std::string& target);
+
+    /// The address under which a browser shows what a path names.
+    std::string FormatPageUrl(const std::string& path);
+
+    /// Writes a result to standard output, as the options want it.
+    void Print(const std::string& document) const { PrintDocument(document, options.output); }
     void Print(const json& document) const;
 
     /// Tells the user something on standard error, unless they want quiet.
     void Note(const std::string& text) const;
 
-    Arguments arguments;
-    void (*run)(Session& session) = nullptr; ///< the chosen command
+    CommonOptions options;
+    std::function<void(Session&)> run; ///< the chosen command
 
 private:
-    std::optional<OutputCapture> capture;
-    std::optional<ApiConnector> connector;
-};
+    /// @throws CommandError when the user has to sign in first
+    std::string FindHost();
 
-/// What somebody can do whose token is missing or does not do.
-std::string AdviseSignIn();
+    std::optional<ServiceClient> client;
+    bool hasSent = false;
+};
 
 /// Puts --environment and --offline into the process environment, where the library looks. Another
 /// environment than the one that VARNEL_ENVIRONMENT names takes the variables out that belong to
 /// that one.
 ///
 /// @throws CommandError when there is no environment of that name
-void ApplyEnvironmentOptions(const Arguments& arguments);
+void ApplyEnvironmentOptions(const CommonOptions& options);
 
 } // namespace VarnelBase

@@ -3,7 +3,7 @@
 #include <EnvironmentVariable.h>
 #include <SignInNeeded.h>
 
-#include "session/Session.h"
+#include "session/Verdict.h"
 
 namespace VarnelBase {
 

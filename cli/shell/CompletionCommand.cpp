@@ -1,228 +1,282 @@
-#include <functional>
+#include <KnownSettings.h>
 
-#include "CommandTree.h"
+#include <utility>
+
+#include "output/Utf8Text.h"
+#include "session/Interruption.h"
 #include "shell/CommandOutline.h"
+#include "shell/IdentifierCache.h"
+#include "shell/Shell.h"
 
 namespace VarnelBase {
 
 namespace {
 
-using Outlines = std::vector<OutlinedCommand>;
+// What the scripts are told to do themselves, in place of words to choose from.
+constexpr const char* CompleteFiles = ":files";
+constexpr const char* CompleteFilesAfterAt = ":files-after-at";
+constexpr const char* CompleteProgram = ":program";
 
-std::string Join(const std::vector<std::string>& words, const std::string& separator) {
-    return CLI::detail::join(words, separator);
-}
-
-/// A word in single quotes, inside of which the shell escapes a quote in its own way.
-std::string Quote(const std::string& text, const std::string& quote) {
-    return "'" + CLI::detail::find_and_replace(text, "'", quote) + "'";
-}
-
-/// The places of all commands but the first, for a pattern of `case`.
-std::string JoinPlaces(const Outlines& commands, const std::string& separator) {
-    std::vector<std::string> places;
-    for (const OutlinedCommand& command : commands) {
-        if (!command.place.empty()) { places.push_back(command.place); }
-    }
-    return Join(places, separator);
-}
-
-std::vector<std::string> ListOptionNames(const OutlinedCommand& command) {
-    std::vector<std::string> names;
-    for (const OutlinedOption& option : command.options) {
-        names.insert(names.end(), option.names.begin(), option.names.end());
-    }
-    return names;
-}
-
-std::vector<std::string> ListWords(const OutlinedCommand& command) {
-    std::vector<std::string> words = command.positionalChoices;
-    for (const auto& inner : command.commands) { words.push_back(inner.first); }
-    return words;
-}
-
-/// The branches of a `case` on the place and the word before the one to complete: what an option's
-/// value can be. "varnel" itself stands for every place.
-std::string FormatValueCases(const Outlines& commands, const std::string& files,
-                             const std::function<std::string(const std::string&)>& choose) {
-    std::string cases;
-    for (const OutlinedCommand& command : commands) {
-        for (const OutlinedOption& option : command.options) {
-            if (option.valueName.empty()) { continue; }
-            std::vector<std::string> patterns;
-            for (const std::string& name : option.names) {
-                patterns.push_back((command.place.empty() ? "*" : command.place) + "\\ " + name);
-            }
-            cases += "        " + Join(patterns, "|") + ") ";
-            if (option.valueName == "FILE") { cases += files + "; "; }
-            if (!option.choices.empty()) { cases += choose(Join(option.choices, " ")) + "; "; }
-            cases += "return ;;\n";
-        }
-    }
-    return cases;
-}
-
-std::string FormatBash(const Outlines& commands) {
-    std::string text = R"(# Completion of varnel for bash
+constexpr const char* BashScript = R"(# Completion of varnel for bash
 _varnel() {
-    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]}
-    local place='' words='' options='' i
+    local line current=${COMP_WORDS[COMP_CWORD]} words=() i
     COMPREPLY=()
-    for ((i = 1; i < COMP_CWORD; i++)); do
-        if [[ ${COMP_WORDS[i]} == -- ]]; then
-            mapfile -t COMPREPLY < <(compgen -c -- "$current")
-            return
+    # "@" may be a word of its own.
+    for ((i = 1; i <= COMP_CWORD; i++)); do
+        if [[ $i -gt 1 && ${COMP_WORDS[i - 1]} == @ ]]; then
+            words[-1]+=${COMP_WORDS[i]}
+        else
+            words+=("${COMP_WORDS[i]}")
         fi
-        case "$place/${COMP_WORDS[i]}" in
-        )" + JoinPlaces(commands, "|") +
-                       R"() place=$place/${COMP_WORDS[i]} ;;
-        esac
     done
-    case "$place $previous" in
-)" +
-                       FormatValueCases(commands,
-                                        R"(mapfile -t COMPREPLY < <(compgen -f -- "$current"))",
-                                        [](const std::string& words) {
-                                            return "mapfile -t COMPREPLY < <(compgen -W '" + words +
-                                                   "' -- \"$current\")";
-                                        }) +
-                       "    esac\n    case \"$place\" in\n";
-    for (const OutlinedCommand& command : commands) {
-        text += "        " + (command.place.empty() ? "''" : command.place) + ") words='" +
-                Join(ListWords(command), " ") + "' options='" +
-                Join(ListOptionNames(command), " ") + "' ;;\n";
-    }
-    return text + "    esac\n    [[ $current == -* ]] && words=\"$options " +
-           Join(ListOptionNames(commands.front()), " ") + R"("
-    mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
+    while IFS= read -r line; do
+        case $line in
+        :files) compopt -o default 2>/dev/null ;;
+        :files-after-at)
+            compopt -o filenames -o nospace 2>/dev/null
+            while IFS= read -r line; do
+                [[ ! -d $line ]] || line+=/
+                [[ $2 != @* ]] || line=@$line
+                COMPREPLY+=("$line")
+            done < <(compgen -f -- "${current#@}")
+            ;;
+        :program) mapfile -t COMPREPLY < <(compgen -c -- "$current") ;;
+        *) COMPREPLY+=("${line%%$'\t'*}") ;;
+        esac
+    done < <(varnel complete -- "${words[@]}" 2>/dev/null)
 }
 complete -F _varnel varnel
 )";
-}
 
-/// Words with their descriptions, as zsh's _describe takes them.
-std::string DescribeForZsh(const OutlinedCommand& command) {
-    std::vector<std::string> words;
-    for (const auto& [name, description] : command.commands) {
-        words.push_back(Quote(name + ":" + description, "'\\''"));
-    }
-    for (const std::string& choice : command.positionalChoices) { words.push_back(choice); }
-    return Join(words, " ");
-}
-
-std::string DescribeOptionsForZsh(const OutlinedCommand& command) {
-    std::vector<std::string> words;
-    for (const OutlinedOption& option : command.options) {
-        for (const std::string& name : option.names) {
-            words.push_back(Quote(name + ":" + option.description, "'\\''"));
-        }
-    }
-    return Join(words, " ");
-}
-
-std::string FormatZsh(const Outlines& commands) {
-    std::string text = R"(#compdef varnel
+constexpr const char* ZshScript = R"(#compdef varnel
 # Completion of varnel for zsh
 _varnel() {
-    local place='' word
-    local -a offered options common
-    for word in ${words[2,CURRENT-1]}; do
-        if [[ $word == -- ]]; then
-            _command_names
-            return
-        fi
-        case "$place/$word" in
-        )" + JoinPlaces(commands, "|") +
-                       R"() place=$place/$word ;;
+    local line
+    local -a offered
+    for line in "${(@f)$(varnel complete -- "${(@Q)words[2,CURRENT]}" 2>/dev/null)}"; do
+        case $line in
+        '') ;;
+        :files-after-at) compset -P '@'; _files; return ;;
+        :files) _files; return ;;
+        :program)
+            while [[ ${words[1]} != -- ]]; do shift words; (( CURRENT-- )); done
+            shift words; (( CURRENT-- ))
+            _normal; return ;;
+        *) offered+=("${${line%%$'\t'*}//:/\\:}:${line#*$'\t'}") ;;
         esac
     done
-    case "$place ${words[CURRENT-1]}" in
-)" +
-                       FormatValueCases(
-                           commands, "_files",
-                           [](const std::string& words) { return "compadd -- " + words; }) +
-                       "    esac\n    common=(" + DescribeOptionsForZsh(commands.front()) +
-                       ")\n    case \"$place\" in\n";
-    for (const OutlinedCommand& command : commands) {
-        text += "        " + (command.place.empty() ? "''" : command.place) + ") offered=(" +
-                DescribeForZsh(command) + ")";
-        if (!command.place.empty()) { text += " options=(" + DescribeOptionsForZsh(command) + ")"; }
-        text += " ;;\n";
-    }
-    return text + R"(    esac
-    if [[ $PREFIX == -* ]]; then
-        options+=($common)
-        _describe option options
-    else
-        _describe command offered
-    fi
+    (( ${#offered} )) && _describe varnel offered
 }
 if [[ ${funcstack[1]} == _varnel ]]; then _varnel "$@"; else compdef _varnel varnel; fi
 )";
-}
 
-std::string FormatFish(const Outlines& commands) {
-    std::string text = R"(# Completion of varnel for fish
-function __varnel_is_at
-    set -l place ''
-    for word in (commandline -opc)[2..-1]
-        switch "$place/$word"
-            case )" + JoinPlaces(commands, " ") +
-                       R"(
-                set place "$place/$word"
+constexpr const char* FishScript = R"(# Completion of varnel for fish
+function __varnel_complete
+    set -l current (commandline -ct)
+    for line in (varnel complete -- (commandline -opc)[2..-1] "$current" 2>/dev/null)
+        switch $line
+            case :files
+                __fish_complete_path "$current"
+            case :files-after-at
+                for path in (__fish_complete_path (string sub -s 2 -- "$current"))
+                    echo "@$path"
+                end
+            case :program
+                complete -C "$current"
+            case '*'
+                echo $line
         end
     end
-    test "$place" = "$argv[1]"
 end
-complete -c varnel -f
+complete -c varnel -f -a '(__varnel_complete)'
 )";
-    for (const OutlinedCommand& command : commands) {
-        const std::string here = "complete -c varnel -n \"__varnel_is_at '" + command.place + "'\"";
-        for (const auto& [name, description] : command.commands) {
-            text += here + " -a " + name + " -d " + Quote(description, "\\'") + "\n";
-        }
-        if (!command.positionalChoices.empty()) {
-            text += here + " -a " + Quote(Join(command.positionalChoices, " "), "\\'") + "\n";
-        }
-        for (const OutlinedOption& option : command.options) {
-            text += command.place.empty() ? "complete -c varnel" : here;
-            for (const std::string& name : option.names) {
-                text +=
-                    name.rfind("--", 0) == 0 ? " -l " + name.substr(2) : " -s " + name.substr(1);
-            }
-            if (!option.valueName.empty()) {
-                text += option.valueName == "FILE" ? " -r -F" : " -x";
-            }
-            if (!option.choices.empty()) {
-                text += " -a " + Quote(Join(option.choices, " "), "\\'");
-            }
-            text += " -d " + Quote(option.description, "\\'") + "\n";
-        }
+
+struct ScriptOptions {
+    std::string shell;
+};
+
+struct WordOptions {
+    std::vector<std::string> words; ///< after "varnel"; the last one is to be completed
+};
+
+/// Where a command line has got to.
+struct Place {
+    const CLI::App* command = nullptr;
+    const CLI::Option* option = nullptr; ///< whose value is to come
+    std::vector<std::string> positionals;
+    bool isProgram = false; ///< behind "--"
+};
+
+const CLI::Option* FindOption(const CLI::App& command, const std::string& word) {
+    const std::string name = word.substr(0, word.find('='));
+    for (const CLI::App* level = &command; level != nullptr; level = level->get_parent()) {
+        const CLI::Option* option = level->get_option_no_throw(name);
+        if (option != nullptr && option->nonpositional()) { return option; }
     }
-    return text;
+    return nullptr;
 }
 
-void PrintCompletion(Session& session) {
-    Session unused;
-    const Outlines commands = OutlineCommands(*BuildCommandTree(unused));
-    const std::string& shell = session.arguments.shell;
-    WriteOutput(shell == "bash"  ? FormatBash(commands)
-                : shell == "zsh" ? FormatZsh(commands)
-                                 : FormatFish(commands));
+/// Follows the words that are complete. --environment and --offline take effect at once.
+Place FindPlace(const CLI::App& root, const std::vector<std::string>& words,
+                CommonOptions& common) {
+    Place place;
+    place.command = &root;
+    for (std::size_t i = 0; i + 1 < words.size(); ++i) {
+        const std::string& word = words[i];
+        if (place.option != nullptr) {
+            if (place.option->check_name("--environment")) { common.environment = word; }
+            place.option = nullptr;
+        } else if (word == "--") {
+            place.isProgram = true;
+        } else if (word.size() > 1 && word.front() == '-') {
+            const CLI::Option* option = FindOption(*place.command, word);
+            const bool takesNext = option != nullptr && option->get_items_expected_max() > 0 &&
+                                   word.find('=') == std::string::npos;
+            if (takesNext) { place.option = option; }
+            common.isOffline = common.isOffline || word == "--offline";
+        } else {
+            const CLI::App* inner =
+                place.positionals.empty() ? FindCommand(*place.command, word) : nullptr;
+            if (inner != nullptr) {
+                place.command = inner;
+            } else {
+                place.positionals.push_back(word);
+            }
+        }
+    }
+    return place;
+}
+
+class Offer {
+public:
+    explicit Offer(std::string begun) : current(std::move(begun)) {}
+
+    void Add(const std::string& word, const std::string& description = "") {
+        if (word.rfind(current, 0) == 0) { text += word + "\t" + description + "\n"; }
+    }
+    void AddAll(const std::vector<std::string>& words) {
+        for (const std::string& word : words) { Add(word); }
+    }
+    void Direct(const char* directive) { text += std::string(directive) + "\n"; }
+    const std::string& GetText() const { return text; }
+
+    const std::string current;
+
+private:
+    std::string text;
+};
+
+void OfferValues(Offer& offer, const CLI::Option& option) {
+    const std::string kind = option.get_type_name();
+    if (kind == "FILE") { offer.Direct(CompleteFiles); }
+    if (kind == DataKind && offer.current.rfind('@', 0) == 0) {
+        offer.Direct(CompleteFilesAfterAt);
+    }
+    offer.AddAll(ListChoices(kind));
+}
+
+void OfferCommands(Offer& offer, const CLI::App& command) {
+    for (const CLI::App* inner : ListVisibleCommands(command)) {
+        offer.Add(inner->get_name(), inner->get_description());
+    }
+}
+
+void OfferIdentifiers(Offer& offer, Session& session, const Place& place, const std::string& kind) {
+    ApplyEnvironmentOptions(session.options);
+    Identifiers identifiers;
+    if (kind == "SIMULATION") {
+        offer.AddAll(FindKnownIdentifiers(session, "/simulations?scope=user&limit=100&offset=0"));
+    } else if (kind == "USER") {
+        offer.AddAll(FindKnownIdentifiers(session, "/users?limit=100&offset=0"));
+    } else {
+        identifiers.simulation = place.positionals.front();
+        offer.AddAll(FindKnownIdentifiers(
+            session, identifiers.FindExecutionsPath() + "?limit=100&offset=0"));
+    }
+}
+
+/// Words for the next positional argument.
+void OfferPositional(Offer& offer, Session& session, const Place& place) {
+    std::vector<const CLI::Option*> positionals;
+    for (const CLI::Option* option : place.command->get_options()) {
+        if (!option->nonpositional()) { positionals.push_back(option); }
+    }
+    if (positionals.empty()) { return; }
+    std::size_t next = place.positionals.size();
+    if (next >= positionals.size() && positionals.back()->get_items_expected_max() > 1) {
+        next = positionals.size() - 1;
+    }
+    if (next >= positionals.size()) { return; }
+    const std::string name = positionals[next]->get_name(true);
+    offer.AddAll(ListChoices(positionals[next]->get_type_name()));
+    if (name == "SIMULATION" || name == "EXECUTION" || name == "USER") {
+        OfferIdentifiers(offer, session, place, name);
+    } else if (name == "NAME") {
+        for (const KnownSetting& setting : KnownSettings) {
+            offer.Add(setting.name, setting.variable);
+        }
+    } else if (name == "COMMAND" && place.command->get_name() == "help") {
+        const CLI::App* described = place.command->get_parent();
+        for (const std::string& word : place.positionals) {
+            const CLI::App* inner = FindCommand(*described, word);
+            described = inner == nullptr ? described : inner;
+        }
+        OfferCommands(offer, *described);
+    }
+}
+
+void Complete(Session& session, const CLI::App& root, const WordOptions& options) {
+    const std::vector<std::string>& words = options.words;
+    if (words.empty()) { return; }
+    Offer offer(words.back());
+    const Place place = FindPlace(root, words, session.options);
+    if (place.option != nullptr) {
+        OfferValues(offer, *place.option);
+    } else if (place.isProgram) {
+        offer.Direct(place.positionals.empty() ? CompleteProgram : CompleteFiles);
+    } else if (words.back().rfind('-', 0) == 0) {
+        for (const CLI::App* level = place.command; level != nullptr; level = level->get_parent()) {
+            const bool isOwn = level == place.command;
+            for (const CLI::Option* option : level->get_options()) {
+                for (const std::string& name : ListNames(*option)) {
+                    if (isOwn || option->get_group() == CommonOptionsGroup) {
+                        offer.Add(name, option->get_description());
+                    }
+                }
+            }
+        }
+    } else {
+        OfferCommands(offer, *place.command);
+        OfferPositional(offer, session, place);
+    }
+    WriteOutput(offer.GetText());
+}
+
+void PrintScript(Session& /*session*/, const ScriptOptions& options) {
+    WriteOutput(options.shell == "bash"  ? BashScript
+                : options.shell == "zsh" ? ZshScript
+                                         : FishScript);
 }
 
 } // namespace
 
-void AddCompletionCommand(CLI::App& root, Session& session) {
-    CLI::App& completion =
-        AddCommand(root, session, "completion", "Print a script that completes varnel's commands",
-                   PrintCompletion,
-                   {"source <(varnel completion bash)", "varnel completion zsh > _varnel",
-                    "varnel completion fish > varnel.fish"});
-    completion.add_option("SHELL", session.arguments.shell, "The shell that is to read it")
+void AddCompletionCommands(CLI::App& root, Session& session) {
+    const auto script = AddCommand<ScriptOptions>(
+        root, session, "completion", "Print a script that completes varnel's commands", PrintScript,
+        {"source <(varnel completion bash)", "varnel completion zsh > _varnel",
+         "varnel completion fish > varnel.fish"});
+    script.app.add_option("SHELL", script.options.shell, "The shell that is to read it")
         ->required()
         ->type_name("bash|zsh|fish")
         ->check(CLI::IsMember({"bash", "zsh", "fish"}).description(""));
+
+    // For these scripts: without a group, help leaves it out.
+    const auto words = std::make_shared<WordOptions>();
+    CLI::App& complete =
+        AddCommand(root, session, "complete", "Print the words that can complete the last one",
+                   [&root, words](Session& used) { Complete(used, root, *words); }, {});
+    complete.group("");
+    complete.add_option("WORD", words->words, "Words after varnel")->type_name("");
 }
 
 } // namespace VarnelBase

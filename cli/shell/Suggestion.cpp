@@ -4,6 +4,8 @@
 #include <numeric>
 #include <vector>
 
+#include "shell/CommandOutline.h"
+
 namespace VarnelBase {
 
 namespace {
@@ -39,8 +41,7 @@ const CLI::App& FindDeepest(const CLI::App& tree) {
 
 std::vector<std::string> ListWords(const CLI::App& command) {
     std::vector<std::string> words;
-    for (const CLI::App* inner :
-         command.get_subcommands([](const CLI::App* app) { return !app->get_group().empty(); })) {
+    for (const CLI::App* inner : ListVisibleCommands(command)) {
         words.push_back(inner->get_name());
     }
     for (const CLI::App* level = &command; level != nullptr; level = level->get_parent()) {
@@ -83,15 +84,19 @@ std::string DescribeParseError(const CLI::App& tree, const CLI::ParseError& erro
     if (!unknown.empty()) {
         const std::string typed = unknown.front().substr(0, unknown.front().find('='));
         const bool isOption = typed.rfind('-', 0) == 0;
-        text = std::string("unknown ") +
-               (isOption ? "option"
-                : isNoun ? "command"
-                         : "argument") +
-               " \"" + typed + "\"";
-        const std::string nearest = FindNearest(typed, ListWords(command));
-        if (!nearest.empty()) { text += ": did you mean \"" + nearest + "\"?"; }
+        text = DescribeUnknown(isOption ? "option"
+                               : isNoun ? "command"
+                                        : "argument",
+                               typed, command);
     }
     return text + "\nSee: " + path + " --help";
+}
+
+std::string DescribeUnknown(const std::string& kind, const std::string& word,
+                            const CLI::App& command) {
+    const std::string nearest = FindNearest(word, ListWords(command));
+    return "unknown " + kind + " \"" + word + "\"" +
+           (nearest.empty() ? "" : ": did you mean \"" + nearest + "\"?");
 }
 
 } // namespace VarnelBase

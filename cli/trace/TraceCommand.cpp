@@ -2,19 +2,20 @@
 #include <ConfigFile.h>
 #include <EnvironmentVariable.h>
 #include <IdentitySettings.h>
+#include <KnownSettings.h>
 #include <PrivateConfigFile.h>
 #include <SettingSources.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <string_view>
 
-#include "CommandTree.h"
 #include "output/ExitStatus.h"
+#include "trace/Redaction.h"
+#include "trace/TraceCommand.h"
 #include "trace/TraceLog.h"
 #include "trace/TraceRelay.h"
 
@@ -22,7 +23,16 @@ namespace VarnelBase {
 
 namespace {
 
+constexpr std::size_t KeptBodyBytes = std::size_t{1} << 20U;
 constexpr const char* AbsentClaim = "no-such-claim-while-traced";
+
+struct TraceOptions {
+    std::string format = "jsonl";
+    std::string file;
+    bool isForced = false;
+    bool hasBodies = false;
+    std::vector<std::string> program;
+};
 
 /// The variables of the private configuration file and of the settings that it replaces.
 constexpr std::array<std::string_view, 4> ReplacedVariables{
@@ -76,6 +86,21 @@ std::vector<std::string> MakeEnvironment(const std::string& configFile) {
     return variables;
 }
 
+/// The credentials that the settings hold.
+std::vector<std::string> ListSecrets() {
+    std::vector<std::string> secrets{ReadVariable("VARNEL_TOKEN")};
+    const SettingSources sources;
+    for (const KnownSetting& known : KnownSettings) {
+        if (known.kind != SettingKind::Secret) { continue; }
+        for (const Environment environment :
+             {Environment::Local, Environment::Staging, Environment::Production}) {
+            const auto found = sources.Find(known.name, environment);
+            if (found) { secrets.push_back(found->text); }
+        }
+    }
+    return secrets;
+}
+
 int RunTraced(const std::vector<std::string>& program, const json& config) {
     const PrivateConfigFile file(FindRuntimeDirectory(), config.dump(2));
     try {
@@ -85,18 +110,24 @@ int RunTraced(const std::vector<std::string>& program, const json& config) {
     }
 }
 
-void TraceProgram(Session& session) {
-    const Arguments& given = session.arguments;
-    TraceLog log(given.traceFormat == "har" ? TraceFormat::Har : TraceFormat::JsonLines,
-                 given.file);
-    // Nobody may read the record any more, and the program is to go on all the same.
-    std::signal(SIGPIPE, SIG_IGN);
+void TraceProgram(Session& session, const TraceOptions& options) {
+    if (session.UsesTls()) {
+        throw CommandError(ExitStatus::Usage,
+                           "trace reads plain HTTP: leave --tls and VARNEL_API_TLS out");
+    }
+    const Redaction redaction(ListSecrets());
+    TraceLog log(options.format == "har" ? TraceFormat::Har : TraceFormat::JsonLines, options.file,
+                 options.isForced, options.hasBodies);
     BlockChildSignals();
     int status = 0;
     {
         const std::vector<RelayedService> services = FindServices();
-        TraceRelay relay(services, [&log](const TracedExchange& exchange) { log.Add(exchange); });
-        status = RunTraced(given.program, MakeConfig(services, relay));
+        TraceRelay relay(services, options.hasBodies ? KeptBodyBytes : 0,
+                         [&](TracedExchange exchange) {
+                             redaction.Apply(exchange);
+                             log.Add(exchange);
+                         });
+        status = RunTraced(options.program, MakeConfig(services, relay));
         // A service that does not answer may keep the relay for a while.
         UnblockChildSignals();
     }
@@ -107,18 +138,22 @@ void TraceProgram(Session& session) {
 } // namespace
 
 void AddTraceCommand(CLI::App& root, Session& session) {
-    Arguments& given = session.arguments;
-    CLI::App& trace = AddCommand(
+    const auto trace = AddCommand<TraceOptions>(
         root, session, "trace",
         "Run a program that uses the library, and record each of its requests", TraceProgram,
         {"varnel trace -- varnel simulation list",
-         "varnel trace --format har --to requests.har -- varnel version"});
-    trace.add_option("--format", given.traceFormat, "Form of the record (jsonl unless given)")
+         "varnel trace --format har --bodies --to requests.har -- varnel version"});
+    trace.app.add_option("--format", trace.options.format, "Form of the record")
         ->type_name("jsonl|har")
         ->check(CLI::IsMember({"jsonl", "har"}).description(""));
-    trace.add_option("--to", given.file, "File for the record (standard error unless given)")
+    trace.app
+        .add_option("--to", trace.options.file, "File for the record (standard error unless given)")
         ->type_name("FILE");
-    trace.add_option("PROGRAM", given.program, "The program and its arguments, after --")
+    trace.app.add_flag("--force", trace.options.isForced, "Replace a file that exists");
+    trace.app.add_flag("--bodies", trace.options.hasBodies,
+                       "Record bodies too, up to 1 MiB each, without the credentials in them");
+    trace.app
+        .add_option("PROGRAM", trace.options.program, "The program and its arguments, after --")
         ->required()
         ->type_name("");
 }

@@ -1,10 +1,16 @@
 #include "trace/TraceLog.h"
 
-#include <iostream>
+#include <CryptoText.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
 #include <utility>
 
 #include "output/ExitStatus.h"
 #include "output/UtcTime.h"
+#include "output/Utf8Text.h"
 
 namespace VarnelBase {
 
@@ -13,8 +19,8 @@ namespace {
 using nlohmann::json;
 
 /// Text of headers need not be UTF-8.
-std::string Dump(const json& document, int indent) {
-    return document.dump(indent, ' ', false, json::error_handler_t::replace);
+std::string Dump(const json& document) {
+    return document.dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
 json DescribeHeaders(const HttpHead& head) {
@@ -40,7 +46,21 @@ json DescribeQuery(const std::string& target) {
     return query;
 }
 
-json MakeLine(const TracedExchange& exchange) {
+bool IsText(const std::string& bytes) {
+    return FindInvalidUtf8(bytes) == std::string::npos;
+}
+
+/// The text of a body in an archive: nothing when it was not kept.
+void AddText(json& part, const TracedBody& body) {
+    if (!body.isKept) {
+        part["comment"] = "the body of " + std::to_string(body.size) + " bytes was not recorded";
+        return;
+    }
+    part["text"] = IsText(body.bytes) ? body.bytes : EncodeBase64(body.bytes);
+    if (!IsText(body.bytes)) { part["encoding"] = "base64"; }
+}
+
+json MakeLine(const TracedExchange& exchange, bool hasBodies) {
     json line = json::object({{"time", FormatUtcTime(exchange.startSeconds)},
                               {"environment", exchange.environment},
                               {"method", exchange.request.method},
@@ -48,13 +68,17 @@ json MakeLine(const TracedExchange& exchange) {
                               {"authorization", exchange.request.Find("Authorization")},
                               {"status", exchange.response.status},
                               {"milliseconds", exchange.milliseconds},
-                              {"requestBytes", exchange.requestBodyBytes},
-                              {"responseBytes", exchange.responseBodyBytes}});
+                              {"requestBytes", exchange.requestBody.size},
+                              {"responseBytes", exchange.responseBody.size}});
+    if (hasBodies) {
+        AddText(line["requestBody"], exchange.requestBody);
+        AddText(line["responseBody"], exchange.responseBody);
+    }
     if (!exchange.problem.empty()) { line["problem"] = exchange.problem; }
     return line;
 }
 
-json MakeArchiveEntry(const TracedExchange& exchange) {
+json MakeArchiveEntry(const TracedExchange& exchange, bool hasBodies) {
     const HttpHead& request = exchange.request;
     const HttpHead& response = exchange.response;
     json entry = json::object({{"startedDateTime", FormatUtcTime(exchange.startSeconds)},
@@ -68,51 +92,101 @@ json MakeArchiveEntry(const TracedExchange& exchange) {
                                      {"headers", DescribeHeaders(request)},
                                      {"queryString", DescribeQuery(request.target)},
                                      {"headersSize", request.size},
-                                     {"bodySize", exchange.requestBodyBytes}});
+                                     {"bodySize", exchange.requestBody.size}});
     entry["response"] =
         json::object({{"status", response.status},
                       {"statusText", response.reason},
                       {"httpVersion", response.version},
                       {"cookies", json::array()},
                       {"headers", DescribeHeaders(response)},
-                      {"content", json::object({{"size", exchange.responseBodyBytes},
+                      {"content", json::object({{"size", exchange.responseBody.size},
                                                 {"mimeType", response.Find("Content-Type")}})},
                       {"redirectURL", response.Find("Location")},
                       {"headersSize", response.size},
-                      {"bodySize", exchange.responseBodyBytes}});
+                      {"bodySize", exchange.responseBody.size}});
+    if (hasBodies) {
+        AddText(entry["response"]["content"], exchange.responseBody);
+        if (exchange.requestBody.size > 0) {
+            json& data = entry["request"]["postData"];
+            data["mimeType"] = request.Find("Content-Type");
+            AddText(data, exchange.requestBody);
+        }
+    }
     // The relay does not tell these apart.
     entry["timings"] = json::object({{"send", 0}, {"wait", exchange.milliseconds}, {"receive", 0}});
     return entry;
 }
 
+/// Opens a new file for this user alone.
+Descriptor OpenLog(const std::string& path, bool isReplacing) {
+    const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (isReplacing ? O_TRUNC : O_EXCL);
+    Descriptor file(open(path.c_str(), flags, 0600));
+    if (!file.IsOpen()) {
+        throw CommandError(
+            ExitStatus::Usage,
+            path + (errno == EEXIST ? ": exists (--force replaces it)"
+                                    : ": " + std::generic_category().message(errno)));
+    }
+    return file;
+}
+
+std::string BeginArchive() {
+    const json creator = json::object({{"name", "varnel"}, {"version", VARNEL_VERSION}});
+    return R"({"log":{"version":"1.2","creator":)" + creator.dump() + ",\"entries\":[\n";
+}
+
+constexpr const char* ArchiveEnd = "\n]}}\n";
+
 } // namespace
 
-TraceLog::TraceLog(TraceFormat chosen, std::string destination)
-    : format(chosen), path(std::move(destination)), output(path.empty() ? std::cerr : file) {
-    if (path.empty()) { return; }
-    file.open(path, std::ios::binary | std::ios::trunc);
-    if (!file) { throw CommandError(ExitStatus::Usage, path + ": cannot be written"); }
+TraceLog::TraceLog(TraceFormat chosen, const std::string& path, bool isReplacing, bool withBodies)
+    : format(chosen),
+      name(path.empty() ? "standard error" : path),
+      hasBodies(withBodies),
+      isFile(!path.empty()),
+      output(isFile ? OpenLog(path, isReplacing)
+                    : Descriptor(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0))) {
+    if (format == TraceFormat::Har) { Write(BeginArchive(), ArchiveEnd); }
 }
 
 void TraceLog::Add(const TracedExchange& exchange) {
-    if (format == TraceFormat::Har) {
-        entries.push_back(MakeArchiveEntry(exchange));
-    } else {
-        output << Dump(MakeLine(exchange), -1) << std::endl;
+    if (format == TraceFormat::JsonLines) {
+        Write(Dump(MakeLine(exchange, hasBodies)) + "\n", "");
+        return;
     }
+    const std::string entry = Dump(MakeArchiveEntry(exchange, hasBodies));
+    Write((hasEntries ? ",\n" : "") + entry, ArchiveEnd);
+    hasEntries = true;
 }
 
 void TraceLog::Finish() {
-    if (format == TraceFormat::Har) {
-        const json creator = json::object({{"name", "varnel"}, {"version", VARNEL_VERSION}});
-        output << Dump(json::object({{"log", json::object({{"version", "1.2"},
-                                                           {"creator", creator},
-                                                           {"entries", entries}})}}),
-                       2)
-               << std::endl;
+    if (!waiting.empty()) { WriteBytes(std::exchange(waiting, "") + ArchiveEnd); }
+    if (error != 0) {
+        throw CommandError(ExitStatus::Refused, name + ": not everything could be written: " +
+                                                    std::generic_category().message(error));
     }
-    if (!output) {
-        throw CommandError(ExitStatus::Refused, path + ": not everything could be written");
+}
+
+void TraceLog::Write(const std::string& text, const std::string& end) {
+    // Between what the program itself writes, the parts of an archive would be lost.
+    if (!isFile && !end.empty()) {
+        waiting += text;
+        return;
+    }
+    WriteBytes(text + end);
+    // What follows takes the place of the end.
+    if (isFile && error == 0) { lseek(output.Get(), -static_cast<off_t>(end.size()), SEEK_CUR); }
+}
+
+void TraceLog::WriteBytes(const std::string& bytes) {
+    std::size_t written = 0;
+    while (error == 0 && written < bytes.size()) {
+        const ssize_t count = write(output.Get(), &bytes[written], bytes.size() - written);
+        if (count >= 0) {
+            written += static_cast<std::size_t>(count);
+        } else if (errno != EINTR) {
+            error = errno;
+        }
     }
 }
 

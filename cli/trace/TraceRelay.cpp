@@ -1,9 +1,9 @@
 #include "trace/TraceRelay.h"
 
 #include <AccessTokenClaims.h>
+#include <AsciiCase.h>
 #include <fcntl.h>
 #include <poll.h>
-#include <strings.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -19,7 +19,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t MaxHeadBytes = std::size_t{1} << 20U;
 constexpr std::size_t BufferBytes = std::size_t{64} << 10U;
 constexpr std::size_t MaxLabelLength = 63;
 constexpr unsigned int HttpPort = 80;
@@ -36,12 +35,6 @@ bool IsHostLabel(const std::string& text) {
            std::all_of(text.begin(), text.end(), isAllowed);
 }
 
-std::string ReadBearerToken(const HttpHead& request) {
-    const std::string value = request.Find("Authorization");
-    const std::string scheme = "Bearer ";
-    return value.rfind(scheme, 0) == 0 ? value.substr(scheme.size()) : "";
-}
-
 /// The host that the library would ask; empty: the token's group cannot be part of one.
 std::string FindHost(const RelayedService& service, const HttpHead& request) {
     if (service.groupsClaim.empty()) { return service.host; }
@@ -56,95 +49,44 @@ std::string FormatAuthority(const std::string& host, unsigned int port) {
     return port == HttpPort ? name : name + ":" + std::to_string(port);
 }
 
-void RedactToken(HttpHead& request) {
-    for (auto& [name, value] : request.headers) {
-        if (strcasecmp(name.c_str(), "Authorization") == 0) { value = "(redacted)"; }
-    }
-}
+/// One of the two connections of an exchange.
+struct Side {
+    explicit Side(int number) : descriptor(number) {}
 
-/// One direction of a connection: what was read and is not written yet.
-struct Flow {
-    int from;
-    int to;
-    std::string pending;
+    int descriptor;
+    std::string pending;  ///< to be written to it
     bool isEnded = false; ///< there is nothing more to read
     bool isBroken = false;
-    std::size_t total = 0;
-    std::size_t written = 0; ///< of what is pending
 
-    bool IsDone() const { return isBroken || (isEnded && pending.empty()); }
-
-    /// Reads what is there; the number of bytes that are new.
-    void Read() {
-        pending.resize(BufferBytes);
-        const ssize_t count = recv(from, pending.data(), pending.size(), 0);
-        pending.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
-        total += pending.size();
-        isEnded = count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR);
+    /// Reads what is there.
+    std::string Read() {
+        std::string bytes(BufferBytes, '\0');
+        const ssize_t count = recv(descriptor, bytes.data(), bytes.size(), 0);
+        bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+        const bool isWaiting = count < 0 && (errno == EAGAIN || errno == EINTR);
+        isEnded = count <= 0 && !isWaiting;
         isBroken = count < 0 && isEnded;
+        return bytes;
     }
 
     void Write() {
-        const ssize_t count =
-            send(to, pending.data() + written, pending.size() - written, MSG_NOSIGNAL);
-        if (count < 0) {
-            isBroken = errno != EAGAIN && errno != EINTR;
-            return;
-        }
-        written += static_cast<std::size_t>(count);
-        if (written < pending.size()) { return; }
-        pending.clear();
-        written = 0;
-    }
-};
-
-/// Collects the beginning of an answer until its head is complete, leaving out interim ones.
-class ResponseHead {
-public:
-    void Add(const std::string& bytes) {
-        if (isComplete || collected.size() > MaxHeadBytes) { return; }
-        collected += bytes;
-        for (std::size_t end = FindHeadEnd(collected, begin); end != std::string::npos;
-             end = FindHeadEnd(collected, begin)) {
-            head = ParseHead(collected.substr(begin, end - begin));
-            begin = end;
-            isComplete = head.status < 100 || head.status > 199;
-            if (isComplete) { break; }
+        const ssize_t count = send(descriptor, pending.data(), pending.size(), MSG_NOSIGNAL);
+        if (count >= 0) {
+            pending.erase(0, static_cast<std::size_t>(count));
+        } else if (errno != EAGAIN && errno != EINTR) {
+            pending.clear();
+            isBroken = true;
         }
     }
 
-    bool IsComplete() const { return isComplete; }
-    const HttpHead& Get() const { return head; }
-    std::size_t GetEnd() const { return begin; } ///< behind all heads, in bytes of the answer
-
-private:
-    std::string collected;
-    std::size_t begin = 0;
-    bool isComplete = false;
-    HttpHead head;
+    pollfd Await(bool isReading) const {
+        const bool isRead = isReading && !isEnded;
+        const auto events =
+            static_cast<short>((isRead ? POLLIN : 0) | (pending.empty() ? 0 : POLLOUT));
+        // A descriptor that nothing is expected of would report its end again and again.
+        return {events == 0 ? -1 : descriptor, events, 0};
+    }
 };
-
-/// Waits until the descriptor can be read; false: the relay is to stop.
-bool AwaitBytes(int descriptor, int stop) {
-    std::array<pollfd, 2> waiting{{{descriptor, POLLIN, 0}, {stop, POLLIN, 0}}};
-    while (poll(waiting.data(), waiting.size(), -1) < 0) {
-        if (errno != EINTR) { return false; }
-    }
-    return waiting[1].revents == 0;
-}
-
-/// Reads until the head of the request is complete, and with it perhaps some of what follows.
-std::string ReadRequestHead(int client, int stop) {
-    Flow flow{client, -1, ""};
-    std::string bytes;
-    while (FindHeadEnd(bytes, 0) == std::string::npos && bytes.size() < MaxHeadBytes &&
-           AwaitBytes(client, stop)) {
-        flow.Read();
-        bytes += flow.pending;
-        if (flow.isEnded) { break; }
-    }
-    return bytes;
-}
 
 /// Closes with a reset, as the service did.
 void ResetConnection(int descriptor) {
@@ -152,33 +94,61 @@ void ResetConnection(int descriptor) {
     setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &now, sizeof now);
 }
 
-short FindEvents(const Flow& reading, const Flow& writing) {
-    const bool canRead = !reading.isEnded && reading.pending.empty();
-    return static_cast<short>((canRead ? POLLIN : 0) | (writing.pending.empty() ? 0 : POLLOUT));
+/// Passes bytes on in both directions until the answer is complete, or nobody waits for it or gives
+/// it any more.
+///
+/// @param fromClient what has been read of the client and not been passed on
+/// @return false: the relay is to stop
+bool Pump(Side& client, Side& service, std::string& fromClient, MessageReader& request,
+          MessageReader& response, int stop) {
+    while (!client.isBroken &&
+           !(client.pending.empty() && (service.isEnded || response.IsComplete()))) {
+        fromClient.erase(0, [&] {
+            const std::size_t taken = request.Take(fromClient);
+            service.pending.append(fromClient, 0, taken);
+            return taken;
+        }());
+        if (client.isEnded && service.pending.empty()) { shutdown(service.descriptor, SHUT_WR); }
+        const bool hasRoom =
+            service.pending.size() < BufferBytes && fromClient.size() < BufferBytes;
+        std::array<pollfd, 3> waiting{{client.Await(hasRoom),
+                                       service.Await(client.pending.size() < BufferBytes),
+                                       {stop, POLLIN, 0}}};
+        if (poll(waiting.data(), waiting.size(), -1) < 0 && errno != EINTR) { break; }
+        if (waiting[2].revents != 0) { return false; }
+        if ((waiting[0].revents & POLLOUT) != 0) { client.Write(); }
+        if ((waiting[1].revents & POLLOUT) != 0) { service.Write(); }
+        if ((waiting[0].revents & ~POLLOUT) != 0) { fromClient += client.Read(); }
+        if ((waiting[1].revents & ~POLLOUT) != 0) {
+            const std::string bytes = service.Read();
+            response.Take(bytes);
+            client.pending += bytes;
+            if (service.isEnded) { response.End(); }
+        }
+    }
+    return true;
 }
 
-/// Passes bytes on in both directions until the answer has ended, or nobody waits for it and it has
-/// begun.
-void Pump(Flow& up, Flow& down, ResponseHead& response, int stop) {
-    while (!down.IsDone() && !(up.IsDone() && response.IsComplete() && down.pending.empty())) {
-        const bool isUpDone = up.IsDone();
-        std::array<pollfd, 3> waiting{{{up.from, FindEvents(up, down), 0},
-                                       {up.to, FindEvents(down, up), 0},
-                                       {stop, POLLIN, 0}}};
-        // A descriptor that nothing is expected of would report its end again and again.
-        if (waiting[0].events == 0) { waiting[0].fd = -1; }
-        if (waiting[1].events == 0) { waiting[1].fd = -1; }
-        if (poll(waiting.data(), waiting.size(), -1) < 0 && errno != EINTR) { return; }
-        if (waiting[2].revents != 0) { return; }
-        if (waiting[0].revents != 0 && (waiting[0].events & POLLIN) != 0) { up.Read(); }
-        if (waiting[1].revents != 0 && (waiting[1].events & POLLIN) != 0) {
-            down.Read();
-            response.Add(down.pending);
-        }
-        if (!up.pending.empty()) { up.Write(); }
-        if (!down.pending.empty()) { down.Write(); }
-        if (!isUpDone && up.IsDone()) { shutdown(up.to, SHUT_WR); }
+/// Reads until the head of the next request is complete. False: there is no further one, or the
+/// service has closed its connection, or the relay is to stop.
+bool AwaitRequest(Side& client, std::string& fromClient, int service, int stop) {
+    while (FindHeadEnd(fromClient) == std::string::npos && fromClient.size() < MaxHttpHeadBytes) {
+        std::array<pollfd, 3> waiting{
+            {client.Await(true), {service, POLLIN, 0}, {stop, POLLIN, 0}}};
+        if (poll(waiting.data(), waiting.size(), -1) < 0 && errno != EINTR) { return false; }
+        if (waiting[1].revents != 0 || waiting[2].revents != 0) { return false; }
+        if (waiting[0].revents != 0) { fromClient += client.Read(); }
+        if (client.isEnded) { return false; }
     }
+    return FindHeadEnd(fromClient) != std::string::npos;
+}
+
+bool IsClosing(const HttpHead& head) {
+    return LowerCase(head.Find("Connection")) == "close" || head.version == "HTTP/1.0";
+}
+
+TracedBody KeepBody(const MessageReader& message) {
+    return {message.GetBody(), message.GetBodyBytes(), message.IsBodyWhole()};
 }
 
 double SecondsSince1970() {
@@ -188,9 +158,9 @@ double SecondsSince1970() {
 
 } // namespace
 
-TraceRelay::TraceRelay(std::vector<RelayedService> relayed,
+TraceRelay::TraceRelay(std::vector<RelayedService> relayed, std::size_t keptBody,
                        std::function<void(const TracedExchange&)> recorder)
-    : services(std::move(relayed)), record(std::move(recorder)) {
+    : services(std::move(relayed)), bodyBytes(keptBody), record(std::move(recorder)) {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe");
@@ -239,44 +209,63 @@ void TraceRelay::AcceptConnections() {
     }
 }
 
-void TraceRelay::Serve(Descriptor client, const RelayedService& service) {
-    const double startSeconds = SecondsSince1970();
-    const auto start = Clock::now();
-    const std::string bytes = ReadRequestHead(client.Get(), stopReader.Get());
-    const std::size_t headEnd = FindHeadEnd(bytes, 0);
-    if (headEnd == std::string::npos) { return; }
+void TraceRelay::Serve(Descriptor connection, const RelayedService& service) {
+    Side client(connection.Get());
+    std::string fromClient;
+    TcpConnection upstream;
+    std::string connectedTo;
+    bool isGoingOn = true;
+    while (isGoingOn && AwaitRequest(client, fromClient, upstream.socket.Get(), stopReader.Get())) {
+        TracedExchange exchange;
+        exchange.environment = service.environment;
+        exchange.startSeconds = SecondsSince1970();
+        const auto start = Clock::now();
 
-    TracedExchange exchange;
-    exchange.environment = service.environment;
-    exchange.startSeconds = startSeconds;
-    const std::string given = bytes.substr(0, headEnd);
-    const std::string host = FindHost(service, ParseHead(given));
-    const std::string authority = FormatAuthority(host, service.port);
-    const std::string head = ReplaceHost(given, authority);
-    exchange.request = ParseHead(head);
-    exchange.url = "http://" + authority + exchange.request.target;
+        const std::size_t headEnd = FindHeadEnd(fromClient);
+        const HttpHead given = ParseHead(fromClient.substr(0, headEnd));
+        const std::string host = FindHost(service, given);
+        const std::string authority = FormatAuthority(host, service.port);
+        std::string head = ReplaceHeader(fromClient.substr(0, headEnd), "Host", authority);
+        // Nobody can read or redact a body that is compressed.
+        if (bodyBytes > 0) { head = ReplaceHeader(head, "Accept-Encoding", "identity"); }
+        exchange.request = ParseHead(head);
+        exchange.url = "http://" + authority + given.target;
+        if (authority != connectedTo) {
+            upstream = host.empty() ? TcpConnection{Descriptor(),
+                                                    {},
+                                                    "the token's group cannot be part of "
+                                                    "a host name"}
+                                    : ConnectTo(host, service.port, Patience);
+            connectedTo = authority;
+        }
 
-    ResponseHead response;
-    const TcpConnection upstream =
-        host.empty() && !service.groupsClaim.empty()
-            ? TcpConnection{Descriptor(), {}, "the token's group cannot be part of a host name"}
-            : ConnectTo(host, service.port, Patience);
-    exchange.problem = upstream.problem;
-    if (upstream.socket.IsOpen()) {
-        const std::string sent = head + bytes.substr(headEnd);
-        Flow up{client.Get(), upstream.socket.Get(), sent};
-        Flow down{upstream.socket.Get(), client.Get(), ""};
-        Pump(up, down, response, stopReader.Get());
-        if (down.isBroken && down.isEnded) { ResetConnection(client.Get()); }
-        exchange.requestBodyBytes = bytes.size() - headEnd + up.total;
-        exchange.responseBodyBytes = down.total - response.GetEnd();
-        exchange.response = response.Get();
-        exchange.problem = response.IsComplete() ? "" : "the connection ended without an answer";
+        MessageReader request(nullptr, bodyBytes);
+        MessageReader response(&exchange.request, bodyBytes);
+        exchange.problem = upstream.problem;
+        isGoingOn = upstream.socket.IsOpen();
+        if (isGoingOn) {
+            Side up(upstream.socket.Get());
+            fromClient.erase(0, request.Take(std::string_view(fromClient).substr(0, headEnd)));
+            up.pending = head;
+            isGoingOn = Pump(client, up, fromClient, request, response, stopReader.Get());
+            response.End();
+            request.End();
+            exchange.problem =
+                !response.GetProblem().empty()  ? "the answer " + response.GetProblem()
+                : !request.GetProblem().empty() ? "the request " + request.GetProblem()
+                                                : "";
+            if (up.isBroken && up.isEnded) { ResetConnection(client.descriptor); }
+            isGoingOn = isGoingOn && exchange.problem.empty() && !up.isEnded && !client.isEnded &&
+                        !IsClosing(exchange.request) && !IsClosing(response.GetHead());
+        }
+        exchange.milliseconds =
+            std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+        exchange.response = response.GetHead();
+        exchange.requestBody = KeepBody(request);
+        exchange.responseBody = KeepBody(response);
+        const std::lock_guard<std::mutex> lock(guard);
+        record(exchange);
     }
-    exchange.milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-    RedactToken(exchange.request);
-    const std::lock_guard<std::mutex> lock(guard);
-    record(exchange);
 }
 
 } // namespace VarnelBase

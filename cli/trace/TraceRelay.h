@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "network/HttpHead.h"
+#include "network/HttpMessage.h"
 #include "network/TcpConnection.h"
 
 namespace VarnelBase {
@@ -22,7 +22,14 @@ struct RelayedService {
     std::string groupsClaim; ///< of the token whose first group goes in front; empty: nothing does
 };
 
-/// One request and its answer, without their bodies and the token.
+/// A body as far as it was kept.
+struct TracedBody {
+    std::string bytes;
+    std::size_t size = 0; ///< as it was sent
+    bool isKept = false;  ///< whole
+};
+
+/// One request and its answer.
 struct TracedExchange {
     std::string environment;
     std::string url;
@@ -30,20 +37,21 @@ struct TracedExchange {
     double milliseconds = 0;
     HttpHead request;
     HttpHead response; ///< its status is 0 when there was no answer
-    std::size_t requestBodyBytes = 0;
-    std::size_t responseBodyBytes = 0;
-    std::string problem; ///< why there was no answer
+    TracedBody requestBody;
+    TracedBody responseBody;
+    std::string problem; ///< why there was no answer, or none that is whole
 };
 
 /// Stands between the library and the service on this machine: passes requests on to the host that
 /// the library would ask, and answers back, byte for byte and whatever their size. Only the header
 /// "Host" becomes what it would be without the relay.
 ///
-/// Each service gets a port, each connection a thread.
+/// Each service gets a port, each connection of a client a thread and a connection of its own.
 class TraceRelay {
 public:
+    /// @param bodyBytes of each body that are kept; bodies are then asked for uncompressed
     /// @param record is called for each exchange, never twice at a time
-    TraceRelay(std::vector<RelayedService> services,
+    TraceRelay(std::vector<RelayedService> services, std::size_t bodyBytes,
                std::function<void(const TracedExchange&)> record);
 
     /// Ends what is under way, and records it.
@@ -59,6 +67,7 @@ private:
     void Serve(Descriptor client, const RelayedService& service);
 
     std::vector<RelayedService> services;
+    std::size_t bodyBytes;
     std::function<void(const TracedExchange&)> record;
     std::vector<Descriptor> listeners;
     Descriptor stopReader; ///< readable from the moment on when the relay is to stop

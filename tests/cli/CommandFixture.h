@@ -1,7 +1,13 @@
 #pragma once
 
 #include <Emulator.h>
+#include <fcntl.h>
+#include <spawn.h>
 #include <sys/wait.h>
+
+#include <array>
+#include <csignal>
+#include <cstdlib>
 
 #include "TestHome.h"
 
@@ -20,15 +26,19 @@ class CommandFixture : public TestHome {
 protected:
     explicit CommandFixture(const EmulatorOptions& options = {}) : emulator(options) {
         setenv("XDG_STATE_HOME", (home / "state").c_str(), 1);
+        setenv("XDG_CACHE_HOME", (home / "cache").c_str(), 1);
         setenv("VARNEL_CONFIG", (home / "config.json").c_str(), 1);
         setenv("PATH", (VARNEL_DIRECTORY ":" + std::string(getenv("PATH"))).c_str(), 1);
         setenv("TERM", "xterm", 1);
+        for (const char* name : {"http_proxy", "all_proxy", "no_proxy"}) { unsetenv(name); }
         WriteConfig("");
     }
 
     /// @param top members of the file's top level, each followed by a comma
-    void WriteConfig(const std::string& top) {
-        const std::string port = std::to_string(emulator.GetPort());
+    void WriteConfig(const std::string& top) { WriteConfigForPort(top, emulator.GetPort()); }
+
+    void WriteConfigForPort(const std::string& top, unsigned int number) {
+        const std::string port = std::to_string(number);
         Write("config.json", "{" + top + R"("environments": {
             "local": {"apiHost": "127.0.0.1", "apiPort": )" +
                                  port + R"(},
@@ -47,6 +57,46 @@ protected:
             "cd '" + home.string() + "' && { " + command + "\n} >out 2>err </dev/null";
         const int status = std::system(line.c_str());
         return {WEXITSTATUS(status), Read("out"), Read("err")};
+    }
+
+    /// Whether pseudo-terminals can be had here. Automation must not leave their tests out.
+    static bool HasTerminal() {
+        const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+        const bool isUsable =
+            terminal >= 0 && unlockpt(terminal) == 0 && access(ptsname(terminal), R_OK | W_OK) == 0;
+        close(terminal);
+        const char* automation = std::getenv("CI");
+        EXPECT_TRUE(isUsable || automation == nullptr || std::string(automation) != "true")
+            << "no pseudo-terminal can be had: mount devpts on /dev/pts";
+        return isUsable;
+    }
+
+    /// What a terminal shows of a command.
+    ///
+    /// @param typed what the user types, and Enter
+    std::string RunOnTerminal(const std::string& command, int columns,
+                              const std::string& typed = "") {
+        const std::string keyboard = typed.empty() ? "" : "echo " + typed + " | ";
+        return Run(keyboard + "script -qec \"stty cols " + std::to_string(columns) + "; " +
+                   command + "\" /dev/null")
+            .out;
+    }
+
+    /// Starts a shell in a process group of its own, in which no signal is ignored.
+    pid_t Start(const std::string& command) {
+        const std::string line = "cd '" + home.string() + "'; " + command;
+        posix_spawnattr_t attributes;
+        posix_spawnattr_init(&attributes);
+        sigset_t all;
+        sigfillset(&all);
+        posix_spawnattr_setsigdefault(&attributes, &all);
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
+        std::array<std::string, 3> words{"bash", "-c", line};
+        std::array<char*, 4> pointers{words[0].data(), words[1].data(), words[2].data(), nullptr};
+        pid_t child = 0;
+        EXPECT_EQ(posix_spawnp(&child, "bash", nullptr, &attributes, pointers.data(), environ), 0);
+        posix_spawnattr_destroy(&attributes);
+        return child;
     }
 
     Emulator emulator;

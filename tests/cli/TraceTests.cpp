@@ -1,14 +1,18 @@
 #include <TokenStore.h>
 #include <nlohmann/json.hpp>
 
+#include <tuple>
+
 #include "CommandFixture.h"
+#include "ScriptedServer.h"
 
 namespace VarnelBase {
 namespace {
 
 using nlohmann::json;
 
-// An unsigned token with the claims {"groups":["127"]}.
+// Unsigned tokens with the claims {"groups":["127"]} and {"groups":["a b"]}.
+constexpr const char* UnusableGroup = "eyJhbGciOiJub25lIn0.eyJncm91cHMiOlsiYSBiIl19.";
 constexpr const char* GroupToken = "eyJhbGciOiJub25lIn0.eyJncm91cHMiOlsiMTI3Il19.";
 
 class TraceTest : public CommandFixture {};
@@ -17,7 +21,7 @@ TEST_F(TraceTest, ShowsTheStatusThatTheLibraryHides) {
     const Outcome outcome =
         Run("VARNEL_TOKEN=secret varnel trace --to trace.jsonl -- "
             "varnel user create admin@example.com --role viewer");
-    EXPECT_EQ(outcome.status, 5);
+    EXPECT_EQ(outcome.status, 1);
     const json line = json::parse(Read("trace.jsonl"));
     EXPECT_EQ(line.at("status"), 409);
     EXPECT_EQ(line.at("url"), emulator.GetUrl() + "/users");
@@ -25,6 +29,12 @@ TEST_F(TraceTest, ShowsTheStatusThatTheLibraryHides) {
     EXPECT_EQ(Run("varnel trace -- sh -c 'exit 7'").status, 7);
     EXPECT_EQ(Run("varnel trace -- sh -c 'kill -TERM $$'").status, 143);
     EXPECT_EQ(Run("varnel trace -- ./missing").status, 127);
+    Write("trace.jsonl", "precious");
+    EXPECT_EQ(Run("varnel trace --to trace.jsonl -- true").status, 2);
+    EXPECT_EQ(Read("trace.jsonl"), "precious");
+    EXPECT_EQ(Run("varnel trace --tls -- true").status, 2);
+    EXPECT_EQ(Run("varnel trace --to new.jsonl -- ls -l /proc/self/fd").out.find("new.jsonl"),
+              std::string::npos);
 }
 
 TEST_F(TraceTest, StandsInTheWayOfNoSignal) {
@@ -71,14 +81,92 @@ TEST_F(TraceTest, FindsTheHostOfTheTokensGroupAndTheStoredToken) {
     EXPECT_EQ(outcome.err.find(GroupToken), std::string::npos);
 }
 
-TEST_F(TraceTest, TellsWhyThereWasNoAnswer) {
-    const Outcome outcome = Run("VARNEL_API_HOST=a..b varnel trace -- varnel version");
-    EXPECT_NE(outcome.err.find(R"("problem":"the host name \"a..b\" does not resolve)"),
+TEST_F(TraceTest, RecordsAnswersAsTheyCame) {
+    ScriptedServer server;
+    WriteConfigForPort("", server.port);
+    using Manner = ScriptedServer::Manner;
+    const std::string ok = "HTTP/1.1 200 OK\r\n";
+    for (const auto& [answer, manner, problem] :
+         std::vector<std::tuple<std::string, Manner, std::string>>{
+             {ok + "Content-Length: 3\r\n\r\n[1]", Manner::Whole, ""},
+             {"HTTP/1.1 103 Hints\r\n\r\n" + ok + "Content-Length: 3\r\n\r\n[1]", Manner::Bytes,
+              ""},
+             {ok + "\r\n[1]", Manner::Whole, ""},
+             {ok + "Transfer-Encoding: chunked\r\n\r\n3;x\r\n[1]\r\n0\r\nA: b\r\n\r\n",
+              Manner::Bytes, ""},
+             {ok + "Content-Length: 9\r\n\r\n[1]", Manner::Whole, "ended after 3 of 9 bytes"},
+             {ok + "Content-Length: x\r\n\r\n[1]", Manner::Whole, "is not a number"},
+             {ok + "Transfer-Encoding: chunked\r\n\r\n3\r\n[1]\r\n", Manner::Whole,
+              "of its chunks"},
+             {ok + "Transfer-Encoding: chunked\r\n\r\nx\r\n", Manner::Whole, "without a size"},
+             {ok + "Transfer-Encoding: chunked\r\n\r\n1\r\n[1]\r\n", Manner::Whole, "longer than"},
+             {ok + "Content-Le", Manner::Whole, "within its header"},
+             {"SSH-2.0-x\r\n", Manner::Whole, "is not HTTP"},
+             {"", Manner::Whole, "did not come"},
+             {ok + "Content-Length: 9\r\n\r\n[1]", Manner::ThenReset, "3 of 9 bytes"},
+         }) {
+        server.Answer(answer, manner);
+        Run("varnel trace --to trace.jsonl --force --bodies -- varnel version --retries 0");
+        const json line = json::parse(Read("trace.jsonl"));
+        const std::string found = line.value("problem", "");
+        EXPECT_EQ(found.empty(), problem.empty()) << answer << found;
+        EXPECT_NE(found.find(problem), std::string::npos) << answer << found;
+        if (problem.empty()) { EXPECT_EQ(line.at("responseBody").at("text"), "[1]") << answer; }
+    }
+    const Outcome unresolved =
+        Run("VARNEL_API_HOST=a..b varnel trace -- varnel version --retries 0");
+    EXPECT_NE(unresolved.err.find(R"("problem":"the host name \"a..b\" does not resolve)"),
               std::string::npos)
-        << outcome.err;
-    emulator.AddFault(json::object({{"action", "reset"}, {"times", 0}}));
-    EXPECT_NE(Run("varnel trace -- varnel version").err.find("ended without an answer"),
-              std::string::npos);
+        << unresolved.err;
+    WriteConfig(R"("environment": "staging", "authHost": "https://id.invalid", )");
+    TokenStore().Store({UnusableGroup, ""});
+    EXPECT_NE(
+        Run("varnel trace -- varnel version --retries 0").err.find("cannot be part of a host"),
+        std::string::npos);
+}
+
+TEST_F(TraceTest, BodiesAreRecordedWithoutCredentials) {
+    ScriptedServer server;
+    WriteConfigForPort(R"("clientSecret": "word5678", )", server.port);
+    server.Answer(
+        "HTTP/1.1 200 OK\r\nSet-Cookie: id=1\r\nContent-Length: 9\r\n\r\n\xff"
+        "word5678");
+    Run(R"(VARNEL_TOKEN=key12345 varnel trace --bodies --format har --to a.har -- varnel api POST )"
+        R"('/x?access_token=1&b=2' --data '{"password":"p","n":12345678901234567890,"a":["key12345"]}')");
+    const std::string text = Read("a.har");
+    const char* redacted =
+        R"x({"password":"(redacted)","n":12345678901234567890,"a":["(redacted)"]})x";
+    for (const char* secret : {"key12345", "word5678", "id=1", "access_token=1", "\"p\""}) {
+        EXPECT_EQ(text.find(secret), std::string::npos) << secret << text;
+    }
+    const json entry = json::parse(text).at("log").at("entries").at(0);
+    EXPECT_EQ(entry.at("request").at("postData").at("text"), redacted);
+    EXPECT_EQ(entry.at("request").at("postData").at("mimeType"), "application/json");
+    EXPECT_EQ(entry.at("response").at("content").at("encoding"), "base64");
+    EXPECT_EQ(entry.at("response").at("content").at("text"), "/yhyZWRhY3RlZCk=");
+    EXPECT_NE(text.find("/x?access_token=(redacted)&b=2"), std::string::npos) << text;
+}
+
+TEST_F(TraceTest, AnArchiveIsReadableWhateverEndsTheTrace) {
+    Run("mkfifo fifo");
+    const pid_t trace = Start(
+        "exec varnel trace --format har --to a.har -- sh -c 'varnel version; "
+        "varnel user list; exec cat <fifo'");
+    Run("exec 3>fifo; until [ $(jq '.log.entries | length' a.har) = 2 ]; do :; "
+        "done; kill -KILL " +
+        std::to_string(trace));
+    waitpid(trace, nullptr, 0);
+    EXPECT_EQ(json::parse(Read("a.har")).at("log").at("entries").size(), 2);
+}
+
+TEST_F(TraceTest, SweepsWhatKilledTracesHaveLeft) {
+    Run("mkdir run && cd run && mkdir varnel-config-old varnel-config-new varnel-config-held other "
+        "&& "
+        "touch -d '1 hour ago' varnel-config-old varnel-config-held other");
+    const Outcome outcome =
+        Run("exec 3<run/varnel-config-held; flock 3; XDG_RUNTIME_DIR=$PWD/run varnel trace -- "
+            "true; ls run");
+    EXPECT_EQ(outcome.out, "other\nvarnel-config-held\nvarnel-config-new\n") << outcome.err;
 }
 
 } // namespace

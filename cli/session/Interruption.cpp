@@ -1,0 +1,60 @@
+#include "session/Interruption.h"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstring>
+#include <utility>
+
+#include "output/Utf8Text.h"
+
+namespace VarnelBase {
+
+namespace {
+
+// Read by the handler, which may call only what is safe in it.
+std::atomic<const char*> unfinishedFile{nullptr};
+std::atomic<const char*> changeMessage{nullptr};
+
+void EndProgram(int number) {
+    const char* path = unfinishedFile;
+    if (path != nullptr) { unlink(path); }
+    const char* message = changeMessage;
+    if (message != nullptr) {
+        [[maybe_unused]] const ssize_t written =
+            write(STDERR_FILENO, message, std::strlen(message));
+    }
+    std::signal(number, SIG_DFL);
+    std::raise(number);
+}
+
+} // namespace
+
+void HandleInterruptions() {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction current {};
+        sigaction(number, nullptr, &current);
+        if (current.sa_handler != SIG_IGN) { std::signal(number, EndProgram); }
+    }
+}
+
+UnfinishedFile::UnfinishedFile(std::string chosen) : path(std::move(chosen)) {
+    unfinishedFile = path.c_str();
+}
+
+UnfinishedFile::~UnfinishedFile() {
+    unfinishedFile = nullptr;
+}
+
+ChangeInFlight::ChangeInFlight(const std::string& request)
+    : message("varnel: interrupted: " + MakePrintable(request) +
+              " may have been made; look before you send it again\n") {
+    changeMessage = message.c_str();
+}
+
+ChangeInFlight::~ChangeInFlight() {
+    changeMessage = nullptr;
+}
+
+} // namespace VarnelBase

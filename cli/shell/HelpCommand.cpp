@@ -1,0 +1,41 @@
+#include "output/ExitStatus.h"
+#include "shell/CommandOutline.h"
+#include "shell/Shell.h"
+#include "shell/Suggestion.h"
+
+namespace VarnelBase {
+
+namespace {
+
+struct HelpOptions {
+    std::vector<std::string> words;
+};
+
+void PrintHelp(const CLI::App& root, const HelpOptions& options) {
+    const CLI::App* command = &root;
+    for (const std::string& word : options.words) {
+        const CLI::App* inner = FindCommand(*command, word);
+        if (inner == nullptr) {
+            throw CommandError(ExitStatus::Usage, DescribeUnknown("command", word, *command));
+        }
+        command = inner;
+    }
+    std::string parents;
+    for (const CLI::App* above = command->get_parent(); above != nullptr;
+         above = above->get_parent()) {
+        parents = above->get_name() + (parents.empty() ? "" : " ") + parents;
+    }
+    WriteOutput(command->help(parents));
+}
+
+} // namespace
+
+void AddHelpCommand(CLI::App& root, Session& session) {
+    const auto options = std::make_shared<HelpOptions>();
+    CLI::App& help = AddCommand(root, session, "help", "Show help for a command, as --help does",
+                                [&root, options](Session& /*used*/) { PrintHelp(root, *options); },
+                                {"varnel help simulation list"});
+    help.add_option("COMMAND", options->words, "The command")->type_name("");
+}
+
+} // namespace VarnelBase
