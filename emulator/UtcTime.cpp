@@ -39,7 +39,7 @@ std::optional<std::int64_t> ReadOffset(const std::string& text) {
     const int hours = ReadNumber(text, 1, 2);
     const int minutes = ReadNumber(text, 4, 2);
     if (hours > 23 || minutes > 59) { return std::nullopt; }
-    return (text[0] == '-' ? -1 : 1) * (hours * 60 + minutes) * MillisecondsInMinute;
+    return (text[0] == '-' ? -MillisecondsInMinute : MillisecondsInMinute) * (hours * 60 + minutes);
 }
 
 } // namespace
