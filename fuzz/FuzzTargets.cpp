@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <fstream>
@@ -11,9 +12,13 @@
 
 #include "AccessTokenClaims.h"
 #include "CallbackServer.h"
+#include "ContentDisposition.h"
 #include "CryptoText.h"
+#include "DocumentReader.h"
+#include "ErrorDocument.h"
 #include "IdentitySettings.h"
 #include "Operations.h"
+#include "RetryPolicy.h"
 #include "TokenFile.h"
 
 namespace VarnelBase {
@@ -91,7 +96,10 @@ struct CallbackListener : httplib::Server {
     CallbackListener() {
         attempt.redirectUri = "http://127.0.0.1:8080/callback";
         PrepareCallbackServer(*this, attempt, [this](const auto& request, auto& /*response*/) {
-            attempt.CheckIssuer(request, {"https://id.example", "", {}, true});
+            IdentityProvider provider;
+            provider.issuer = "https://id.example";
+            provider.announcesIssuer = true;
+            attempt.CheckIssuer(request, provider);
             Require(attempt.AddSecrets(request).get_param_value("code_verifier").size() == 43);
         });
     }
@@ -119,7 +127,7 @@ void FuzzCallback(const std::string& input) {
 void FuzzIdentityAnswers(const std::string& input) {
     SetPeerAnswer(input.substr(input[0] == 'T' ? 1 : 0), 200);
     try {
-        if (input[0] != 'T') { DiscoverProvider("http://127.0.0.1", ""); }
+        if (input[0] != 'T') { DiscoverProvider("http://127.0.0.1", {}); }
         RequestTokens({"", "", {false, "127.0.0.1", 1, ""}}, {"client", "secret", ""}, "a=b");
     } catch (const std::runtime_error& error) {
         Require(std::string(error.what()).find("S3CRET") == std::string::npos);
@@ -136,8 +144,29 @@ void FuzzServiceAnswers(const std::string& input) {
     operation.call(connector);
 }
 
+/// By the first byte a Content-Disposition header, a Retry-After header, or an error document.
+void FuzzClientTexts(const std::string& input) {
+    const std::string text = input.substr(1);
+    if (input[0] == 'F') {
+        const std::string name = ReadFileName(text);
+        Require(name.size() <= 200 && name.find('/') == std::string::npos && name[0] != '.');
+        Require(std::none_of(name.begin(), name.end(), [](char c) { return c >= 0 && c < ' '; }));
+        json(name).dump(); // throws where it is not UTF-8
+    } else if (input[0] == 'R') {
+        const auto wait = ReadRetryAfter(text, "");
+        Require(!wait || (wait->count() >= 0 && *wait <= std::chrono::hours(24 * 365)));
+    } else {
+        json document;
+        constexpr int Levels = 100;
+        if (ReadDocument(text, Levels, document) != Readability::Readable) { return; }
+        const ErrorWords words = ReadErrorDocument(document);
+        json({words.code, words.message}).dump();
+    }
+}
+
 const std::map<std::string, void (*)(const std::string&)> Targets{
     {"Callback", FuzzCallback},
+    {"ClientTexts", FuzzClientTexts},
     {"Configuration", FuzzConfiguration},
     {"IdentityAnswers", FuzzIdentityAnswers},
     {"ServiceAnswers", FuzzServiceAnswers},
