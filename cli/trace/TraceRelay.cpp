@@ -2,12 +2,12 @@
 
 #include <AccessTokenClaims.h>
 #include <AsciiCase.h>
+#include <HostLabel.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -20,22 +20,11 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t BufferBytes = std::size_t{64} << 10U;
-constexpr std::size_t MaxLabelLength = 63;
 constexpr unsigned int HttpPort = 80;
 constexpr std::chrono::seconds Patience{30};
 
-/// Whether a group can stand in front of a host name (RFC 1123, section 2.1). What the library
-/// checks otherwise is the relay's to check, since the library sees no group.
-bool IsHostLabel(const std::string& text) {
-    const auto isAllowed = [](char c) {
-        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-               c == '-';
-    };
-    return text.size() <= MaxLabelLength && text.front() != '-' && text.back() != '-' &&
-           std::all_of(text.begin(), text.end(), isAllowed);
-}
-
-/// The host that the library would ask; empty: the token's group cannot be part of one.
+/// The host that the library would ask; empty: the token's group cannot be part of one. The relay
+/// has to check that, since the library sees no group.
 std::string FindHost(const RelayedService& service, const HttpHead& request) {
     if (service.groupsClaim.empty()) { return service.host; }
     const std::string group = ReadFirstGroup(ReadBearerToken(request), service.groupsClaim);
