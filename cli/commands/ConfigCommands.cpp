@@ -10,9 +10,9 @@
 #include <limits>
 
 #include "commands/Commands.h"
-#include "commands/SettingReport.h"
 #include "files/ConfigEdit.h"
 #include "output/ExitStatus.h"
+#include "session/SettingReport.h"
 
 namespace VarnelBase {
 

@@ -11,10 +11,10 @@
 #include <stdexcept>
 
 #include "commands/Commands.h"
-#include "commands/TokenReport.h"
 #include "output/ExitStatus.h"
 #include "output/Terminal.h"
 #include "session/SignInAdvice.h"
+#include "session/TokenReport.h"
 
 namespace VarnelBase {
 

@@ -13,12 +13,12 @@
 #include <ctime>
 #include <stdexcept>
 
-#include "commands/SettingReport.h"
-#include "commands/TokenReport.h"
 #include "doctor/Findings.h"
 #include "doctor/HttpProbe.h"
 #include "doctor/ProviderCheck.h"
 #include "output/JsonView.h"
+#include "session/SettingReport.h"
+#include "session/TokenReport.h"
 #include "session/Verdict.h"
 
 namespace VarnelBase {

@@ -1,4 +1,4 @@
-#include "commands/TokenReport.h"
+#include "session/TokenReport.h"
 
 #include <AccessTokenClaims.h>
 #include <TokenLifetimes.h>

@@ -1,4 +1,4 @@
-#include "commands/SettingReport.h"
+#include "session/SettingReport.h"
 
 #include <EnvironmentVariable.h>
 #include <IdentitySettings.h>
