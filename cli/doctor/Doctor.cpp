@@ -18,6 +18,7 @@
 #include "doctor/ProviderCheck.h"
 #include "output/JsonView.h"
 #include "session/SettingReport.h"
+#include "session/SignInAdvice.h"
 #include "session/TokenReport.h"
 #include "session/Verdict.h"
 
@@ -187,12 +188,8 @@ bool CheckConnection(Findings& findings, Facts& facts) {
     return false;
 }
 
-std::string AdviseRefusal(const Facts& facts, const Outcome& outcome) {
-    if (outcome.failure == Failure::Unauthorized) {
-        return facts.token.empty() && facts.environment == Environment::Local
-                   ? "the service wants a token: set VARNEL_TOKEN, or authHost and varnel login"
-                   : AdviseSignIn();
-    }
+std::string AdviseRefusal(const Outcome& outcome) {
+    if (outcome.failure == Failure::Unauthorized) { return AdviseSignIn(); }
     if (outcome.failure == Failure::Forbidden) {
         return "the service knows the token and does not let its holder in: ask who runs it, and "
                "look at the token's group";
@@ -220,7 +217,7 @@ void CheckService(Findings& findings, const Facts& facts) {
     } catch (const CommandError& error) {
         findings.Fail(error.GetStatus(), "service",
                       outcome.Succeeded() ? error.what() : DescribeFailure(request, outcome),
-                      AdviseRefusal(facts, outcome));
+                      AdviseRefusal(outcome));
     }
 }
 

@@ -1,11 +1,17 @@
 #include "session/SignInAdvice.h"
 
 #include <EnvironmentVariable.h>
+#include <IdentitySettings.h>
 #include <SignInNeeded.h>
 
-#include "session/Verdict.h"
-
 namespace VarnelBase {
+
+std::string AdviseSignIn() {
+    if (!ReadVariable("VARNEL_TOKEN").empty()) { return "put another token into VARNEL_TOKEN"; }
+    const bool hasProvider = !ReadIdentitySettings(EnvConfig().GetEnvironment()).authHost.empty();
+    return hasProvider ? "sign in with: varnel login"
+                       : "set VARNEL_TOKEN, or set authHost and sign in with: varnel login";
+}
 
 std::string DescribeMissingToken(const std::runtime_error& error) {
     const bool isHelpful = dynamic_cast<const SignInNeeded*>(&error) != nullptr ||

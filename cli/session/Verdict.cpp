@@ -1,10 +1,10 @@
 #include "session/Verdict.h"
 
-#include <EnvironmentVariable.h>
 #include <SettingSources.h>
 
 #include "output/JsonView.h"
 #include "output/Utf8Text.h"
+#include "session/SignInAdvice.h"
 
 namespace VarnelBase {
 
@@ -88,11 +88,6 @@ std::string RequireDocument(const std::string& request, const Outcome& outcome) 
         ExitStatus::Refused,
         answered + (outcome.status != 200 ? ", which is not the answer to this request"
                                           : ", but the answer is " + problem));
-}
-
-std::string AdviseSignIn() {
-    return ReadVariable("VARNEL_TOKEN").empty() ? "sign in with: varnel login"
-                                                : "put another token into VARNEL_TOKEN";
 }
 
 } // namespace VarnelBase

@@ -32,7 +32,4 @@ CommandError JudgeFailure(const std::string& request, const Outcome& outcome, Pu
 /// @throws CommandError when it was not answered 200 with a document
 std::string RequireDocument(const std::string& request, const Outcome& outcome);
 
-/// What somebody can do whose token is missing or is not accepted.
-std::string AdviseSignIn();
-
 } // namespace VarnelBase
