@@ -39,11 +39,11 @@ bool IsHostText(const std::string& host) {
 }
 
 const ClientOptions& Check(const ClientOptions& options) {
-    constexpr unsigned int MaxPort = 65535;
+    constexpr unsigned int maxPort = 65535;
     Require(IsHostText(options.host), "host",
             "must be a name or an address, without scheme and port");
     Require(options.host.empty() == (options.port == 0), "port", "goes together with host");
-    Require(options.port <= MaxPort, "port", "must be a number from 1 to 65535");
+    Require(options.port <= maxPort, "port", "must be a number from 1 to 65535");
     Require(options.tls || options.caFile.empty(), "caFile", "needs tls");
     RequireDuration(options.connectTimeout, "connectTimeout");
     RequireDuration(options.timeout, "timeout");

@@ -58,9 +58,11 @@ public:
     /// Starts again from the first page.
     ///
     /// @throws CallFailed when the page cannot be read
+    // NOLINTNEXTLINE(readability-identifier-naming): a range-based for looks for this name
     Iterator begin();
 
     /// Behind the last entry.
+    // NOLINTNEXTLINE(readability-identifier-naming): a range-based for looks for this name
     Iterator end() { return Iterator(nullptr); }
 
 private:

@@ -292,9 +292,9 @@ ExecutionOutcome ServiceClient::WaitForExecution(const std::string& simulationId
 
 Outcome ServiceClient::Send(const std::string& method, const std::string& target,
                             const std::optional<std::string>& body, const CallOptions& call) {
-    constexpr std::array<const char*, 5> Methods{"GET", "POST", "PUT", "PATCH", "DELETE"};
-    const auto known = std::find(Methods.begin(), Methods.end(), method);
-    if (known == Methods.end()) {
+    constexpr std::array<const char*, 5> methods{"GET", "POST", "PUT", "PATCH", "DELETE"};
+    const auto known = std::find(methods.begin(), methods.end(), method);
+    if (known == methods.end()) {
         throw std::invalid_argument("method: must be GET, POST, PUT, PATCH or DELETE");
     }
     const bool isPlain = std::all_of(target.begin(), target.end(),
