@@ -1,55 +1,17 @@
-#include <execinfo.h>
 #include <sys/mman.h>
 
-#include <array>
 #include <iostream>
 #include <new>
 
+#include "FailingAllocations.h"
 #include "HostileFixture.h"
 #include "Operations.h"
-
-namespace {
-
-thread_local long allocationsLeft = 0; ///< 1: the next one fails, and no other
-
-std::array<void*, 64> frames{}; ///< who asked for the one that failed
-int frameCount = 0;
-
-} // namespace
-
-// Not inlined, or the compiler takes notice of each half without the other.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-    const bool isFailing = allocationsLeft > 0 && --allocationsLeft == 0;
-    if (isFailing) { frameCount = backtrace(frames.data(), frames.size()); }
-    void* memory = isFailing ? nullptr : std::malloc(size == 0 ? 1 : size);
-    return memory != nullptr ? memory : throw std::bad_alloc();
-}
-
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-
-[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept {
-    std::free(memory);
-}
 
 namespace VarnelBase {
 
 namespace {
 
 using Allocations = HostileFixture;
-
-constexpr int EndedByJson = 70;
-
-/// Tells whether an allocation failed in a destructor of the JSON library.
-[[noreturn]] void TellTermination() {
-    allocationsLeft = 0;
-    char** names = backtrace_symbols(frames.data(), frameCount);
-    const bool isJson = std::any_of(names, names + frameCount, [](const char* name) {
-        return std::strstr(name, "json_value7destroy") != nullptr;
-    });
-    _exit(isJson ? EndedByJson : 1);
-}
 
 /// Something to do while memory runs out.
 struct Work {

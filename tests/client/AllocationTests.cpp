@@ -1,0 +1,117 @@
+#include <curl/curl.h>
+#include <sys/mman.h>
+
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <regex>
+#include <set>
+#include <sstream>
+
+#include "FailingAllocations.h"
+#include "HostileFixture.h"
+#include "OperationCases.h"
+
+namespace VarnelBase {
+
+namespace {
+
+using ClientAllocations = HostileFixture;
+
+/// Has libcurl's allocations fail in their turn, too.
+CURLcode FailInCurl() {
+    const auto renew = [](void* memory, std::size_t size) {
+        return IsFailingAllocation() ? nullptr : std::realloc(memory, size);
+    };
+    const auto create = [](std::size_t size) {
+        return IsFailingAllocation() ? nullptr : std::malloc(size);
+    };
+    const auto copy = [](const char* text) {
+        return IsFailingAllocation() ? nullptr : ::strdup(text);
+    };
+    const auto createMany = [](std::size_t count, std::size_t size) {
+        return IsFailingAllocation() ? nullptr : std::calloc(count, size);
+    };
+    return curl_global_init_mem(CURL_GLOBAL_DEFAULT, create, &std::free, renew, copy, createMany);
+}
+
+const CURLcode CurlReadiness = FailInCurl(); // before anybody else initialises it
+
+/// Something to do while memory runs out; returns nothing when it failed.
+struct Work {
+    std::string name;
+    std::function<std::string(ServiceClient&)> run;
+};
+
+std::string TextOf(const Outcome& outcome) {
+    return outcome ? outcome.text : std::string();
+}
+
+} // namespace
+
+TEST_F(ClientAllocations, MayFailOneByOne) {
+    Set("VARNEL_TOKEN", ValidToken);
+    ASSERT_EQ(CurlReadiness, CURLE_OK);
+    ClientOptions options;
+    options.maxAttempts = 1;
+    std::vector<Work> works{
+        {"construct", [&](auto&) { return ServiceClient(options).GetHostname(); }},
+        {"WaitForExecution", [](auto& c) { return c.WaitForExecution("a", "b").state; }},
+        {"StreamProject",
+         [](auto& c) {
+             std::ostringstream output;
+             return c.StreamProject({}, output) ? output.str() : "";
+         }},
+        {"Simulations",
+         [](auto& c) {
+             std::string all;
+             for (const json& simulation : c.Simulations("user")) {
+                 all += simulation["id"].template get_ref<const std::string&>();
+             }
+             return all;
+         }},
+    };
+    for (const OperationCase& operation : OperationCases) {
+        works.push_back({operation.request, [&](auto& c) { return TextOf(operation.call(c)); }});
+    }
+    server.Answer(MakeAnswer(200, R"({"state":"finished","items":[{"id":"b"},{"id":"a"}]})"));
+    auto* shared = static_cast<long*>(
+        mmap(nullptr, sizeof(long[2]), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    long& number = shared[0]; ///< of the allocation that fails
+    long& failures = shared[1];
+    const auto failEach = [&](const Work& work) {
+        std::set_terminate(TellTermination);
+        ServiceClient client(options);
+        const std::string expected = work.run(client);
+        if (expected.empty()) { return 2; }
+        for (;; ++number, ++failures) {
+            std::string result;
+            allocationsLeft = number;
+            try {
+                result = work.run(client);
+            } catch (const std::bad_alloc&) {
+            } catch (const CallFailed&) {}
+            if (std::exchange(allocationsLeft, 0) > 0) { return 0; }
+            if (!result.empty() && result != expected) { return 3; }
+            if (work.run(client) != expected) { return 4; }
+        }
+    };
+    for (const Work& work : works) {
+        int status = EndedByJson;
+        for (number = 1; status == EndedByJson; ++number) {
+            status = AwaitChild(StartChild([&] { return failEach(work); }));
+        }
+        EXPECT_EQ(status, 0) << work.name << ", allocation " << number;
+        std::set<std::string> distinct;
+        for (const std::string& request : server.TakeRequests()) {
+            // libcurl 7.88 loses the query when there is no memory for it.
+            distinct.insert(std::regex_replace(request, std::regex("\\?\\S*"), ""));
+        }
+        distinct.erase(""); // of a connection on which nothing was sent
+        EXPECT_EQ(distinct.size(), work.name == "construct" ? 0U : 1U) << work.name;
+    }
+    EXPECT_GT(failures, 1000);
+    std::printf("%ld allocations failed\n", failures);
+}
+
+} // namespace VarnelBase
