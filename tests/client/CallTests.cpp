@@ -89,17 +89,44 @@ TEST_F(ClientCalls, StopRepeatingWhenTheBudgetIsSpent) {
 }
 
 TEST_F(ClientCalls, WaitAsTheServiceAsksButNotPastTheirTime) {
-    ServiceClient client(Options());
-    server.Answer(MakeAnswer(200, "[]"), Manner::Whole,
-                  {MakeAnswer(503, "", "Retry-After: 1\r\n")});
-    const Outcome patient = client.GetAgent();
-    EXPECT_EQ(patient.attempts, 2);
-    EXPECT_GE(patient.duration, std::chrono::seconds(1));
-    for (const char* wait : {"3600", "99999999999999999999", "Fri, 31 Dec 2999 23:59:59 GMT"}) {
-        server.Answer(MakeAnswer(503, "", std::string("Retry-After: ") + wait + "\r\n"));
-        const Outcome outcome = client.GetAgent();
-        EXPECT_EQ(outcome.failure, Failure::ServiceError);
+    using std::chrono::seconds;
+    struct WaitCase {
+        const char* headers;
+        std::optional<seconds> wait; ///< none: there is no second attempt
+    };
+    ClientOptions options = Options();
+    options.timeout = seconds(100);
+    Cancellation cancellation;
+    std::optional<milliseconds> planned;
+    options.observer = [&](const AttemptReport& report) {
+        planned = report.retryAfter;
+        cancellation.Cancel(); // instead of waiting
+    };
+    for (const WaitCase& given : {
+             WaitCase{"Retry-After: 30", seconds(30)},
+             {"Retry-After: 0", seconds(0)},
+             {"Retry-After: soon", seconds(0)},
+             {"Retry-After: -30", seconds(0)},
+             {"Retry-After: Sun, 06 Nov 1994 08:49:37 GMT", seconds(0)},
+             {"Date: Sun, 06 Nov 1994 08:49:37 GMT\r\nRetry-After: Sun, 06 Nov 1994 08:50:00 GMT",
+              seconds(23)},
+             {"Retry-After: 3600", {}},
+             {"Retry-After: 99999999999999999999", {}},
+             {"Retry-After: Fri, 31 Dec 2999 23:59:59 GMT", {}},
+         }) {
+        SCOPED_TRACE(given.headers);
+        server.Answer(MakeAnswer(503, "", std::string(given.headers) + "\r\n"));
+        cancellation = {};
+        CallOptions call;
+        call.cancellation = cancellation;
+        const Outcome outcome = ServiceClient(options).GetAgent(call);
         EXPECT_EQ(outcome.attempts, 1);
+        EXPECT_EQ(outcome.failure, given.wait ? Failure::Cancelled : Failure::ServiceError);
+        ASSERT_EQ(planned.has_value(), given.wait.has_value());
+        if (planned) {
+            EXPECT_GE(*planned, *given.wait);
+            EXPECT_LE(*planned, *given.wait + milliseconds(200));
+        }
     }
 }
 

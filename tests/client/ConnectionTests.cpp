@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "ClientFixture.h"
+#include "TransferPool.h"
 
 namespace VarnelBase {
 
@@ -53,16 +54,20 @@ TEST_F(ClientConnections, ThatBreakLetNothingBeSentTwiceThatChangesSomething) {
     }
 }
 
-TEST_F(ClientConnections, AreClosedWhenTheyWereIdleForTooLong) {
-    ClientOptions options = Options();
-    options.idleTimeout = std::chrono::milliseconds(1);
-    ServiceClient client(options);
-    server.Answer(MakeKeptAnswer(200, "[]"), Manner::Kept);
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(2);
-    EXPECT_TRUE(client.GetAgent());
-    while (std::chrono::steady_clock::now() < end) {}
-    while (server.TakeConnections() < 1) {}
-    EXPECT_TRUE(client.GetAgent());
+TEST(ClientPool, LendsAgainWhatWasNotIdleForTooLong) {
+    const std::chrono::minutes idleTimeout(2);
+    TransferPool pool({idleTimeout, idleTimeout, 1, 1, {}});
+    const auto lend = [&pool](std::chrono::minutes age) {
+        const TransferPool::Lease transfer(pool);
+        const bool wasUsed = transfer->lastThread == std::this_thread::get_id();
+        transfer->lastThread = std::this_thread::get_id();
+        transfer->lastUse -= age;
+        return wasUsed;
+    };
+    EXPECT_FALSE(lend(idleTimeout / 2));
+    EXPECT_TRUE(lend(idleTimeout)); // together more than allowed
+    EXPECT_FALSE(lend({}));
+    EXPECT_TRUE(lend({}));
 }
 
 TEST_F(ClientConnections, CarryATokenThatChangesWithTheNextRequest) {
