@@ -111,7 +111,6 @@ Answer Upstream::Ask(const Request& request, const std::atomic<bool>& isStopping
     };
     set(CURLOPT_URL, url.c_str());
     set(CURLOPT_PATH_AS_IS, 1L);
-    set(CURLOPT_PROTOCOLS_STR, "http,https");
     set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
     set(CURLOPT_CUSTOMREQUEST, request.method.c_str());
     set(CURLOPT_HTTPHEADER, headers.get());
