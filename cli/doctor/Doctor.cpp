@@ -64,7 +64,9 @@ bool CheckSettings(Findings& findings, Facts& facts) {
         CheckConfigFile(findings);
         const EnvConfig config;
         for (const ReportedSetting& setting : ReportSettings(config)) {
-            findings.Add(Health::Ok, setting.name, setting.value + " (" + setting.source + ")");
+            findings.Add(
+                Health::Ok, setting.name,
+                setting.value.empty() ? "not set" : setting.value + " (" + setting.source + ")");
         }
         facts.environment = config.GetEnvironment();
         facts.apiHost = config.GetApiHost();
@@ -256,8 +258,10 @@ void CheckEverything(Session& session) {
             CheckProxies(findings);
             CheckToken(findings, facts);
             AskProvider(findings);
-            if (CheckConnection(findings, facts)) { CheckService(findings, facts); }
-            CheckClock(findings, facts.date);
+            if (CheckConnection(findings, facts)) {
+                CheckService(findings, facts);
+                if (!facts.isTls) { CheckClock(findings, facts.date); }
+            }
         }
     }
     const OutputOptions& output = session.options.output;

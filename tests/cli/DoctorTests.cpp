@@ -73,6 +73,7 @@ TEST_F(DoctorTest, NamesTheOneThingThatIsBroken) {
     const Outcome outcome = Run("varnel doctor -o table");
     EXPECT_EQ(outcome.status, 3);
     EXPECT_NE(outcome.out.find("says nothing"), std::string::npos) << outcome.out;
+    EXPECT_EQ(outcome.out.find("clock"), std::string::npos) << outcome.out;
 }
 
 } // namespace
