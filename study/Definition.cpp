@@ -145,7 +145,7 @@ std::vector<json> ReadRange(ObjectReader& source) {
         step = source.ReadNumber("step");
         const double steps = (to - from) / step;
         if (!(steps >= 0 && steps < static_cast<double>(MaxPoints))) {
-            source.Refuse("step", "does not lead from \"from\" to \"to\"");
+            source.Refuse("step", R"(does not lead from "from" to "to")");
         }
         // The end belongs to the range even where a step of 0.1 misses it by a hair.
         count = static_cast<std::size_t>(std::floor(steps + 1e-9)) + 1;
@@ -237,7 +237,7 @@ Axis ReadSample(ObjectReader& source) {
         }
         points = SampleSobol(count, intervals.size(), seed);
     } else {
-        source.Refuse("sample", "must be \"latin-hypercube\" or \"sobol\"");
+        source.Refuse("sample", R"(must be "latin-hypercube" or "sobol")");
     }
     for (const std::vector<double>& point : points) {
         std::vector<json>& row = axis.rows.emplace_back();
@@ -293,7 +293,7 @@ std::chrono::seconds ReadDuration(ObjectReader& source, const std::string& name)
     static const std::regex form("([1-9][0-9]{0,5})([smhd])");
     std::smatch parts;
     if (!std::regex_match(text, parts, form)) {
-        source.Refuse(name, "must be a time such as \"90s\", \"30m\", \"8h\" or \"2d\"");
+        source.Refuse(name, R"(must be a time such as "90s", "30m", "8h" or "2d")");
     }
     return std::chrono::seconds(std::stol(parts[1])) * unitSeconds.at(*parts[2].first);
 }

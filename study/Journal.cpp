@@ -252,6 +252,11 @@ void Journal::VisitPoints(std::optional<PointState> state,
     while (statement.executeStep()) { visit(ReadRow(statement)); }
 }
 
+std::optional<PointRecord> Journal::FindPoint(std::int64_t number) {
+    const auto rows = Prepare(Select("AND number = ?"), number);
+    return rows->executeStep() ? std::optional(ReadRow(*rows)) : std::nullopt;
+}
+
 bool Journal::HasExecution(const std::string& execution) {
     return Prepare("SELECT 1 FROM points WHERE execution = ?", execution)->executeStep();
 }

@@ -101,6 +101,9 @@ public:
     void VisitPoints(std::optional<PointState> state,
                      const std::function<void(const PointRecord&)>& visit);
 
+    /// The point of a number; none: the study has no such point.
+    std::optional<PointRecord> FindPoint(std::int64_t number);
+
     /// Whether an execution belongs to a point already.
     bool HasExecution(const std::string& execution);
 

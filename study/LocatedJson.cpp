@@ -29,11 +29,6 @@ public:
         if (*position++ == '\n') { ++*line; }
         return *this;
     }
-    CountingIterator operator++(int) {
-        CountingIterator before = *this;
-        ++*this;
-        return before;
-    }
     bool operator==(const CountingIterator& other) const { return position == other.position; }
     bool operator!=(const CountingIterator& other) const { return position != other.position; }
 

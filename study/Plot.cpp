@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -110,19 +111,18 @@ std::string WriteScript(const Groups& groups, const PlotRequest& request,
     std::string plots;
     for (const auto& [name, coordinates] : groups) {
         const std::string block = "$group" + std::to_string(++number);
-        script << block << " << EOD\n"
-               << WriteData(coordinates, request.color.has_value()) << "EOD\n";
+        script << block << " << EOD\n" << WriteData(coordinates, !request.color.empty()) << "EOD\n";
         plots += (plots.empty() ? "plot " : ", ") + block;
-        if (request.color) {
+        if (!request.color.empty()) {
             plots += " using 1:2:3 with points pointtype 5 pointsize 2 palette notitle";
         } else {
             plots += " using 1:2 with linespoints ";
             plots += name.empty() ? "notitle" : "title " + QuoteForGnuplot(name);
         }
     }
-    if (request.color) {
-        script << "set cblabel "
-               << QuoteForGnuplot(FindColumn(columns, *request.color).WriteLabel()) << '\n';
+    if (!request.color.empty()) {
+        script << "set cblabel " << QuoteForGnuplot(FindColumn(columns, request.color).WriteLabel())
+               << '\n';
     }
     script << plots << '\n';
     return script.str();
@@ -166,8 +166,8 @@ void DrawPlot(Journal& journal, const PlotRequest& request) {
     const StudyColumns columns = journal.ReadColumns();
     const Column x = FindColumn(columns, request.x);
     const Column y = FindColumn(columns, request.y);
-    const auto find = [&](const std::optional<std::string>& pointer) {
-        return pointer ? std::optional(FindColumn(columns, *pointer)) : std::nullopt;
+    const auto find = [&](const std::string& pointer) {
+        return pointer.empty() ? std::nullopt : std::optional(FindColumn(columns, pointer));
     };
     const auto group = find(request.group);
     const auto color = find(request.color);

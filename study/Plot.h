@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "Journal.h"
@@ -11,9 +10,9 @@ namespace VarnelBase::Studies {
 struct PlotRequest {
     std::string x;
     std::string y;
-    std::optional<std::string> group; ///< a curve for each of its values
-    std::optional<std::string> color; ///< makes it a heat map: x and y span it, this is its colour
-    std::string file;                 ///< ".svg" or ".png"; empty: text on standard output
+    std::string group; ///< empty, or: a curve for each of its values
+    std::string color; ///< empty, or: makes it a heat map: x and y span it, this is its colour
+    std::string file;  ///< ".svg" or ".png"; empty: text on standard output
 };
 
 /// Draws the finished points of a study with gnuplot, a program that has to be installed.

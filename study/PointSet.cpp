@@ -2,6 +2,8 @@
 
 #include <CryptoText.h>
 
+#include <unordered_set>
+
 namespace VarnelBase::Studies {
 
 PointSet::PointSet(const Definition& studied) : definition(studied) {
@@ -38,6 +40,12 @@ json PointSet::BuildBody(std::size_t number) const {
 
 std::string PointSet::IdentifyPoint(std::size_t number) const {
     return HashToBase64Url(json::array({definition.simulation, BuildBody(number)}).dump());
+}
+
+std::size_t PointSet::CountDuplicates() const {
+    std::unordered_set<std::string> seen;
+    for (std::size_t number = 0; number < count; ++number) { seen.insert(IdentifyPoint(number)); }
+    return count - seen.size();
 }
 
 } // namespace VarnelBase::Studies

@@ -30,6 +30,9 @@ public:
     /// document, 43 characters. Points that are equal have the same.
     std::string IdentifyPoint(std::size_t number) const;
 
+    /// How many points are equal to one before them. They are executed once.
+    std::size_t CountDuplicates() const;
+
 private:
     /// Calls `visit` with each axis and the row of it that the point takes.
     template <typename Visit>

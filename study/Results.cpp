@@ -10,9 +10,9 @@ namespace VarnelBase::Studies {
 namespace {
 
 std::string WriteField(const json& value) {
-    const std::string text = value.is_null()     ? ""
-                             : value.is_string() ? value.get<std::string>()
-                                                 : value.dump();
+    std::string text = value.is_null()     ? ""
+                       : value.is_string() ? value.get<std::string>()
+                                           : value.dump();
     if (text.find_first_of(",\"\r\n") == std::string::npos) { return text; }
     std::string quoted = "\"";
     for (const char c : text) { quoted += c == '"' ? std::string("\"\"") : std::string(1, c); }
