@@ -18,7 +18,7 @@ rm -rf "$work"
 mkdir -p "$work"/{blocks,home,project/third_party}
 ln -s "$PWD" "$work/project/third_party/varnelbase"
 
-declare -A testedBy=([docs/CLI.md]=tests/cli/examples.sh [docs/EMULATOR.md]=tests/emulator/program.sh)
+declare -A testedBy=([docs/CLI.md]=tests/cli/examples.sh [docs/STUDIES.md]=tests/cli/examples.sh [docs/EMULATOR.md]=tests/emulator/program.sh)
 
 fail() {
     echo "$1" >&2

@@ -108,6 +108,7 @@ std::unique_ptr<CLI::App> BuildCommandTree(Session& session) {
     AddProjectCommands(*root, session);
     AddUserCommands(*root, session);
     AddServiceCommands(*root, session);
+    AddStudyCommands(*root, session);
     AddApiCommand(*root, session);
     AddOpenCommands(*root, session);
     AddSignInCommands(*root, session);

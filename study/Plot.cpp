@@ -75,7 +75,7 @@ double ReadCoordinate(const PointRecord& record, const Column& column) {
 
 /// x, y and, for a heat map, the value that is shown as a colour.
 using Coordinates = std::tuple<double, double, double>;
-using Groups = std::map<std::string, std::vector<Coordinates>>;
+using Groups = std::map<json, std::vector<Coordinates>>; ///< by the value that they share
 
 /// The lines of gnuplot's data block of one group. A heat map's rows are parted by empty lines.
 std::string WriteData(std::vector<Coordinates> coordinates, bool isHeatMap) {
@@ -109,7 +109,7 @@ std::string WriteScript(const Groups& groups, const PlotRequest& request,
            << "set grid\nset key outside\n";
     std::size_t number = 0;
     std::string plots;
-    for (const auto& [name, coordinates] : groups) {
+    for (const auto& [value, coordinates] : groups) {
         const std::string block = "$group" + std::to_string(++number);
         script << block << " << EOD\n" << WriteData(coordinates, !request.color.empty()) << "EOD\n";
         plots += (plots.empty() ? "plot " : ", ") + block;
@@ -117,7 +117,9 @@ std::string WriteScript(const Groups& groups, const PlotRequest& request,
             plots += " using 1:2:3 with points pointtype 5 pointsize 2 palette notitle";
         } else {
             plots += " using 1:2 with linespoints ";
-            plots += name.empty() ? "notitle" : "title " + QuoteForGnuplot(name);
+            plots += request.group.empty()
+                         ? "notitle"
+                         : "title " + QuoteForGnuplot(request.group + " = " + value.dump());
         }
     }
     if (!request.color.empty()) {
@@ -174,10 +176,9 @@ void DrawPlot(Journal& journal, const PlotRequest& request) {
 
     Groups groups;
     journal.VisitPoints(PointState::Finished, [&](const PointRecord& record) {
-        const std::string name =
-            group ? group->quantity.pointer.to_string() + " = " + group->Read(record).dump() : "";
-        groups[name].emplace_back(ReadCoordinate(record, x), ReadCoordinate(record, y),
-                                  color ? ReadCoordinate(record, *color) : 0);
+        groups[group ? group->Read(record) : json()].emplace_back(
+            ReadCoordinate(record, x), ReadCoordinate(record, y),
+            color ? ReadCoordinate(record, *color) : 0);
     });
     if (groups.empty()) { throw std::runtime_error("no point has finished yet"); }
 

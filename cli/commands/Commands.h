@@ -13,6 +13,7 @@ void AddServiceCommands(CLI::App& root, Session& session);
 void AddSignInCommands(CLI::App& root, Session& session);
 void AddConfigCommands(CLI::App& root, Session& session);
 void AddOpenCommands(CLI::App& root, Session& session);
+void AddStudyCommands(CLI::App& root, Session& session);
 void AddApiCommand(CLI::App& root, Session& session);
 
 } // namespace VarnelBase

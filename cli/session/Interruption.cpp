@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -16,8 +17,12 @@ namespace {
 // Read by the handler, which may call only what is safe in it.
 std::atomic<const char*> unfinishedFile{nullptr};
 std::atomic<const char*> changeMessage{nullptr};
+std::atomic<bool> isDeferring{false};
+std::atomic<int> keptSignal{0};
 
 void EndProgram(int number) {
+    int none = 0;
+    if (isDeferring && keptSignal.compare_exchange_strong(none, number)) { return; }
     const char* path = unfinishedFile;
     if (path != nullptr) { unlink(path); }
     const char* message = changeMessage;
@@ -55,6 +60,24 @@ ChangeInFlight::ChangeInFlight(const std::string& request)
 
 ChangeInFlight::~ChangeInFlight() {
     changeMessage = nullptr;
+}
+
+DeferredInterruption::DeferredInterruption() {
+    keptSignal = 0;
+    isDeferring = true;
+}
+
+DeferredInterruption::~DeferredInterruption() {
+    isDeferring = false;
+}
+
+bool DeferredInterruption::IsRequested() const {
+    return keptSignal != 0;
+}
+
+void DeferredInterruption::Deliver() const {
+    EndProgram(keptSignal);
+    std::abort(); // only if the signal is blocked
 }
 
 } // namespace VarnelBase

@@ -34,4 +34,19 @@ private:
     std::string message;
 };
 
+/// While it lives, the first signal that would end the program is kept: its owner comes to an
+/// orderly end and calls `Deliver`. A second signal ends the program at once.
+class DeferredInterruption {
+public:
+    DeferredInterruption();
+    ~DeferredInterruption();
+    DeferredInterruption(const DeferredInterruption&) = delete;
+    DeferredInterruption& operator=(const DeferredInterruption&) = delete;
+
+    bool IsRequested() const;
+
+    /// Ends the program by the signal that was kept.
+    [[noreturn]] void Deliver() const;
+};
+
 } // namespace VarnelBase
