@@ -37,8 +37,12 @@ void TellTermination() {
 } // namespace VarnelBase
 
 // Not inlined, or the compiler takes notice of each half without the other.
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+    return VarnelBase::IsFailingAllocation() ? nullptr : std::malloc(size == 0 ? 1 : size);
+}
+
 [[gnu::noinline]] void* operator new(std::size_t size) {
-    void* memory = VarnelBase::IsFailingAllocation() ? nullptr : std::malloc(size == 0 ? 1 : size);
+    void* memory = operator new(size, std::nothrow);
     return memory != nullptr ? memory : throw std::bad_alloc();
 }
 
