@@ -221,7 +221,7 @@ std::string AuthHandler::RefreshAccessToken() {
         if (refreshToken == failed || IsTokenExpired(token)) { throw; }
         return token;
     }
-    if (IsSessionReplaced(tokenStore, refreshToken)) {
+    if (IsSessionReplaced(tokenStore, session.file, refreshToken)) {
         token = answer.accessToken;
         refreshToken = answer.refreshToken;
     } else {

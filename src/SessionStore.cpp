@@ -1,6 +1,9 @@
 #include "SessionStore.h"
 
+#include <sys/stat.h>
+
 #include <atomic>
+#include <cerrno>
 #include <functional>
 #include <stdexcept>
 
@@ -25,13 +28,18 @@ bool IsUnstored(const std::string& refreshToken) {
     return !refreshToken.empty() && std::hash<std::string>()(refreshToken) == unstoredSession;
 }
 
-bool IsSessionReplaced(TokenStore& store, const std::string& refreshToken) {
+bool IsSessionReplaced(TokenStore& store, const TokenFile& file, const std::string& refreshToken) {
     if (IsUnstored(refreshToken)) { return false; }
+    TokenSet stored;
     try {
-        return store.Load().refreshToken != refreshToken;
+        stored = store.Load();
     } catch (const std::exception&) {
         return false; // to be found again when the new tokens are stored
     }
+    if (!stored.accessToken.empty()) { return stored.refreshToken != refreshToken; }
+    const std::string path = file.GetPath();
+    struct stat status {};
+    return lstat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 
 void StoreSession(TokenStore& store, const TokenFile& file, const TokenSet& tokens) {

@@ -16,8 +16,9 @@ namespace VarnelBase {
 bool IsUnstored(const std::string& refreshToken);
 
 /// Whether somebody has signed out, or in, since that session was loaded. What a refresh of it has
-/// brought must not replace that.
-bool IsSessionReplaced(TokenStore& store, const std::string& refreshToken);
+/// brought must not replace that. A token file that exists but cannot be read at the moment does
+/// not count: losing what a refresh has brought could end the session.
+bool IsSessionReplaced(TokenStore& store, const TokenFile& file, const std::string& refreshToken);
 
 /// Stores a handler's tokens, or clears the store when there is no access token. Where that fails,
 /// the program is told, if it guides this thread's logins.

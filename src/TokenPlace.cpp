@@ -1,17 +1,26 @@
 #include "TokenPlace.h"
 
+#include <system_error>
+#include <utility>
+
 namespace VarnelBase {
 
 namespace {
 
 thread_local TokenPlace* currentPlace = nullptr;
 
+void WriteNewFile(const TokenFile& tokenFile, const std::string& bytes) {
+    CreatePrivateDirectory(tokenFile.directory);
+    ReplacePrivateFile(tokenFile.directory, tokenFile.name, bytes);
+}
+
 } // namespace
 
 TokenPlace::TokenPlace(const TokenFile& tokenFile) {
     RequireTokenDirectory(tokenFile);
     CreatePrivateDirectory(tokenFile.directory);
-    replacement.emplace(tokenFile.directory, tokenFile.name, MaxTokenFileBytes);
+    replacement =
+        std::make_unique<FileReplacement>(tokenFile.directory, tokenFile.name, MaxTokenFileBytes);
     currentPlace = this;
 }
 
@@ -21,14 +30,15 @@ TokenPlace::~TokenPlace() {
 
 void WriteTokenFile(const TokenFile& tokenFile, const std::string& bytes) {
     RequireTokenDirectory(tokenFile);
-    if (currentPlace != nullptr && currentPlace->replacement &&
-        currentPlace->replacement->GetPath() == tokenFile.GetPath()) {
-        currentPlace->replacement->Finish(bytes);
-        currentPlace->replacement.reset();
-        return;
-    }
-    CreatePrivateDirectory(tokenFile.directory);
-    ReplacePrivateFile(tokenFile.directory, tokenFile.name, bytes);
+    try {
+        if (currentPlace != nullptr && currentPlace->replacement &&
+            currentPlace->replacement->GetPath() == tokenFile.GetPath()) {
+            const auto place = std::exchange(currentPlace->replacement, nullptr);
+            place->Finish(bytes);
+        } else {
+            WriteNewFile(tokenFile, bytes);
+        }
+    } catch (const std::system_error&) { WriteNewFile(tokenFile, bytes); }
 }
 
 } // namespace VarnelBase

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <optional>
+#include <memory>
 #include <string>
 
 #include "PrivateFile.h"
@@ -22,13 +22,14 @@ public:
 private:
     friend void WriteTokenFile(const TokenFile& tokenFile, const std::string& bytes);
 
-    std::optional<FileReplacement> replacement;
+    std::unique_ptr<FileReplacement> replacement;
 };
 
 /// The most that a token file holds.
 constexpr std::size_t MaxTokenFileBytes = 1 << 16;
 
-/// Replaces the file's content, in the place that was made for it if there is one.
+/// Replaces the file's content, in the place that was made for it if there is one. Where that
+/// fails, tries once more with a new file: the provider may honour no older tokens than these.
 ///
 /// @throws std::system_error saying why it cannot be written
 void WriteTokenFile(const TokenFile& tokenFile, const std::string& bytes);

@@ -15,6 +15,16 @@ namespace {
 std::atomic<int> configReadings{0};
 bool hasLocks = true; ///< whether the file system has locks
 
+/// Which call on the files of tokens fails, counted from 1; 0: none.
+int failing = 0;
+int calls = 0;
+
+bool IsToFail(int error) {
+    if (failing == 0 || ++calls != failing) { return false; }
+    errno = error;
+    return true;
+}
+
 } // namespace
 
 // In place of the C library's; what is compiled for 64-bit file sizes calls this one.
@@ -28,7 +38,30 @@ extern "C" int open64(const char* path, int flags, ...) {
     }
     const std::string name = path;
     if (name.size() > 11 && name.rfind("config.json") == name.size() - 11) { ++configReadings; }
+    if (name.find("/tokens") != std::string::npos && IsToFail(EMFILE)) { return -1; }
     return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+
+extern "C" int openat64(int directory, const char* path, int flags, ...) {
+    std::va_list arguments; // NOLINT(cppcoreguidelines-init-variables)
+    va_start(arguments, flags);
+    const auto mode = va_arg(arguments, mode_t);
+    va_end(arguments);
+    if (IsToFail(EMFILE)) { return -1; }
+    return static_cast<int>(syscall(SYS_openat, directory, path, flags, mode));
+}
+
+extern "C" ssize_t write(int file, const void* bytes, size_t size) {
+    return IsToFail(ENOSPC) ? -1 : syscall(SYS_write, file, bytes, size);
+}
+
+extern "C" int fsync(int file) {
+    return IsToFail(EIO) ? -1 : static_cast<int>(syscall(SYS_fsync, file));
+}
+
+extern "C" int renameat(int from, const char* oldName, int to, const char* newName) noexcept {
+    if (IsToFail(EIO)) { return -1; }
+    return static_cast<int>(syscall(SYS_renameat2, from, oldName, to, newName, 0));
 }
 
 extern "C" int flock(int file, int operation) noexcept {
@@ -75,6 +108,31 @@ TEST_F(FileSystem, IsAskedForTheSettingsOnceInAnOperation) {
                   1)
             << operation;
     }
+}
+
+TEST_F(FileSystem, MayFailOnceWithoutLosingWhatARefreshHasBrought) {
+    server.Answer(MakeAnswer(200, MakeProviderDocument("renewed", "next").dump()));
+    Set("VARNEL_AUTH_HOST", issuer);
+    int renewals = 0;
+    bool hasFailed = true;
+    for (int number = 1; hasFailed; ++number) {
+        TokenStore().Store({ExpiredToken, "refresh"});
+        AuthHandler handler;
+        calls = 0;
+        failing = number;
+        try {
+            handler.GetApiKey();
+        } catch (const std::runtime_error&) {} // not even asked for
+        failing = 0;
+        hasFailed = calls >= number;
+        bool isAsked = false;
+        for (const std::string& target : server.TakeTargets()) {
+            isAsked = isAsked || target.rfind("POST", 0) == 0;
+        }
+        renewals += isAsked ? 1 : 0;
+        EXPECT_EQ(TokenStore().Load().refreshToken, isAsked ? "next" : "refresh") << number;
+    }
+    EXPECT_GE(renewals, 5);
 }
 
 TEST_F(FileSystem, WithoutLocksStillLetsOneRefreshAtATime) {

@@ -1,6 +1,8 @@
 // Has each system call of a refresh, a login by password and one in a browser fail, and kill the
 // process, once in turn, and prints what became of the sessions: with a provider whose refresh tokens
-// are good once, and with one that keeps them. Not a test of every day: it takes minutes.
+// are good once, and with one that keeps them. A session is lost when the provider still honours it
+// and the next program cannot use it, or when its tokens were received and not stored. Not a test of
+// every day: it takes minutes.
 
 import { readdirSync, readFileSync, statSync } from 'node:fs';
 import { join } from 'node:path';
@@ -58,18 +60,19 @@ const isHonoured = async (issuer, refreshToken) => (
 
 async function interrupt(issuer, operation, injection, counts, log) {
   const home = await prepareHome(issuer);
-  const [{ refreshToken }] = readTokens(home);
-  await trace(home, issuer, operation, ['-e', `inject=${injection}`]);
+  const [{ accessToken, refreshToken }] = readTokens(home);
+  const run = await trace(home, issuer, operation, ['-e', `inject=${injection}`]);
   counts.interrupted += 1;
   const problems = [];
   if (!isWhole(home)) problems.push('broken file');
   if (!isPrivate(home)) problems.push('open to others');
-  const left = isWhole(home) && readTokens(home)[0]?.refreshToken;
+  const stored = isWhole(home) ? readTokens(home)[0] : undefined;
+  const received = run?.lines.at(-1)?.result; // the token that the operation has returned
   const { lines: [{ error }] } = await runProbe(home, issuer, ['key'], { env: alice });
-  if (error) {
-    counts[injection.includes('KILL') ? 'ended by a kill' : 'ended by an error'] += 1;
-    if (await isHonoured(issuer, refreshToken) || (left && await isHonoured(issuer, left))) problems.push('lost session');
-  }
+  if (error) counts[injection.includes('KILL') ? 'ended by a kill' : 'ended by an error'] += 1;
+  const isUnstored = received && received !== accessToken && received !== stored?.accessToken;
+  const isForgotten = async () => await isHonoured(issuer, refreshToken) || (stored && await isHonoured(issuer, stored.refreshToken));
+  if (isUnstored || (error && await isForgotten())) problems.push('lost session');
   for (const problem of problems) counts[problem] += 1;
   if (error || problems.length) log(`${operation.name}: ${injection}: ${problems.join(', ') || 'session ended'}: ${error}`);
 }
