@@ -13,6 +13,7 @@
 #include <cstring>
 #include <exception>
 #include <list>
+#include <optional>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -60,6 +61,12 @@ bool HasSameAddress(int left, int right) {
            leftSize == rightSize && std::memcmp(&leftAddress, &rightAddress, leftSize) == 0;
 }
 
+/// The number that a new descriptor gets; none: too many files are open.
+std::optional<int> FindLowestFree() {
+    const FileDescriptor probe(open("/", O_RDONLY | O_CLOEXEC));
+    return probe.IsOpen() ? std::optional<int>(probe.Get()) : std::nullopt;
+}
+
 /// Runs the server's jobs in the thread that listens, each one only when the whole head of its
 /// request has arrived. Stops the server when the attempt is over.
 class CallbackQueue final : public httplib::TaskQueue {
@@ -94,7 +101,7 @@ private:
 
     void Add(Job job);
     void RunReadyJobs();
-    bool IsWaiting(int socket) const;
+    bool IsNew(int socket) const;
     int FindNewSocket() const;
 
     httplib::Server& server;
@@ -103,21 +110,24 @@ private:
     bool isStopped = false;
 };
 
-bool CallbackQueue::IsWaiting(int socket) const {
-    return std::any_of(waiting.begin(), waiting.end(), [socket](const Connection& connection) {
-        return connection.socket == socket;
-    });
+bool CallbackQueue::IsNew(int socket) const {
+    const auto isIt = [socket](const Connection& known) { return known.socket == socket; };
+    return socket != attempt.listener && HasSameAddress(socket, attempt.listener) &&
+           std::none_of(waiting.begin(), waiting.end(), isIt);
 }
 
 /// The connection that was accepted last, which nobody names: the one with the listener's address
-/// that is not known yet.
+/// that is not known yet. It got the lowest number that was free, so it is looked for from the
+/// lowest that is free now, downwards first: with many files open, there is a file at each number
+/// between the two. Only what other threads do meanwhile can put it above.
 int CallbackQueue::FindNewSocket() const {
-    const long limit = sysconf(_SC_OPEN_MAX);
-    for (int socket = 0; socket < limit; ++socket) {
-        if (socket != attempt.listener && HasSameAddress(socket, attempt.listener) &&
-            !IsWaiting(socket)) {
-            return socket;
-        }
+    const int limit = static_cast<int>(sysconf(_SC_OPEN_MAX));
+    const int lowestFree = FindLowestFree().value_or(limit);
+    for (int socket = lowestFree - 1; socket >= 0; --socket) {
+        if (IsNew(socket)) { return socket; }
+    }
+    for (int socket = lowestFree; socket < limit; ++socket) {
+        if (IsNew(socket)) { return socket; }
     }
     return -1;
 }
