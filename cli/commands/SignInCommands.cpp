@@ -27,7 +27,6 @@ struct SignInOptions {
 
 /// Environment, provider and what the token says.
 json ReportIdentity(const std::string& token) {
-    const SettingsReading reading;
     const EnvConfig config;
     const Environment environment = config.GetEnvironment();
     const IdentitySettings identity = ReadIdentitySettings(environment);
@@ -64,6 +63,7 @@ LoginGuide MakeGuide(const Session& session, const SignInOptions& options, std::
 }
 
 void SignIn(Session& session, const SignInOptions& options) {
+    const SettingsReading reading;
     if (options.isOtherUser && !EnvConfig().GetUsername().empty()) {
         throw CommandError(ExitStatus::Usage,
                            "--as-other-user: a user name is set: take it out of VARNEL_USERNAME or "
@@ -128,6 +128,7 @@ std::string FindToken() {
 }
 
 void PrintToken(Session& session) {
+    const SettingsReading reading;
     const std::string token = FindToken();
     if (token.empty()) {
         throw CommandError(ExitStatus::LoginNeeded,
@@ -142,6 +143,7 @@ void PrintToken(Session& session) {
 }
 
 void ShowIdentity(Session& session) {
+    const SettingsReading reading;
     session.Print(ReportIdentity(FindToken()));
 }
 
