@@ -1,5 +1,6 @@
-// For 32-bit systems: a file whose number needs 64 bits can be opened and listed there too.
-#define _FILE_OFFSET_BITS 64 // NOLINT(bugprone-reserved-identifier): the C library's own name
+// For 32-bit systems: a file whose number needs 64 bits can be opened and listed there too. The
+// name is the C library's own.
+#define _FILE_OFFSET_BITS 64 // NOLINT(bugprone-reserved-identifier,readability-identifier-naming)
 
 #include "PrivateFile.h"
 
