@@ -110,7 +110,7 @@ void CheckToken(Findings& findings, Facts& facts) {
     try {
         facts.token = handler.GetApiKey();
     } catch (const std::runtime_error& error) {
-        findings.Fail(ExitStatus::LoginNeeded, "token", error.what(), AdviseSignIn());
+        findings.Fail(ExitStatus::LoginNeeded, "token", error.what(), AdviseForToken(error));
         return;
     }
     if (facts.token.empty()) {

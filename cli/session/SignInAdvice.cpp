@@ -13,10 +13,15 @@ std::string AdviseSignIn() {
                        : "set VARNEL_TOKEN, or set authHost and sign in with: varnel login";
 }
 
-std::string DescribeMissingToken(const std::runtime_error& error) {
+std::string AdviseForToken(const std::runtime_error& error) {
     const bool isHelpful = dynamic_cast<const SignInNeeded*>(&error) != nullptr ||
                            !ReadVariable("VARNEL_TOKEN").empty();
-    return std::string(error.what()) + (isHelpful ? " (" + AdviseSignIn() + ")" : "");
+    return isHelpful ? AdviseSignIn() : "";
+}
+
+std::string DescribeMissingToken(const std::runtime_error& error) {
+    const std::string advice = AdviseForToken(error);
+    return error.what() + (advice.empty() ? "" : " (" + advice + ")");
 }
 
 } // namespace VarnelBase

@@ -10,7 +10,10 @@ namespace VarnelBase {
 /// @throws std::runtime_error when the settings cannot be used
 std::string AdviseSignIn();
 
-/// Why there is no token, with the advice to sign in where that helps.
+/// What to do about a missing token; empty where signing in does not help.
+std::string AdviseForToken(const std::runtime_error& error);
+
+/// Why there is no token, with that advice.
 std::string DescribeMissingToken(const std::runtime_error& error);
 
 } // namespace VarnelBase

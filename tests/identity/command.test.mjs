@@ -151,7 +151,12 @@ test('advice to sign in comes only where that helps', async () => {
     [{}, true],
     [{ VARNEL_AUTH_HOST: '', VARNEL_ENVIRONMENT: 'staging' }, false],
     [{ VARNEL_AUTH_HOST: 'https://127.0.0.1:1', VARNEL_CA_FILE: '/no/such.pem', VARNEL_USERNAME: 'a', VARNEL_PASSWORD: 'b' }, false],
-  ]) assert.equal((await varnel(makeHome(), ['whoami'], { env })).err.includes('varnel login'), isAdvised);
+  ]) {
+    for (const command of ['whoami', 'doctor']) {
+      const { out, err } = await varnel(makeHome(), [command], { env });
+      assert.equal((out + err).includes('varnel login'), isAdvised, command);
+    }
+  }
   const busy = await varnel(makeHome(), ['login', '--as-other-user'], { env: { VARNEL_USERNAME: 'alice' } });
   assert.equal(busy.status, 2);
 });
