@@ -48,11 +48,12 @@ ProbeAnswer ProbeHttp(const TcpConnection& connection, const std::string& author
     if (answer.GetHead().status != 0) { return {answer.GetHead(), "", ""}; }
     const std::string advice = "check that apiHost and apiPort are the service's";
     if (begun.empty()) {
-        return {{},
-                isLate ? "accepts connections but says nothing within " +
-                             std::to_string(ProbePatience.count()) + " s"
-                       : "accepts connections and closes them without an answer",
-                advice};
+        return {
+            {},
+            isLate ? "accepts connections but says nothing within " +
+                         std::to_string(ProbePatience.count()) + " s"
+                   : "accepts connections and closes them without an answer",
+            isLate ? advice : advice + "; where it speaks TLS, say --tls or set VARNEL_API_TLS=1"};
     }
     const bool isTls = begun.front() == '\x15';
     return {{},
