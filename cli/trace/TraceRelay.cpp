@@ -97,7 +97,8 @@ bool Pump(Side& client, Side& service, std::string& fromClient, MessageReader& r
             service.pending.append(fromClient, 0, taken);
             return taken;
         }());
-        if (client.isEnded && service.pending.empty()) { shutdown(service.descriptor, SHUT_WR); }
+        const bool isAllPassed = fromClient.empty() && service.pending.empty();
+        if (client.isEnded && isAllPassed) { shutdown(service.descriptor, SHUT_WR); }
         const bool hasRoom =
             service.pending.size() < BufferBytes && fromClient.size() < BufferBytes;
         std::array<pollfd, 3> waiting{{client.Await(hasRoom),
@@ -121,13 +122,13 @@ bool Pump(Side& client, Side& service, std::string& fromClient, MessageReader& r
 /// Reads until the head of the next request is complete. False: there is no further one, or the
 /// service has closed its connection, or the relay is to stop.
 bool AwaitRequest(Side& client, std::string& fromClient, int service, int stop) {
-    while (FindHeadEnd(fromClient) == std::string::npos && fromClient.size() < MaxHttpHeadBytes) {
+    while (!client.isEnded && FindHeadEnd(fromClient) == std::string::npos &&
+           fromClient.size() < MaxHttpHeadBytes) {
         std::array<pollfd, 3> waiting{
             {client.Await(true), {service, POLLIN, 0}, {stop, POLLIN, 0}}};
         if (poll(waiting.data(), waiting.size(), -1) < 0 && errno != EINTR) { return false; }
         if (waiting[1].revents != 0 || waiting[2].revents != 0) { return false; }
         if (waiting[0].revents != 0) { fromClient += client.Read(); }
-        if (client.isEnded) { return false; }
     }
     return FindHeadEnd(fromClient) != std::string::npos;
 }
@@ -244,7 +245,7 @@ void TraceRelay::Serve(Descriptor connection, const RelayedService& service) {
                 : !request.GetProblem().empty() ? "the request " + request.GetProblem()
                                                 : "";
             if (up.isBroken && up.isEnded) { ResetConnection(client.descriptor); }
-            isGoingOn = isGoingOn && exchange.problem.empty() && !up.isEnded && !client.isEnded &&
+            isGoingOn = isGoingOn && exchange.problem.empty() && !up.isEnded && !client.isBroken &&
                         !IsClosing(exchange.request) && !IsClosing(response.GetHead());
         }
         exchange.milliseconds =

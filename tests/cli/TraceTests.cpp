@@ -1,9 +1,11 @@
 #include <TokenStore.h>
 #include <nlohmann/json.hpp>
 
+#include <regex>
 #include <tuple>
 
 #include "CommandFixture.h"
+#include "RawConnection.h"
 #include "ScriptedServer.h"
 
 namespace VarnelBase {
@@ -123,6 +125,68 @@ TEST_F(TraceTest, RecordsAnswersAsTheyCame) {
     EXPECT_NE(
         Run("varnel trace -- varnel version --retries 0").err.find("cannot be part of a host"),
         std::string::npos);
+}
+
+struct ConnectionCase {
+    std::string sent;  ///< by a client that then closes its side for writing
+    Log targets;       ///< that the service sees
+    std::string lines; ///< of the record: target, status and problem
+};
+
+TEST_F(TraceTest, RelaysWhatAConnectionMayHold) {
+    ScriptedServer server;
+    WriteConfigForPort("", server.port);
+    Run("mkfifo ready end");
+    const pid_t trace = Start(
+        "exec varnel trace --to trace.jsonl -- sh -c 'cp $VARNEL_CONFIG relay.json; "
+        "echo >ready; exec cat end'");
+    Run("cat ready");
+    const int relay = json::parse(Read("relay.json")).at("environments").at("local").at("apiPort");
+    const std::string rest = " HTTP/1.1\r\nHost: x\r\n";
+    std::string lines;
+    for (const ConnectionCase& given : {
+             ConnectionCase{"GET /a" + rest + "\r\n", {"GET /a"}, "/a 201 \n"},
+             {"POST /a" + rest + "Content-Length: 3\r\n\r\n[1]GET /b" + rest + "\r\n",
+              {"POST /a", "GET /b"},
+              "/a 201 \n/b 202 \n"},
+             {"POST /a" + rest + "Content-Length: 9\r\n\r\n[1]",
+              {"POST /a"},
+              "/a 201 the request ended after 3 of 9 bytes\n"},
+             {"GET /a" + rest + "\r\nGET /b HT", {"GET /a"}, "/a 201 \n"},
+         }) {
+        const std::string first = "HTTP/1.1 201 A\r\nContent-Length: 1\r\n\r\n1";
+        const std::string second = "HTTP/1.1 202 B\r\nContent-Length: 1\r\n\r\n2";
+        server.Answer("", ScriptedServer::Manner::Kept, {first, second});
+        const int client = ConnectTo(relay);
+        SendAll(client, given.sent);
+        shutdown(client, SHUT_WR);
+        EXPECT_EQ(ReadUntil(client, ""), given.targets.size() == 1 ? first : first + second);
+        close(client);
+        EXPECT_EQ(server.TakeTargets(), given.targets);
+        EXPECT_EQ(server.TakeConnections(), 1);
+        lines += given.lines;
+    }
+    Run("echo >end");
+    waitpid(trace, nullptr, 0);
+    EXPECT_EQ(Run(R"x(jq -r '"\(.url[-2:]) \(.status) \(.problem // "")"' trace.jsonl)x").out,
+              lines);
+}
+
+TEST_F(TraceTest, ARecordAnswersInTheServicesPlace) {
+    const std::string commands =
+        "varnel execution start sim-bridge --data '{\"password\":\"word5678\",\"n\":1.50}'; "
+        "varnel simulation inputs set sim-bridge --data '[\"ü\"]'; varnel user show nope; "
+        "varnel user list --all --limit 1; varnel execution list sim-bridge --limit 1";
+    const Outcome traced = Run("varnel trace --bodies --format har --to a.har -- sh -c \"" +
+                               std::regex_replace(commands, std::regex("\""), "\\\"") + "\"");
+    EmulatorOptions options;
+    options.recordFile = (home / "a.har").string();
+    const Emulator replay(options);
+    WriteConfigForPort("", static_cast<unsigned int>(replay.GetPort()));
+    const Outcome replayed = Run(commands);
+    EXPECT_EQ(replayed.out, std::regex_replace(traced.out, std::regex("word5678"), "(redacted)"));
+    EXPECT_EQ(replayed.err, traced.err);
+    EXPECT_NE(traced.err.find("404"), std::string::npos) << traced.err;
 }
 
 TEST_F(TraceTest, BodiesAreRecordedWithoutCredentials) {
