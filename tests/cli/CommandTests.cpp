@@ -1,6 +1,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <tuple>
 
 #include "CommandFixture.h"
 #include "ScriptedServer.h"
@@ -209,6 +210,34 @@ TEST_F(CommandTest, AnotherEnvironmentLeavesTheVariablesOfTheFirstAside) {
     const std::string staging = Run(variables + "Staging").out;
     EXPECT_NE(staging.find("\"other\""), std::string::npos) << staging;
     EXPECT_EQ(staging.find("secret"), std::string::npos) << staging;
+}
+
+TEST_F(CommandTest, ReachesTheServiceOverTls) {
+    const Outcome made =
+        Run("openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 2 "
+            "-subj /CN=x -addext subjectAltName=IP:127.0.0.1 -keyout key.pem -out cert.pem");
+    ASSERT_EQ(made.status, 0) << made.err;
+    EmulatorOptions options;
+    options.tlsCertificateFile = (home / "cert.pem").string();
+    options.tlsKeyFile = (home / "key.pem").string();
+    const Emulator secure(options);
+    WriteConfigForPort("", static_cast<unsigned int>(secure.GetPort()));
+    for (const auto& [command, status, said] :
+         std::vector<std::tuple<std::string, int, std::string>>{
+             {"VARNEL_CA_FILE=cert.pem varnel version --tls", 0, "0.4.1"},
+             {"VARNEL_CA_FILE=cert.pem VARNEL_API_TLS=1 varnel version", 0, "0.4.1"},
+             {"VARNEL_CA_FILE=cert.pem varnel doctor --tls", 0, "0.4.1"},
+             {"VARNEL_CA_FILE=cert.pem varnel user set-role usr-2 admin --tls", 0, "verified"},
+             {"varnel version --tls", 3, "certificate"},
+             {"varnel doctor --tls", 3, "VARNEL_CA_FILE"},
+             {"varnel version --retries 0", 3, "GET /version"},
+             {"varnel doctor", 3, "VARNEL_API_TLS=1"},
+         }) {
+        const Outcome outcome = Run(command);
+        EXPECT_EQ(outcome.status, status) << command << outcome.out << outcome.err;
+        EXPECT_NE((outcome.out + outcome.err).find(said), std::string::npos)
+            << command << outcome.out << outcome.err;
+    }
 }
 
 std::string Answer(const std::string& body, const std::string& status = "200 OK") {
