@@ -73,11 +73,11 @@ void WriteConfigFile(const std::string& path, const std::string& text) {
     ReplacePrivateFile(file.parent_path(), file.filename(), text);
 }
 
-struct InitOptions {
+struct ConfigInitOptions {
     bool isForced = false;
 };
 
-void WriteStartingPoint(Session& session, const InitOptions& options) {
+void WriteStartingPoint(Session& session, const ConfigInitOptions& options) {
     const std::string path = RequireConfigFile();
     struct stat status {};
     if (!options.isForced && lstat(path.c_str(), &status) == 0) {
@@ -190,7 +190,7 @@ void AddConfigCommands(CLI::App& root, Session& session) {
     config.require_subcommand(0, 1);
     AddCommand(config, session, "path", "Print the configuration file's name", ShowPath,
                {"varnel config path"});
-    const auto init = AddCommand<InitOptions>(
+    const auto init = AddCommand<ConfigInitOptions>(
         config, session, "init", "Write a configuration file to start from", WriteStartingPoint,
         {"VARNEL_CONFIG=./varnel.json varnel config init"});
     init.app.add_flag("--force", init.options.isForced, "Replace a file that exists");
