@@ -35,7 +35,9 @@ protected:
     }
 
     /// @param top members of the file's top level, each followed by a comma
-    void WriteConfig(const std::string& top) { WriteConfigForPort(top, emulator.GetPort()); }
+    void WriteConfig(const std::string& top) {
+        WriteConfigForPort(top, static_cast<unsigned int>(emulator.GetPort()));
+    }
 
     void WriteConfigForPort(const std::string& top, unsigned int number) {
         const std::string port = std::to_string(number);
