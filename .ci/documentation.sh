@@ -130,5 +130,5 @@ done
 while IFS=: read -r document link; do
     target=$(dirname "$document")/${link%%#*}
     [ -e "$target" ] || fail "$document links to $link, which does not exist"
-done < <(grep -oE '\]\([^)#:]+[^):]*\)' ./*.md docs/*.md | sed 's/](\(.*\))/\1/')
+done < <(grep -oE '\]\([^)#: ]+\)' ./*.md docs/*.md docs/decisions/*.md | sed 's/](\(.*\))/\1/')
 echo "documentation: every block and link works"
