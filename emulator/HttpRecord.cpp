@@ -15,7 +15,7 @@ namespace VarnelBase::Emulation {
 
 namespace {
 
-constexpr std::size_t MaxFileBytes = std::size_t{1} << 30U;
+constexpr std::size_t MaxRecordBytes = std::size_t{1} << 30U;
 constexpr int NotModified = 304;
 
 std::string DecodeBase64(std::string text) {
@@ -147,7 +147,7 @@ std::vector<RecordedExchange> ReadHar(const json& document) {
 
 std::vector<RecordedExchange> ReadHarFile(const std::string& path, bool isOptional) {
     if (isOptional && !std::filesystem::exists(path)) { return {}; }
-    const FileReading file = ReadRegularFile(path, MaxFileBytes, SymbolicLinks::Follow);
+    const FileReading file = ReadRegularFile(path, MaxRecordBytes, SymbolicLinks::Follow);
     if (!file.problem.empty()) { throw std::runtime_error(path + ": " + file.problem); }
     try {
         return ReadHar(json::parse(file.bytes, nullptr, false));

@@ -48,7 +48,7 @@ std::pair<int, std::string> Compare(const Request& recorded, const Request& aske
 
 } // namespace
 
-Replay::Replay(std::vector<RecordedExchange> exchanges, Redaction secrets)
+Replay::Replay(const std::vector<RecordedExchange>& exchanges, Redaction secrets)
     : redaction(std::move(secrets)) {
     for (const RecordedExchange& exchange : exchanges) { Add(exchange); }
 }

@@ -13,7 +13,7 @@ namespace VarnelBase::Emulation {
 /// Answers requests from a record: by method, path, query and body. For one thread at a time.
 class Replay {
 public:
-    Replay(std::vector<RecordedExchange> exchanges, Redaction secrets);
+    Replay(const std::vector<RecordedExchange>& exchanges, Redaction secrets);
 
     void Add(const RecordedExchange& exchange);
 

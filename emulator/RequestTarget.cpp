@@ -32,7 +32,7 @@ std::string DecodePercent(const std::string& text) {
 }
 
 std::string TakeOriginForm(const std::string& url) {
-    const std::string whole = url.substr(0, url.find('#'));
+    std::string whole = url.substr(0, url.find('#'));
     const std::size_t scheme = whole.find("://");
     if (scheme == std::string::npos || whole.front() == '/') { return whole; }
     const std::size_t begin = whole.find_first_of("/?", scheme + 3);

@@ -11,7 +11,7 @@ namespace VarnelBase::Emulation {
 
 namespace {
 
-constexpr std::size_t MaxFileBytes = std::size_t{64} << 20U;
+constexpr std::size_t MaxRuleFileBytes = std::size_t{64} << 20U;
 
 bool IsToken(const std::string& name) {
     return !name.empty() && std::all_of(name.begin(), name.end(), [](unsigned char c) {
@@ -57,7 +57,7 @@ std::string ReadFile(Members& members, const std::string& directory) {
         members.Refuse("file", "must be below the directory of --files");
     }
     FileReading file = ReadRegularFile((std::filesystem::path(directory) / path).string(),
-                                       MaxFileBytes, SymbolicLinks::Follow);
+                                       MaxRuleFileBytes, SymbolicLinks::Follow);
     if (!file.problem.empty()) { members.Refuse("file", name + ": " + file.problem); }
     return std::move(file.bytes);
 }
