@@ -1,25 +1,17 @@
 #pragma once
 
-#include <arpa/inet.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <array>
 #include <string>
 
+#include "ListenOnLoopback.h"
+
 /// Somebody on 127.0.0.1 who reads one request and says no more than a test wants.
 class SilentPeer {
 public:
-    SilentPeer() {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof(address);
-        auto* generic = reinterpret_cast<sockaddr*>(&address);
-        if (bind(listener, generic, size) == 0) { listen(listener, 16); }
-        getsockname(listener, generic, &size);
-        port = ntohs(address.sin_port);
-    }
+    SilentPeer() { port = ListenOnLoopback(listener); }
     ~SilentPeer() {
         close(connection);
         close(listener);

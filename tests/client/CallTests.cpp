@@ -1,6 +1,7 @@
 #include <thread>
 
 #include "ClientFixture.h"
+#include "ListenOnLoopback.h"
 
 namespace VarnelBase {
 
@@ -21,16 +22,7 @@ protected:
 /// A listener of one connection that nobody accepts, which the caller may talk to all the same.
 class MuteListener {
 public:
-    MuteListener() {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof(address);
-        auto* generic = reinterpret_cast<sockaddr*>(&address);
-        if (bind(listener, generic, size) == 0) { listen(listener, 8); }
-        getsockname(listener, generic, &size);
-        port = ntohs(address.sin_port);
-    }
+    MuteListener() { port = ListenOnLoopback(listener); }
     ~MuteListener() { close(listener); }
     MuteListener(const MuteListener&) = delete;
     MuteListener& operator=(const MuteListener&) = delete;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <arpa/inet.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -12,6 +11,8 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include "ListenOnLoopback.h"
 
 using Log = std::vector<std::string>;
 
@@ -25,14 +26,7 @@ public:
     enum class Manner { Whole, Bytes, ThenReset, Kept, Reset };
 
     ScriptedServer() {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof(address);
-        auto* generic = reinterpret_cast<sockaddr*>(&address);
-        if (bind(listener, generic, size) == 0) { listen(listener, 16); }
-        getsockname(listener, generic, &size);
-        port = ntohs(address.sin_port);
+        port = ListenOnLoopback(listener);
         thread = std::thread([this] {
             for (int accepted = 0; (accepted = accept(listener, nullptr, nullptr)) >= 0;) {
                 ++connections;
