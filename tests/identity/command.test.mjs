@@ -3,7 +3,7 @@
 import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
 import { once } from 'node:events';
-import { chmodSync, chownSync, mkdirSync, symlinkSync, writeFileSync } from 'node:fs';
+import { chownSync, mkdirSync, symlinkSync, writeFileSync } from 'node:fs';
 import { createServer } from 'node:http';
 import { join } from 'node:path';
 import { test } from 'node:test';
@@ -14,9 +14,8 @@ import { startProvider } from './provider.mjs';
 const { issuer } = await startProvider();
 
 // Runs varnel; `see(text)` is called with standard error so far, whenever there is more of it.
-async function varnel(home, args, { env = {}, see = () => {}, umask = '22', ...options } = {}) {
-  const child = spawn('sh', ['-c', `umask ${umask}; exec "$@"`, 'sh', process.env.VARNEL, ...args], {
-    ...options,
+async function varnel(home, args, { env = {}, see = () => {}, umask = '22', prefix = [] } = {}) {
+  const child = spawn('sh', ['-c', `umask ${umask}; exec "$@"`, 'sh', ...prefix, process.env.VARNEL, ...args], {
     stdio: ['ignore', 'pipe', 'pipe'],
     env: { PATH: process.env.PATH, HOME: home, VARNEL_AUTH_HOST: issuer, BROWSER: 'false', ...env },
   });
@@ -106,22 +105,20 @@ test('the token is printed, and the session ended at the provider', async () => 
 
 test('tokens that cannot be stored are told of', async () => {
   const place = (home) => join(home, '.local/state/varnel');
-  const nobody = { uid: 65534, gid: 65534 };
   const isRoot = process.getuid() === 0;
+  const asFileModesAllow = isRoot ? ['setpriv', '--bounding-set=-dac_override,-dac_read_search'] : [];
   const env = { VARNEL_USERNAME: 'alice', VARNEL_PASSWORD: 'wonderland' };
-  for (const [prepare, reason, options = {}] of [
+  for (const [prepare, reason, prefix = []] of [
     [() => ({ HOME: '' }), /set HOME or XDG_STATE_HOME to an absolute path/],
     [() => ({ HOME: '', XDG_STATE_HOME: 'relative' }), /set HOME or XDG_STATE_HOME to an absolute path/],
     [(home) => { writeFileSync(join(home, 'file'), ''); return { HOME: join(home, 'file') }; }, /Not a directory/],
     [(home) => { mkdirSync(place(home), { recursive: true }); symlinkSync(home, join(place(home), 'tokens')); }, /must not be a symbolic link/],
     [() => ({ XDG_STATE_HOME: '/proc' }), /\/proc\/varnel: /],
-    ...(isRoot ? [
-      [(home) => { mkdirSync(place(home), { recursive: true }); chmodSync(home, 0o755); }, /Permission denied/, nobody],
-      [(home) => { chownSync(home, 65534, 65534); }, /belongs to another user: run this as that user/],
-    ] : []),
+    [(home) => { mkdirSync(join(home, '.local/state'), { recursive: true, mode: 0o555 }); }, /Permission denied/, asFileModesAllow],
+    ...(isRoot ? [[(home) => { chownSync(home, 65534, 65534); }, /belongs to another user: run this as that user/]] : []),
   ]) {
     const home = makeHome();
-    const run = await varnel(home, ['login'], { env: { ...env, ...prepare(home) }, ...options });
+    const run = await varnel(home, ['login'], { env: { ...env, ...prepare(home) }, prefix });
     assert.equal(run.status, 1, run.err);
     assert.match(run.err, /signed in, but not for the commands that follow/);
     assert.match(run.err, reason);
