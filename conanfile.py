@@ -1,10 +1,12 @@
+import re
+from pathlib import Path
+
 from conan import ConanFile
 from conan.tools.cmake import CMake, CMakeDeps, CMakeToolchain, cmake_layout
 
 
 class VarnelBase(ConanFile):
     name = "varnelbase"
-    version = "0.1.0"
     license = "MIT"
     description = "C++ client library for a remote simulation service"
     package_type = "library"
@@ -12,7 +14,12 @@ class VarnelBase(ConanFile):
     options = {"shared": [True, False], "fPIC": [True, False]}
     default_options = {"shared": True, "fPIC": True, "cpp-httplib/*:with_openssl": True}
     implements = ["auto_shared_fpic"]
+    exports = "CMakeLists.txt"
     exports_sources = "CMakeLists.txt", "LICENSE", "README.md", "CHANGELOG.md", "cmake/*", "docs/*", "src/*"
+
+    def set_version(self):
+        project = Path(self.recipe_folder, "CMakeLists.txt").read_text()
+        self.version = re.search(r"project\(VarnelBase VERSION ([0-9.]+)", project).group(1)
 
     def requirements(self):
         # The public headers include both, and the size of the classes follows their releases. Configuring

@@ -17,7 +17,7 @@ install(EXPORT VarnelBaseTargets NAMESPACE VarnelBase:: DESTINATION ${packageDir
 
 configure_package_config_file(cmake/VarnelBaseConfig.cmake.in VarnelBaseConfig.cmake
                               INSTALL_DESTINATION ${packageDirectory} NO_SET_AND_CHECK_MACRO)
-write_basic_package_version_file(VarnelBaseConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+write_basic_package_version_file(VarnelBaseConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/VarnelBaseConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/VarnelBaseConfigVersion.cmake
               cmake/VarnelBaseDependencies.cmake

@@ -1,12 +1,6 @@
 # The shared library's name, how it calls others, what it exports, and what it asks of a program that links it.
 
-# Before 1.0 a minor release may change the interface, from then on a major one.
-if(PROJECT_VERSION_MAJOR EQUAL 0)
-    set(interfaceVersion ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
-else()
-    set(interfaceVersion ${PROJECT_VERSION_MAJOR})
-endif()
-set_target_properties(varnelbase PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${interfaceVersion})
+set_target_properties(varnelbase PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
 
 get_target_property(libraryType varnelbase TYPE)
 if(libraryType STREQUAL "SHARED_LIBRARY" AND NOT APPLE)
