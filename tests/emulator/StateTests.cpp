@@ -1,7 +1,9 @@
 // What the emulator keeps: seeds, documents of any shape, time, and what survives an emulator.
+#include <array>
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -22,6 +24,11 @@ EmulatorOptions MakeOptions(const json& seed) {
 
 json Get(const Emulator& emulator, const std::string& target) {
     return AskEmulator(emulator, "GET", target).document;
+}
+
+/// The number in an identifier ("exe-7").
+int ReadNumber(const std::string& id) {
+    return std::stoi(id.substr(id.find('-') + 1));
 }
 
 /// What an emulator with these options says when it does not start.
@@ -86,6 +93,42 @@ TEST(State, SeedsRepeatAndRoundTrip) {
     }
     EXPECT_GT(outcomes["failed"], 1);
     EXPECT_GT(outcomes["finished"], 1);
+}
+
+TEST(State, SeveralClientsShareOneCourse) {
+    constexpr int Clients = 4;
+    constexpr int Starts = 20;
+    const auto run = [] {
+        EmulatorOptions options = MakeOptions(
+            json::parse(R"({"seed": 7, "failureRate": 0.5, "simulations": [{"id": "s"}]})"));
+        options.rules = json::parse(R"([{"method": "POST", "occurrence": 5, "times": 9,
+                                         "action": "status"}])");
+        Emulator emulator(options);
+        std::array<json, Clients> own;
+        std::vector<std::thread> threads;
+        for (int client = 0; client < Clients; ++client) {
+            threads.emplace_back([&emulator, client,
+                                  &made = own.at(static_cast<std::size_t>(client))] {
+                for (int i = 0; i < Starts; ++i) {
+                    const Reply reply = AskEmulator(emulator, "POST", "/simulations/s/executions",
+                                                    json({client, i}).dump());
+                    if (reply.status == 201) { made.push_back(reply.document); }
+                }
+            });
+        }
+        for (std::thread& thread : threads) { thread.join(); }
+        for (const json& made : own) {
+            for (std::size_t i = 1; i < made.size(); ++i) {
+                EXPECT_LT(ReadNumber(made[i - 1]["id"]), ReadNumber(made[i]["id"]));
+            }
+        }
+        json course = emulator.Export();
+        for (json& execution : course["executions"]) { execution.erase("data"); }
+        return course;
+    };
+    const json course = run();
+    EXPECT_EQ(course["executions"].size(), std::size_t{Clients * Starts - 9});
+    EXPECT_EQ(run(), course);
 }
 
 TEST(State, ServesDocumentsAsTheyStand) {
