@@ -4,11 +4,11 @@
 
 #include <algorithm>
 
+#include "JsonText.h"
+
 namespace VarnelBase::Emulation {
 
 namespace {
-
-constexpr int MaxDepth = 200;
 
 /// Where the path of a target begins: behind scheme and authority, where it has them.
 std::size_t FindPath(const std::string& target) {
@@ -47,16 +47,11 @@ std::string WriteJson(const json& document) {
 }
 
 json ReadJson(const std::string& text) {
-    bool isTooDeep = false;
-    const auto limitDepth = [&](int depth, json::parse_event_t /*event*/, json& /*parsed*/) {
-        isTooDeep = isTooDeep || depth > MaxDepth;
-        return !isTooDeep;
-    };
-    json document = json::parse(text, limitDepth, false);
-    if (isTooDeep) {
+    if (MeasureJsonDepth(text) > MaxJsonDepth) {
         throw Refusal(400, "invalid_json",
-                      "the body nests deeper than " + std::to_string(MaxDepth) + " levels");
+                      "the body nests deeper than " + std::to_string(MaxJsonDepth) + " levels");
     }
+    json document = json::parse(text, nullptr, false);
     if (document.is_discarded()) {
         throw Refusal(400, "invalid_json", "the body is not one JSON value in UTF-8");
     }
