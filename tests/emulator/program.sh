@@ -66,6 +66,9 @@ start --tls-cert cert.pem --tls-key key.pem
 [[ $url == https://127.0.0.1:* ]] && curl -fsS --cacert cert.pem "$url/users" "$url/_local/clock" >/dev/null || fail "no TLS"
 head -c 3000000 /dev/zero | tr '\0' x | curl -s --cacert cert.pem -T - "$url/users" | grep -q method_not_allowed || fail "no large body through TLS"
 ! curl -s "${url/https/http}/users" >/dev/null || fail "plain HTTP where TLS is spoken"
+ask='curl -sS "$VARNEL_EMULATOR_URL/version"'
+"$emulator" exec --record learnt.har --upstream "$url" -- sh -c "$ask" | grep -q certificate || fail "trusts any upstream"
+SSL_CERT_FILE=cert.pem "$emulator" exec --record learnt.har --upstream "$url" -- sh -c "$ask" | grep -q 0.4.1 || fail "no TLS upstream"
 kill $pid && wait $pid
 
 # one emulator at a time
