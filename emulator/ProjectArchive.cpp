@@ -108,12 +108,12 @@ std::string NameAttachment(const std::string& fileName) {
 Answer GenerateProject(const json& request) {
     static const json noRequest = json::object();
     Members members(request.is_null() ? noRequest : request, "");
-    const std::string name = members.ReadText("name", "project");
+    const std::string name = members.IsGiven("name") ? members.ReadText("name") : "project";
     if (!IsFileName(name)) { members.Refuse("name", "cannot be a file's name"); }
 
     std::map<std::string, std::string> entries;
     entries[name + "/project.json"] = request.dump(2) + "\n";
-    if (members.Has("files")) {
+    if (members.IsGiven("files")) {
         const json& files = members.Find("files");
         Members texts(files, "files");
         for (const auto& file : files.items()) {

@@ -66,6 +66,8 @@ TEST(Emulator, AnswersWithTheStatusOfTheCase) {
         {"DELETE", "/users/usr-1", "", 204},
         {"PUT", "/users", "", 405},
         {"POST", "/generateProject", R"({"name": "../up"})", 422},
+        {"POST", "/generateProject", R"({"files": null})", 422},
+        {"POST", "/generateProject", R"({"name": null})", 422},
         {"POST", "/_local/clock", R"({"advance": -1})", 422},
         {"POST", "/_local/faults", R"({"action": "reset", "probability": 0.5})", 422},
     };
