@@ -282,9 +282,11 @@ TEST_F(Sessions, AskAProviderInTroubleSeldom) {
             const milliseconds before = clock.passed;
             EXPECT_EQ(Ask(auth).substr(0, 4), "e30.");
             EXPECT_LE(clock.passed - before, seconds(3));
-            if (CountRequests("HTTP/1.1") > 0) {
-                tries.push_back(static_cast<int>((before - start) / seconds(1)));
+            int asked = CountRequests("HTTP/1.1");
+            while (asked == 0 && clock.passed > before) { // on its way, since silence takes no time
+                asked = CountRequests("HTTP/1.1");
             }
+            if (asked > 0) { tries.push_back(static_cast<int>((before - start) / seconds(1))); }
             clock.passed += seconds(1);
         }
         EXPECT_EQ(tries, expected) << trouble;
