@@ -5,6 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+.ci/install-packages.sh build contract
 tools=$PWD/build/contract
 [[ -x $tools/bin/schemathesis ]] || {
     python3 -m venv "$tools"
@@ -20,6 +21,5 @@ build/dev/emulator/varnel-emulator --port 0 --speed 0 >"$work/line" &
 trap 'kill $! 2>/dev/null || true; rm -rf "$work"' EXIT
 read -r url <"$work/line"
 # What steers the emulator would change what the other operations answer.
-cd "$work"
 "$tools/bin/schemathesis" run "$url/_local/openapi.json" --max-examples 50 --exclude-path-regex '^/_local/' \
     --phases examples,coverage,fuzzing --no-color

@@ -19,7 +19,7 @@ printf '#include "%s"\n' "$PWD"/src/*.cpp "$PWD/tests/wire/wire_capture.cpp" >"$
 check() {
     local release flavour=plain flags
     if [ "$1" = debian ]; then
-        flavour=split
+        flavour="split"
         release=$(pkg-config --modversion cpp-httplib)
         read -ra flags <<<"$(pkg-config --cflags --libs cpp-httplib)"
     else
