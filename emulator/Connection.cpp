@@ -1,42 +1,101 @@
 #include "Connection.h"
 
 #include <boost/asio/post.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/http/read.hpp>
 
 #include <algorithm>
 #include <cmath>
-#include <sstream>
 #include <utility>
 
+#include "RequestHead.h"
 #include "UtcTime.h"
 
 namespace VarnelBase::Emulation {
 
 namespace {
 
-using boost::system::error_code;
+namespace asio = boost::asio;
+namespace http = boost::beast::http;
 using std::chrono::milliseconds;
-using Tcp = boost::asio::ip::tcp;
-using Outcome = ClientSocket::Outcome;
-using State = RequestReader::State;
 
-constexpr milliseconds IdleTime{75000};
-constexpr milliseconds RequestTime{30000}; ///< that a request may take to arrive
-constexpr milliseconds StallTime{30000};   ///< that a client may take no byte
-constexpr milliseconds DrainTime{500};
+constexpr milliseconds IdleTime{75000};  ///< up to the end of the next request's head
+constexpr milliseconds BodyTime{30000};  ///< that a body may take to arrive
+constexpr milliseconds StallTime{30000}; ///< that a client may take no byte
+constexpr milliseconds ClosingTime{500}; ///< that it may go on sending after the last answer
 constexpr milliseconds TimeAfterStop{1000};
 constexpr std::size_t MaxDrainBytes = std::size_t{4} << 20U;
-constexpr std::size_t BlankBlockBytes = 65536;
+constexpr std::size_t BlockBytes = 65536;
 constexpr std::size_t WaiterThreads = 8;
+
+std::string ToText(boost::beast::string_view text) {
+    return {text.data(), text.size()};
+}
+
+/// Whether a request line asks for a version of HTTP that is not spoken here.
+bool HasOtherVersion(std::string_view bytes) {
+    const std::string_view line = bytes.substr(0, bytes.find("\r\n"));
+    const std::string_view version = line.substr(std::min(line.rfind(' ') + 1, line.size()));
+    return version.size() == 8 && version.substr(0, 5) == "HTTP/" && version[5] != '1';
+}
+
+/// @param head  what was understood
+/// @param bytes what was not
+Answer ExplainRefusal(const boost::system::error_code& error, const Request& head,
+                      std::string_view bytes) {
+    const std::string limit = std::to_string(MaxHeadBytes) + " bytes";
+    if (error == http::error::body_limit) {
+        return MakeErrorAnswer(
+            413, "content_too_large",
+            "the body is longer than " + std::to_string(MaxBodyBytes) + " bytes");
+    }
+    const bool isLineRead = !head.method.empty() || bytes.find('\n') != std::string_view::npos;
+    if (error == http::error::header_limit) {
+        return isLineRead ? MakeErrorAnswer(431, "header_fields_too_large",
+                                            "the headers are longer than " + limit)
+                          : MakeErrorAnswer(414, "uri_too_long",
+                                            "the request line is longer than " + limit);
+    }
+    if (error == http::error::bad_version && HasOtherVersion(bytes)) {
+        return MakeErrorAnswer(505, "version_not_supported",
+                               "the version of HTTP must be 1.1 or 1.0");
+    }
+    return MakeErrorAnswer(400, "bad_request", "the request is not valid HTTP: " + error.message());
+}
+
+/// Whether what a read ended with is the client's misuse of HTTP, not the end of its connection.
+bool IsMisuse(const boost::system::error_code& error) {
+    return error.category() == http::make_error_code(http::error::bad_value).category() &&
+           error != http::error::end_of_stream && error != http::error::partial_message;
+}
 
 } // namespace
 
 Connection::Connection(ServerParts& shared, int accepted)
-    : parts(shared), socket(shared.loop, Tcp::v4(), accepted), client(accepted, shared.tls.get()) {}
+    : parts(shared),
+      stream(shared.loop, accepted, shared.tls ? &*shared.tls : nullptr),
+      arrived(2 * MaxHeadBytes) {}
+
+/// A handler that goes on with a step, unless the connection has ended.
+auto Connection::Continue(Step step) {
+    return [self = shared_from_this(), step](const Error& error, std::size_t /*size*/ = 0) {
+        if (error || !self->stream.socket.is_open()) {
+            self->Close();
+        } else {
+            (self.get()->*step)();
+        }
+    };
+}
 
 void Connection::Start() {
     parts.connections.insert(shared_from_this());
     SetTimeLeft(IdleTime);
-    Receive();
+    if (stream.tls) {
+        stream.tls->async_handshake(asio::ssl::stream_base::server,
+                                    Continue(&Connection::ReadHead));
+    } else {
+        ReadHead();
+    }
 }
 
 void Connection::CheckTime(Clock::time_point now) {
@@ -44,7 +103,7 @@ void Connection::CheckTime(Clock::time_point now) {
 }
 
 void Connection::Stop() {
-    if (reader == nullptr && !isDraining) {
+    if (isBetweenRequests) {
         Close();
         return;
     }
@@ -53,106 +112,92 @@ void Connection::Stop() {
     if (delivery && delivery->stream != nullptr) { delivery->stream->Close(); }
 }
 
-void Connection::Await(Tcp::socket::wait_type readiness, Step step) {
-    socket.async_wait(readiness, [self = shared_from_this(), step](const error_code& error) {
-        if (!error && self->socket.is_open()) { (self.get()->*step)(); }
-    });
+void Connection::SetTimeLeft(milliseconds time) {
+    deadline = Clock::now() + (parts.isStopping ? std::min(time, TimeAfterStop) : time);
 }
 
 void Connection::AwaitTime(double seconds, Step step) {
     const milliseconds time(parts.isStopping ? 0 : std::llround(seconds * 1000));
     SetTimeLeft(time + StallTime);
-    if (timer == nullptr) { timer = std::make_unique<boost::asio::steady_timer>(parts.loop); }
+    if (timer == nullptr) { timer = std::make_unique<asio::steady_timer>(parts.loop); }
     timer->expires_after(time);
     // The end of the server ends the wait, too.
-    timer->async_wait([self = shared_from_this(), step](const error_code& /*error*/) {
-        if (self->socket.is_open()) { (self.get()->*step)(); }
-    });
+    timer->async_wait([go = Continue(step)](const Error& /*error*/) { go({}); });
 }
 
-void Connection::Post(Step step) {
-    boost::asio::post(parts.loop, [self = shared_from_this(), step] {
-        if (self->socket.is_open()) { (self.get()->*step)(); }
-    });
+void Connection::ReadHead() {
+    parser.emplace();
+    parser->header_limit(MaxHeadBytes);
+    parser->body_limit(MaxBodyBytes);
+    http::async_read_header(stream, arrived, *parser,
+                            [self = shared_from_this()](const Error& error, std::size_t /*size*/) {
+                                self->BeginRequest(error);
+                            });
 }
 
-void Connection::SetTimeLeft(milliseconds time) {
-    deadline = Clock::now() + (parts.isStopping ? std::min(time, TimeAfterStop) : time);
-}
-
-void Connection::Receive() {
-    std::size_t size = parts.buffer.size();
-    switch (client.Receive(parts.buffer.data(), size)) {
-        case Outcome::WantsRead:
-            Await(Tcp::socket::wait_read, &Connection::Receive);
-            break;
-        case Outcome::WantsWrite:
-            Await(Tcp::socket::wait_write, &Connection::Receive);
-            break;
-        case Outcome::Ended:
-            Close();
-            break;
-        case Outcome::Moved:
-            if (arrived.empty()) {
-                Consume({parts.buffer.data(), size});
-            } else {
-                arrived.append(parts.buffer.data(), size);
-                ConsumeArrived();
-            }
+void Connection::BeginRequest(const Error& error) {
+    if (!stream.socket.is_open() || (error && !IsMisuse(error))) {
+        Close();
+        return;
     }
-}
-
-void Connection::ConsumeArrived() {
-    const std::string bytes = std::exchange(arrived, std::string());
-    Consume(bytes);
-}
-
-void Connection::Consume(std::string_view bytes) {
-    if (reader == nullptr) {
-        reader = std::make_unique<RequestReader>();
-        isHeadRead = false;
-        begin = Clock::now();
-        exchange.startedAt = GetMachineTime();
-        SetTimeLeft(RequestTime);
+    isBetweenRequests = false;
+    begin = Clock::now();
+    SetTimeLeft(BodyTime);
+    fault.reset();
+    exchange.startedAt = GetMachineTime();
+    const auto& head = parser->get();
+    Request& request = exchange.request;
+    request.method = ToText(head.method_string());
+    request.target = ToText(head.target());
+    request.isHttp11 = head.version() == 11;
+    for (const auto& field : head) {
+        request.headers.emplace_back(ToText(field.name_string()), ToText(field.value()));
     }
-    bytes.remove_prefix(reader->Read(bytes));
-    if (!isHeadRead && !ReadHead(bytes)) { return; }
-    arrived.assign(bytes);
-    switch (reader->GetState()) {
-        case State::Whole:
-            Deliver(parts.callbacks.answer(reader->GetRequest(), fault));
-            break;
-        case State::Bad:
-            fault.reset();
-            reader->GetRequest().isKeptAlive = false;
-            Deliver(reader->TakeRefusal());
-            break;
-        default:
-            Await(Tcp::socket::wait_read, &Connection::Receive);
+    if (error) {
+        EndRequest(error);
+        return;
     }
-}
-
-/// Begins the body where the head has ended; false: it is not to be read.
-bool Connection::ReadHead(std::string_view& bytes) {
-    const State state = reader->GetState();
-    if (state != State::Body && state != State::Whole) { return true; }
-    isHeadRead = true;
-    fault = parts.callbacks.chooseFault(reader->GetRequest());
+    if (auto refusal = CheckHead(request)) {
+        Deliver(*std::move(refusal));
+        return;
+    }
+    request.isKeptAlive = parser->keep_alive();
+    fault = parts.callbacks.chooseFault(request);
     if (fault && fault->action == FaultAction::DropBeforeReading) {
         Deliver(Answer());
-        return false;
+    } else if (parser->is_done()) {
+        EndRequest({});
+    } else if (arrived.size() == 0 && IsContinueExpected(request)) {
+        static constexpr std::string_view line = "HTTP/1.1 100 Continue\r\n\r\n";
+        asio::async_write(stream, asio::buffer(line.data(), line.size()),
+                          Continue(&Connection::ReadBody));
+    } else {
+        ReadBody();
     }
-    if (state == State::Whole) { return true; }
-    if (bytes.empty() && reader->IsContinueExpected()) {
-        std::string_view line = "HTTP/1.1 100 Continue\r\n\r\n";
-        client.Send(line);
-        if (!line.empty()) {
-            Close();
-            return false;
-        }
+}
+
+void Connection::ReadBody() {
+    arrived.reserve(BlockBytes);
+    http::async_read(stream, arrived, *parser,
+                     [self = shared_from_this()](const Error& error, std::size_t /*size*/) {
+                         self->EndRequest(error);
+                     });
+}
+
+void Connection::EndRequest(const Error& error) {
+    Request& request = exchange.request;
+    request.body = std::move(parser->get().body());
+    if (!error) {
+        Deliver(parts.callbacks.answer(request, fault));
+    } else if (IsMisuse(error)) {
+        request.isKeptAlive = false;
+        fault.reset();
+        const auto bytes = arrived.cdata();
+        Deliver(
+            ExplainRefusal(error, request, {static_cast<const char*>(bytes.data()), bytes.size()}));
+    } else {
+        Close();
     }
-    bytes.remove_prefix(reader->Read(bytes));
-    return true;
 }
 
 void Connection::Deliver(Answer answer) {
@@ -160,7 +205,7 @@ void Connection::Deliver(Answer answer) {
         DeliverLater(std::move(answer));
         return;
     }
-    delivery = PlanDelivery(std::move(answer), reader->GetRequest(), fault);
+    delivery = PlanDelivery(std::move(answer), exchange.request, fault);
     if (delivery->delaySeconds > 0) {
         AwaitTime(delivery->delaySeconds, &Connection::BeginSending);
     } else {
@@ -171,135 +216,124 @@ void Connection::Deliver(Answer answer) {
 void Connection::DeliverLater(Answer answer) {
     deadline = parts.isStopping ? deadline : Clock::time_point::max();
     if (parts.waiters == nullptr) {
-        parts.waiters = std::make_unique<boost::asio::thread_pool>(WaiterThreads);
+        parts.waiters = std::make_unique<asio::thread_pool>(WaiterThreads);
     }
-    boost::asio::post(*parts.waiters, [self = shared_from_this(), later = std::move(answer.later)] {
+    asio::post(*parts.waiters, [self = shared_from_this(), later = std::move(answer.later)] {
         Answer made;
         try {
             made = later(self->parts.isStopping);
         } catch (const std::exception& error) {
             made = MakeErrorAnswer(500, "internal", error.what());
         }
-        boost::asio::post(self->parts.loop, [self, made = std::move(made)]() mutable {
-            if (self->socket.is_open()) { self->Deliver(std::move(made)); }
+        asio::post(self->parts.loop, [self, made = std::move(made)]() mutable {
+            if (self->stream.socket.is_open()) { self->Deliver(std::move(made)); }
         });
     });
 }
 
 void Connection::BeginSending() {
-    exchange.request = std::move(reader->GetRequest());
     exchange.status = delivery->status;
     exchange.faultRule = fault ? fault->rule : 0;
     exchange.durationMs = std::chrono::duration<double, std::milli>(Clock::now() - begin).count();
     parts.callbacks.record(std::exchange(exchange, Exchange()));
 
     if (delivery->ending == Delivery::Ending::Reset) {
-        client.PrepareReset();
+        Error ignored;
+        stream.socket.set_option(asio::socket_base::linger(true, 0), ignored);
         Close();
         return;
     }
     if (delivery->stream != nullptr) {
         delivery->stream->SetWakeUp([weak = weak_from_this()] {
-            if (const auto self = weak.lock()) { self->Post(&Connection::SendMore); }
+            const auto self = weak.lock();
+            if (self == nullptr) { return; }
+            asio::post(self->parts.loop,
+                       [go = self->Continue(&Connection::SendStream)] { go({}); });
         });
-        Await(Tcp::socket::wait_read, &Connection::WatchStream);
+        WatchStream();
     }
     unsent = delivery->bytes;
-    SetTimeLeft(StallTime);
     Send();
 }
 
 void Connection::Send() {
-    while (!unsent.empty()) {
-        const std::string_view bytes = delivery->pauseSeconds ? unsent.substr(0, 1) : unsent;
-        std::string_view left = bytes;
-        switch (client.Send(left)) {
-            case Outcome::WantsRead:
-                Await(Tcp::socket::wait_read, &Connection::Send);
-                return;
-            case Outcome::WantsWrite:
-                Await(Tcp::socket::wait_write, &Connection::Send);
-                return;
-            case Outcome::Ended:
-                Close();
-                return;
-            case Outcome::Moved:
-                break;
-        }
-        unsent.remove_prefix(bytes.size() - left.size());
-        SetTimeLeft(StallTime);
-        if (delivery->pauseSeconds && !unsent.empty()) {
-            AwaitTime(*delivery->pauseSeconds, &Connection::Send);
-            return;
-        }
+    SetTimeLeft(StallTime);
+    if (unsent.empty()) {
+        SendMore();
+        return;
     }
+    const std::size_t size = delivery->pauseSeconds ? 1 : unsent.size();
+    stream.async_write_some(asio::buffer(unsent.data(), size),
+                            [self = shared_from_this()](const Error& error, std::size_t sent) {
+                                if (error || !self->stream.socket.is_open()) {
+                                    self->Close();
+                                    return;
+                                }
+                                self->unsent.remove_prefix(sent);
+                                if (self->delivery->pauseSeconds && !self->unsent.empty()) {
+                                    self->AwaitTime(*self->delivery->pauseSeconds,
+                                                    &Connection::Send);
+                                } else {
+                                    self->Send();
+                                }
+                            });
+}
+
+/// Goes on with what follows the bytes of the answer.
+void Connection::SendMore() {
     if (delivery->stream != nullptr) {
         isAwaitingStream = true;
         deadline = parts.isStopping ? deadline : Clock::time_point::max();
-        SendMore();
+        SendStream();
     } else if (delivery->blanks > 0 && !parts.isStopping) {
-        part.assign(
-            static_cast<std::size_t>(std::min<std::int64_t>(delivery->blanks, BlankBlockBytes)),
-            ' ');
+        part.assign(static_cast<std::size_t>(std::min<std::int64_t>(delivery->blanks, BlockBytes)),
+                    ' ');
         delivery->blanks -= static_cast<std::int64_t>(part.size());
         unsent = part;
-        Post(&Connection::Send); // others have their turn
+        Send();
     } else {
         EndAnswer();
     }
 }
 
 /// Sends what was written to the stream, unless something else is still being sent.
-void Connection::SendMore() {
+void Connection::SendStream() {
     if (!isAwaitingStream) { return; }
     bool hasEnded = false;
     part = delivery->stream->Take(hasEnded);
-    if (!part.empty() && delivery->isStreamChunked) {
-        std::ostringstream length;
-        length << std::hex << part.size();
-        part = length.str() + "\r\n" + part + "\r\n";
-    }
     if (hasEnded) {
-        if (delivery->isStreamChunked) { part += "0\r\n\r\n"; }
         delivery->stream->SetWakeUp(nullptr);
         delivery->stream.reset();
     }
     if (part.empty() && !hasEnded) { return; }
     isAwaitingStream = false;
     unsent = part;
-    SetTimeLeft(StallTime);
     Send();
 }
 
 /// Notices that the client has gone while nothing is written for it.
 void Connection::WatchStream() {
-    std::size_t size = parts.buffer.size();
-    if (client.Receive(parts.buffer.data(), size) == Outcome::Ended) {
-        Close();
-    } else {
-        Await(Tcp::socket::wait_read, &Connection::WatchStream);
-    }
+    stream.async_read_some(asio::buffer(parts.unused), Continue(&Connection::WatchStream));
 }
 
 void Connection::EndAnswer() {
     const bool isKept = delivery->ending == Delivery::Ending::Keep && !parts.isStopping;
-    const bool hasUnread = reader->GetState() != State::Whole || !arrived.empty();
     delivery.reset();
-    reader.reset();
     if (isKept) {
+        isBetweenRequests = true;
         SetTimeLeft(IdleTime);
-        if (arrived.empty()) {
-            Await(Tcp::socket::wait_read, &Connection::Receive);
-        } else {
-            Post(&Connection::ConsumeArrived);
-        }
+        arrived.shrink_to_fit();
+        ReadHead();
         return;
     }
-    client.ShutDown();
-    if (hasUnread) {
+    SetTimeLeft(ClosingTime);
+    Error ignored;
+    if (stream.tls) {
+        stream.tls->async_shutdown(
+            [self = shared_from_this()](const Error& /*error*/) { self->Close(); });
+    } else if (!parser->is_done() || arrived.size() > 0 || stream.socket.available(ignored) > 0) {
         // Closing with unread bytes would throw the answer away that is on its way.
-        isDraining = true;
-        SetTimeLeft(DrainTime);
+        stream.socket.shutdown(asio::socket_base::shutdown_send, ignored);
         Drain();
     } else {
         Close();
@@ -307,23 +341,16 @@ void Connection::EndAnswer() {
 }
 
 void Connection::Drain() {
-    std::size_t size = parts.buffer.size();
-    switch (client.Receive(parts.buffer.data(), size)) {
-        case Outcome::WantsRead:
-        case Outcome::WantsWrite:
-            Await(Tcp::socket::wait_read, &Connection::Drain);
-            break;
-        case Outcome::Ended:
-            Close();
-            break;
-        case Outcome::Moved:
-            drained += size;
-            if (drained < MaxDrainBytes) {
-                Post(&Connection::Drain);
+    stream.socket.async_read_some(
+        asio::buffer(parts.unused),
+        [self = shared_from_this()](const Error& error, std::size_t size) {
+            self->drained += size;
+            if (error || self->drained > MaxDrainBytes) {
+                self->Close();
             } else {
-                Close();
+                self->Drain();
             }
-    }
+        });
 }
 
 void Connection::Close() {
@@ -332,8 +359,8 @@ void Connection::Close() {
         delivery->stream->Close();
     }
     if (timer != nullptr) { timer->cancel(); }
-    error_code ignored;
-    socket.close(ignored);
+    Error ignored;
+    stream.socket.close(ignored);
     parts.connections.erase(shared_from_this());
 }
 

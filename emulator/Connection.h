@@ -1,24 +1,23 @@
 #pragma once
 
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/thread_pool.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/http/parser.hpp>
+#include <boost/beast/http/string_body.hpp>
 
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_set>
 
-#include "ClientSocket.h"
+#include "ClientStream.h"
 #include "Delivery.h"
-#include "RequestReader.h"
-#include "ServerCallbacks.h"
+#include "HttpServer.h"
 
 namespace VarnelBase::Emulation {
 
@@ -31,10 +30,10 @@ struct ServerParts {
 
     ServerCallbacks callbacks;
     boost::asio::io_context loop{1};
-    TlsContext tls;
+    std::optional<boost::asio::ssl::context> tls;
     std::atomic<bool> isStopping{false};
     std::unordered_set<std::shared_ptr<Connection>> connections;
-    std::array<char, 65536> buffer{};                  ///< into which every connection reads
+    std::array<char, 65536> unused{};                  ///< where goes what nobody reads
     std::unique_ptr<boost::asio::thread_pool> waiters; ///< carry out what waits for others
 };
 
@@ -56,36 +55,37 @@ public:
     void Stop();
 
 private:
+    using Error = boost::system::error_code;
     using Step = void (Connection::*)();
 
-    void Await(boost::asio::ip::tcp::socket::wait_type readiness, Step step);
-    void AwaitTime(double seconds, Step step);
-    void Post(Step step);
+    auto Continue(Step step);
     void SetTimeLeft(std::chrono::milliseconds time);
+    void AwaitTime(double seconds, Step step);
 
-    void Receive();
-    void Consume(std::string_view bytes);
-    void ConsumeArrived();
-    bool ReadHead(std::string_view& bytes);
+    void ReadHead();
+    void BeginRequest(const Error& error);
+    void ReadBody();
+    void EndRequest(const Error& error);
+    void Refuse(const Error& error);
     void Deliver(Answer answer);
     void DeliverLater(Answer answer);
     void BeginSending();
     void Send();
     void SendMore();
+    void SendStream();
     void WatchStream();
     void EndAnswer();
     void Drain();
     void Close();
 
     ServerParts& parts;
-    boost::asio::ip::tcp::socket socket;
-    ClientSocket client;
+    ClientStream stream;
     Clock::time_point deadline;
     std::unique_ptr<boost::asio::steady_timer> timer; ///< of delays; most connections have none
 
-    std::string arrived;                   ///< what the reader has not used yet
-    std::unique_ptr<RequestReader> reader; ///< none between two requests
-    bool isHeadRead = false;
+    boost::beast::flat_buffer arrived; ///< what the parser has not used yet
+    std::optional<boost::beast::http::request_parser<boost::beast::http::string_body>> parser;
+    bool isBetweenRequests = true;
     Clock::time_point begin; ///< of the request
     Exchange exchange;
     std::optional<Fault> fault;
@@ -94,7 +94,6 @@ private:
     std::string part;                 ///< of what follows its bytes
     std::string_view unsent;          ///< of its bytes, or of the part
     bool isAwaitingStream = false;
-    bool isDraining = false;
     std::size_t drained = 0;
 };
 

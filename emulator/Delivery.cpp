@@ -37,10 +37,9 @@ std::string WriteHead(const Answer& answer, Framing framing, const Request& requ
     return head + "\r\n";
 }
 
-Framing ChooseFraming(const Answer& answer, const Request& request, const Fault& fault) {
+Framing ChooseFraming(const Answer& answer, const Fault& fault) {
     if (fault.action == FaultAction::MalformedChunk) { return Framing::Chunks; }
-    if (fault.action == FaultAction::Endless) { return Framing::End; }
-    if (answer.stream != nullptr) { return request.isHttp11 ? Framing::Chunks : Framing::End; }
+    if (fault.action == FaultAction::Endless || answer.stream != nullptr) { return Framing::End; }
     return answer.status == 204 || answer.status == 304 ? Framing::None : Framing::Length;
 }
 
@@ -117,7 +116,7 @@ Delivery PlanDelivery(Answer answer, const Request& request, const std::optional
     SpoilAnswer(applied, answer);
 
     Delivery delivery;
-    const Framing framing = ChooseFraming(answer, request, applied);
+    const Framing framing = ChooseFraming(answer, applied);
     const bool isEndOfConnection = framing == Framing::End || !request.isKeptAlive;
     delivery.ending = isEndOfConnection ? Ending::Close : Ending::Keep;
     delivery.status = answer.status;
@@ -127,7 +126,6 @@ Delivery PlanDelivery(Answer answer, const Request& request, const std::optional
     if (request.method != "HEAD" && framing != Framing::None) {
         delivery.bytes += answer.body;
         delivery.stream = std::move(answer.stream);
-        delivery.isStreamChunked = framing == Framing::Chunks;
     }
     SpoilDelivery(applied, headSize, delivery);
     return delivery;

@@ -20,8 +20,7 @@ struct Delivery {
     std::optional<double> pauseSeconds; ///< between any two bytes; none: all are sent at once
     std::int64_t blanks = 0;            ///< how many are sent behind the bytes
     std::shared_ptr<BodyStream> stream; ///< what is sent behind the bytes
-    bool isStreamChunked = false;
-    Ending ending = Ending::Keep; ///< what happens to the connection then
+    Ending ending = Ending::Keep;       ///< what happens to the connection then
 };
 
 /// Says how an answer to a request is sent, and what a fault changes in it.

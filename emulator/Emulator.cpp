@@ -121,7 +121,7 @@ struct Emulator::Parts {
         callbacks.record = [this](Emulation::Exchange exchange) {
             if (!IsLocal(exchange.request)) { requests.Add(std::move(exchange)); }
         };
-        server = std::make_unique<Emulation::HttpServer>(
+        server = Emulation::StartHttpServer(
             Emulation::ServerAddress{options.address, options.port, options.tlsCertificateFile,
                                      options.tlsKeyFile},
             std::move(callbacks));

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <boost/asio/basic_socket_acceptor.hpp>
 #include <boost/asio/post.hpp>
 
 #include <cerrno>
@@ -17,22 +18,25 @@ namespace VarnelBase::Emulation {
 
 namespace {
 
+namespace asio = boost::asio;
 using boost::system::error_code;
-using Tcp = boost::asio::ip::tcp;
+using Tcp = asio::ip::tcp;
+using Acceptor = asio::basic_socket_acceptor<Tcp, ClientStream::executor_type>;
 
 constexpr std::chrono::milliseconds CheckInterval{250};
 constexpr std::chrono::milliseconds CheckIntervalAtStop{10};
 constexpr int AcceptedAtOnce = 64;
 
-Tcp::acceptor Listen(boost::asio::io_context& loop, const ServerAddress& address) {
+Acceptor Listen(asio::io_context& loop, const ServerAddress& address) {
     try {
         Tcp::resolver resolver(loop);
         const Tcp::endpoint endpoint =
             *resolver.resolve(address.host, std::to_string(address.port), Tcp::resolver::passive)
                  .begin();
-        Tcp::acceptor acceptor(loop, endpoint.protocol());
+        Acceptor acceptor(loop.get_executor(), endpoint.protocol());
         fcntl(acceptor.native_handle(), F_SETFD, FD_CLOEXEC);
         acceptor.set_option(Tcp::acceptor::reuse_address(true));
+        acceptor.set_option(Tcp::no_delay(true)); // which the connections inherit
         acceptor.bind(endpoint);
         acceptor.listen();
         return acceptor;
@@ -42,14 +46,25 @@ Tcp::acceptor Listen(boost::asio::io_context& loop, const ServerAddress& address
     }
 }
 
-} // namespace
+/// @throws std::runtime_error naming the file that cannot be used
+void UseTls(const ServerAddress& address, asio::ssl::context& context) {
+    SSL_CTX_set_min_proto_version(context.native_handle(), TLS1_2_VERSION);
+    error_code error;
+    const auto require = [&error](const std::string& what) {
+        if (error) { throw std::runtime_error(what + ": " + error.message()); }
+    };
+    context.use_certificate_chain_file(address.certificateFile, error);
+    require("certificate " + address.certificateFile);
+    context.use_private_key_file(address.keyFile, asio::ssl::context::pem, error);
+    require("key " + address.keyFile);
+}
 
-class HttpServer::Listener {
+class Listener final : public HttpServer {
 public:
     Listener(const ServerAddress& address, ServerCallbacks callbacks)
         : parts(std::move(callbacks)), acceptor(Listen(parts.loop, address)), timer(parts.loop) {
         if (!address.certificateFile.empty()) {
-            parts.tls = MakeTlsContext(address.certificateFile, address.keyFile);
+            UseTls(address, parts.tls.emplace(asio::ssl::context::tls_server));
         }
         AwaitClients();
         // A host's signals are its own threads' business.
@@ -61,13 +76,17 @@ public:
         pthread_sigmask(SIG_SETMASK, &before, nullptr);
     }
 
-    int GetPort() const { return acceptor.local_endpoint().port(); }
+    ~Listener() override { Listener::Stop(); }
+    Listener(const Listener&) = delete;
+    Listener& operator=(const Listener&) = delete;
 
-    void Stop() {
+    int GetPort() const override { return acceptor.local_endpoint().port(); }
+
+    void Stop() override {
         const std::lock_guard<std::mutex> lock(stopping);
         if (!thread.joinable()) { return; }
         parts.isStopping = true;
-        boost::asio::post(parts.loop, [this] {
+        asio::post(parts.loop, [this] {
             acceptor.close();
             for (const auto& connection : ListConnections()) { connection->Stop(); }
             timer.cancel();
@@ -89,7 +108,7 @@ private:
     }
 
     void AwaitClients() {
-        acceptor.async_wait(Tcp::acceptor::wait_read, [this](const error_code& error) {
+        acceptor.async_wait(Acceptor::wait_read, [this](const error_code& error) {
             if (!error && acceptor.is_open()) { AcceptClients(); }
         });
     }
@@ -104,8 +123,6 @@ private:
                 isAccepting = !isExhausted;
                 break;
             }
-            const int on = 1;
-            setsockopt(client, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
             std::make_shared<Connection>(parts, client)->Start();
         }
         if (!isChecking) { AwaitCheck(); }
@@ -133,27 +150,19 @@ private:
     }
 
     ServerParts parts;
-    Tcp::acceptor acceptor;
-    boost::asio::steady_timer timer;
+    Acceptor acceptor;
+    asio::steady_timer timer;
     bool isAccepting = true;
     bool isChecking = false;
     std::mutex stopping;
     std::thread thread;
 };
 
-HttpServer::HttpServer(const ServerAddress& address, ServerCallbacks callbacks)
-    : listener(std::make_unique<Listener>(address, std::move(callbacks))) {}
+} // namespace
 
-HttpServer::~HttpServer() {
-    listener->Stop();
-}
-
-int HttpServer::GetPort() const {
-    return listener->GetPort();
-}
-
-void HttpServer::Stop() {
-    listener->Stop();
+std::unique_ptr<HttpServer> StartHttpServer(const ServerAddress& address,
+                                            ServerCallbacks callbacks) {
+    return std::make_unique<Listener>(address, std::move(callbacks));
 }
 
 } // namespace VarnelBase::Emulation

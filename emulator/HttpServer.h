@@ -1,9 +1,13 @@
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
-#include "ServerCallbacks.h"
+#include "Faults.h"
+#include "Messages.h"
+#include "RequestLog.h"
 
 namespace VarnelBase::Emulation {
 
@@ -15,27 +19,33 @@ struct ServerAddress {
     std::string keyFile;
 };
 
+/// What a server asks the emulator. Called in the server's thread.
+struct ServerCallbacks {
+    /// The fault that a request meets whose head was read.
+    std::function<std::optional<Fault>(const Request&)> chooseFault;
+    /// Carries a request out, unless the fault prevents it.
+    std::function<Answer(const Request&, const std::optional<Fault>&)> answer;
+    /// Told of every request, before its answer is sent.
+    std::function<void(Exchange)> record;
+};
+
 /// Serves HTTP/1.1 in one thread of its own: a client that is slow or silent costs a few hundred
-/// bytes.
+/// bytes. Its end stops it.
 class HttpServer {
 public:
-    /// Listens and serves from now on.
-    ///
-    /// @throws std::runtime_error naming address and port, or the file, that cannot be used
-    HttpServer(const ServerAddress& address, ServerCallbacks callbacks);
-    ~HttpServer();
-    HttpServer(const HttpServer&) = delete;
-    HttpServer& operator=(const HttpServer&) = delete;
+    virtual ~HttpServer() = default;
 
-    int GetPort() const;
+    virtual int GetPort() const = 0;
 
     /// Takes no further requests, and returns when those in flight are answered or a second and a
     /// half has gone by. Any thread may call it.
-    void Stop();
-
-private:
-    class Listener;
-    std::unique_ptr<Listener> listener;
+    virtual void Stop() = 0;
 };
+
+/// Listens and serves from now on.
+///
+/// @throws std::runtime_error naming address and port, or the file, that cannot be used
+std::unique_ptr<HttpServer> StartHttpServer(const ServerAddress& address,
+                                            ServerCallbacks callbacks);
 
 } // namespace VarnelBase::Emulation

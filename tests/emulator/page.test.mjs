@@ -13,7 +13,7 @@ if (spawnSync('chromedriver', ['--version']).error) {
 }
 
 const base = process.env.VARNEL_EMULATOR_URL;
-const patience = 20000;
+const patience = 60000;
 
 async function ask(method, path, body) {
   const answer = await fetch(base + path, { method, body });
