@@ -48,7 +48,7 @@ std::shared_ptr<const Access> AccessSource::Find() {
     if (last && last->token == token) { return last; }
 
     Access access;
-    access.host = FindOrExplain([&] { return FindHost(token); });
+    access.host = FindOrExplain([&] { return BuildHost(token); });
     if (access.host.empty()) { throw AccessError("the setting apiHost is empty"); }
     const bool isIpv6 = access.host.find(':') != std::string::npos;
     access.origin = (isSecure ? "https://" : "http://") +
@@ -76,7 +76,7 @@ std::string AccessSource::FindToken() {
     return token;
 }
 
-std::string AccessSource::FindHost(const std::string& token) {
+std::string AccessSource::BuildHost(const std::string& token) {
     if (!config || config->GetEnvironment() == Environment::Local) { return configuredHost; }
     const std::string group = auth->GetFirstGroup(token);
     return group.empty() ? configuredHost : group + "." + configuredHost;

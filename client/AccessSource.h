@@ -52,7 +52,7 @@ public:
 
 private:
     std::string FindToken();
-    std::string FindHost(const std::string& token);
+    std::string BuildHost(const std::string& token);
 
     const std::function<std::string()> tokenSource;
     const bool isSecure;

@@ -13,8 +13,8 @@
 
 namespace VarnelBase {
 
-struct ServiceClient::Parts {
-    Parts(std::optional<Environment> environment, const ClientOptions& options)
+struct ServiceClient::Implementation {
+    Implementation(std::optional<Environment> environment, const ClientOptions& options)
         : runner(environment, options) {}
 
     /// An operation's request with its document as it comes.
@@ -62,70 +62,71 @@ void FailToSave(Outcome& outcome, const std::string& reason) {
 } // namespace
 
 ServiceClient::ServiceClient(const ClientOptions& options)
-    : parts(std::make_unique<Parts>(std::nullopt, options)) {}
+    : implementation(std::make_unique<Implementation>(std::nullopt, options)) {}
 
 ServiceClient::ServiceClient(Environment environment, const ClientOptions& options)
-    : parts(std::make_unique<Parts>(environment, options)) {}
+    : implementation(std::make_unique<Implementation>(environment, options)) {}
 
 ServiceClient::~ServiceClient() = default;
 ServiceClient::ServiceClient(ServiceClient&&) noexcept = default;
 ServiceClient& ServiceClient::operator=(ServiceClient&&) noexcept = default;
 
 std::string ServiceClient::GetHostname() {
-    return IsOffline() ? "" : parts->runner.GetAccess().Find()->host;
+    return IsOffline() ? "" : implementation->runner.GetAccess().Find()->host;
 }
 
 unsigned int ServiceClient::GetPort() const {
-    return parts->runner.GetAccess().GetPort();
+    return implementation->runner.GetAccess().GetPort();
 }
 
 Environment ServiceClient::GetEnvironment() const {
-    return parts->runner.GetAccess().GetEnvironment();
+    return implementation->runner.GetAccess().GetEnvironment();
 }
 
 bool ServiceClient::IsOffline() const {
-    return parts->runner.GetAccess().IsOffline();
+    return implementation->runner.GetAccess().IsOffline();
 }
 
 std::string ServiceClient::Login() {
-    return parts->runner.GetAccess().Login();
+    return implementation->runner.GetAccess().Login();
 }
 
 Outcome ServiceClient::GetVersion(const CallOptions& call) {
-    return parts->Call(FindOperation("GetVersion"), {}, call);
+    return implementation->Call(FindOperation("GetVersion"), {}, call);
 }
 
 Outcome ServiceClient::GetAgent(const CallOptions& call) {
-    return parts->Call(FindOperation("GetAgent"), {}, call);
+    return implementation->Call(FindOperation("GetAgent"), {}, call);
 }
 
 Outcome ServiceClient::SendAgentCommand(const std::string& command, const CallOptions& call) {
     const json body = json::object({{"command", command}});
-    return parts->CallWithBody(FindOperation("SendAgentCommand"), {}, body, call);
+    return implementation->CallWithBody(FindOperation("SendAgentCommand"), {}, body, call);
 }
 
 Outcome ServiceClient::GetSimulations(const std::string& scope, int limit, int offset,
                                       const CallOptions& call) {
-    return parts->Call(FindOperation("GetSimulations"),
-                       {scope, std::to_string(limit), std::to_string(offset)}, call);
+    return implementation->Call(FindOperation("GetSimulations"),
+                                {scope, std::to_string(limit), std::to_string(offset)}, call);
 }
 
 Outcome ServiceClient::GetSimulationData(const std::string& simulationId, const CallOptions& call) {
-    return parts->Call(FindOperation("GetSimulationData"), {simulationId}, call);
+    return implementation->Call(FindOperation("GetSimulationData"), {simulationId}, call);
 }
 
 Outcome ServiceClient::DeleteSimulation(const std::string& simulationId, const CallOptions& call) {
-    return parts->Call(FindOperation("DeleteSimulation"), {simulationId}, call);
+    return implementation->Call(FindOperation("DeleteSimulation"), {simulationId}, call);
 }
 
 Outcome ServiceClient::GetSimulationInputs(const std::string& simulationId,
                                            const CallOptions& call) {
-    return parts->Call(FindOperation("GetSimulationInputs"), {simulationId}, call);
+    return implementation->Call(FindOperation("GetSimulationInputs"), {simulationId}, call);
 }
 
 Outcome ServiceClient::PostSimulationInputs(const std::string& simulationId, const json& inputs,
                                             const CallOptions& call) {
-    return parts->CallWithBody(FindOperation("PostSimulationInputs"), {simulationId}, inputs, call);
+    return implementation->CallWithBody(FindOperation("PostSimulationInputs"), {simulationId},
+                                        inputs, call);
 }
 
 NamesOutcome ServiceClient::GetSimulationNames(const CallOptions& call) {
@@ -159,22 +160,24 @@ Outcome ServiceClient::PutSimulationData(const std::string& simulationName,
 
 Outcome ServiceClient::GetExecutions(const std::string& simulationId, int limit, int offset,
                                      const CallOptions& call) {
-    return parts->Call(FindOperation("GetExecutions"),
-                       {simulationId, std::to_string(limit), std::to_string(offset)}, call);
+    return implementation->Call(FindOperation("GetExecutions"),
+                                {simulationId, std::to_string(limit), std::to_string(offset)},
+                                call);
 }
 
 Outcome ServiceClient::PostExecution(const std::string& simulationId, const json& data,
                                      const CallOptions& call) {
-    return parts->CallWithBody(FindOperation("PostExecution"), {simulationId}, data, call);
+    return implementation->CallWithBody(FindOperation("PostExecution"), {simulationId}, data, call);
 }
 
 Outcome ServiceClient::GetExecution(const std::string& simulationId, const std::string& executionId,
                                     const CallOptions& call) {
-    return parts->Call(FindOperation("GetExecution"), {simulationId, executionId}, call);
+    return implementation->Call(FindOperation("GetExecution"), {simulationId, executionId}, call);
 }
 
 ProjectOutcome ServiceClient::GenerateProject(const json& request, const CallOptions& call) {
-    ProjectOutcome outcome = MakeProjectOutcome(parts->runner.Run(MakeProjectCall(request), call));
+    ProjectOutcome outcome =
+        MakeProjectOutcome(implementation->runner.Run(MakeProjectCall(request), call));
     outcome.size = outcome ? outcome.text.size() : 0;
     return outcome;
 }
@@ -196,7 +199,7 @@ ProjectOutcome ServiceClient::SaveProject(const json& request, const std::string
         if (progress) { progress(size, head.length); }
         return true;
     };
-    CallResult result = parts->runner.Run(project, call);
+    CallResult result = implementation->runner.Run(project, call);
     if (result.outcome && size == 0) { project.receiver(result.head, "", 0); } // an empty file
     ProjectOutcome outcome = MakeProjectOutcome(std::move(result));
     if (outcome.failure == Failure::NotSaved || (outcome && (!file.IsOpen() || !file.Finish()))) {
@@ -230,34 +233,34 @@ ProjectOutcome ServiceClient::StreamProject(const json& request, const ProjectRe
         if (progress) { progress(size, head.length); }
         return true;
     };
-    ProjectOutcome outcome = MakeProjectOutcome(parts->runner.Run(project, call));
+    ProjectOutcome outcome = MakeProjectOutcome(implementation->runner.Run(project, call));
     outcome.size = size;
     return outcome;
 }
 
 Outcome ServiceClient::GetUsers(int limit, int offset, const CallOptions& call) {
-    return parts->Call(FindOperation("GetUsers"), {std::to_string(limit), std::to_string(offset)},
-                       call);
+    return implementation->Call(FindOperation("GetUsers"),
+                                {std::to_string(limit), std::to_string(offset)}, call);
 }
 
 Outcome ServiceClient::CreateUser(const std::string& email, const std::string& role,
                                   const CallOptions& call) {
     const json body = json::object({{"email", email}, {"role", role}});
-    return parts->CallWithBody(FindOperation("CreateUser"), {}, body, call);
+    return implementation->CallWithBody(FindOperation("CreateUser"), {}, body, call);
 }
 
 Outcome ServiceClient::GetUser(const std::string& userId, const CallOptions& call) {
-    return parts->Call(FindOperation("GetUser"), {userId}, call);
+    return implementation->Call(FindOperation("GetUser"), {userId}, call);
 }
 
 Outcome ServiceClient::UpdateUser(const std::string& userId, const std::string& role,
                                   const CallOptions& call) {
     const json body = json::object({{"role", role}});
-    return parts->CallWithBody(FindOperation("UpdateUser"), {userId}, body, call);
+    return implementation->CallWithBody(FindOperation("UpdateUser"), {userId}, body, call);
 }
 
 Outcome ServiceClient::DeleteUser(const std::string& userId, const CallOptions& call) {
-    return parts->Call(FindOperation("DeleteUser"), {userId}, call);
+    return implementation->Call(FindOperation("DeleteUser"), {userId}, call);
 }
 
 Listing ServiceClient::Simulations(const std::string& scope, const CallOptions& call) {
@@ -265,7 +268,7 @@ Listing ServiceClient::Simulations(const std::string& scope, const CallOptions& 
         [this, scope, call](int limit, int offset) {
             return GetSimulations(scope, limit, offset, call);
         },
-        parts->runner.GetOptions().pageSize);
+        implementation->runner.GetOptions().pageSize);
 }
 
 Listing ServiceClient::Executions(const std::string& simulationId, const CallOptions& call) {
@@ -273,12 +276,12 @@ Listing ServiceClient::Executions(const std::string& simulationId, const CallOpt
         [this, simulationId, call](int limit, int offset) {
             return GetExecutions(simulationId, limit, offset, call);
         },
-        parts->runner.GetOptions().pageSize);
+        implementation->runner.GetOptions().pageSize);
 }
 
 Listing ServiceClient::Users(const CallOptions& call) {
     return Listing([this, call](int limit, int offset) { return GetUsers(limit, offset, call); },
-                   parts->runner.GetOptions().pageSize);
+                   implementation->runner.GetOptions().pageSize);
 }
 
 ExecutionOutcome ServiceClient::WaitForExecution(const std::string& simulationId,
@@ -287,7 +290,7 @@ ExecutionOutcome ServiceClient::WaitForExecution(const std::string& simulationId
     const auto ask = [&](const CallOptions& call) {
         return GetExecution(simulationId, executionId, call);
     };
-    return AwaitExecution(ask, parts->runner.GetOptions().timeout, wait);
+    return AwaitExecution(ask, implementation->runner.GetOptions().timeout, wait);
 }
 
 Outcome ServiceClient::Send(const std::string& method, const std::string& target,
@@ -302,7 +305,8 @@ Outcome ServiceClient::Send(const std::string& method, const std::string& target
     if (target.rfind('/', 0) != 0 || !isPlain) {
         throw std::invalid_argument("target: must begin with \"/\" and be escaped");
     }
-    return parts->runner.Run({*known, target, body, AnswerForm::Anything, {}}, call).outcome;
+    return implementation->runner.Run({*known, target, body, AnswerForm::Anything, {}}, call)
+        .outcome;
 }
 
 } // namespace VarnelBase

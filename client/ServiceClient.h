@@ -227,8 +227,8 @@ public:
                  const std::optional<std::string>& body = {}, const CallOptions& call = {});
 
 private:
-    struct Parts;
-    std::unique_ptr<Parts> parts;
+    struct Implementation;
+    std::unique_ptr<Implementation> implementation;
 };
 
 } // namespace VarnelBase

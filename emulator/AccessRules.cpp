@@ -23,7 +23,7 @@ bool IsSame(const std::string& left, const std::string& right) {
 }
 
 /// "host" of "host:port" or "[host]:port", in lower case.
-std::string FindHost(const std::string& authority) {
+std::string BuildHost(const std::string& authority) {
     const std::size_t bracket = authority.find(']');
     if (authority.rfind('[', 0) == 0 && bracket != std::string::npos) {
         return LowerCase(authority.substr(1, bracket - 1));
@@ -108,7 +108,7 @@ bool AccessRules::IsAllowedOrigin(const std::string& origin) const {
 std::optional<Answer> AccessRules::CheckOrigin(const Request& request) const {
     const std::string authority = request.GetAuthority();
     const bool isUnnamed = authority.empty() && !request.isHttp11; // by a program, not a browser
-    if (const std::string host = FindHost(authority); !isUnnamed && !IsOwnHost(host)) {
+    if (const std::string host = BuildHost(authority); !isUnnamed && !IsOwnHost(host)) {
         return MakeErrorAnswer(403, "foreign_host",
                                "the request names the host \"" + host +
                                    "\", which is not this emulator's; --allow-host " + host +
@@ -196,7 +196,7 @@ std::optional<Answer> AccessRules::CheckToken(const Request& request) const {
     if (access == EmulatorAccess::Any) { return std::nullopt; }
 
     const std::string group = ReadFirstGroup(sent, "groups");
-    const std::string host = FindHost(request.GetAuthority());
+    const std::string host = BuildHost(request.GetAuthority());
     if (group.empty() || host.substr(0, host.find('.')) != LowerCase(group)) {
         return MakeErrorAnswer(403, "forbidden",
                                "the token's first group is \"" + group +

@@ -1,7 +1,7 @@
 #include "DocumentShapes.h"
 
 #include "ComputedResults.h"
-#include "Members.h"
+#include "MemberReader.h"
 
 namespace VarnelBase::Emulation {
 
@@ -12,7 +12,7 @@ DocumentShape::DocumentShape(std::string kindName,
 }
 
 void DocumentShape::Read(const json& document) {
-    Members members(document, "shapes." + kind);
+    MemberReader members(document, "shapes." + kind);
     for (auto& [name, place] : places) {
         if (!members.IsGiven(name)) { continue; }
         const json& given = members.Find(name);
@@ -100,13 +100,13 @@ DocumentShapes::DocumentShapes()
 
 void DocumentShapes::Read(const json& given) {
     if (given.is_null()) { return; }
-    Members members(given, "shapes");
+    MemberReader members(given, "shapes");
     for (DocumentShape* shape : {&simulations, &executions, &users}) {
         if (members.Has(shape->GetKind())) { shape->Read(members.Find(shape->GetKind())); }
     }
     for (auto [name, known] : {std::pair{"states", &states}, std::pair{"results", &results}}) {
         if (!members.Has(name)) { continue; }
-        Members entries(members.Find(name), std::string("shapes.") + name);
+        MemberReader entries(members.Find(name), std::string("shapes.") + name);
         for (auto& [state, value] : *known) {
             if (!entries.IsGiven(state)) { continue; }
             value = entries.Find(state);

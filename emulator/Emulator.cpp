@@ -10,7 +10,7 @@
 #include "EmbeddedDocuments.h"
 #include "HttpServer.h"
 #include "LocalRoutes.h"
-#include "Members.h"
+#include "MemberReader.h"
 #include "PageRoutes.h"
 #include "RecordingRelay.h"
 #include "ServiceRoutes.h"
@@ -89,8 +89,8 @@ std::unique_ptr<Emulation::ServiceState> MakeState(const EmulatorOptions& option
 
 } // namespace
 
-struct Emulator::Parts {
-    explicit Parts(const EmulatorOptions& options)
+struct Emulator::Implementation {
+    explicit Implementation(const EmulatorOptions& options)
         : access(options),
           state(MakeState(options)),
           faults(options.filesDirectory),
@@ -194,100 +194,100 @@ struct Emulator::Parts {
 
 Emulator::Emulator(const EmulatorOptions& options) {
     CheckOptions(options);
-    parts = std::make_unique<Parts>(options);
+    implementation = std::make_unique<Implementation>(options);
 }
 
 Emulator::~Emulator() = default;
 
 int Emulator::GetPort() const {
-    return parts->port;
+    return implementation->port;
 }
 
 const std::string& Emulator::GetUrl() const {
-    return parts->url;
+    return implementation->url;
 }
 
 const std::string& Emulator::GetLocalKey() const {
-    return parts->access.GetLocalKey();
+    return implementation->access.GetLocalKey();
 }
 
 json Emulator::AddFault(const json& rule) {
-    const auto lock = parts->BeginChange();
-    return parts->faults.Add(rule);
+    const auto lock = implementation->BeginChange();
+    return implementation->faults.Add(rule);
 }
 
 json Emulator::GetFaults() const {
-    return parts->faults.List()["items"];
+    return implementation->faults.List()["items"];
 }
 
 void Emulator::RemoveFault(const std::string& name) {
-    const auto lock = parts->BeginChange();
-    parts->faults.Remove(name);
+    const auto lock = implementation->BeginChange();
+    implementation->faults.Remove(name);
 }
 
 std::string Emulator::CheckFaults() const {
-    return parts->faults.Check();
+    return implementation->faults.Check();
 }
 
 void Emulator::ClearFaults() {
-    const auto lock = parts->BeginChange();
-    parts->faults.Clear();
+    const auto lock = implementation->BeginChange();
+    implementation->faults.Clear();
 }
 
 json Emulator::GetRequests(const json& pattern) const {
-    Emulation::Members members(pattern, "");
+    Emulation::MemberReader members(pattern, "");
     const auto read = Emulation::RequestPattern::ReadDetails(members);
     members.RefuseOthers();
-    return parts->requests.List(read)["items"];
+    return implementation->requests.List(read)["items"];
 }
 
 std::string Emulator::CheckRequests(const json& expectation) const {
-    return parts->requests.Check(expectation).problem;
+    return implementation->requests.Check(expectation).problem;
 }
 
 void Emulator::ClearRequests() {
-    parts->requests.Clear();
+    implementation->requests.Clear();
 }
 
 void Emulator::AdvanceClock(double seconds) {
-    const auto lock = parts->BeginChange();
-    parts->state->AdvanceClock(seconds);
+    const auto lock = implementation->BeginChange();
+    implementation->state->AdvanceClock(seconds);
 }
 
 json Emulator::CreateSimulation(const json& simulation) {
-    const auto lock = parts->BeginChange();
-    return parts->state->CreateSimulation(simulation);
+    const auto lock = implementation->BeginChange();
+    return implementation->state->CreateSimulation(simulation);
 }
 
 json Emulator::FinishExecution(const std::string& simulationId, const std::string& executionId,
                                const json& members) {
-    const auto lock = parts->BeginChange();
-    return parts->state->EndExecution(simulationId, executionId, false, members);
+    const auto lock = implementation->BeginChange();
+    return implementation->state->EndExecution(simulationId, executionId, false, members);
 }
 
 json Emulator::FailExecution(const std::string& simulationId, const std::string& executionId,
                              const json& members) {
-    const auto lock = parts->BeginChange();
-    return parts->state->EndExecution(simulationId, executionId, true, members);
+    const auto lock = implementation->BeginChange();
+    return implementation->state->EndExecution(simulationId, executionId, true, members);
 }
 
 void Emulator::LoadSeed(const json& seed) {
-    const auto lock = parts->BeginChange();
-    parts->state->Load({seed.dump(), SeededStart});
+    const auto lock = implementation->BeginChange();
+    implementation->state->Load({seed.dump(), SeededStart});
 }
 
 void Emulator::Reset() {
-    const auto lock = parts->BeginChange();
-    parts->Restart();
+    const auto lock = implementation->BeginChange();
+    implementation->Restart();
 }
 
 json Emulator::Export() {
-    const std::lock_guard<std::mutex> lock(parts->mutex);
-    return parts->state->Export();
+    const std::lock_guard<std::mutex> lock(implementation->mutex);
+    return implementation->state->Export();
 }
 
 void Emulator::Stop() {
-    parts->server->Stop();
+    implementation->server->Stop();
 }
 
 } // namespace VarnelBase

@@ -143,8 +143,8 @@ public:
     void Stop();
 
 private:
-    struct Parts;
-    std::unique_ptr<Parts> parts;
+    struct Implementation;
+    std::unique_ptr<Implementation> implementation;
 };
 
 /// Sends every connector that this process makes meanwhile to an emulator, with a token that is

@@ -5,7 +5,7 @@
 #include <iterator>
 #include <set>
 
-#include "Members.h"
+#include "MemberReader.h"
 #include "RuleAnswer.h"
 #include "SeededDraw.h"
 
@@ -42,7 +42,7 @@ constexpr std::array<NamedAction, 15> Actions{{
     {"answer", FaultAction::Answer},
 }};
 
-FaultAction ReadAction(Members& members) {
+FaultAction ReadAction(MemberReader& members) {
     const std::string name = members.ReadText("action");
     const auto* found = std::find_if(Actions.begin(), Actions.end(),
                                      [&](const NamedAction& known) { return known.name == name; });
@@ -54,7 +54,7 @@ FaultAction ReadAction(Members& members) {
     return found->action;
 }
 
-Fault ReadFault(Members& members, const std::string& files) {
+Fault ReadFault(MemberReader& members, const std::string& files) {
     Fault fault;
     fault.action = ReadAction(members);
     fault.delaySeconds = members.ReadNumber("delay", 0, 0, MaxDelaySeconds);
@@ -78,7 +78,7 @@ Fault ReadFault(Members& members, const std::string& files) {
 } // namespace
 
 FaultRules::Rule FaultRules::ReadRule(const json& document, const std::string& where) const {
-    Members members(document, where);
+    MemberReader members(document, where);
     Rule rule;
     rule.name = members.ReadText("name", "");
     if (!rule.name.empty() && rule.name.find_first_not_of("0123456789") == std::string::npos) {
@@ -98,7 +98,8 @@ FaultRules::Rule FaultRules::ReadRule(const json& document, const std::string& w
     }
     rule.isRequired = required == true;
     if (members.Has("scenario")) {
-        Members scenario(members.Find("scenario"), where + (where.empty() ? "" : ".") + "scenario");
+        MemberReader scenario(members.Find("scenario"),
+                              where + (where.empty() ? "" : ".") + "scenario");
         rule.scenario = scenario.ReadText("name");
         rule.fromState = scenario.ReadText("in", "");
         rule.toState = scenario.ReadText("then", "");
@@ -115,7 +116,7 @@ json FaultRules::Describe(const Rule& rule) {
     document["id"] = rule.fault.rule;
     document["matched"] = rule.matched;
     document["applied"] = rule.applied;
-    const std::vector<std::string> warnings = rule.pattern.FindWarnings();
+    const std::vector<std::string> warnings = rule.pattern.CollectWarnings();
     if (!warnings.empty()) { document["warnings"] = warnings; }
     return document;
 }

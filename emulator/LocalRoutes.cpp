@@ -1,7 +1,7 @@
 #include "LocalRoutes.h"
 
 #include "EmbeddedDocuments.h"
-#include "Members.h"
+#include "MemberReader.h"
 #include "PageQuery.h"
 #include "UtcTime.h"
 
@@ -22,7 +22,7 @@ void AddStateRoutes(Router& router, ServiceState& state) {
     });
     router.Add("POST", "/_local/clock", [&state](const Call& call) {
         const json body = ReadJson(call.request.body);
-        Members members(body, "");
+        MemberReader members(body, "");
         if (!members.Has("advance")) { members.Refuse("advance", "must say how many seconds"); }
         const double seconds = members.ReadNumber("advance", 0, 0, MaxAdvanceSeconds);
         members.RefuseOthers();
@@ -83,7 +83,7 @@ void AddRuleRoutes(Router& router, FaultRules& faults) {
     });
     router.Add("POST", "/_local/scenarios", [&faults](const Call& call) {
         const json body = ReadJson(call.request.body);
-        Members members(body, "");
+        MemberReader members(body, "");
         const std::string name = members.ReadText("name");
         const std::string scenarioState = members.ReadText("state");
         members.RefuseOthers();
@@ -101,7 +101,7 @@ RequestPattern ReadFilter(const Call& call) {
                               value.find_first_not_of("0123456789") == std::string::npos;
         filter[name] = isNumber ? json(std::stoi(value)) : json(value);
     }
-    Members members(filter, "");
+    MemberReader members(filter, "");
     RequestPattern pattern = RequestPattern::ReadDetails(members);
     members.RefuseOthers();
     return pattern;

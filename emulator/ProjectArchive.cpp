@@ -5,7 +5,7 @@
 #include <map>
 #include <memory>
 
-#include "Members.h"
+#include "MemberReader.h"
 
 namespace VarnelBase::Emulation {
 
@@ -107,7 +107,7 @@ std::string NameAttachment(const std::string& fileName) {
 
 Answer GenerateProject(const json& request) {
     static const json noRequest = json::object();
-    Members members(request.is_null() ? noRequest : request, "");
+    MemberReader members(request.is_null() ? noRequest : request, "");
     const std::string name = members.IsGiven("name") ? members.ReadText("name") : "project";
     if (!IsFileName(name)) { members.Refuse("name", "cannot be a file's name"); }
 
@@ -115,7 +115,7 @@ Answer GenerateProject(const json& request) {
     entries[name + "/project.json"] = request.dump(2) + "\n";
     if (members.IsGiven("files")) {
         const json& files = members.Find("files");
-        Members texts(files, "files");
+        MemberReader texts(files, "files");
         for (const auto& file : files.items()) {
             if (!IsFileName(file.key())) { texts.Refuse(file.key(), "cannot be a file's name"); }
             if (!file.value().is_string()) { texts.Refuse(file.key(), "must be a text"); }

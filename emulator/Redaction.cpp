@@ -37,7 +37,7 @@ void ReplaceAll(std::string& text, const std::string& secret) {
 }
 
 /// The texts that a request's headers keep secret: what follows "Bearer", and values of cookies.
-std::vector<std::string> FindSecrets(const std::vector<HeaderLine>& headers) {
+std::vector<std::string> CollectSecrets(const std::vector<HeaderLine>& headers) {
     std::vector<std::string> secrets;
     for (const auto& [name, value] : headers) {
         if (!IsSecretHeader(name)) { continue; }
@@ -97,7 +97,7 @@ std::string Redaction::RedactBody(const std::string& body) const {
 }
 
 void Redaction::Redact(Request& request) const {
-    const std::vector<std::string> secrets = FindSecrets(request.headers);
+    const std::vector<std::string> secrets = CollectSecrets(request.headers);
     const std::size_t query = request.target.find('?');
     if (query != std::string::npos) {
         request.target =
@@ -115,7 +115,7 @@ void Redaction::Redact(Request& request) const {
 }
 
 void Redaction::Redact(RecordedExchange& exchange) const {
-    const std::vector<std::string> secrets = FindSecrets(exchange.request.headers);
+    const std::vector<std::string> secrets = CollectSecrets(exchange.request.headers);
     Redact(exchange.request);
     exchange.answer.body = RedactBody(exchange.answer.body);
     std::vector<HeaderLine>& headers = exchange.answer.headers;

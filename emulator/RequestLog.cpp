@@ -121,7 +121,7 @@ json RequestLog::List(const RequestPattern& pattern, std::size_t limit) const {
 }
 
 RequestCheck RequestLog::Check(const json& expectation) const {
-    Members members(expectation, "");
+    MemberReader members(expectation, "");
     const RequestPattern pattern = RequestPattern::ReadDetails(members);
     const bool hasTimes = members.IsGiven("times");
     if (hasTimes && (members.IsGiven("atLeast") || members.IsGiven("atMost"))) {

@@ -15,20 +15,20 @@ bool MatchesPattern(const std::string& pattern, const std::string& text, int fla
     return fnmatch(pattern.c_str(), text.c_str(), flags) == 0;
 }
 
-std::map<std::string, std::string> ReadTexts(Members& members, const std::string& name) {
+std::map<std::string, std::string> ReadTexts(MemberReader& members, const std::string& name) {
     std::map<std::string, std::string> texts;
     if (!members.Has(name)) { return texts; }
-    Members entries(members.Find(name), name);
+    MemberReader entries(members.Find(name), name);
     for (const auto& entry : members.Find(name).items()) {
         texts[entry.key()] = entries.ReadText(entry.key());
     }
     return texts;
 }
 
-std::map<std::string, json> ReadBody(Members& members) {
+std::map<std::string, json> ReadBody(MemberReader& members) {
     std::map<std::string, json> body;
     if (!members.Has("body")) { return body; }
-    const Members entries(members.Find("body"), "body");
+    const MemberReader entries(members.Find("body"), "body");
     for (const auto& entry : members.Find("body").items()) {
         try {
             const json::json_pointer checked(entry.key());
@@ -42,10 +42,10 @@ std::map<std::string, json> ReadBody(Members& members) {
 
 } // namespace
 
-RequestPattern::RequestPattern(Members& members)
+RequestPattern::RequestPattern(MemberReader& members)
     : method(members.ReadText("method", "")), path(members.ReadText("path", "")) {}
 
-RequestPattern RequestPattern::ReadDetails(Members& members) {
+RequestPattern RequestPattern::ReadDetails(MemberReader& members) {
     RequestPattern pattern(members);
     pattern.query = ReadTexts(members, "query");
     pattern.headers = ReadTexts(members, "headers");
@@ -115,7 +115,7 @@ std::string RequestPattern::Describe() const {
     return words;
 }
 
-std::vector<std::string> RequestPattern::FindWarnings() const {
+std::vector<std::string> RequestPattern::CollectWarnings() const {
     constexpr std::array<const char*, 9> methods{"",      "GET",    "HEAD",    "POST", "PUT",
                                                  "PATCH", "DELETE", "OPTIONS", "TRACE"};
     std::vector<std::string> warnings;

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "Members.h"
+#include "MemberReader.h"
 #include "Messages.h"
 
 namespace VarnelBase::Emulation {
@@ -16,10 +16,10 @@ public:
     RequestPattern() = default;
 
     /// Reads "method" and "path".
-    explicit RequestPattern(Members& members);
+    explicit RequestPattern(MemberReader& members);
 
     /// Reads the other members too: "query", "headers", "body", "text", "status".
-    static RequestPattern ReadDetails(Members& members);
+    static RequestPattern ReadDetails(MemberReader& members);
 
     bool Matches(const std::string& askedMethod, const std::string& askedPath) const;
 
@@ -30,7 +30,7 @@ public:
     std::string Describe() const;
 
     /// Why the pattern matches no request that the service knows; nothing: it may.
-    std::vector<std::string> FindWarnings() const;
+    std::vector<std::string> CollectWarnings() const;
 
 private:
     std::string method; ///< empty: any

@@ -25,12 +25,12 @@ bool IsText(const std::string& value) {
                         [](unsigned char c) { return (c < 0x20 && c != '\t') || c == 0x7f; });
 }
 
-void ReadHeaders(Members& members, Answer& answer) {
+void ReadHeaders(MemberReader& members, Answer& answer) {
     if (!members.Has("headers")) { return; }
     // These say how an answer is sent, which is not the rule's to decide.
     constexpr std::array<const char*, 3> framing{"Content-Length", "Transfer-Encoding",
                                                  "Connection"};
-    Members headers(members.Find("headers"), "headers");
+    MemberReader headers(members.Find("headers"), "headers");
     for (const auto& header : members.Find("headers").items()) {
         const std::string value = headers.ReadText(header.key());
         const char* const name = header.key().c_str();
@@ -47,7 +47,7 @@ void ReadHeaders(Members& members, Answer& answer) {
     }
 }
 
-std::string ReadFile(Members& members, const std::string& directory) {
+std::string ReadFile(MemberReader& members, const std::string& directory) {
     const std::string name = members.ReadText("file");
     if (directory.empty()) {
         members.Refuse("file", "needs the directory that files come from, --files");
@@ -72,7 +72,7 @@ std::string GuessContentType(const std::string& fileName) {
 
 } // namespace
 
-std::shared_ptr<const Answer> ReadRuleAnswer(Members& members, const std::string& directory) {
+std::shared_ptr<const Answer> ReadRuleAnswer(MemberReader& members, const std::string& directory) {
     const auto answer = std::make_shared<Answer>();
     answer->status = static_cast<int>(members.ReadInteger("status", 200, 200, 599));
     const int bodies =

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "Members.h"
+#include "MemberReader.h"
 #include "Messages.h"
 
 namespace VarnelBase::Emulation {
@@ -13,6 +13,6 @@ namespace VarnelBase::Emulation {
 ///
 /// @param directory where files come from; empty: from nowhere
 /// @throws Refusal 422 naming the member that cannot be used
-std::shared_ptr<const Answer> ReadRuleAnswer(Members& members, const std::string& directory);
+std::shared_ptr<const Answer> ReadRuleAnswer(MemberReader& members, const std::string& directory);
 
 } // namespace VarnelBase::Emulation

@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "JsonText.h"
-#include "Members.h"
+#include "MemberReader.h"
 #include "SeededDraw.h"
 #include "UtcTime.h"
 
@@ -27,7 +27,7 @@ json TakeOwnMembers(json& document, const std::string& where) {
 }
 
 /// Fills in what every kind of entry has.
-void ReadEntry(Entry& entry, json document, Members& own, const DocumentShape& shape,
+void ReadEntry(Entry& entry, json document, MemberReader& own, const DocumentShape& shape,
                const std::string& newId) {
     entry.document = std::move(document);
     const bool hasId = own.Has("id") || shape.Find(entry.document, "id") != nullptr;
@@ -38,7 +38,7 @@ void ReadEntry(Entry& entry, json document, Members& own, const DocumentShape& s
 }
 
 /// The time at a shape's place for it, or else in the entry's own members.
-std::int64_t FindCreationTime(const json& document, const DocumentShape& shape, Members& own,
+std::int64_t FindCreationTime(const json& document, const DocumentShape& shape, MemberReader& own,
                               std::int64_t fallback) {
     const auto time = ParseUtcTime(shape.FindText(document, "createdAt"));
     return own.ReadTime("createdAt", time.value_or(fallback));
@@ -48,7 +48,7 @@ ExecutionEntry ReadExecution(json document, const std::string& where, const std:
                              const SeedSettings& settings) {
     const DocumentShape& shape = settings.shapes.executions;
     const json ownMembers = TakeOwnMembers(document, where);
-    Members own(ownMembers, where + "." + OwnMember);
+    MemberReader own(ownMembers, where + "." + OwnMember);
     ExecutionEntry execution;
     ReadEntry(execution, std::move(document), own, shape, newId);
     execution.simulationId =
@@ -75,7 +75,7 @@ ExecutionEntry ReadExecution(json document, const std::string& where, const std:
 UserEntry ReadUser(json document, const std::string& where, const std::string& newId,
                    const SeedSettings& settings) {
     const json ownMembers = TakeOwnMembers(document, where);
-    Members own(ownMembers, where + "." + OwnMember);
+    MemberReader own(ownMembers, where + "." + OwnMember);
     UserEntry user;
     ReadEntry(user, std::move(document), own, settings.shapes.users, newId);
     user.email = settings.shapes.users.FindText(user.document, "email");
@@ -98,7 +98,7 @@ std::int64_t CountElements(std::string_view array) {
     return count;
 }
 
-SeedSettings ReadSettings(Members& members, std::int64_t now) {
+SeedSettings ReadSettings(MemberReader& members, std::int64_t now) {
     SeedSettings settings;
     settings.number = members.ReadInteger("seed", 0, INT64_MIN, INT64_MAX);
     settings.failureRate = members.ReadNumber("failureRate", 0, 0, 1);
@@ -154,7 +154,7 @@ Seed::Seed(std::string seedText, std::int64_t now) : text(std::move(seedText)) {
             throw Refusal(422, "invalid", name + ": must be an array");
         }
     });
-    Members members(rest, "");
+    MemberReader members(rest, "");
     settings = ReadSettings(members, now);
     settings.simulationsMade =
         members.ReadInteger("simulationsMade", CountElements(simulations), 0, INT32_MAX);
@@ -191,7 +191,7 @@ SimulationEntry ReadSimulation(json document, const std::string& where, const st
                                const SeedSettings& settings) {
     const DocumentShape& shape = settings.shapes.simulations;
     const json ownMembers = TakeOwnMembers(document, where);
-    Members own(ownMembers, where + "." + OwnMember);
+    MemberReader own(ownMembers, where + "." + OwnMember);
     SimulationEntry simulation;
     ReadEntry(simulation, std::move(document), own, shape, newId);
     const std::string scope = shape.FindText(simulation.document, "scope");

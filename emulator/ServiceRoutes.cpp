@@ -1,6 +1,6 @@
 #include "ServiceRoutes.h"
 
-#include "Members.h"
+#include "MemberReader.h"
 #include "PageQuery.h"
 #include "ProjectArchive.h"
 
@@ -58,7 +58,7 @@ void AddUserRoutes(Router& router, ServiceState& state) {
     });
     router.Add("POST", "/users", [&state](const Call& call) {
         const json body = ReadJson(call.request.body);
-        Members members(body, "");
+        MemberReader members(body, "");
         const std::string email = members.ReadText("email");
         if (email.find('@') == std::string::npos) { members.Refuse("email", "must hold an @"); }
         const std::string role = members.ReadText("role");
@@ -70,7 +70,7 @@ void AddUserRoutes(Router& router, ServiceState& state) {
     });
     router.Add("PATCH", "/users/*", [&state](const Call& call) {
         const json body = ReadJson(call.request.body);
-        Members members(body, "");
+        MemberReader members(body, "");
         const std::string role = members.ReadText("role");
         members.RefuseOthers();
         return MakeJsonAnswer(200, state.ChangeRole(call.ids[0], role));
@@ -90,7 +90,7 @@ void AddServiceRoutes(Router& router, ServiceState& state) {
                [&state](const Call& /*call*/) { return MakeJsonAnswer(200, state.GetAgent()); });
     router.Add("POST", "/agent", [&state](const Call& call) {
         const json body = ReadJson(call.request.body);
-        Members members(body, "");
+        MemberReader members(body, "");
         const std::string command = members.ReadText("command");
         members.RefuseOthers();
         return MakeJsonAnswer(200, state.RunCommand(command));

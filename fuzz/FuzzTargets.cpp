@@ -60,7 +60,7 @@ void FuzzConfiguration(const std::string& input) {
 void FuzzTokenFile(const std::string& input) {
     static const std::string file = [] {
         TokenStore().Store({"a", "r"});
-        return FindTokenFile(EnvConfig(), ReadIdentitySettings(Environment::Local)).GetPath();
+        return LocateTokenFile(EnvConfig(), ReadIdentitySettings(Environment::Local)).GetPath();
     }();
     std::ofstream(file) << input;
     const TokenSet tokens = TokenStore().Load();

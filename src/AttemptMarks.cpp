@@ -64,30 +64,30 @@ std::time_t ReadMark(const TokenFile& mark, std::time_t max) {
     return left > max ? 0 : std::max<std::time_t>(left, 0);
 }
 
-TokenFile FindPasswordMark(const TokenFile& tokenFile) {
+TokenFile LocatePasswordMark(const TokenFile& tokenFile) {
     return {tokenFile.directory, tokenFile.name + PasswordSuffix};
 }
 
-TokenFile FindPauseMark(const std::string& server) {
-    return {FindTokenDirectory(), HashToBase64Url(server) + PauseSuffix};
+TokenFile LocatePauseMark(const std::string& server) {
+    return {LocateTokenDirectory(), HashToBase64Url(server) + PauseSuffix};
 }
 
 } // namespace
 
 void MarkPasswordRefused(const TokenFile& tokenFile) {
-    LeaveMark(FindPasswordMark(tokenFile), std::time(nullptr) + PasswordPauseSeconds);
+    LeaveMark(LocatePasswordMark(tokenFile), std::time(nullptr) + PasswordPauseSeconds);
 }
 
 bool WasPasswordJustRefused(const TokenFile& tokenFile) {
-    return ReadMark(FindPasswordMark(tokenFile), PasswordPauseSeconds) > 0;
+    return ReadMark(LocatePasswordMark(tokenFile), PasswordPauseSeconds) > 0;
 }
 
 void MarkServerPause(const std::string& server, std::chrono::seconds pause) {
-    LeaveMark(FindPauseMark(server), std::time(nullptr) + std::min(pause, MaxPause).count());
+    LeaveMark(LocatePauseMark(server), std::time(nullptr) + std::min(pause, MaxPause).count());
 }
 
 std::chrono::seconds ReadServerPause(const std::string& server) {
-    return std::chrono::seconds(ReadMark(FindPauseMark(server), MaxPause.count()));
+    return std::chrono::seconds(ReadMark(LocatePauseMark(server), MaxPause.count()));
 }
 
 } // namespace VarnelBase

@@ -261,7 +261,7 @@ void AuthHandler::StoreTokens(const std::string& accessToken, const std::string&
 
 std::string AuthHandler::GetAuthServerUrl() {
     if (authHost.empty()) { RefuseWithoutProvider(config.GetEnvironment()); }
-    return FindIssuer(authHost, config.GetAuthRealm());
+    return BuildIssuer(authHost, config.GetAuthRealm());
 }
 
 } // namespace VarnelBase

@@ -170,7 +170,7 @@ std::string DescribePosition(const std::string& text, const char* position) {
 
 } // namespace
 
-std::string FindConfigFile() {
+std::string LocateConfigFile() {
     std::string named = ReadVariable("VARNEL_CONFIG");
     if (!named.empty()) { return named; }
     const std::string configHome = ReadVariable("XDG_CONFIG_HOME");

@@ -11,7 +11,7 @@ using ConfigEntries = std::map<std::string, std::string>;
 
 /// The configuration file that applies: $VARNEL_CONFIG, else $XDG_CONFIG_HOME/varnel/config.json,
 /// else ~/.config/varnel/config.json, whether it exists or not; empty without a home directory.
-std::string FindConfigFile();
+std::string LocateConfigFile();
 
 /// Reads a configuration file: JSON (RFC 8259), in which comments may stand. No entries when it is
 /// missing and $VARNEL_CONFIG does not name it.

@@ -34,7 +34,7 @@ IdentitySettings ReadIdentitySettings(Environment environment) {
     return identity;
 }
 
-std::string FindIssuer(const std::string& authHost, const std::string& realm) {
+std::string BuildIssuer(const std::string& authHost, const std::string& realm) {
     if (realm.empty()) { return authHost; }
     const bool hasSlash = !authHost.empty() && authHost.back() == '/';
     return authHost + (hasSlash ? "realms/" : "/realms/") + EncodeUrlText(realm);

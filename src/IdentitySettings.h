@@ -27,6 +27,6 @@ IdentitySettings ReadIdentitySettings(Environment environment);
 
 /// The issuer (OpenID Connect Discovery 1.0, section 3): `authHost` alone when the realm is empty,
 /// else the realm's address below it.
-std::string FindIssuer(const std::string& authHost, const std::string& realm);
+std::string BuildIssuer(const std::string& authHost, const std::string& realm);
 
 } // namespace VarnelBase

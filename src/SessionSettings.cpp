@@ -12,7 +12,7 @@ SessionSettings ReadSessionSettings(const EnvConfig& config, const std::string& 
     session.identity.clientId = clientId;
     session.identity.clientSecret = clientSecret;
     session.client = {clientId, clientSecret, session.identity.caFile, GetRenewalDeadline()};
-    session.file = FindTokenFile(config, session.identity);
+    session.file = LocateTokenFile(config, session.identity);
     return session;
 }
 

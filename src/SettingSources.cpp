@@ -29,7 +29,7 @@ std::shared_ptr<const SettingFile> ReadSettingFile() {
     CurrentReading& current = GetCurrentReading();
     if (current.file) { return current.file; }
     auto file = std::make_shared<SettingFile>();
-    file->path = FindConfigFile();
+    file->path = LocateConfigFile();
     if (!file->path.empty()) { file->entries = ReadConfigFile(file->path); }
     if (current.holders > 0) { current.file = file; }
     return file;

@@ -62,7 +62,7 @@ void DescribeTokens(SignInState& state, const std::string& token, const std::str
 
 void TakeSteps(SignInState state, const EnvConfig& config, const SessionSettings& session,
                const std::string& token, const std::function<std::string(SignInStep)>& ask) {
-    const std::string issuer = FindIssuer(session.identity.authHost, config.GetAuthRealm());
+    const std::string issuer = BuildIssuer(session.identity.authHost, config.GetAuthRealm());
     const std::string path = session.file.GetPath();
     std::exception_ptr failure;
     std::string refusal;

@@ -18,7 +18,7 @@ SignOutReport RevokeSession(const EnvConfig& config, const SessionSettings& sess
     if (session.identity.authHost.empty()) { return {Revocation::NotOffered, ""}; }
     if (config.IsOffline()) { return {Revocation::Failed, "offline mode is on"}; }
     try {
-        const std::string issuer = FindIssuer(session.identity.authHost, config.GetAuthRealm());
+        const std::string issuer = BuildIssuer(session.identity.authHost, config.GetAuthRealm());
         const IdentityProvider provider = DiscoverProvider(issuer, session.client);
         if (provider.revocationEndpoint.empty()) { return {Revocation::NotOffered, ""}; }
         const std::string where = issuer + ": revocation endpoint";

@@ -9,7 +9,7 @@
 
 namespace VarnelBase {
 
-std::string FindTokenDirectory() {
+std::string LocateTokenDirectory() {
     const std::string stateHome = ReadVariable("XDG_STATE_HOME");
     if (stateHome.rfind('/', 0) == 0) { return stateHome + "/varnel/tokens"; }
     // A relative path would be another directory in each working directory.
@@ -22,20 +22,20 @@ void RequireTokenDirectory(const TokenFile& file) {
     throw std::runtime_error("no place for tokens: set HOME or XDG_STATE_HOME to an absolute path");
 }
 
-TokenFile FindTokenFile(const EnvConfig& config, const IdentitySettings& identity) {
+TokenFile LocateTokenFile(const EnvConfig& config, const IdentitySettings& identity) {
     std::string key;
     for (const std::string& part : {NameEnvironment(config.GetEnvironment()),
-                                    FindIssuer(identity.authHost, config.GetAuthRealm()),
+                                    BuildIssuer(identity.authHost, config.GetAuthRealm()),
                                     identity.clientId, config.GetUsername(), identity.scope}) {
         key += std::to_string(part.size()) + ":" + part;
     }
-    return {FindTokenDirectory(), HashToBase64Url(key) + ".json"};
+    return {LocateTokenDirectory(), HashToBase64Url(key) + ".json"};
 }
 
 bool IsStoreFile(const TokenFile& file) {
     const SettingsReading reading;
     const EnvConfig config;
-    return FindTokenFile(config, ReadIdentitySettings(config.GetEnvironment())).GetPath() ==
+    return LocateTokenFile(config, ReadIdentitySettings(config.GetEnvironment())).GetPath() ==
            file.GetPath();
 }
 

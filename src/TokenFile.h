@@ -17,13 +17,13 @@ struct TokenFile {
 
 /// $XDG_STATE_HOME/varnel/tokens, else ~/.local/state/varnel/tokens; empty when neither variable
 /// holds an absolute path.
-std::string FindTokenDirectory();
+std::string LocateTokenDirectory();
 
 /// Throws std::runtime_error when the file has no directory.
 void RequireTokenDirectory(const TokenFile& file);
 
 /// The file in that directory, under a name that tells nothing.
-TokenFile FindTokenFile(const EnvConfig& config, const IdentitySettings& identity);
+TokenFile LocateTokenFile(const EnvConfig& config, const IdentitySettings& identity);
 
 /// Whether it is the file that `TokenStore` uses now.
 bool IsStoreFile(const TokenFile& file);

@@ -24,10 +24,10 @@ using nlohmann::json;
 
 constexpr double MaxClockSeconds = 1e11; ///< far more than any clock is off
 
-TokenFile FindConfiguredTokenFile() {
+TokenFile LocateConfiguredTokenFile() {
     const SettingsReading reading;
     const EnvConfig config;
-    return FindTokenFile(config, ReadIdentitySettings(config.GetEnvironment()));
+    return LocateTokenFile(config, ReadIdentitySettings(config.GetEnvironment()));
 }
 
 std::optional<std::string> FindStoredText(const json& document, const char* name) {
@@ -79,7 +79,7 @@ TokenStore::TokenStore() = default;
 TokenStore::~TokenStore() = default;
 
 TokenSet TokenStore::Load() {
-    const TokenFile file = FindConfiguredTokenFile();
+    const TokenFile file = LocateConfiguredTokenFile();
     if (file.directory.empty()) { return {}; }
     const FileReading reading =
         ReadRegularFile(file.GetPath(), MaxTokenFileBytes, SymbolicLinks::Refuse);
@@ -109,11 +109,11 @@ void TokenStore::Store(const TokenSet& tokens) {
     if (bytes.size() > MaxTokenFileBytes) {
         throw std::invalid_argument("the tokens are larger than the store takes (64 KiB)");
     }
-    WriteTokenFile(FindConfiguredTokenFile(), bytes);
+    WriteTokenFile(LocateConfiguredTokenFile(), bytes);
 }
 
 void TokenStore::Clear() {
-    const TokenFile file = FindConfiguredTokenFile();
+    const TokenFile file = LocateConfiguredTokenFile();
     if (file.directory.empty()) { return; }
     RemovePrivateFile(file.directory, file.name);
 }

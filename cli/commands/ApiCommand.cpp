@@ -1,7 +1,7 @@
 #include "commands/Commands.h"
 #include "output/ExitStatus.h"
 #include "output/JsonView.h"
-#include "session/Changes.h"
+#include "session/ChangeRequest.h"
 #include "session/Verdict.h"
 
 namespace VarnelBase {
@@ -19,7 +19,7 @@ void SendRequest(Session& session, const ApiOptions& options) {
     if (options.path.front() != '/') {
         throw CommandError(ExitStatus::Usage, "PATH: must begin with /, as in /users?limit=1");
     }
-    Change request{options.method, options.path, std::nullopt};
+    ChangeRequest request{options.method, options.path, std::nullopt};
     if (!options.data.empty()) { request.body = ReadData(options.data); }
     if (options.isDryRun) {
         PrintRequest(session, request);

@@ -44,7 +44,7 @@ constexpr const char* StartingPoint =
 )";
 
 std::string RequireConfigFile() {
-    std::string path = FindConfigFile();
+    std::string path = LocateConfigFile();
     if (path.empty()) {
         throw CommandError(ExitStatus::Usage,
                            "no place for the configuration: none of VARNEL_CONFIG, "

@@ -4,7 +4,7 @@
 #include "commands/Commands.h"
 #include "output/ExitStatus.h"
 #include "output/Utf8Text.h"
-#include "session/Changes.h"
+#include "session/ChangeRequest.h"
 #include "session/Listing.h"
 #include "session/Watch.h"
 
@@ -31,7 +31,7 @@ struct WatchCommandOptions {
 };
 
 PagedList FindExecutions(const Identifiers& identifiers) {
-    return {identifiers.FindExecutionsPath() + "?limit=", "executions", true};
+    return {identifiers.BuildExecutionsPath() + "?limit=", "executions", true};
 }
 
 void ListExecutions(Session& session, const ExecutionListOptions& options) {
@@ -39,22 +39,22 @@ void ListExecutions(Session& session, const ExecutionListOptions& options) {
 }
 
 void StartExecution(Session& session, const StartOptions& options) {
-    const Change change{"POST", options.identifiers.FindExecutionsPath(),
-                        options.data.empty() ? "{}" : ReadData(options.data)};
+    const ChangeRequest change{"POST", options.identifiers.BuildExecutionsPath(),
+                               options.data.empty() ? "{}" : ReadData(options.data)};
     if (options.isDryRun) {
         PrintRequest(session, change);
         return;
     }
     const Outcome outcome = SendChange(session, change);
     if (outcome.Succeeded() && !session.options.isQuiet) {
-        const std::string page = session.FormatPageUrl(options.identifiers.FindSimulationPath());
+        const std::string page = session.FormatPageUrl(options.identifiers.BuildSimulationPath());
         std::cerr << "UI: " << MakePrintable(page) << std::endl;
     }
     PrintAnswer(session, change, outcome);
 }
 
 void ShowExecution(Session& session, const Identifiers& identifiers) {
-    session.Print(session.Read(identifiers.FindExecutionPath(identifiers.execution)));
+    session.Print(session.Read(identifiers.BuildExecutionPath(identifiers.execution)));
 }
 
 void Watch(Session& session, const WatchCommandOptions& options) {
@@ -63,12 +63,12 @@ void Watch(Session& session, const WatchCommandOptions& options) {
     }
     std::vector<WatchedExecution> executions;
     for (const std::string& identifier : options.executions) {
-        executions.emplace_back(identifier, options.identifiers.FindExecutionPath(identifier));
+        executions.emplace_back(identifier, options.identifiers.BuildExecutionPath(identifier));
     }
     if (options.isAll) {
         const std::string all = ReadAll(session, FindExecutions(options.identifiers), {});
         for (const std::string& identifier : ListIdentifiers(all)) {
-            executions.emplace_back(identifier, options.identifiers.FindExecutionPath(identifier));
+            executions.emplace_back(identifier, options.identifiers.BuildExecutionPath(identifier));
         }
     }
     WatchExecutions(session, std::move(executions), options.rules);

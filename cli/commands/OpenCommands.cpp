@@ -9,7 +9,7 @@ namespace VarnelBase {
 namespace {
 
 void OpenSimulation(Session& session, const Identifiers& identifiers) {
-    const std::string address = session.FormatPageUrl(identifiers.FindSimulationPath());
+    const std::string address = session.FormatPageUrl(identifiers.BuildSimulationPath());
     if (!LaunchBrowser(address)) {
         session.Note("no browser could be started here, the address is on standard output");
         WriteOutput(address + "\n");

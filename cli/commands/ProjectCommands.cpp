@@ -8,7 +8,7 @@
 #include "output/ExitStatus.h"
 #include "output/JsonView.h"
 #include "output/Progress.h"
-#include "session/Changes.h"
+#include "session/ChangeRequest.h"
 #include "session/Verdict.h"
 
 namespace VarnelBase {
@@ -78,7 +78,7 @@ json ReadRequest(const std::string& argument) {
 
 void GenerateProject(Session& session, const GenerateOptions& options) {
     const json request = ReadRequest(options.data);
-    const Change change{"POST", "/generateProject", request.dump()};
+    const ChangeRequest change{"POST", "/generateProject", request.dump()};
     if (options.isDryRun) {
         PrintRequest(session, change);
         return;

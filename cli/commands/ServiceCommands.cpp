@@ -1,7 +1,7 @@
 #include "commands/Commands.h"
 #include "output/ExitStatus.h"
 #include "output/JsonView.h"
-#include "session/Changes.h"
+#include "session/ChangeRequest.h"
 #include "session/Verdict.h"
 
 namespace VarnelBase {
@@ -32,7 +32,7 @@ void ShowAgent(Session& session) {
 void SendCommand(Session& session, const SendOptions& options) {
     RequireUtf8("COMMAND", options.command);
     const json body = json::object({{"command", options.command}});
-    const Change change{"POST", "/agent", body.dump()};
+    const ChangeRequest change{"POST", "/agent", body.dump()};
     MakeChange(session, change, options.isDryRun);
 }
 

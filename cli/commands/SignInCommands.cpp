@@ -34,7 +34,7 @@ json ReportIdentity(const std::string& token) {
     report["environment"] = NameEnvironment(environment);
     report["signedIn"] = !token.empty();
     if (!identity.authHost.empty()) {
-        report["issuer"] = FindIssuer(identity.authHost, config.GetAuthRealm());
+        report["issuer"] = BuildIssuer(identity.authHost, config.GetAuthRealm());
     }
     return report;
 }

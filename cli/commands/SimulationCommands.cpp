@@ -1,6 +1,6 @@
 #include "commands/Commands.h"
 #include "output/JsonView.h"
-#include "session/Changes.h"
+#include "session/ChangeRequest.h"
 #include "session/Listing.h"
 
 namespace VarnelBase {
@@ -25,22 +25,22 @@ void ListSimulations(Session& session, const SimulationListOptions& options) {
 }
 
 void ShowSimulation(Session& session, const Identifiers& identifiers) {
-    session.Print(session.Read(identifiers.FindSimulationPath()));
+    session.Print(session.Read(identifiers.BuildSimulationPath()));
 }
 
 void DeleteSimulation(Session& session, const DeleteOptions& options) {
     Delete(session, options, "simulation " + options.identifiers.simulation,
-           options.identifiers.FindSimulationPath());
+           options.identifiers.BuildSimulationPath());
 }
 
 void ShowInputs(Session& session, const Identifiers& identifiers) {
-    session.Print(session.Read(identifiers.FindSimulationPath() + "/inputs"));
+    session.Print(session.Read(identifiers.BuildSimulationPath() + "/inputs"));
 }
 
 void ReplaceInputs(Session& session, const InputOptions& options) {
-    const std::string target = options.identifiers.FindSimulationPath() + "/inputs";
+    const std::string target = options.identifiers.BuildSimulationPath() + "/inputs";
     const std::string inputs = ReadData(options.data);
-    const Change change{"POST", target, inputs};
+    const ChangeRequest change{"POST", target, inputs};
     if (options.isDryRun) {
         PrintRequest(session, change);
         return;

@@ -1,6 +1,6 @@
 #include "commands/Commands.h"
 #include "output/JsonView.h"
-#include "session/Changes.h"
+#include "session/ChangeRequest.h"
 #include "session/Listing.h"
 
 namespace VarnelBase {
@@ -27,18 +27,18 @@ void CreateUser(Session& session, const CreateOptions& options) {
     RequireUtf8("EMAIL", options.email);
     RequireUtf8("--role", options.role);
     const json body = json::object({{"email", options.email}, {"role", options.role}});
-    const Change change{"POST", "/users", body.dump()};
+    const ChangeRequest change{"POST", "/users", body.dump()};
     MakeChange(session, change, options.isDryRun);
 }
 
 void ShowUser(Session& session, const Identifiers& identifiers) {
-    session.Print(session.Read(identifiers.FindUserPath()));
+    session.Print(session.Read(identifiers.BuildUserPath()));
 }
 
 void ChangeRole(Session& session, const RoleOptions& options) {
     RequireUtf8("ROLE", options.role);
-    const std::string target = options.identifiers.FindUserPath();
-    const Change change{"PATCH", target, json::object({{"role", options.role}}).dump()};
+    const std::string target = options.identifiers.BuildUserPath();
+    const ChangeRequest change{"PATCH", target, json::object({{"role", options.role}}).dump()};
     if (options.isDryRun) {
         PrintRequest(session, change);
         return;
@@ -55,7 +55,7 @@ void ChangeRole(Session& session, const RoleOptions& options) {
 
 void DeleteUser(Session& session, const DeleteOptions& options) {
     Delete(session, options, "user " + options.identifiers.user,
-           options.identifiers.FindUserPath());
+           options.identifiers.BuildUserPath());
 }
 
 } // namespace

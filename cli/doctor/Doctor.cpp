@@ -44,7 +44,7 @@ struct Facts {
 };
 
 void CheckConfigFile(Findings& findings) {
-    const std::string path = FindConfigFile();
+    const std::string path = LocateConfigFile();
     struct stat status {};
     if (path.empty()) {
         findings.Add(Health::Ok, "configuration file", "none: HOME is not set");

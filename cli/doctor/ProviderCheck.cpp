@@ -102,7 +102,7 @@ std::vector<ProviderFinding> CheckProvider() {
     std::vector<ProviderFinding> findings;
     try {
         const IdentityProvider provider =
-            DiscoverProvider(FindIssuer(identity.authHost, config.GetAuthRealm()), session.client);
+            DiscoverProvider(BuildIssuer(identity.authHost, config.GetAuthRealm()), session.client);
         findings.push_back({"identity provider", provider.issuer + " answers", ""});
         findings.push_back(CheckClock(provider));
         findings.push_back(

@@ -145,14 +145,14 @@ std::vector<std::string_view> JsonView::Split() const {
     return parts;
 }
 
-std::vector<JsonView> JsonView::Elements() const {
+std::vector<JsonView> JsonView::ReadElements() const {
     std::vector<JsonView> elements;
     if (!IsArray()) { return elements; }
     for (const std::string_view part : Split()) { elements.emplace_back(part); }
     return elements;
 }
 
-std::vector<std::pair<std::string, JsonView>> JsonView::Members() const {
+std::vector<std::pair<std::string, JsonView>> JsonView::ReadMembers() const {
     std::vector<std::pair<std::string, JsonView>> members;
     if (!IsObject()) { return members; }
     for (const std::string_view part : Split()) {
@@ -164,7 +164,7 @@ std::vector<std::pair<std::string, JsonView>> JsonView::Members() const {
 }
 
 std::optional<JsonView> JsonView::Find(const std::string& name) const {
-    for (const auto& [key, value] : Members()) {
+    for (const auto& [key, value] : ReadMembers()) {
         if (key == name) { return value; }
     }
     return std::nullopt;
@@ -178,10 +178,10 @@ std::optional<JsonView> JsonView::FindPointed(const std::string& pointer) const 
         const std::string name = json::json_pointer(pointer.substr(begin, end - begin)).back();
         begin = end;
         std::vector<JsonView> matches;
-        for (const auto& [key, value] : found->Members()) {
+        for (const auto& [key, value] : found->ReadMembers()) {
             if (key == name) { matches.push_back(value); }
         }
-        const std::vector<JsonView> elements = found->Elements();
+        const std::vector<JsonView> elements = found->ReadElements();
         for (std::size_t i = 0; i < elements.size(); ++i) {
             if (name == std::to_string(i)) { matches.push_back(elements[i]); }
         }

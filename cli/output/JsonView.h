@@ -35,10 +35,10 @@ public:
     }
 
     /// The elements of an array; none for anything else.
-    std::vector<JsonView> Elements() const;
+    std::vector<JsonView> ReadElements() const;
 
     /// The members of an object in their order; none for anything else.
-    std::vector<std::pair<std::string, JsonView>> Members() const;
+    std::vector<std::pair<std::string, JsonView>> ReadMembers() const;
 
     /// An object's first member of that name.
     std::optional<JsonView> Find(const std::string& name) const;

@@ -20,7 +20,7 @@ std::string FormatJsonLines(const JsonView& document) {
     const std::optional<JsonView> items = FindItems(document);
     if (!items) { return document.Format(0) + "\n"; }
     std::string lines;
-    for (const JsonView& item : items->Elements()) { lines += item.Format(0) + "\n"; }
+    for (const JsonView& item : items->ReadElements()) { lines += item.Format(0) + "\n"; }
     return lines;
 }
 

@@ -94,7 +94,7 @@ Table TabulateRows(const std::vector<Row>& rows, const std::vector<std::string>&
 Table TabulateMembers(const JsonView& object) {
     std::map<std::string, std::vector<JsonView>> values;
     std::set<std::string> names;
-    for (const auto& [name, value] : object.Members()) {
+    for (const auto& [name, value] : object.ReadMembers()) {
         names.insert(name);
         values[name].push_back(value);
     }
@@ -110,10 +110,10 @@ Table TabulateMembers(const JsonView& object) {
 Table TabulateItems(const JsonView& items, std::size_t room) {
     std::vector<std::map<std::string, std::string>> cells;
     std::set<std::string> members;
-    for (const JsonView& item : items.Elements()) {
+    for (const JsonView& item : items.ReadElements()) {
         std::map<std::string, std::string>& row = cells.emplace_back();
         if (!item.IsObject()) { row[""] = DescribeValue(item); }
-        for (const auto& [name, value] : item.Members()) {
+        for (const auto& [name, value] : item.ReadMembers()) {
             std::string& cell = row[name];
             cell += (cell.empty() ? "" : " ") + DescribeValue(value);
         }

@@ -50,15 +50,15 @@ std::string ReadDataText(const std::string& argument, const std::string& name) {
 
 } // namespace
 
-std::string Identifiers::FindSimulationPath() const {
+std::string Identifiers::BuildSimulationPath() const {
     return "/simulations/" + Escape("SIMULATION", simulation);
 }
 
-std::string Identifiers::FindExecutionPath(const std::string& identifier) const {
-    return FindExecutionsPath() + "/" + Escape("EXECUTION", identifier);
+std::string Identifiers::BuildExecutionPath(const std::string& identifier) const {
+    return BuildExecutionsPath() + "/" + Escape("EXECUTION", identifier);
 }
 
-std::string Identifiers::FindUserPath() const {
+std::string Identifiers::BuildUserPath() const {
     return "/users/" + Escape("USER", user);
 }
 

@@ -13,10 +13,10 @@ struct Identifiers {
 
     // Paths of what the identifiers name. They throw CommandError, naming the argument, when one
     // would change the request, unless --raw-id was given.
-    std::string FindSimulationPath() const;
-    std::string FindExecutionsPath() const { return FindSimulationPath() + "/executions"; }
-    std::string FindExecutionPath(const std::string& identifier) const;
-    std::string FindUserPath() const;
+    std::string BuildSimulationPath() const;
+    std::string BuildExecutionsPath() const { return BuildSimulationPath() + "/executions"; }
+    std::string BuildExecutionPath(const std::string& identifier) const;
+    std::string BuildUserPath() const;
 
     /// A part of a request's address that a text becomes.
     ///

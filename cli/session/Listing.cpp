@@ -30,7 +30,7 @@ Page ParsePage(std::string text) {
     const std::optional<JsonView> items = FindItems(view);
     page.isList = items.has_value();
     if (items) {
-        for (const JsonView& item : items->Elements()) { page.entries.push_back(item.Format(0)); }
+        for (const JsonView& item : items->ReadElements()) { page.entries.push_back(item.Format(0)); }
     }
     const std::optional<JsonView> total = view.Find("total");
     if (total && total->IsNumber() && total->GetNumber() >= 0) {
@@ -100,7 +100,7 @@ std::string Assemble(const Page& page) {
     const JsonView view(page.document);
     if (view.IsArray()) { return entries; }
     std::string members;
-    for (const auto& [name, value] : view.Members()) {
+    for (const auto& [name, value] : view.ReadMembers()) {
         members += (members.empty() ? "" : ",") + json(name).dump() + ":" +
                    (name == "items" ? entries : value.Format(0));
     }

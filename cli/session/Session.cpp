@@ -52,17 +52,17 @@ std::string Session::Read(const std::string& target) {
 }
 
 std::string Session::FormatUrl(const std::string& target) {
-    const std::string host = FindHost();
+    const std::string host = BuildHost();
     const std::string name = host.find(':') == std::string::npos ? host : "[" + host + "]";
     return (UsesTls() ? "https://" : "http://") + name + ":" +
            std::to_string(GetClient().GetPort()) + target;
 }
 
 std::string Session::FormatPageUrl(const std::string& path) {
-    return "https://" + FindHost() + path;
+    return "https://" + BuildHost() + path;
 }
 
-std::string Session::FindHost() {
+std::string Session::BuildHost() {
     try {
         return GetClient().GetHostname();
     } catch (const std::runtime_error& error) {

@@ -63,7 +63,7 @@ public:
 
 private:
     /// @throws CommandError when the user has to sign in first
-    std::string FindHost();
+    std::string BuildHost();
 
     std::optional<ServiceClient> client;
     bool hasSent = false;

@@ -191,7 +191,7 @@ void OfferIdentifiers(Offer& offer, Session& session, const Place& place, const 
     } else {
         identifiers.simulation = place.positionals.front();
         offer.AddAll(FindKnownIdentifiers(
-            session, identifiers.FindExecutionsPath() + "?limit=100&offset=0"));
+            session, identifiers.BuildExecutionsPath() + "?limit=100&offset=0"));
     }
 }
 

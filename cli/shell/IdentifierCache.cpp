@@ -34,7 +34,7 @@ void LimitTime() {
 }
 
 /// The directory for what can be asked for again; empty: there is none.
-std::string FindCacheDirectory() {
+std::string LocateCacheDirectory() {
     const std::string cache = ReadVariable("XDG_CACHE_HOME");
     if (!cache.empty()) { return cache + "/varnel"; }
     const std::string home = ReadVariable("HOME");
@@ -43,7 +43,7 @@ std::string FindCacheDirectory() {
 
 /// What the answer depends on, as a file's name.
 std::string NameFile(const std::string& target) {
-    std::string facts = target + "\n" + FindConfigFile();
+    std::string facts = target + "\n" + LocateConfigFile();
     for (const char* name : {"VARNEL_ENVIRONMENT", "VARNEL_API_HOST", "VARNEL_API_PORT",
                              "VARNEL_TOKEN", "VARNEL_USERNAME"}) {
         facts += "\n" + ReadVariable(name);
@@ -62,7 +62,7 @@ std::vector<std::string> SplitLines(const std::string& text) {
 
 std::vector<std::string> FindKnownIdentifiers(Session& session, const std::string& target) {
     try {
-        const std::string directory = FindCacheDirectory();
+        const std::string directory = LocateCacheDirectory();
         const std::string name = NameFile(target);
         const std::string path = directory + "/" + name;
         struct stat status {};

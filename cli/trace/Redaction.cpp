@@ -32,14 +32,14 @@ bool IsSecretName(const std::string& name) {
 std::string RedactJson(const JsonView& value) {
     std::string text;
     if (value.IsObject()) {
-        for (const auto& [name, member] : value.Members()) {
+        for (const auto& [name, member] : value.ReadMembers()) {
             text += (text.empty() ? "{" : ",") + nlohmann::json(name).dump() + ":" +
                     (IsSecretName(name) ? nlohmann::json(Redacted).dump() : RedactJson(member));
         }
         return text.empty() ? "{}" : text + "}";
     }
     if (!value.IsArray()) { return value.Format(0); }
-    for (const JsonView& element : value.Elements()) {
+    for (const JsonView& element : value.ReadElements()) {
         text += (text.empty() ? "[" : ",") + RedactJson(element);
     }
     return text.empty() ? "[]" : text + "]";

@@ -39,7 +39,7 @@ constexpr std::array<std::string_view, 4> ReplacedVariables{
     "VARNEL_CONFIG", "VARNEL_API_HOST", "VARNEL_API_PORT", "VARNEL_GROUPS_CLAIM"};
 
 /// Where a file with passwords lies best: in memory.
-std::string FindRuntimeDirectory() {
+std::string LocateRuntimeDirectory() {
     const std::string runtime = ReadVariable("XDG_RUNTIME_DIR");
     return runtime.empty() ? std::filesystem::temp_directory_path().string() : runtime;
 }
@@ -60,7 +60,7 @@ std::vector<RelayedService> FindServices() {
 /// relay in the place of each service and no group to go in front of it.
 json MakeConfig(const std::vector<RelayedService>& services, const TraceRelay& relay) {
     json config = json::object();
-    const std::string path = FindConfigFile();
+    const std::string path = LocateConfigFile();
     for (const auto& [name, value] : path.empty() ? ConfigEntries() : ReadConfigFile(path)) {
         config[json::json_pointer("/" + CLI::detail::find_and_replace(name, ".", "/"))] = value;
     }
@@ -102,7 +102,7 @@ std::vector<std::string> ListSecrets() {
 }
 
 int RunTraced(const std::vector<std::string>& program, const json& config) {
-    const PrivateConfigFile file(FindRuntimeDirectory(), config.dump(2));
+    const PrivateConfigFile file(LocateRuntimeDirectory(), config.dump(2));
     try {
         return RunChild(program, MakeEnvironment(file.GetPath()));
     } catch (const ChildNotStarted& error) {

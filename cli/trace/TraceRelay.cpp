@@ -25,7 +25,7 @@ constexpr std::chrono::seconds Patience{30};
 
 /// The host that the library would ask; empty: the token's group cannot be part of one. The relay
 /// has to check that, since the library sees no group.
-std::string FindHost(const RelayedService& service, const HttpHead& request) {
+std::string BuildHost(const RelayedService& service, const HttpHead& request) {
     if (service.groupsClaim.empty()) { return service.host; }
     const std::string group = ReadFirstGroup(ReadBearerToken(request), service.groupsClaim);
     if (group.empty()) { return service.host; }
@@ -213,7 +213,7 @@ void TraceRelay::Serve(Descriptor connection, const RelayedService& service) {
 
         const std::size_t headEnd = FindHeadEnd(fromClient);
         const HttpHead given = ParseHead(fromClient.substr(0, headEnd));
-        const std::string host = FindHost(service, given);
+        const std::string host = BuildHost(service, given);
         const std::string authority = FormatAuthority(host, service.port);
         std::string head = ReplaceHeader(fromClient.substr(0, headEnd), "Host", authority);
         // Nobody can read or redact a body that is compressed.

@@ -9,7 +9,7 @@
 namespace VarnelBase {
 
 /// A request that changes something.
-struct Change {
+struct ChangeRequest {
     std::string method;
     std::string target;
     std::optional<std::string> body; ///< a JSON text
@@ -28,25 +28,25 @@ struct Check {
 };
 
 /// Shows a request instead of sending it.
-void PrintRequest(Session& session, const Change& change);
+void PrintRequest(Session& session, const ChangeRequest& change);
 
 /// Sends a change. A signal that ends the program meanwhile says that it may have been made.
-Outcome SendChange(Session& session, const Change& change);
+Outcome SendChange(Session& session, const ChangeRequest& change);
 
 /// Prints the document in the answer to a change.
 ///
 /// @throws CommandError when the change was not accepted, and when the document cannot be shown,
 ///         saying that the change was made
-void PrintAnswer(Session& session, const Change& change, const Outcome& outcome);
+void PrintAnswer(Session& session, const ChangeRequest& change, const Outcome& outcome);
 
 /// Sends a change and prints the document in its answer, or shows the request instead.
-void MakeChange(Session& session, const Change& change, bool isDryRun);
+void MakeChange(Session& session, const ChangeRequest& change, bool isDryRun);
 
 /// Sends a change and makes sure, by reading back, that it was made.
 ///
 /// @return what was read back
 /// @throws CommandError when it was not, or nobody knows
-Outcome MakeCheckedChange(Session& session, const Change& change, const Check& check);
+Outcome MakeCheckedChange(Session& session, const ChangeRequest& change, const Check& check);
 
 struct DeleteOptions {
     Identifiers identifiers;

@@ -1,4 +1,4 @@
-#include "session/Changes.h"
+#include "session/ChangeRequest.h"
 
 #include <unistd.h>
 
@@ -41,14 +41,14 @@ bool IsFinal(const Outcome& outcome) {
 }
 
 /// "simulation x" or nothing, for a document that has an identifier.
-std::string FindIdentifier(const std::string& document) {
+std::string FormatIdentifier(const std::string& document) {
     const std::optional<JsonView> id = JsonView(document).Find("id");
     return id ? " (id " + (id->IsString() ? id->GetString() : id->Format(0)) + ")" : "";
 }
 
 /// Prints the document of a change that was made, whatever keeps it from being shown as wanted.
-void PrintAccepted(Session& session, const Change& change, const std::string& document) {
-    const std::string made = change.Describe() + " was done" + FindIdentifier(document);
+void PrintAccepted(Session& session, const ChangeRequest& change, const std::string& document) {
+    const std::string made = change.Describe() + " was done" + FormatIdentifier(document);
     const std::string& query = session.options.output.query;
     try {
         if (JsonView(document).FindPointed(query)) {
@@ -67,19 +67,19 @@ void PrintAccepted(Session& session, const Change& change, const std::string& do
 
 } // namespace
 
-void PrintRequest(Session& session, const Change& change) {
+void PrintRequest(Session& session, const ChangeRequest& change) {
     std::string shown = "{\"method\":" + json(change.method).dump() +
                         ",\"target\":" + json(session.FormatUrl(change.target)).dump();
     if (change.body) { shown += ",\"body\":" + *change.body; }
     session.Print(shown + "}");
 }
 
-Outcome SendChange(Session& session, const Change& change) {
+Outcome SendChange(Session& session, const ChangeRequest& change) {
     const ChangeInFlight announced(change.Describe());
     return session.Send(change.method, change.target, change.body);
 }
 
-void PrintAnswer(Session& session, const Change& change, const Outcome& outcome) {
+void PrintAnswer(Session& session, const ChangeRequest& change, const Outcome& outcome) {
     if (!outcome.Succeeded()) { throw JudgeFailure(change.Describe(), outcome, Purpose::Change); }
     if (outcome.text.empty()) {
         session.Note(change.Describe() + " was done; the answer has no document");
@@ -95,7 +95,7 @@ void PrintAnswer(Session& session, const Change& change, const Outcome& outcome)
     PrintAccepted(session, change, outcome.text);
 }
 
-void MakeChange(Session& session, const Change& change, bool isDryRun) {
+void MakeChange(Session& session, const ChangeRequest& change, bool isDryRun) {
     if (isDryRun) {
         PrintRequest(session, change);
     } else {
@@ -103,7 +103,7 @@ void MakeChange(Session& session, const Change& change, bool isDryRun) {
     }
 }
 
-Outcome MakeCheckedChange(Session& session, const Change& change, const Check& check) {
+Outcome MakeCheckedChange(Session& session, const ChangeRequest& change, const Check& check) {
     const Outcome outcome = SendChange(session, change);
     if (!outcome.Succeeded() && (outcome.sent == SentState::NotSent || IsRefused(outcome))) {
         throw JudgeFailure(change.Describe(), outcome, Purpose::Change);
@@ -134,7 +134,7 @@ void AddDeleteFlags(CLI::App& command, DeleteOptions& options) {
 
 void Delete(Session& session, const DeleteOptions& options, const std::string& name,
             const std::string& target) {
-    const Change change{"DELETE", target, std::nullopt};
+    const ChangeRequest change{"DELETE", target, std::nullopt};
     if (options.isDryRun) {
         PrintRequest(session, change);
         return;

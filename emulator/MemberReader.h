@@ -10,10 +10,10 @@ namespace VarnelBase::Emulation {
 
 /// Reads the members of an object and says which one cannot be used: every problem is a Refusal 422
 /// that names it. A reader's user ends with RefuseOthers, so that a misspelt member is not silent.
-class Members {
+class MemberReader {
 public:
     /// @param where what messages call the object, "simulations[3]" say; empty for a whole body
-    Members(const json& members, std::string where);
+    MemberReader(const json& members, std::string where);
 
     /// The member; null when it is missing.
     const json& Find(const std::string& name);

@@ -1,4 +1,4 @@
-#include "Members.h"
+#include "MemberReader.h"
 
 #include "UtcTime.h"
 
@@ -12,7 +12,7 @@ std::string WriteRange(const std::string& kind, const std::string& min, const st
 
 } // namespace
 
-Members::Members(const json& members, std::string where)
+MemberReader::MemberReader(const json& members, std::string where)
     : object(members), prefix(std::move(where)) {
     if (!object.is_object()) {
         throw Refusal(422, "invalid",
@@ -21,19 +21,19 @@ Members::Members(const json& members, std::string where)
     if (!prefix.empty()) { prefix += "."; }
 }
 
-const json& Members::Find(const std::string& name) {
+const json& MemberReader::Find(const std::string& name) {
     static const json missing;
     known.insert(name);
     const auto found = object.find(name);
     return found == object.end() ? missing : *found;
 }
 
-bool Members::IsGiven(const std::string& name) {
+bool MemberReader::IsGiven(const std::string& name) {
     known.insert(name);
     return object.contains(name);
 }
 
-std::string Members::ReadText(const std::string& name) {
+std::string MemberReader::ReadText(const std::string& name) {
     const json& member = Find(name);
     if (!member.is_string() || member.get_ref<const std::string&>().empty()) {
         Refuse(name, "must be a text that is not empty");
@@ -41,11 +41,11 @@ std::string Members::ReadText(const std::string& name) {
     return member.get<std::string>();
 }
 
-std::string Members::ReadText(const std::string& name, const std::string& fallback) {
+std::string MemberReader::ReadText(const std::string& name, const std::string& fallback) {
     return Has(name) ? ReadText(name) : fallback;
 }
 
-double Members::ReadNumber(const std::string& name, double fallback, double min, double max) {
+double MemberReader::ReadNumber(const std::string& name, double fallback, double min, double max) {
     const json& member = Find(name);
     if (member.is_null()) { return fallback; }
     const double value = member.is_number() ? member.get<double>() : min - 1;
@@ -55,8 +55,8 @@ double Members::ReadNumber(const std::string& name, double fallback, double min,
     return value;
 }
 
-std::int64_t Members::ReadInteger(const std::string& name, std::int64_t fallback, std::int64_t min,
-                                  std::int64_t max) {
+std::int64_t MemberReader::ReadInteger(const std::string& name, std::int64_t fallback,
+                                       std::int64_t min, std::int64_t max) {
     const json& member = Find(name);
     if (member.is_null()) { return fallback; }
     // An unsigned number above the signed range would come out negative.
@@ -70,14 +70,14 @@ std::int64_t Members::ReadInteger(const std::string& name, std::int64_t fallback
     return value;
 }
 
-std::int64_t Members::ReadTime(const std::string& name, std::int64_t fallback) {
+std::int64_t MemberReader::ReadTime(const std::string& name, std::int64_t fallback) {
     if (!Has(name)) { return fallback; }
     const auto time = ParseUtcTime(ReadText(name));
     if (!time) { Refuse(name, "must be a time such as 2025-01-31T12:00:00Z"); }
     return *time;
 }
 
-const json& Members::ReadArray(const std::string& name) {
+const json& MemberReader::ReadArray(const std::string& name) {
     static const json empty = json::array();
     const json& member = Find(name);
     if (member.is_null()) { return empty; }
@@ -85,17 +85,17 @@ const json& Members::ReadArray(const std::string& name) {
     return member;
 }
 
-void Members::RefuseOthers() const {
+void MemberReader::RefuseOthers() const {
     for (const auto& member : object.items()) {
         if (known.count(member.key()) == 0) { Refuse(member.key(), "is not known"); }
     }
 }
 
-void Members::RefuseDocument(const std::string& reason) const {
+void MemberReader::RefuseDocument(const std::string& reason) const {
     throw Refusal(422, "invalid", prefix.substr(0, prefix.find("._local.")) + ": " + reason);
 }
 
-void Members::Refuse(const std::string& name, const std::string& reason) const {
+void MemberReader::Refuse(const std::string& name, const std::string& reason) const {
     throw Refusal(422, "invalid", prefix + name + ": " + reason);
 }
 
