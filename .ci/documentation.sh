@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Compiles, configures, parses or runs every code block in README.md, docs/ and the other documents,
-# and checks that docs/CONFIGURATION.md is complete.
+# Compiles, configures, parses or runs every code block in README.md, docs/ and the other documents.
+# Compares the documents with the code: operations, settings, files, links, what a header includes.
 #
 #   ```cpp    a program, or statements with a `connector` in reach: compiled and linked with both libraries
 #   ```cmake  lines of a project that has the target my-application: configured
@@ -9,7 +9,7 @@
 #   ```text   anything else: output, pictures
 #
 # A line `<!-- not run: REASON -->` above a ```sh block has it parsed alone. The commands of documents
-# about a program are run by that program's tests, which name the document.
+# about a program are run by that program's tests, which must name the document.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -34,30 +34,8 @@ export PKG_CONFIG_PATH=$work/prefix/lib/pkgconfig
 read -ra flags <<<"$(pkg-config --cflags --libs varnelbase-client varnelbase)"
 flags+=("-Wl,-rpath,$work/prefix/lib")
 
-# Cuts the blocks out: blocks/FILE:LINE.LANGUAGE, and .skip beside those that are not run.
-cut_blocks() {
-    awk -v file="$1" -v to="$work/blocks/${1//\//_}" -v runner="${testedBy[$1]:-}" '
-        function refuse(reason) { print file ":" NR ": " reason > "/dev/stderr"; failed = 1 }
-        !inside && /^ *```/ {
-            language = $0; sub(/^ *```/, "", language)
-            if (language !~ /^(cpp|cmake|json|sh|text)$/) refuse("a block in \"" language "\", which is not checked")
-            inside = 1; indent = match($0, /`/) - 1; name = to ":" NR "." language
-            printf "" > name
-            if (language == "sh" && runner) skip = "run by " runner
-            if (skip) { print skip > (name ".skip"); skip = "" }
-            next
-        }
-        inside && /^ *```/ { inside = 0; close(name); next }
-        inside { print substr($0, indent + 1) > name; next }
-        /^<!-- not run: .+ -->$/ { skip = $0; next }
-        /^    / && blank && !list && !runner { refuse("an indented block: put it between ``` lines") }
-        { blank = /^$/; if (/^ *([-*]|[0-9]+\.) /) list = 1; else if (/^[^ ]/) list = 0 }
-        END { if (inside) refuse("a block without an end"); exit failed }' "$1"
-}
 for document in *.md docs/*.md; do
-    cut_blocks "$document"
-    runner=${testedBy[$document]:-}
-    [ -z "$runner" ] || grep -q "$(basename "$document")" "$runner" || fail "$runner does not run $document"
+    .ci/documentation/cut-blocks.py "$document" "$work/blocks" "${testedBy[$document]:-}"
 done
 
 check_cpp() {
@@ -115,20 +93,14 @@ for block in "$work"/blocks/*.{cpp,cmake,json,sh}; do
     "check_${block##*.}" "$block" >"$block.log" 2>&1 </dev/null || { cat "$block.log"; fail "the block fails: $block"; }
 done
 
-# Every setting has its row, and every variable that the library reads is told.
-while read -r key variable; do
-    grep -q "^| \`$key\` | \`$variable\` |" docs/CONFIGURATION.md || fail "docs/CONFIGURATION.md lacks $key, $variable"
-done < <(sed -n 's/^ *{"\([A-Za-z]*\)", "\(VARNEL_[A-Z_]*\)".*/\1 \2/p' src/KnownSettings.h)
-for variable in $(grep -ohE '(ReadVariable|getenv)\("[A-Z_]+"' src/*.cpp | grep -oE '[A-Z_]{2,}' | sort -u); do
-    grep -q "\`$variable\`" docs/CONFIGURATION.md || fail "docs/CONFIGURATION.md lacks $variable"
-done
-for variable in $(grep -ohE 'VARNEL_[A-Z_]+' docs/CONFIGURATION.md | sort -u); do
-    grep -q "\"$variable\"" src/*.h src/*.cpp || fail "docs/CONFIGURATION.md tells of $variable, which nothing reads"
-done
+docs/operations.py --check
+.ci/documentation/check-settings.py
+.ci/documentation/check-references.py
 
-# Links between the documents.
-while IFS=: read -r document link; do
-    target=$(dirname "$document")/${link%%#*}
-    [ -e "$target" ] || fail "$document links to $link, which does not exist"
-done < <(grep -oE '\]\([^)#: ]+\)' ./*.md docs/*.md docs/decisions/*.md | sed 's/](\(.*\))/\1/')
-echo "documentation: every block and link works"
+# Headers that the documents say can be included without an HTTP library.
+for header in EnvConfig.h TokenStore.h ServiceClient.h; do
+    if echo "#include <$header>" | g++ -std=c++17 -x c++ -M - "${flags[@]}" | grep -E 'httplib|curl/'; then
+        fail "$header includes an HTTP library"
+    fi
+done
+echo "documentation: blocks, references and tables agree with the code"

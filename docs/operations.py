@@ -1,0 +1,109 @@
+#!/usr/bin/env python3
+"""Writes the tables of operations in README.md and docs/OPERATIONS.md from the code.
+
+    docs/operations.py            writes both tables
+    docs/operations.py --check    fails if a table, a test's table or the benchmarks' differs
+
+Method and path come from the client's table. Arguments, offline value, body and gate come from the
+connector, whose own paths must agree with it.
+"""
+
+import pathlib
+import re
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+GATES = {
+    "Exactly200": ("exactly 200", "offline, status is not 200"),
+    "Exactly201": ("exactly 201", "offline, status is not 201"),
+    "AnyResponse": ("any response", "offline"),
+    "Ignored": ("ignored", "returns nothing"),
+    "Project": ("exactly 200, an envelope", "offline, status is not 200"),
+}
+
+
+def read(path):
+    return (ROOT / path).read_text()
+
+
+def read_operations():
+    """Name, method and target of every operation, in the order of the client's table."""
+    table = re.search(r"ServiceOperations\{\{(.*?)\}\};", read("client/OperationTable.h"), re.S).group(1)
+    return re.findall(r'\{"(\w+)",\s*"(\w+)",\s*"([^"]+)"', table)
+
+
+def normalize_path(expression):
+    """A concatenation in C++ as a target with its arguments in braces."""
+    parts = re.findall(r'"([^"]*)"|std::to_string\((\w+)\)|(\w+)', expression)
+    return "".join(literal or "{%s}" % (number or text) for literal, number, text in parts)
+
+
+def read_connector(name):
+    """Arguments, path, offline value, body and gate as the connector's function has them."""
+    function = re.search(r"^\w+ ApiConnector::%s\((.*?)\) \{\n(.*?)^\}" % name, read("src/ApiConnector.cpp"), re.S | re.M)
+    if not function:
+        sys.exit("src/ApiConnector.cpp has no operation " + name)
+    parameters, code = function.groups()
+    offline = re.search(r"IsOffline\(\)\) \{ return ?(.*?); \}", code).group(1)
+    path = re.search(r"const std::string path =\s*(.*?);", code, re.S)
+    literal = re.search(r'(?:Get|PostJson)\((?:client, )?"([^"]+)"', code)
+    members = re.findall(r'\{"(\w+)", \w+\}', code)
+    argument = re.search(r"(?:PostJson|PatchJson)\([^;]*?, (\w+)\)", code)
+    gate = re.search(r"\b(Exactly20[01]|AnyResponse|Ignored)\(", code)
+    return {
+        "arguments": re.findall(r"(\w+)(?:,|$)", parameters),
+        "path": normalize_path(path.group(1)) if path else literal.group(1),
+        "offline": {"json()": "null", "": "nothing", 'json::array({"0.4.1"})': '`["0.4.1"]`'}[offline],
+        "body": "`{%s}`" % ",".join('"%s"' % member for member in members) if members
+        else "`%s`" % argument.group(1) if argument else "",
+        "gate": gate.group(1) if gate else "Project",
+    }
+
+
+def make_tables():
+    short = ["| Operation | Request | Null when |", "|---|---|---|"]
+    full = ["| Operation | Offline | Body | Verb | Path | Gate |", "|---|---|---|---|---|---|"]
+    for name, method, target in read_operations():
+        found = read_connector(name)
+        if found["path"] != target:
+            sys.exit("%s: src/ApiConnector.cpp sends %s, client/OperationTable.h %s" % (name, found["path"], target))
+        call = "`%s(%s)`" % (name, ", ".join(found["arguments"]))
+        gate, null = GATES[found["gate"]]
+        if found["offline"].startswith("`["):
+            null = null.replace("offline, ", "")
+        short.append("| %s | %s `%s` | %s |" % (call, method, target.split("?")[0], null))
+        full.append("| %s | %s | %s | %s | `%s` | %s |" % (call, found["offline"], found["body"], method, target, gate))
+    return {"README.md": short, "docs/OPERATIONS.md": full}
+
+
+def check_users():
+    """Every table of operations in tests and benchmarks has each of them, in this order."""
+    names = [operation[0] for operation in read_operations()]
+    for path, pattern in {
+        "tests/connector/Operations.h": r"c\.(\w+)\(",
+        "tests/client/OperationCases.h": r'^    \{"(\w+)"',
+        "benchmarks/Operations.cpp": r'^        \{"(\w+)"',
+    }.items():
+        found = re.findall(pattern, read(path), re.M)
+        if found[: len(names)] != names:
+            sys.exit("%s does not have the operations of client/OperationTable.h in their order" % path)
+
+
+def main():
+    is_check = sys.argv[1:] == ["--check"]
+    for path, table in make_tables().items():
+        marks = re.compile(r"(<!-- operations: written by docs/operations.py -->\n).*?(<!-- end -->)", re.S)
+        text = read(path)
+        written = marks.sub(lambda found: found.group(1) + "\n".join(table) + "\n" + found.group(2), text)
+        if "<!-- operations:" not in text:
+            sys.exit("%s has no place for the table of operations" % path)
+        if written == text:
+            continue
+        if is_check:
+            sys.exit("%s: the table of operations differs from the code: run docs/operations.py" % path)
+        (ROOT / path).write_text(written)
+    if is_check:
+        check_users()
+
+
+main()
