@@ -6,54 +6,55 @@ namespace VarnelBase {
 
 /// The deployments of the service. The numbers are part of the interface.
 enum class Environment : int {
-    Local = 0,      ///< this machine; the configured host is used as it stands
-    Staging = 1,    ///< the user's group goes in front of the configured host
-    Production = 2, ///< the user's group goes in front of the configured host
+    Local = 0,      ///< this machine; the configured host is used unchanged
+    Staging = 1,    ///< the host is the user's group, ".", and the configured host
+    Production = 2, ///< as in `Staging`
 };
 
-/// The connection settings of one deployment, read when constructed and unchanged afterwards.
+/// The connection settings of one environment, read once, in the constructor.
 ///
-/// A setting comes from its environment variable, else from the configuration file, else from the
-/// built-in values. The file is $VARNEL_CONFIG, else $XDG_CONFIG_HOME/varnel/config.json, else
-/// ~/.config/varnel/config.json; a missing default file is no error.
+/// A setting comes from its environment variable, else from the configuration file, else from a
+/// built-in value. The file is $VARNEL_CONFIG, else $XDG_CONFIG_HOME/varnel/config.json, else
+/// ~/.config/varnel/config.json; only the first of these must exist.
 ///
-/// Objects may be copied and read from several threads. Constructors read the process environment,
-/// so no other thread may change it (`setenv`) meanwhile.
+/// Several threads may copy and read an object. Constructors read the process environment: no other
+/// thread may change it (`setenv`) meanwhile.
 class EnvConfig {
 public:
     /// Settings of the environment that VARNEL_ENVIRONMENT names, else the file's "environment",
     /// else `Local`.
     ///
-    /// @throws std::runtime_error naming the variable, or file and key, that cannot be used
+    /// @throws std::runtime_error naming the variable, or the file and key, that is unusable
     EnvConfig();
 
-    /// Settings of the given environment. While VARNEL_ENVIRONMENT names another one, the other
-    /// variables (all but VARNEL_OFFLINE) are left aside: they belong to that other environment.
+    /// Settings of the given environment. If VARNEL_ENVIRONMENT names a different one, the
+    /// variables for hosts, ports, provider and credentials belong to that one and are ignored;
+    /// VARNEL_OFFLINE always applies.
     ///
-    /// @throws std::invalid_argument when the value is none of the three
-    /// @throws std::runtime_error naming the variable, or file and key, that cannot be used
+    /// @throws std::invalid_argument when the value is not one of the three
+    /// @throws std::runtime_error naming the variable, or the file and key, that is unusable
     explicit EnvConfig(Environment deployment);
 
-    /// The deployment that the settings belong to.
+    /// The environment that the settings belong to.
     Environment GetEnvironment() const { return environment; }
 
-    /// Host name or address of the service, without scheme, port and path. May be empty when the
-    /// file says so.
+    /// Host name or address of the service, without scheme, port and path. Empty if the file says
+    /// so.
     const std::string& GetApiHost() const { return apiHost; }
 
     /// TCP port of the service, 1 to 65535.
     unsigned int GetApiPort() const { return apiPort; }
 
-    /// Realm at the identity provider; empty: the provider has none.
+    /// Realm at the identity provider; empty if the provider has no realms.
     const std::string& GetAuthRealm() const;
 
-    /// User name for signing in without a browser; empty: none.
+    /// User name for signing in without a browser; empty if not set.
     const std::string& GetUsername() const;
 
-    /// Password that belongs to the user name; empty: none. A secret.
+    /// Password for that user, a secret; empty if not set.
     const std::string& GetPassword() const;
 
-    /// Whether both user name and password are there.
+    /// Whether both user name and password are set.
     bool HasCredentials() const;
 
     /// Whether the connector must stay off the network.
