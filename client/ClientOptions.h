@@ -11,20 +11,20 @@
 
 namespace VarnelBase {
 
-/// Ends calls from another thread. Copies belong together: cancelling one cancels every call that
-/// was given one of them, those that begin later too.
+/// Ends calls from another thread. Copies share one state: cancelling one cancels every call that
+/// was given any of them, including later calls.
 class Cancellation {
 public:
-    struct State; ///< is the implementation's
+    struct State; ///< private
 
-    /// Something that can be cancelled, once.
+    /// Can be cancelled once.
     Cancellation();
 
-    /// Ends the calls within 100 ms, wherever they are; a name lookup and the renewal of a token
-    /// are awaited. May be called from any thread, but not from a signal handler.
+    /// Ends the calls within 100 ms, except during a name lookup or the renewal of a token, which
+    /// are awaited. Callable from any thread, but not from a signal handler.
     void Cancel();
 
-    /// Whether it or a copy of it was cancelled.
+    /// Whether this or a copy was cancelled.
     bool IsCancelled() const;
 
     /// For the implementation.
@@ -34,73 +34,71 @@ private:
     std::shared_ptr<State> state;
 };
 
-/// What is different for one call.
+/// Options for one call, in place of the client's.
 struct CallOptions {
-    /// For the call as a whole: token, all attempts, and the waits between them. The client's own
-    /// when there is none.
+    /// Limits the whole call: token, all attempts, and the waits between them.
     std::optional<std::chrono::milliseconds> timeout;
 
-    /// How often a request may be tried that can be repeated without harm; 1: no retries. The
-    /// client's own when there is none.
+    /// Limits the attempts for a request that can safely be repeated; 1 means no retries.
     std::optional<int> maxAttempts;
 
-    std::optional<Cancellation> cancellation; ///< ends the call; none: nobody does
+    std::optional<Cancellation> cancellation; ///< ends the call
 };
 
-/// One attempt of a request, for logs and metrics: neither token nor body.
+/// One attempt of a request, for logs and metrics. Contains neither token nor body.
 struct AttemptReport {
-    std::string method;                      ///< "GET"
-    std::string target;                      ///< path and query
-    std::string host;                        ///< that it was sent to
-    int attempt = 1;                         ///< counted from 1
-    int status = 0;                          ///< 0: no answer
-    Failure failure = Failure::None;         ///< of this attempt
-    SentState sent = SentState::NotSent;     ///< of this attempt
-    std::uint64_t bytesSent = 0;             ///< of the body
-    std::uint64_t bytesReceived = 0;         ///< of the body, as they came over the connection
-    bool isNewConnection = false;            ///< no kept one was used
-    std::chrono::microseconds nameLookup{0}; ///< until the name was resolved
-    std::chrono::microseconds connecting{0}; ///< until the connection stood, TLS included
-    std::chrono::microseconds firstByte{0};  ///< until the answer began
-    std::chrono::microseconds duration{0};   ///< of the attempt
+    std::string method;                                  ///< "GET"
+    std::string target;                                  ///< path and query
+    std::string host;                                    ///< that it was sent to
+    int attempt = 1;                                     ///< counted from 1
+    int status = 0;                                      ///< 0: no answer
+    Failure failure = Failure::None;                     ///< of this attempt
+    SentState sent = SentState::NotSent;                 ///< of this attempt
+    std::uint64_t bytesSent = 0;                         ///< of the body
+    std::uint64_t bytesReceived = 0;                     ///< of the body, before decompression
+    bool isNewConnection = false;                        ///< no kept connection was used
+    std::chrono::microseconds nameLookup{0};             ///< until the name was resolved
+    std::chrono::microseconds connecting{0};             ///< until connected, including TLS
+    std::chrono::microseconds firstByte{0};              ///< until the answer began
+    std::chrono::microseconds duration{0};               ///< of the attempt
     std::optional<std::chrono::milliseconds> retryAfter; ///< the wait before the next attempt
 };
 
-/// How a client behaves. A value that cannot be used makes the constructor throw
-/// std::invalid_argument, which names the option.
+/// Options of a client. For an invalid value the constructor throws std::invalid_argument, which
+/// names the option.
 struct ClientOptions {
-    /// Host and port in place of those of the settings, which are not read then: a name or address
-    /// without scheme and port. Both or neither.
+    /// Name or address of the service, without scheme and port. Set both host and port or neither:
+    /// if set, no settings are read.
     std::string host;
     unsigned int port = 0; ///< see `host`
 
-    /// Returns the access token in place of `AuthHandler`; "" for none. Called before each attempt,
-    /// by one thread at a time. What it throws makes the call fail with `NotSignedIn` and the
+    /// Returns the access token in place of `AuthHandler`; "" sends none. Called before each
+    /// attempt, by one thread at a time. If it throws, the call fails with `NotSignedIn` and the
     /// exception's text.
     std::function<std::string()> tokenSource;
 
     bool tls = false; ///< https: TLS 1.2 or later, certificate and host name verified
 
-    /// Certificates (PEM) to trust besides the system's; empty: the setting `caFile`
-    /// (VARNEL_CA_FILE), unless the settings are not read.
+    /// Certificates (PEM) to trust in addition to the system's. Empty: those of the setting
+    /// `caFile` (VARNEL_CA_FILE), if settings are read.
     std::string caFile;
 
     std::chrono::milliseconds connectTimeout{10'000};    ///< for each connection
     std::chrono::milliseconds timeout{60'000};           ///< for each call as a whole
-    std::chrono::milliseconds projectTimeout{3'600'000}; ///< the same, when a project is generated
-    std::chrono::milliseconds idleTimeout{30'000};       ///< after which connections are not kept
+    std::chrono::milliseconds projectTimeout{3'600'000}; ///< for a call that generates a project
+    std::chrono::milliseconds idleTimeout{30'000};       ///< closes unused connections
 
-    int maxAttempts = 4; ///< of what can be repeated without harm; 1: no retries
+    int maxAttempts = 4; ///< for a request that can safely be repeated; 1: no retries
 
     std::size_t maxDocumentBytes = 64U
                                    << 20;   ///< after decompression; project streams have no limit
     int maxNesting = 1000;                  ///< levels of arrays and objects in a document
     std::size_t maxHeaderBytes = 64U << 10; ///< all header lines together
-    int maxHeaderLines = 200;               ///< interim answers included
+    int maxHeaderLines = 200;               ///< including interim answers
 
-    int pageSize = 100; ///< entries that a listing asks for at once
+    int pageSize = 100; ///< entries per request of a listing
 
-    /// Called after each attempt, on the thread of the call. What it throws ends the call and
+    /// Called after each attempt, on the calling thread. An exception from it ends the call and
     /// reaches the caller.
     std::function<void(const AttemptReport&)> observer;
 };

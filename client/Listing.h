@@ -13,20 +13,20 @@ namespace VarnelBase {
 ///
 ///     for (const json& simulation : client.Simulations("user")) { ... }
 ///
-/// A page is asked for when the loop comes to it. An entry whose "id" was there before is left out,
-/// so that entries which move between pages while the loop runs come once. The list ends with
-/// its "total", where the pages have one, else with a page that is not full.
+/// Each page is requested when the loop reaches it. An entry whose "id" has occurred before is
+/// skipped, so that an entry which moves between pages during the loop appears once. The list ends
+/// at its "total" if the pages have one, else after a page that is not full.
 ///
-/// A page that cannot be read throws `CallFailed`, from the loop itself: a failure cannot be
-/// mistaken for the end. Keeps one page in memory. The client must outlive it.
+/// If a page cannot be read, the loop throws `CallFailed`: a failure is never mistaken for the end.
+/// Keeps one page in memory. The client must outlive the listing.
 class Listing {
 public:
-    /// Asks for one page: limit and offset.
+    /// Requests one page, by limit and offset.
     using PageSource = std::function<Outcome(int, int)>;
 
-    struct State; ///< is the implementation's
+    struct State; ///< private
 
-    /// An input iterator: it moves forward, once.
+    /// An input iterator: forward only, one pass.
     class Iterator {
     public:
         /// @cond what every input iterator has
@@ -46,14 +46,14 @@ public:
         /// @endcond
 
     private:
-        State* state; ///< none at the end
+        State* state; ///< null at the end
     };
 
     /// The list whose pages `source` returns.
     Listing(PageSource source, int pageSize);
     ~Listing();
-    Listing(Listing&&) noexcept;            ///< The other one may only be destroyed or assigned to.
-    Listing& operator=(Listing&&) noexcept; ///< The other one may only be destroyed or assigned to.
+    Listing(Listing&&) noexcept;            ///< Afterwards only destroy or assign the other.
+    Listing& operator=(Listing&&) noexcept; ///< Afterwards only destroy or assign the other.
 
     /// Starts again from the first page.
     ///
@@ -61,7 +61,7 @@ public:
     // NOLINTNEXTLINE(readability-identifier-naming): a range-based for looks for this name
     Iterator begin();
 
-    /// Behind the last entry.
+    /// The position after the last entry.
     // NOLINTNEXTLINE(readability-identifier-naming): a range-based for looks for this name
     Iterator end() { return Iterator(nullptr); }
 

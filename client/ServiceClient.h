@@ -23,69 +23,68 @@ using SimulationNamesListType = std::set<std::string>;
 /// A simulation's document.
 using SimulationDataType = json;
 
-/// What became of asking for the identifiers of simulations.
+/// The result of `GetSimulationNames`.
 struct [[nodiscard]] NamesOutcome : Outcome {
     SimulationNamesListType names; ///< empty after a failure
 };
 
-/// What became of a project.
+/// The result of generating a project.
 struct [[nodiscard]] ProjectOutcome : Outcome {
-    /// What the service calls the file: the name in its Content-Disposition header (RFC 6266,
-    /// RFC 8187) without any directory; empty when it has none that is fit for a file.
+    /// The service's name for the file, from the Content-Disposition header (RFC 6266, RFC 8187),
+    /// without any directory; empty if there is no usable one.
     std::string fileName;
 
-    std::string path;       ///< of the file, where one was written
+    std::string path;       ///< of the file, if one was written
     std::uint64_t size = 0; ///< of the project in bytes
 };
 
-/// What became of waiting for an execution; the document is the last that was read.
+/// The result of waiting for an execution; the document is the last one read.
 struct [[nodiscard]] ExecutionOutcome : Outcome {
-    std::string state; ///< the last that was seen; one of `endStates` after success
+    std::string state; ///< the last one read; one of `endStates` after success
 };
 
-/// How much of a project was received, and of how much, when the service says so.
+/// Reports the bytes received so far and, if the service announced it, the total.
 using ProjectProgress = std::function<void(std::uint64_t, std::optional<std::uint64_t>)>;
 
-/// Receives a project's bytes piece by piece; false ends the call with `NotSaved`.
+/// Receives a project piece by piece; returning false ends the call with `NotSaved`.
 using ProjectReceiver = std::function<bool(const char*, std::size_t)>;
 
-/// How to wait for an execution. Its document is the service's own: the defaults are those of
+/// How to wait for an execution. Its document depends on the service; the defaults fit
 /// varnel-emulator.
 struct WaitOptions {
-    std::string statePointer = "/state"; ///< where the state is (a JSON pointer, RFC 6901)
-    std::vector<std::string> endStates{"finished", "failed"};  ///< which end the wait
-    std::chrono::milliseconds firstInterval{500};              ///< grows by half with each question
-    std::chrono::milliseconds maxInterval{15'000};             ///< which it does not exceed
-    std::chrono::milliseconds timeout{std::chrono::hours(24)}; ///< for the wait as a whole
+    std::string statePointer = "/state"; ///< place of the state (JSON pointer, RFC 6901)
+    std::vector<std::string> endStates{"finished", "failed"};  ///< states that end the wait
+    std::chrono::milliseconds firstInterval{500};              ///< grows by half after each request
+    std::chrono::milliseconds maxInterval{15'000};             ///< upper limit of the interval
+    std::chrono::milliseconds timeout{std::chrono::hours(24)}; ///< for the whole wait
 
-    /// Called with each document of the execution, on the thread of the call.
+    /// Called with each document read, on the calling thread.
     std::function<void(const json&)> progress;
 
-    std::optional<Cancellation> cancellation; ///< ends the wait; none: nobody does
+    std::optional<Cancellation> cancellation; ///< ends the wait
 };
 
-/// The client of one deployment of the simulation service for programs that want to know what
-/// happened: the operations of `ApiConnector` under the same names, each of which returns an
-/// `Outcome`.
+/// A client of the simulation service for programs that want to know what happened. Has the
+/// operations of `ApiConnector`, each of which returns an `Outcome`.
 ///
-/// A call runs on its caller's thread; no thread is started. Any number of threads may share a
-/// client. Connections are kept for the next call. Only what cannot do harm is repeated: a GET, and
-/// what is certain not to have been sent.
+/// Calls run on the calling thread; no thread is started. Any number of threads may share a client.
+/// Connections are kept for later calls. Only requests that can safely be repeated are: a GET, or a
+/// request of which certainly nothing was sent.
 ///
-/// Identifiers and the scope are escaped as one segment or value (RFC 3986): "a/b?c" names one
-/// simulation. What a network does is never thrown. Thrown are std::invalid_argument, which names
-/// the option or argument that cannot be used (an empty identifier, "." and ".." among them),
-/// json::type_error for text in a body that is not UTF-8, both before anything is sent, what a
-/// callback of the program throws, and std::bad_alloc.
+/// Identifiers and the scope are escaped as one segment or value (RFC 3986): "a/b?c" is one
+/// identifier. Failures of the network and the service are outcomes, never exceptions. Thrown are
+/// std::invalid_argument, naming the invalid option or argument (an empty identifier, "." or "..",
+/// for example), and json::type_error for a body that is not UTF-8, both before anything is sent;
+/// also exceptions from your callbacks, and std::bad_alloc.
 class ServiceClient {
 public:
-    /// A client for the environment that VARNEL_ENVIRONMENT or the configuration file chooses.
+    /// Connects to the environment that VARNEL_ENVIRONMENT or the configuration file chooses.
     ///
     /// @throws std::invalid_argument naming the option; what reading the settings throws
     explicit ServiceClient(const ClientOptions& options = {});
 
-    /// A client for the given environment. Without a `tokenSource` the token is nevertheless that
-    /// of the environment that `ServiceClient()` would choose.
+    /// Connects to the given environment. Without a `tokenSource`, the token is that of the
+    /// environment that `ServiceClient()` would choose.
     explicit ServiceClient(Environment environment, const ClientOptions& options = {});
 
     /// No call may be running.
@@ -101,18 +100,18 @@ public:
     /// TCP port of every request.
     unsigned int GetPort() const;
 
-    /// The deployment that the client was built for; `Local` where host and port were given.
+    /// The environment that the client was built for; `Local` if host and port were given.
     Environment GetEnvironment() const;
 
-    /// Whether every operation fails with `Offline`, without a request.
+    /// Whether every operation fails with `Offline` and sends nothing.
     bool IsOffline() const;
 
-    /// Signs in; may open a browser and wait for a person. Other calls wait until it is done.
+    /// Signs in; may open a browser and wait for a person. Other calls wait until it returns.
     ///
     /// @throws what AuthHandler's `Login` throws; std::logic_error with a `tokenSource`
     std::string Login();
 
-    /// Asks for the service's version: GET /version.
+    /// Reads the service's version: GET /version.
     Outcome GetVersion(const CallOptions& call = {});
 
     /// Reads the state of the service's agent: GET /agent.
@@ -121,7 +120,7 @@ public:
     /// Sends one command to the service's agent: POST /agent.
     Outcome SendAgentCommand(const std::string& command, const CallOptions& call = {});
 
-    /// Lists one page of simulations: GET /simulations. Limit and offset are sent as given.
+    /// Lists one page of simulations: GET /simulations. Limit and offset are sent unchanged.
     Outcome GetSimulations(const std::string& scope, int limit, int offset,
                            const CallOptions& call = {});
 
@@ -138,15 +137,15 @@ public:
     Outcome PostSimulationInputs(const std::string& simulationId, const json& inputs,
                                  const CallOptions& call = {});
 
-    /// The "id" members of the first page of 50 of the caller's simulations; see `Simulations` for
-    /// all of them. An "id" that is not a string makes it fail with `Unreadable`.
+    /// The "id" members of the first page of 50 of the caller's simulations; `Simulations` reads
+    /// all pages. Fails with `Unreadable` if an "id" is not a string.
     NamesOutcome GetSimulationNames(const CallOptions& call = {});
 
-    /// `GetSimulationInputs` under another name.
+    /// The same as `GetSimulationInputs`.
     Outcome GetSimulationPreexecutionData(const std::string& simulationName,
                                           const CallOptions& call = {});
 
-    /// `PostExecution` under another name: despite it, nothing is stored.
+    /// The same as `PostExecution`: despite its name it stores nothing.
     Outcome PutSimulationData(const std::string& simulationName,
                               const SimulationDataType& simulationData,
                               const CallOptions& call = {});
@@ -155,8 +154,7 @@ public:
     Outcome GetExecutions(const std::string& simulationId, int limit, int offset,
                           const CallOptions& call = {});
 
-    /// Starts an execution: POST /simulations/{simulationId}/executions. Writes nothing to standard
-    /// output.
+    /// Starts an execution: POST /simulations/{simulationId}/executions. Prints nothing.
     Outcome PostExecution(const std::string& simulationId, const json& data,
                           const CallOptions& call = {});
 
@@ -164,25 +162,24 @@ public:
     Outcome GetExecution(const std::string& simulationId, const std::string& executionId,
                          const CallOptions& call = {});
 
-    /// Has the service generate a project and keeps it in memory, within `maxDocumentBytes`: its
-    /// bytes are the outcome's `text`, and the document is null.
+    /// Has the service generate a project, of at most `maxDocumentBytes`, and returns its bytes as
+    /// the outcome's `text`; the document is null.
     ProjectOutcome GenerateProject(const json& request, const CallOptions& call = {});
 
-    /// Has the service generate a project and writes it to a file as it comes, in constant memory.
-    /// The file appears under its name once it is complete.
+    /// Has the service generate a project and writes it to a file as it arrives, in constant
+    /// memory. The file appears under its name once it is complete.
     ///
-    /// The path is that of the file, which is replaced; or an existing directory, in which the file
-    /// gets the service's name for it, or "project", and no other file is replaced: a number goes
-    /// into the name of the second one.
+    /// The path names a file, which is replaced, or an existing directory. In a directory the file
+    /// gets the service's name for it, or "project", with a number if that name is taken.
     ProjectOutcome SaveProject(const json& request, const std::string& path,
                                const ProjectProgress& progress = {}, const CallOptions& call = {});
 
-    /// The same into a stream, which has got a part of it when it fails midway.
+    /// The same into a stream, which has received a part if the call fails midway.
     ProjectOutcome StreamProject(const json& request, std::ostream& output,
                                  const ProjectProgress& progress = {},
                                  const CallOptions& call = {});
 
-    /// The same to a receiver, which is called with each piece.
+    /// The same to a function, which is called with each piece.
     ProjectOutcome StreamProject(const json& request, const ProjectReceiver& receiver,
                                  const ProjectProgress& progress = {},
                                  const CallOptions& call = {});
@@ -204,7 +201,7 @@ public:
     /// Deletes a user: DELETE /users/{userId}.
     Outcome DeleteUser(const std::string& userId, const CallOptions& call = {});
 
-    /// All simulations, page by page; each page is a call of its own with these options.
+    /// All simulations, page by page; each page is one call with these options.
     Listing Simulations(const std::string& scope, const CallOptions& call = {});
 
     /// All executions of a simulation, likewise.
@@ -213,16 +210,16 @@ public:
     /// All users, likewise.
     Listing Users(const CallOptions& call = {});
 
-    /// Asks for an execution until it has come to an end. Survives failures that pass: no
-    /// connection, 429 and statuses from 500 on.
+    /// Reads an execution repeatedly until it has ended. Continues after temporary failures: no
+    /// connection, 429, statuses from 500 on.
     ExecutionOutcome WaitForExecution(const std::string& simulationId,
                                       const std::string& executionId, const WaitOptions& wait = {});
 
-    /// Sends any request to the service, and any bytes as its body. Its answer need not be a
+    /// Sends any request to the service, with any bytes as its body. The answer need not be a
     /// document.
     ///
-    /// The method is GET, POST, PUT, PATCH or DELETE, the target path and query as they are to be
-    /// sent, and a body goes out as application/json.
+    /// The method is GET, POST, PUT, PATCH or DELETE. Path and query are sent unchanged, a body is
+    /// sent as application/json.
     Outcome Send(const std::string& method, const std::string& target,
                  const std::optional<std::string>& body = {}, const CallOptions& call = {});
 

@@ -11,64 +11,65 @@
 
 namespace VarnelBase {
 
-/// Who may ask an emulator.
+/// Which requests an emulator accepts.
 enum class EmulatorAccess {
-    Off,    ///< everybody; tokens are not looked at
-    Any,    ///< who sends a bearer token
-    Groups, ///< who sends one whose first group is the first label of the host's name
+    Off,    ///< all; tokens are ignored
+    Any,    ///< those with a bearer token
+    Groups, ///< those with a token whose first group is the first label of the host name
 };
 
+/// How an emulator behaves.
 struct EmulatorOptions {
-    std::string address = "127.0.0.1"; ///< to listen on; another than loopback opens it to others
-    int port = 0;                      ///< 0: a free one
-    std::string dataDirectory;         ///< where the state is kept; empty: in memory
+    std::string address =
+        "127.0.0.1"; ///< to listen on; one that is not loopback opens it to other machines
+    int port = 0;    ///< 0: any free port
+    std::string dataDirectory; ///< for the state; empty: keep it in memory
 
-    /// What a service without state starts with, in the form of Export; none: built-in examples.
+    /// The first state, in the form of `Export`; without it, built-in examples.
     std::optional<nlohmann::json> seed;
-    std::string seedFile; ///< a file that holds one, where `seed` is not given
+    std::string seedFile; ///< a file with a seed, if `seed` is not set
 
-    /// Rules that it starts with, one or an array of them; none: no rule.
+    /// The first rules: one, or an array of them.
     std::optional<nlohmann::json> rules;
-    std::string filesDirectory; ///< where the files of rules' answers come from
+    std::string filesDirectory; ///< directory of the files that rules answer with
 
-    /// A record (HAR 1.2) that answers requests; empty: none. With `upstream`, what is not in it is
-    /// asked there, and added.
+    /// A record (HAR 1.2) to answer from. With `upstream`, other requests are sent there, and the
+    /// answers added to the record.
     std::string recordFile;
-    std::string upstream;            ///< address of the real service; empty: none
-    bool emulatesUnrecorded = false; ///< whether the emulator answers what is not in the record
-    std::vector<std::string> secretMembers; ///< that never get into the record's file
+    std::string upstream;                   ///< address of the real service
+    bool emulatesUnrecorded = false;        ///< answers requests that are not in the record
+    std::vector<std::string> secretMembers; ///< members never written to the record
 
-    double speed = 1; ///< emulated seconds in a second; 0: time stands still but for AdvanceClock
+    double speed = 1; ///< emulated seconds per second; 0: only AdvanceClock moves the time
     EmulatorAccess access = EmulatorAccess::Off;
-    std::string token; ///< the only token that is good; empty: every one is
+    std::string token; ///< the only valid token; empty: every token is
 
-    /// Hosts under whose names (and the names below them) it may be asked, besides those of this
-    /// machine's loopback and `address`.
+    /// Host names (and names below them) that requests may use, besides those of the loopback
+    /// interface and `address`.
     std::vector<std::string> allowedHosts;
-    /// Origins ("http://localhost:5173") whose pages may do what programs may.
+    /// Origins ("http://localhost:5173") whose web pages are allowed.
     std::vector<std::string> allowedOrigins;
 
-    std::string tlsCertificateFile; ///< PEM, with those that signed it; empty: plain HTTP
+    std::string tlsCertificateFile; ///< PEM, with its issuers' certificates; empty: plain HTTP
     std::string tlsKeyFile;         ///< its private key, PEM
 
-    std::ostream* log =
-        nullptr; ///< where each request goes as a line of JSON; outlives the emulator
+    std::ostream* log = nullptr; ///< receives a line of JSON per request; must outlive the emulator
 };
 
-/// The service on your own machine, for the tests of a host application. It serves from its
-/// construction to Stop, in threads of its own, and answers on GetUrl. The documents that it takes
-/// and gives are described in docs/EMULATOR.md. Its operations may be called from any thread.
+/// Emulates the service inside a host application's tests. Serves requests to `GetUrl` from the
+/// constructor until `Stop`, in its own threads. docs/EMULATOR.md describes its documents. All
+/// operations may be called from any thread.
 class Emulator {
 public:
-    /// Starts it.
+    /// Starts serving.
     ///
-    /// @throws std::invalid_argument naming the option whose value is none
-    /// @throws std::runtime_error naming what cannot be used: the seed's member, the data
+    /// @throws std::invalid_argument naming the option with an invalid value
+    /// @throws std::runtime_error naming what is unusable: a member of the seed, the data
     /// directory,
-    ///         a file of TLS, or address and port
+    ///         a TLS file, or address and port
     explicit Emulator(const EmulatorOptions& options = {});
 
-    /// Stops it.
+    /// Calls `Stop`.
     ~Emulator();
     Emulator(const Emulator&) = delete;
     Emulator& operator=(const Emulator&) = delete;
@@ -78,68 +79,68 @@ public:
     /// "http://127.0.0.1:PORT"
     const std::string& GetUrl() const;
 
-    /// What requests below /_local send as a bearer token; empty when nobody needs tokens.
+    /// The bearer token for requests below /_local; empty if they need none.
     const std::string& GetLocalKey() const;
 
-    /// Adds one rule that lets requests fail or answers them otherwise, or an array of them, and
-    /// returns it with its number, and with "warnings" where it looks wrong.
+    /// Adds a rule, or an array of rules, by which requests fail or get other answers. Returns it
+    /// with its number, and with "warnings" if it looks wrong.
     ///
-    /// @throws std::runtime_error naming the member that cannot be used
+    /// @throws std::runtime_error naming the unusable member
     nlohmann::json AddFault(const nlohmann::json& rule);
 
-    /// The rules with how often they matched and applied.
+    /// The rules, and how often each matched and applied.
     nlohmann::json GetFaults() const;
 
     /// @param name a rule's name, or its number as a text
     void RemoveFault(const std::string& name);
     void ClearFaults();
 
-    /// Which of the rules with "required" were never applied, in words; empty: none. In a test:
+    /// Describes the "required" rules that were never applied; empty if there are none. In a test:
     /// EXPECT_EQ(emulator.CheckFaults(), "");
     std::string CheckFaults() const;
 
-    /// What was asked: an array in the order of the answers.
+    /// The requests so far: an array in the order of their answers.
     ///
-    /// @param pattern leaves out the requests that do not match it
+    /// @param pattern selects the requests that match it
     nlohmann::json GetRequests(const nlohmann::json& pattern = nlohmann::json::object()) const;
     void ClearRequests();
 
-    /// What is wrong with the requests so far, with the nearest ones; empty: as many match the
-    /// pattern as it says. In a test:
+    /// Checks that as many requests match the pattern as it says. Returns "", or a description of
+    /// the problem and of similar requests. In a test:
     /// EXPECT_EQ(emulator.CheckRequests({{"method", "POST"}, {"times", 3}}), "");
     ///
-    /// @throws std::runtime_error naming the member that cannot be used
+    /// @throws std::runtime_error naming the unusable member
     std::string CheckRequests(const nlohmann::json& expectation) const;
 
-    /// Lets time pass at once.
+    /// Advances the emulated clock.
     ///
     /// @throws std::runtime_error when the seconds are negative, or lead beyond the year 9999
     void AdvanceClock(double seconds);
 
-    /// Adds a simulation, written as one of a seed, and returns its document.
+    /// Adds a simulation, in the form of a seed's, and returns its document.
     ///
-    /// @throws std::runtime_error naming what cannot be used, as every operation that takes a
-    ///         document or an identifier does
+    /// @throws std::runtime_error naming what is unusable, as does every operation that takes a
+    ///         document or an identifier
     nlohmann::json CreateSimulation(const nlohmann::json& simulation);
 
-    /// Ends an execution at this moment of the emulated clock, and returns its document.
+    /// Ends an execution at the current emulated time and returns its document.
     ///
-    /// @param members merged into its document: results, say, or an error
+    /// @param members merged into the document: results or an error, for example
     nlohmann::json FinishExecution(const std::string& simulationId, const std::string& executionId,
                                    const nlohmann::json& members = nlohmann::json::object());
     nlohmann::json FailExecution(const std::string& simulationId, const std::string& executionId,
                                  const nlohmann::json& members = nlohmann::json::object());
 
-    /// Replaces the state by a seed, which Reset goes back to from then on.
+    /// Replaces the state with a seed, to which `Reset` then returns.
     void LoadSeed(const nlohmann::json& seed);
 
-    /// Goes back to the start: state, clock, faults, requests.
+    /// Restores the initial state and clock, and forgets rules and requests.
     void Reset();
 
-    /// Everything as a document that another one can be seeded with.
+    /// The state as a document that can seed another emulator.
     nlohmann::json Export();
 
-    /// Takes no further requests and returns when those in flight are answered.
+    /// Accepts no further requests and returns once the current ones are answered.
     void Stop();
 
 private:
@@ -147,9 +148,9 @@ private:
     std::unique_ptr<Implementation> implementation;
 };
 
-/// Sends every connector that this process makes meanwhile to an emulator, with a token that is
-/// good nowhere else: it sets VARNEL variables, and puts them back at its end. For one thread,
-/// while no other one reads the environment.
+/// While it exists, connectors constructed in this process use an emulator, with a token that is
+/// valid nowhere else. It sets VARNEL variables and restores them at its end: no other thread may
+/// read the environment meanwhile.
 class ConnectorEnvironment {
 public:
     explicit ConnectorEnvironment(const Emulator& emulator);

@@ -4,8 +4,8 @@
 
 #include <cstddef>
 
-// The classes of the library hold objects of cpp-httplib, json and the standard library, so a
-// program that is compiled with other releases or macros of these would corrupt its memory.
+// The library's classes contain objects of cpp-httplib, json and the standard library. A program
+// compiled with other releases or macros of these would corrupt its memory.
 #ifndef CPPHTTPLIB_OPENSSL_SUPPORT
 #error "VarnelBase needs CPPHTTPLIB_OPENSSL_SUPPORT defined wherever cpp-httplib is included"
 #endif
@@ -43,8 +43,8 @@ inline constexpr int HttplibRelease = [](const char* text) {
     return number + part;
 }(CPPHTTPLIB_VERSION);
 
-/// Functions that exist in the library for the values that it was compiled with. A program that was
-/// compiled with others does not link, and the linker's message is the name of what differs.
+/// Functions that the library defines only for the values it was compiled with. A program compiled
+/// with others does not link, and the linker's message names what differs.
 namespace LibraryBuiltWithAnother {
 template <bool IsDefined>
 void GlibcxxDebug();
@@ -56,7 +56,7 @@ template <int Diagnostics, std::size_t Bytes>
 void JsonDiagnosticsAndSize();
 } // namespace LibraryBuiltWithAnother
 
-// An installed library tells which release it was built with.
+// Set for users of an installed library: the release it was built with.
 #ifdef VARNELBASE_HTTPLIB_RELEASE
 static_assert(
     HttplibRelease == VARNELBASE_HTTPLIB_RELEASE,
