@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 
 Peer::Peer(int status, const std::string& kind, std::size_t size) {
@@ -18,14 +19,24 @@ Peer::Peer(int status, const std::string& kind, std::size_t size) {
     Start(arguments);
 }
 
-Peer::Peer(const std::string& program) {
-    const char* const arguments[] = {program.c_str(), "--port", "0", nullptr};
+Peer::Peer(const std::string& program, const std::string& seed) {
+    const char* const seedFlag = seed.empty() ? nullptr : "--seed";
+    const char* const arguments[] = {program.c_str(), "--port",     "0",
+                                     seedFlag,        seed.c_str(), nullptr};
     Start(arguments);
 }
 
 Peer::~Peer() {
     kill(process, SIGTERM);
     waitpid(process, nullptr, 0);
+}
+
+double Peer::ReadResidentMebibytes() const {
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind("VmRSS:", 0) == 0) { return std::atof(line.c_str() + 6) / 1024; }
+    }
+    return -1;
 }
 
 void Peer::Start(const char* const* arguments) {

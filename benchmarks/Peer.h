@@ -15,14 +15,16 @@ public:
     Peer(int status, const std::string& kind, std::size_t size = 0);
 
     /// Any other program whose first line of output is http://127.0.0.1:PORT.
-    explicit Peer(const std::string& program);
+    ///
+    /// @param seed what the emulator starts with; empty: nothing is said of it
+    explicit Peer(const std::string& program, const std::string& seed = "");
 
     ~Peer();
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
 
     int GetPort() const { return port; }
-    pid_t GetProcess() const { return process; }
+    double ReadResidentMebibytes() const;
 
 private:
     void Start(const char* const* arguments);

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -15,14 +14,6 @@
 #include "RawRequest.h"
 
 namespace {
-
-double ReadResidentMebibytes(pid_t process) {
-    std::ifstream status("/proc/" + std::to_string(process) + "/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.rfind("VmRSS:", 0) == 0) { return std::atof(line.c_str() + 6) / 1024; }
-    }
-    return -1;
-}
 
 /// Connections that are silent, half of them in the middle of a request.
 std::vector<int> OpenIdleConnections(int port, int count) {
@@ -57,7 +48,7 @@ void MeasureIdleConnections(const std::string& program) {
                              .wall;
     Report("answer of the emulator with 10,000 idle connections over one without", ratio, "<= 1.2");
     Report("resident memory of the emulator with 10,000 idle connections, MiB",
-           ReadResidentMebibytes(busy.GetProcess()), "<= 150");
+           busy.ReadResidentMebibytes(), "<= 150");
     for (const int connection : idle) { close(connection); }
 }
 
