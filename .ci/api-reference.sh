@@ -1,13 +1,26 @@
 #!/usr/bin/env bash
-# Writes the API reference to build/api-reference/html. A declaration without a comment is an error,
-# and so is an operation whose comment does not tell the request, the gate and the exceptions that
-# docs/OPERATIONS.md has for it.
+# Writes the site to build/api-reference/html: the guides, and the reference of the public headers. A declaration
+# without a comment is an error, and so are a link that leads nowhere within the site, and an operation whose comment
+# does not tell the request, the gate and the exceptions that docs/OPERATIONS.md has for it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 rm -rf build/api-reference
 mkdir -p build
 doxygen
+
+# As root, linkchecker becomes a user who may not be able to enter this clone.
+site=$(mktemp -d)
+trap 'rm -rf "$site"' EXIT
+cp -r build/api-reference/html "$site"
+chmod -R a+rX "$site"
+(cd "$site" && linkchecker --no-status --output=csv html/index.html >log 2>warnings) || true
+grep -q '^# Stopped checking' "$site/log" || { cat "$site/warnings"; exit 1; }
+# Doxygen makes links of the addresses that stand as examples in code, too.
+if grep -v '^#\|^urlname;\|^https\?:' "$site/log"; then
+    echo "api-reference: these links lead nowhere" >&2
+    exit 1
+fi
 
 declare -A phrases=(
     ["exactly 200"]="status other than 200"
