@@ -23,11 +23,11 @@ if grep -v '^#\|^urlname;\|^https\?:' "$site/log"; then
 fi
 
 declare -A phrases=(
-    ["exactly 200"]="status other than 200"
-    ["exactly 200, an envelope"]="status other than 200"
-    ["exactly 201"]="status other than 201"
+    ["exactly 200"]="status is not 200"
+    ["exactly 200, an envelope"]="status is not 200"
+    ["exactly 201"]="status is not 201"
     ["any response"]="whatever the status"
-    ["ignored"]="cannot be told from this call"
+    ["ignored"]="Does not report whether"
 )
 # The comment above a declaration, as one line.
 describe() {
