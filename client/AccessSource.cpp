@@ -21,6 +21,14 @@ auto FindOrExplain(Work work) {
     }
 }
 
+void RequireHeaderText(const std::string& token) {
+    const bool isText =
+        std::all_of(token.begin(), token.end(), [](char c) { return c > ' ' && c < '\x7f'; });
+    if (!isText) {
+        throw AccessError("tokenSource: the token has a character that no header may hold");
+    }
+}
+
 } // namespace
 
 AccessSource::AccessSource(std::optional<Environment> environment, const ClientOptions& options)
@@ -44,9 +52,11 @@ AccessSource::~AccessSource() = default;
 
 std::shared_ptr<const Access> AccessSource::Find() {
     const std::lock_guard lock(mutex);
-    std::string token = FindOrExplain([this] { return FindToken(); });
+    std::string token =
+        FindOrExplain([this] { return tokenSource ? tokenSource() : auth->GetApiKey(); });
     if (last && last->token == token) { return last; }
 
+    if (tokenSource) { RequireHeaderText(token); }
     Access access;
     access.host = FindOrExplain([&] { return BuildHost(token); });
     if (access.host.empty()) { throw AccessError("the setting apiHost is empty"); }
@@ -63,17 +73,6 @@ std::string AccessSource::Login() {
     if (tokenSource) { throw std::logic_error("tokenSource: it signs in, not the client"); }
     const std::lock_guard lock(mutex);
     return auth->Login();
-}
-
-std::string AccessSource::FindToken() {
-    if (!tokenSource) { return auth->GetApiKey(); }
-    std::string token = tokenSource();
-    const bool isText =
-        std::all_of(token.begin(), token.end(), [](char c) { return c > ' ' && c < '\x7f'; });
-    if (!isText) {
-        throw AccessError("tokenSource: the token has a character that no header may hold");
-    }
-    return token;
 }
 
 std::string AccessSource::BuildHost(const std::string& token) {

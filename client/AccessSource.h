@@ -51,7 +51,6 @@ public:
     const std::string& GetCaFile() const { return caFile; }
 
 private:
-    std::string FindToken();
     std::string BuildHost(const std::string& token);
 
     const std::function<std::string()> tokenSource;

@@ -133,8 +133,8 @@ struct CallRunner::Attempt {
     Clock::time_point deadline;
     Cancellation::State* cancellation;
     CallResult result;
-    TransferResult transfer; ///< of the last attempt
-    std::string host;
+    TransferResult transfer;             ///< of the last attempt, like the next
+    std::optional<AttemptReport> report; ///< for the observer, when a request was tried
 
     Failure Take(const AnswerHead& head, const char* bytes, std::size_t size,
                  std::size_t maxBytes) {
@@ -184,15 +184,17 @@ CallResult CallRunner::Run(const ServiceCall& call, const CallOptions& callOptio
         attempt.Fail(Failure::Offline, "the settings say offline");
         return finish();
     }
-    while (true) {
-        const auto attemptStart = Clock::now();
+    for (auto attemptStart = start;; attemptStart = Clock::now()) {
         const SentState sentBefore = outcome.sent;
         Try(attempt);
         outcome.sent = std::max(sentBefore, attempt.transfer.sent);
 
         const std::optional<milliseconds> wait = PlanRetry(attempt);
-        if (options.observer && !attempt.host.empty()) {
-            options.observer(MakeReport(attempt, Clock::now() - attemptStart, wait));
+        if (attempt.report) {
+            attempt.report->duration =
+                std::chrono::duration_cast<microseconds>(Clock::now() - attemptStart);
+            attempt.report->retryAfter = wait;
+            options.observer(*attempt.report);
         }
         attempt.result.head = std::move(attempt.transfer.head);
         if (!wait) { return finish(); }
@@ -218,41 +220,19 @@ std::optional<milliseconds> CallRunner::PlanRetry(const Attempt& attempt) {
     return wait;
 }
 
-AttemptReport CallRunner::MakeReport(const Attempt& attempt, Clock::duration duration,
-                                     std::optional<milliseconds> wait) {
-    const TransferResult& transfer = attempt.transfer;
-    AttemptReport report;
-    report.method = attempt.call.method;
-    report.target = attempt.call.target;
-    report.host = attempt.host;
-    report.attempt = attempt.result.outcome.attempts;
-    report.status = transfer.head.status;
-    report.failure = attempt.result.outcome.failure;
-    report.sent = transfer.sent;
-    report.bytesSent = transfer.bytesSent;
-    report.bytesReceived = transfer.bytesReceived;
-    report.isNewConnection = transfer.isNewConnection;
-    report.nameLookup = transfer.nameLookup;
-    report.connecting = transfer.connecting;
-    report.firstByte = transfer.firstByte;
-    report.duration = std::chrono::duration_cast<microseconds>(duration);
-    report.retryAfter = wait;
-    return report;
-}
-
 void CallRunner::Try(Attempt& attempt) {
     Outcome& outcome = attempt.result.outcome;
-    const int attemptsBefore = outcome.attempts;
-    outcome = {};
-    outcome.attempts = attemptsBefore;
-    attempt.transfer = {};
-    attempt.host.clear();
+    if (const int attemptsBefore = outcome.attempts; attemptsBefore > 0) {
+        outcome = {};
+        outcome.attempts = attemptsBefore;
+        attempt.transfer = {};
+        attempt.report.reset();
+    }
     std::shared_ptr<const Access> used;
     try {
         used = access.Find();
     } catch (const AccessError& error) { return attempt.Fail(Failure::NotSignedIn, error.what()); }
     if (IsCancelled(attempt.cancellation)) { return attempt.Fail(Failure::Cancelled, "cancelled"); }
-    attempt.host = used->host;
     ++outcome.attempts;
 
     const ServiceCall& call = attempt.call;
@@ -268,9 +248,19 @@ void CallRunner::Try(Attempt& attempt) {
         return attempt.Take(head, bytes, size, options.maxDocumentBytes);
     };
     const TransferPool::Lease transfer(pool);
-    attempt.transfer = transfer->Perform(request, std::move(used), taker);
+    attempt.transfer = transfer->Perform(request, used, taker);
     outcome.status = attempt.transfer.head.status;
     Judge(attempt);
+    if (!options.observer) { return; }
+    AttemptReport& report = attempt.report.emplace();
+    report.method = call.method;
+    report.target = call.target;
+    report.host = used->host;
+    report.attempt = outcome.attempts;
+    report.status = outcome.status;
+    report.failure = outcome.failure;
+    report.sent = attempt.transfer.sent;
+    transfer->Describe(report);
 }
 
 void CallRunner::Judge(Attempt& attempt) const {

@@ -45,9 +45,6 @@ private:
 
     void Try(Attempt& attempt);
     std::optional<std::chrono::milliseconds> PlanRetry(const Attempt& attempt);
-    static AttemptReport MakeReport(const Attempt& attempt,
-                                    std::chrono::steady_clock::duration duration,
-                                    std::optional<std::chrono::milliseconds> wait);
     void Judge(Attempt& attempt) const;
 
     const ClientOptions options;

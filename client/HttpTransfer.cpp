@@ -20,6 +20,7 @@ using std::chrono::microseconds;
 using std::chrono::milliseconds;
 
 constexpr milliseconds LongestPoll(60'000);
+constexpr const char* Compressions = "gzip";
 
 /// Once in a process: libcurl's own initialisation is not safe for threads in every release.
 void InitialiseCurl() {
@@ -76,7 +77,6 @@ HttpTransfer::HttpTransfer(const TransferSettings& common)
     Set(handle, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
     Set(handle, CURLOPT_PATH_AS_IS, 1L);
     Set(handle, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-    Set(handle, CURLOPT_USERAGENT, "varnelbase");
     Set(handle, CURLOPT_ERRORBUFFER, errorText.data());
     Set(handle, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(settings.connectTimeout.count()));
     Set(handle, CURLOPT_MAXAGE_CONN,
@@ -100,8 +100,9 @@ HttpTransfer::HttpTransfer(const TransferSettings& common)
 HttpTransfer::~HttpTransfer() = default;
 
 TransferResult HttpTransfer::Perform(const TransferRequest& request,
-                                     std::shared_ptr<const Access> used, const BodyTaker& taker) {
-    UseAccess(std::move(used));
+                                     const std::shared_ptr<const Access>& used,
+                                     const BodyTaker& taker) {
+    UseAccess(used);
     takeBody = &taker;
     head = {};
     headerBytes = 0;
@@ -118,51 +119,43 @@ TransferResult HttpTransfer::Perform(const TransferRequest& request,
     lastThread = std::this_thread::get_id();
     if (thrown) { std::rethrow_exception(std::exchange(thrown, nullptr)); }
 
-    CURL* handle = easy.get();
     result.sent = head.status != 0 ? SentState::Answered
                   : HasSentSome()  ? SentState::MayHaveBeenSent
                                    : SentState::NotSent;
     if (code) { Explain(*code, result); }
-    result.bytesSent = static_cast<std::uint64_t>(Get<curl_off_t>(handle, CURLINFO_SIZE_UPLOAD_T));
-    result.bytesReceived =
-        static_cast<std::uint64_t>(Get<curl_off_t>(handle, CURLINFO_SIZE_DOWNLOAD_T));
-    result.isNewConnection = Get<long>(handle, CURLINFO_NUM_CONNECTS) > 0;
-    result.nameLookup = microseconds(Get<curl_off_t>(handle, CURLINFO_NAMELOOKUP_TIME_T));
-    result.connecting = microseconds(std::max(Get<curl_off_t>(handle, CURLINFO_CONNECT_TIME_T),
-                                              Get<curl_off_t>(handle, CURLINFO_APPCONNECT_TIME_T)));
-    result.firstByte = microseconds(Get<curl_off_t>(handle, CURLINFO_STARTTRANSFER_TIME_T));
     result.head = std::move(head);
     return result;
 }
 
-void HttpTransfer::UseAccess(std::shared_ptr<const Access> used) {
+void HttpTransfer::Describe(AttemptReport& report) const {
+    CURL* handle = easy.get();
+    const auto read = [handle](CURLINFO info) { return Get<curl_off_t>(handle, info); };
+    report.bytesSent = static_cast<std::uint64_t>(read(CURLINFO_SIZE_UPLOAD_T));
+    report.bytesReceived = static_cast<std::uint64_t>(read(CURLINFO_SIZE_DOWNLOAD_T));
+    report.isNewConnection = Get<long>(handle, CURLINFO_NUM_CONNECTS) > 0;
+    report.nameLookup = microseconds(read(CURLINFO_NAMELOOKUP_TIME_T));
+    report.connecting =
+        microseconds(std::max(read(CURLINFO_CONNECT_TIME_T), read(CURLINFO_APPCONNECT_TIME_T)));
+    report.firstByte = microseconds(read(CURLINFO_STARTTRANSFER_TIME_T));
+}
+
+void HttpTransfer::UseAccess(const std::shared_ptr<const Access>& used) {
     if (access == used) { return; }
-    HeaderList lines(nullptr, &curl_slist_free_all);
-    HeaderList bodyLines(Append(nullptr, "Content-Type: application/json"), &curl_slist_free_all);
-    Append(bodyLines.get(), "Expect:"); // no wait for the service's consent
-    if (!used->token.empty()) {
-        const std::string line = "Authorization: Bearer " + used->token;
-        lines.reset(Append(nullptr, line.c_str()));
-        Append(bodyLines.get(), line.c_str());
-    }
+    lastForm.clear();
     // Loopback is this machine's own; elsewhere libcurl looks at the usual variables.
     Set(easy.get(), CURLOPT_PROXY, used->isLoopback ? "" : nullptr);
-    headers = std::move(lines);
-    bodyHeaders = std::move(bodyLines);
-    access = std::move(used);
+    access = used;
 }
 
 void HttpTransfer::Prepare(const TransferRequest& request) {
     CURL* handle = easy.get();
     url.assign(access->origin).append(request.target);
     Set(handle, CURLOPT_URL, url.c_str());
-    const bool hasBody = request.body != nullptr;
-    SetForm(request.method, hasBody, request.isDecompressed);
-    if (hasBody) {
+    SetForm(request.method, request.body != nullptr, request.isDecompressed);
+    if (request.body != nullptr) {
         Set(handle, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body->size()));
         Set(handle, CURLOPT_POSTFIELDS, request.body->data());
     }
-    Set(handle, CURLOPT_HTTPHEADER, hasBody ? bodyHeaders.get() : headers.get());
 }
 
 /// Sets what most requests have in common with the one before.
@@ -175,8 +168,24 @@ void HttpTransfer::SetForm(std::string_view method, bool hasBody, bool isDecompr
     Set(handle, hasBody ? CURLOPT_POST : CURLOPT_HTTPGET, 1L);
     const bool isCustom = method != (hasBody ? "POST" : "GET");
     Set(handle, CURLOPT_CUSTOMREQUEST, isCustom ? method.data() : nullptr);
-    Set(handle, CURLOPT_ACCEPT_ENCODING, isDecompressed ? "gzip, deflate" : nullptr);
+    Set(handle, CURLOPT_ACCEPT_ENCODING, isDecompressed ? Compressions : nullptr);
+    HeaderList lines = MakeHeaders(hasBody, isDecompressed);
+    Set(handle, CURLOPT_HTTPHEADER, lines.get());
+    headers = std::move(lines);
     lastForm = std::move(form);
+}
+
+/// libcurl formats a header line of its own options twice, and one of this list once.
+HttpTransfer::HeaderList HttpTransfer::MakeHeaders(bool hasBody, bool isDecompressed) const {
+    HeaderList lines(Append(nullptr, "User-Agent: varnelbase"), &curl_slist_free_all);
+    const auto add = [&lines](const std::string& line) { Append(lines.get(), line.c_str()); };
+    if (!access->token.empty()) { add("Authorization: Bearer " + access->token); }
+    if (isDecompressed) { add(std::string("Accept-Encoding: ") + Compressions); }
+    if (hasBody) {
+        add("Content-Type: application/json");
+        add("Expect:"); // no wait for the service's consent
+    }
+    return lines;
 }
 
 std::optional<CURLcode> HttpTransfer::Run(const TransferRequest& request, TransferResult& result) {

@@ -51,12 +51,6 @@ struct TransferResult {
     std::string reason;              ///< of the failure
     SentState sent = SentState::NotSent;
     AnswerHead head;
-    std::uint64_t bytesSent = 0; ///< of the body, like the next
-    std::uint64_t bytesReceived = 0;
-    bool isNewConnection = false;
-    std::chrono::microseconds nameLookup{0};
-    std::chrono::microseconds connecting{0};
-    std::chrono::microseconds firstByte{0};
 };
 
 /// Takes a piece of the answer's body and tells why no more of it is wanted; `None`: it is.
@@ -76,21 +70,27 @@ public:
     /// Sends a request and hands over the answer's body.
     ///
     /// @throws what the taker throws
-    TransferResult Perform(const TransferRequest& request, std::shared_ptr<const Access> access,
-                           const BodyTaker& taker);
+    TransferResult Perform(const TransferRequest& request,
+                           const std::shared_ptr<const Access>& used, const BodyTaker& taker);
+
+    /// Fills in the sizes and times of the last request.
+    void Describe(AttemptReport& report) const;
 
     Clock::time_point lastUse = Clock::now();
     std::thread::id lastThread;
 
 private:
+    using HeaderList = std::unique_ptr<curl_slist, void (*)(curl_slist*)>;
+
     static std::size_t OnHeader(const char* line, std::size_t size, std::size_t count, void* self);
     static std::size_t OnBody(const char* bytes, std::size_t size, std::size_t count, void* self);
     static curl_socket_t OnSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
     static CURLcode OnTls(CURL* handle, void* context, void* self);
 
-    void UseAccess(std::shared_ptr<const Access> used);
+    void UseAccess(const std::shared_ptr<const Access>& used);
     void Prepare(const TransferRequest& request);
     void SetForm(std::string_view method, bool hasBody, bool isDecompressed);
+    HeaderList MakeHeaders(bool hasBody, bool isDecompressed) const;
     void ReadHeaderLine(const char* line, std::size_t size);
     std::optional<CURLcode> Run(const TransferRequest& request, TransferResult& result);
     void Explain(CURLcode code, TransferResult& result);
@@ -105,11 +105,9 @@ private:
     std::array<char, CURL_ERROR_SIZE> errorText{};
 
     std::shared_ptr<const Access> access;
-    using HeaderList = std::unique_ptr<curl_slist, void (*)(curl_slist*)>;
-    HeaderList headers{nullptr, &curl_slist_free_all};     ///< of a request without a body
-    HeaderList bodyHeaders{nullptr, &curl_slist_free_all}; ///< of one with a body
     std::string url;
     std::string lastForm; ///< what the handle's options for method, body and compression are
+    HeaderList headers{nullptr, &curl_slist_free_all}; ///< of that form
 
     // Of the request that runs:
     const BodyTaker* takeBody = nullptr;

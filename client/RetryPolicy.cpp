@@ -20,15 +20,15 @@ constexpr long long LongestWait = 365LL * 24 * 3600;
 } // namespace
 
 bool RetryBudget::Take() {
-    const std::lock_guard lock(mutex);
-    left = std::max(left - Retry, 0);
+    int before = left;
+    while (!left.compare_exchange_weak(before, std::max(before - Retry, 0))) {}
     // The lower half is what success has to refill before retries begin again.
-    return left >= Capacity / 2;
+    return before - Retry >= Capacity / 2;
 }
 
 void RetryBudget::NoteSuccess() {
-    const std::lock_guard lock(mutex);
-    left = std::min(left + 1, Capacity);
+    int before = left;
+    while (before < Capacity && !left.compare_exchange_weak(before, before + 1)) {}
 }
 
 milliseconds Backoff::Draw(int attempt, std::optional<milliseconds> retryAfter) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <mutex>
 #include <optional>
@@ -23,8 +24,7 @@ private:
     static constexpr int Retry = 10;
     static constexpr int Capacity = 10 * Retry;
 
-    std::mutex mutex;
-    int left = Capacity;
+    std::atomic<int> left = Capacity;
 };
 
 /// Draws the waits between attempts: a random part of a time that doubles with each ("full

@@ -7,10 +7,10 @@
 namespace VarnelBase {
 
 std::unique_ptr<HttpTransfer> TransferPool::Take() {
+    const auto limit = HttpTransfer::Clock::now() - settings.idleTimeout;
     std::vector<std::unique_ptr<HttpTransfer>> stale; // closed without the lock
     {
         const std::lock_guard lock(mutex);
-        const auto limit = HttpTransfer::Clock::now() - settings.idleTimeout;
         const auto fresh = std::find_if(idle.begin(), idle.end(), [limit](const auto& transfer) {
             return transfer->lastUse > limit;
         });
