@@ -15,3 +15,6 @@ each '*.cpp' clang-format --dry-run --Werror
 each '*.h' clang-format --dry-run --Werror
 each '*.sh' shellcheck --severity=warning --exclude=SC1090
 each '*.json' jq --exit-status . >/dev/null
+docs/operations.py --check
+.ci/documentation/check-settings.py
+.ci/documentation/check-references.py

@@ -2,7 +2,8 @@
 """Writes the tables of operations in README.md and docs/OPERATIONS.md from the code.
 
     docs/operations.py            writes both tables
-    docs/operations.py --check    fails if a table, a test's table or the benchmarks' differs
+    docs/operations.py --check    fails if a table differs, also one of the tests or benchmarks, or
+                                  if a comment in src/ApiConnector.h says something else
 
 Method and path come from the client's table. Arguments, offline value, body and gate come from the
 connector, whose own paths must agree with it.
@@ -13,12 +14,13 @@ import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
+# In docs/OPERATIONS.md, in README.md, and in the comment of the operation.
 GATES = {
-    "Exactly200": ("exactly 200", "offline, status is not 200"),
-    "Exactly201": ("exactly 201", "offline, status is not 201"),
-    "AnyResponse": ("any response", "offline"),
-    "Ignored": ("ignored", "returns nothing"),
-    "Project": ("exactly 200, an envelope", "offline, status is not 200"),
+    "Exactly200": ("exactly 200", "offline, status is not 200", "the status is not 200"),
+    "Exactly201": ("exactly 201", "offline, status is not 201", "the status is not 201"),
+    "AnyResponse": ("any response", "offline", "whatever the status"),
+    "Ignored": ("ignored", "returns nothing", "Does not report whether it succeeded"),
+    "Project": ("exactly 200, an envelope", "offline, status is not 200", "the status is not 200"),
 }
 
 
@@ -68,7 +70,7 @@ def make_tables():
         if found["path"] != target:
             sys.exit("%s: src/ApiConnector.cpp sends %s, client/OperationTable.h %s" % (name, found["path"], target))
         call = "`%s(%s)`" % (name, ", ".join(found["arguments"]))
-        gate, null = GATES[found["gate"]]
+        gate, null, _ = GATES[found["gate"]]
         if found["offline"].startswith("`["):
             null = null.replace("offline, ", "")
         short.append("| %s | %s `%s` | %s |" % (call, method, target.split("?")[0], null))
@@ -89,6 +91,17 @@ def check_users():
             sys.exit("%s does not have the operations of client/OperationTable.h in their order" % path)
 
 
+def check_comments():
+    """The comment of each operation says its request, gate and exceptions."""
+    header = read("src/ApiConnector.h")
+    for name, method, target in read_operations():
+        comment = re.search(r"((?: *///.*\n)+) *\w+ %s\(" % name, header).group(1)
+        text = " ".join(re.sub(r" *///", "", comment).split())
+        for phrase in [method + " " + target.split("?")[0], GATES[read_connector(name)["gate"]][2], "@throws"]:
+            if phrase not in text:
+                sys.exit("src/ApiConnector.h: the comment of %s does not say: %s" % (name, phrase))
+
+
 def main():
     is_check = sys.argv[1:] == ["--check"]
     for path, table in make_tables().items():
@@ -104,6 +117,7 @@ def main():
         (ROOT / path).write_text(written)
     if is_check:
         check_users()
+        check_comments()
 
 
 main()
