@@ -24,6 +24,8 @@ debootstrap --variant=minbase "$1" "$root" "$mirror" >"$work/log" 2>&1 || {
     fail "debootstrap could not make a $1 from $mirror, for the reason above"
 }
 cp /etc/resolv.conf /etc/hosts "$root/etc/"
+# A mirror may be a copy of an earlier day, whose lists are no longer valid.
+echo 'Acquire::Check-Valid-Until "false";' >"$root/etc/apt/apt.conf.d/earlier-day"
 echo force-unsafe-io >"$root/etc/dpkg/dpkg.cfg.d/unsafe-io" # nothing in there has to survive a power cut
 mkdir "$root/varnelbase"
 git -C "$clone" archive HEAD | tar --extract --directory "$root/varnelbase"

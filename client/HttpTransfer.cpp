@@ -227,6 +227,9 @@ void HttpTransfer::Explain(CURLcode code, TransferResult& result) {
     };
     const std::string detail = errorText[0] != '\0' ? errorText.data() : curl_easy_strerror(code);
     if (refusal != Failure::None) { return fail(refusal, refusalReason); }
+    const auto failForLength = [&] { fail(Failure::TooLarge, "a header line is too long"); };
+    constexpr auto TooLarge = static_cast<CURLcode>(100); // CURLE_TOO_LARGE, from libcurl 8.6 on
+    if (code == TooLarge) { return failForLength(); }
     switch (code) {
         case CURLE_OK:
             if (head.status < 200) { fail(Failure::Unreadable, "the answer has no final status"); }
@@ -245,9 +248,9 @@ void HttpTransfer::Explain(CURLcode code, TransferResult& result) {
         case CURLE_URL_MALFORMAT:
             return fail(Failure::CannotResolve, access->host + " is not a host name");
         case CURLE_OUT_OF_MEMORY:
-            // What libcurl says of a header line that is longer than it takes.
+            // What libcurl before 8.6 says of a header line that is longer than it takes.
             if (result.sent == SentState::NotSent) { throw std::bad_alloc(); }
-            return fail(Failure::TooLarge, "a header line is too long");
+            return failForLength();
         default:
             break;
     }
