@@ -1,19 +1,20 @@
 #include "Journal.h"
 
 #include <CryptoText.h>
-#include <SQLiteCpp/Exception.h>
+#include <SQLiteCpp/Database.h>
+#include <SQLiteCpp/Statement.h>
 #include <SQLiteCpp/Transaction.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <numeric>
 #include <system_error>
-#include <tuple>
 #include <utility>
 
 namespace VarnelBase::Studies {
@@ -86,7 +87,55 @@ std::int64_t GetTime() {
     return std::time(nullptr);
 }
 
+/// Makes a statement that has been used ready for its next use.
+struct Resetter {
+    void operator()(SQLite::Statement* used) const { used->tryReset(); }
+};
+
 } // namespace
+
+struct Journal::Parts {
+    explicit Parts(const std::string& file, int mode)
+        : database(file, mode, BusyTimeoutMilliseconds) {}
+
+    /// A statement with its values bound, which is kept prepared for its next use.
+    template <typename... Values>
+    std::unique_ptr<SQLite::Statement, Resetter> Prepare(const std::string& sql,
+                                                         const Values&... values) {
+        SQLite::Statement& statement = statements.try_emplace(sql, database, sql).first->second;
+        int position = 0;
+        (statement.bind(++position, values), ...);
+        return std::unique_ptr<SQLite::Statement, Resetter>(&statement);
+    }
+
+    /// Carries a change out; how many rows it changed.
+    template <typename... Values>
+    int Change(const std::string& sql, const Values&... values) {
+        return Prepare(sql, values...)->exec();
+    }
+
+    std::string ReadSetting(const std::string& name) {
+        const auto rows = Prepare("SELECT value FROM settings WHERE name = ?", name);
+        return rows->executeStep() ? rows->getColumn(0).getString() : "";
+    }
+
+    void WriteSetting(const std::string& name, const std::string& value) {
+        Change("INSERT OR REPLACE INTO settings VALUES (?, ?)", name, value);
+    }
+
+    /// Notes the end of a point, or that it is open again.
+    void SetState(const std::string& id, PointState state, const std::string& reason = "",
+                  const json& results = json()) {
+        const bool hasEnded = state == PointState::Finished || state == PointState::Failed;
+        Change("UPDATE points SET state = ?, reason = ?, results = ?, ended = ? WHERE id = ?",
+               static_cast<int>(state), reason, results.dump(),
+               hasEnded ? GetTime() : std::int64_t{0}, id);
+    }
+
+    SQLite::Database database;
+    std::map<std::string, SQLite::Statement> statements;
+    std::int64_t nextNumber = 0; ///< from which on planned points are looked for first
+};
 
 const char* NameState(PointState state) {
     static constexpr std::array<const char*, 7> names{"planned", "planned",  "sending", "unknown",
@@ -94,44 +143,48 @@ const char* NameState(PointState state) {
     return names.at(static_cast<std::size_t>(state));
 }
 
-template <typename... Values>
-Journal::PreparedStatement Journal::Prepare(const std::string& sql, const Values&... values) {
-    SQLite::Statement& statement = statements.try_emplace(sql, database, sql).first->second;
-    int position = 0;
-    (statement.bind(++position, values), ...);
-    return PreparedStatement(&statement);
+std::size_t StateCounts::GetTotal() const {
+    return std::accumulate(counts.begin(), counts.end(), std::size_t{0});
 }
 
+std::size_t StateCounts::GetEnded() const {
+    return (*this)[PointState::Finished] + (*this)[PointState::Failed];
+}
+
+Journal::Journal(std::unique_ptr<Parts> opened) : parts(std::move(opened)) {}
+Journal::~Journal() = default;
+Journal::Journal(Journal&&) noexcept = default;
+Journal& Journal::operator=(Journal&&) noexcept = default;
+
 Journal Journal::OpenToWrite(const std::string& file) {
-    SQLite::Database database(file, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE,
-                              BusyTimeoutMilliseconds);
+    auto parts = std::make_unique<Parts>(file, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
     // The last commits outlive this process at once. Those that reserve points are forced to the
     // disk as well.
-    database.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");
-    database.exec(Schema);
-    return Journal(std::move(database));
+    parts->database.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");
+    parts->database.exec(Schema);
+    return Journal(std::move(parts));
 }
 
 Journal Journal::OpenToRead(const std::string& file) {
     if (!std::filesystem::exists(file)) {
         throw std::runtime_error(file + ": there is no journal: the study has not been run");
     }
-    return Journal(SQLite::Database(file, SQLite::OPEN_READWRITE, BusyTimeoutMilliseconds));
+    return Journal(std::make_unique<Parts>(file, SQLite::OPEN_READWRITE));
 }
 
 void Journal::TakePoints(const Definition& definition, const PointSet& points) {
-    SQLite::Transaction transaction(database);
+    SQLite::Transaction transaction(parts->database, SQLite::TransactionBehavior::IMMEDIATE);
     std::vector<Quantity> parameters;
     for (const Axis& axis : definition.axes) {
         parameters.insert(parameters.end(), axis.parameters.begin(), axis.parameters.end());
     }
     const auto keep = [this](const std::string& name, const std::string& value) {
-        const std::string kept = ReadSetting(name);
+        const std::string kept = parts->ReadSetting(name);
         if (!kept.empty() && kept != value) {
             throw std::runtime_error("the journal belongs to a study with another " + name + ", " +
                                      kept + ": give this study's file a new name");
         }
-        WriteSetting(name, value);
+        parts->WriteSetting(name, value);
     };
     keep("simulation", definition.simulation);
     json pointers = json::array();
@@ -139,13 +192,13 @@ void Journal::TakePoints(const Definition& definition, const PointSet& points) {
         pointers.push_back(parameter.pointer.to_string());
     }
     keep("list of parameters", pointers.dump());
-    WriteSetting("parameters", WriteQuantities(parameters).dump());
-    WriteSetting("collected", WriteQuantities(definition.collected).dump());
-    if (ReadMark().empty()) { WriteSetting("mark", MakeRandomText()); }
+    parts->WriteSetting("parameters", WriteQuantities(parameters).dump());
+    parts->WriteSetting("collected", WriteQuantities(definition.collected).dump());
+    if (ReadMark().empty()) { parts->WriteSetting("mark", MakeRandomText()); }
 
-    database.exec("UPDATE points SET wanted = 0");
+    parts->database.exec("UPDATE points SET wanted = 0");
     SQLite::Statement insert(
-        database,
+        parts->database,
         "INSERT INTO points (id, number, wanted, parameters) VALUES (?, ?, 1, ?) "
         "ON CONFLICT (id) DO UPDATE SET wanted = 1, number = "
         "CASE WHEN wanted = 1 THEN number ELSE excluded.number END");
@@ -161,11 +214,10 @@ void Journal::TakePoints(const Definition& definition, const PointSet& points) {
 
 void Journal::SettleInterruptedSends() {
     const std::string boot = ReadBootId();
-    const bool isSameBoot = !boot.empty() && boot == ReadSetting("boot");
+    const bool isSameBoot = !boot.empty() && boot == parts->ReadSetting("boot");
     const auto settle = [this](PointState from, PointState to, const std::string& reason) {
-        Prepare("UPDATE points SET state = ?, reason = ? WHERE state = ?", static_cast<int>(to),
-                reason, static_cast<int>(from))
-            ->exec();
+        parts->Change("UPDATE points SET state = ?, reason = ? WHERE state = ?",
+                      static_cast<int>(to), reason, static_cast<int>(from));
     };
     settle(PointState::Sending, PointState::Unknown,
            "the run ended while the point was being sent");
@@ -175,68 +227,77 @@ void Journal::SettleInterruptedSends() {
         settle(PointState::Reserved, PointState::Unknown,
                "the machine stopped while the point may have been sent");
     }
-    WriteSetting("boot", boot);
+    parts->WriteSetting("boot", boot);
 }
 
 std::vector<PointRecord> Journal::Reserve(std::size_t count) {
     std::vector<PointRecord> reserved;
-    database.exec("PRAGMA synchronous = FULL");
-    SQLite::Transaction transaction(database);
+    parts->database.exec("PRAGMA synchronous = FULL");
+    SQLite::Transaction transaction(parts->database, SQLite::TransactionBehavior::IMMEDIATE);
     for (const bool isSecondLook : {false, true}) {
-        if (isSecondLook) { nextNumber = 0; }
-        const auto rows = Prepare(Select("AND state = 0 AND number >= ?") + " LIMIT ?", nextNumber,
-                                  static_cast<std::int64_t>(count));
+        if (isSecondLook) { parts->nextNumber = 0; }
+        const auto rows = parts->Prepare(Select("AND state = 0 AND number >= ?") + " LIMIT ?",
+                                         parts->nextNumber, static_cast<std::int64_t>(count));
         while (rows->executeStep()) { reserved.push_back(ReadRow(*rows)); }
         if (!reserved.empty()) { break; }
     }
     for (PointRecord& record : reserved) {
         record.state = PointState::Reserved;
         record.sentAt = GetTime();
-        nextNumber = record.number + 1;
-        Prepare("UPDATE points SET state = ?, sent = ? WHERE id = ?",
-                static_cast<int>(record.state), record.sentAt, record.id)
-            ->exec();
+        parts->nextNumber = record.number + 1;
+        parts->Change("UPDATE points SET state = ?, sent = ? WHERE id = ?",
+                      static_cast<int>(record.state), record.sentAt, record.id);
     }
     transaction.commit();
-    database.exec("PRAGMA synchronous = NORMAL");
+    parts->database.exec("PRAGMA synchronous = NORMAL");
     return reserved;
 }
 
 void Journal::NoteSending(const std::string& id) {
-    Prepare("UPDATE points SET state = ? WHERE id = ?", static_cast<int>(PointState::Sending), id)
-        ->exec();
+    parts->Change("UPDATE points SET state = ? WHERE id = ?", static_cast<int>(PointState::Sending),
+                  id);
 }
 
 void Journal::NoteNotSent(const std::string& id) {
-    SetState(id, PointState::Planned);
+    parts->SetState(id, PointState::Planned);
 }
 
 void Journal::NoteUnknown(const std::string& id, const std::string& reason) {
-    SetState(id, PointState::Unknown, reason);
+    parts->SetState(id, PointState::Unknown, reason);
 }
 
 void Journal::NoteRunning(const std::string& id, const std::string& execution,
                           const std::string& createdAt) {
-    Prepare("UPDATE points SET state = ?, execution = ?, created = ?, reason = '' WHERE id = ?",
-            static_cast<int>(PointState::Running), execution, createdAt, id)
-        ->exec();
+    parts->Change(
+        "UPDATE points SET state = ?, execution = ?, created = ?, reason = '' WHERE id = ?",
+        static_cast<int>(PointState::Running), execution, createdAt, id);
 }
 
 void Journal::NoteFinished(const std::string& id, const json& results) {
-    SetState(id, PointState::Finished, "", results);
+    parts->SetState(id, PointState::Finished, "", results);
 }
 
 void Journal::NoteFailed(const std::string& id, const std::string& reason) {
-    SetState(id, PointState::Failed, reason);
+    parts->SetState(id, PointState::Failed, reason);
+}
+
+bool Journal::TakeOver(const PointRecord& ended) {
+    return parts->Change(
+               "UPDATE points SET state = ?, execution = ?, results = ?, reason = ?, ended = ? "
+               "WHERE id = ? AND state IN (0, 3)",
+               static_cast<int>(ended.state), ended.execution, ended.results.dump(), ended.reason,
+               GetTime(), ended.id) > 0;
 }
 
 int Journal::PlanUnknownAgain() {
-    return database.exec("UPDATE points SET state = 0, reason = '' WHERE wanted = 1 AND state = 3");
+    return parts->database.exec(
+        "UPDATE points SET state = 0, reason = '' WHERE wanted = 1 AND state = 3");
 }
 
-std::map<PointState, std::size_t> Journal::CountStates() {
-    std::map<PointState, std::size_t> counts;
-    const auto rows = Prepare("SELECT state, count(*) FROM points WHERE wanted = 1 GROUP BY state");
+StateCounts Journal::CountStates() {
+    StateCounts counts;
+    const auto rows =
+        parts->Prepare("SELECT state, count(*) FROM points WHERE wanted = 1 GROUP BY state");
     while (rows->executeStep()) {
         const auto state = static_cast<PointState>(rows->getColumn(0).getInt());
         counts[state == PointState::Reserved ? PointState::Planned : state] +=
@@ -247,54 +308,37 @@ std::map<PointState, std::size_t> Journal::CountStates() {
 
 void Journal::VisitPoints(std::optional<PointState> state,
                           const std::function<void(const PointRecord&)>& visit) {
-    SQLite::Statement statement(database, Select(state ? "AND state = ?" : ""));
+    SQLite::Statement statement(parts->database, Select(state ? "AND state = ?" : ""));
     if (state) { statement.bind(1, static_cast<int>(*state)); }
     while (statement.executeStep()) { visit(ReadRow(statement)); }
 }
 
 std::optional<PointRecord> Journal::FindPoint(std::int64_t number) {
-    const auto rows = Prepare(Select("AND number = ?"), number);
+    const auto rows = parts->Prepare(Select("AND number = ?"), number);
     return rows->executeStep() ? std::optional(ReadRow(*rows)) : std::nullopt;
 }
 
 bool Journal::HasExecution(const std::string& execution) {
-    return Prepare("SELECT 1 FROM points WHERE execution = ?", execution)->executeStep();
+    return parts->Prepare("SELECT 1 FROM points WHERE execution = ?", execution)->executeStep();
 }
 
 std::string Journal::FindLatestCreation(std::int64_t sentBefore) {
-    const auto rows =
-        Prepare("SELECT max(created) FROM points WHERE sent < ? AND execution <> ''", sentBefore);
+    const auto rows = parts->Prepare(
+        "SELECT max(created) FROM points WHERE sent < ? AND execution <> ''", sentBefore);
     return rows->executeStep() ? rows->getColumn(0).getString() : "";
 }
 
 StudyColumns Journal::ReadColumns() {
-    return {ReadQuantities(ReadSetting("parameters")), ReadQuantities(ReadSetting("collected"))};
+    return {ReadQuantities(parts->ReadSetting("parameters")),
+            ReadQuantities(parts->ReadSetting("collected"))};
 }
 
 std::string Journal::ReadSimulation() {
-    return ReadSetting("simulation");
+    return parts->ReadSetting("simulation");
 }
 
 std::string Journal::ReadMark() {
-    return ReadSetting("mark");
-}
-
-std::string Journal::ReadSetting(const std::string& name) {
-    const auto rows = Prepare("SELECT value FROM settings WHERE name = ?", name);
-    return rows->executeStep() ? rows->getColumn(0).getString() : "";
-}
-
-void Journal::WriteSetting(const std::string& name, const std::string& value) {
-    Prepare("INSERT OR REPLACE INTO settings VALUES (?, ?)", name, value)->exec();
-}
-
-void Journal::SetState(const std::string& id, PointState state, const std::string& reason,
-                       const json& results) {
-    const bool hasEnded = state == PointState::Finished || state == PointState::Failed;
-    Prepare("UPDATE points SET state = ?, reason = ?, results = ?, ended = ? WHERE id = ?",
-            static_cast<int>(state), reason, results.dump(), hasEnded ? GetTime() : std::int64_t{0},
-            id)
-        ->exec();
+    return parts->ReadSetting("mark");
 }
 
 RunLock::RunLock(const std::string& journalFile)

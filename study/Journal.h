@@ -1,17 +1,13 @@
 #pragma once
 
-#include <SQLiteCpp/Database.h>
-#include <SQLiteCpp/Statement.h>
-
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "PointSet.h"
@@ -31,6 +27,21 @@ enum class PointState : int {
 
 /// The state's name, as it is shown.
 const char* NameState(PointState state);
+
+/// How many points are in each state.
+class StateCounts {
+public:
+    std::size_t& operator[](PointState state) { return counts.at(static_cast<std::size_t>(state)); }
+    std::size_t operator[](PointState state) const {
+        return counts.at(static_cast<std::size_t>(state));
+    }
+
+    std::size_t GetTotal() const;
+    std::size_t GetEnded() const; ///< finished and failed ones
+
+private:
+    std::array<std::size_t, 7> counts{};
+};
 
 /// A row of the journal.
 struct PointRecord {
@@ -91,11 +102,17 @@ public:
     void NoteFinished(const std::string& id, const json& results);
     void NoteFailed(const std::string& id, const std::string& reason);
 
+    /// Takes over a point whose execution somebody else started, and which has ended.
+    ///
+    /// @param ended its id, and as what it has ended
+    /// @return false when the point is not planned or unknown any more; it stays as it is then
+    bool TakeOver(const PointRecord& ended);
+
     /// Plans the unknown points again; how many. Their executions may then exist twice.
     int PlanUnknownAgain();
 
-    /// How many points are in each state.
-    std::map<PointState, std::size_t> CountStates();
+    /// Counts the points in each state. Reserved ones count as planned.
+    StateCounts CountStates();
 
     /// Calls `visit` with each point in a state, in the order of the study's file.
     void VisitPoints(std::optional<PointState> state,
@@ -117,25 +134,15 @@ public:
     /// The study's mark: a random text that is made with the journal and stays.
     std::string ReadMark();
 
+    ~Journal();
+    Journal(Journal&&) noexcept;            ///< The other one may only be destroyed or assigned to.
+    Journal& operator=(Journal&&) noexcept; ///< The other one may only be destroyed or assigned to.
+
 private:
-    explicit Journal(SQLite::Database opened) : database(std::move(opened)) {}
+    struct Parts;
+    explicit Journal(std::unique_ptr<Parts> opened);
 
-    /// Makes a statement that has been used ready for its next use.
-    struct Resetter {
-        void operator()(SQLite::Statement* used) const { used->tryReset(); }
-    };
-    using PreparedStatement = std::unique_ptr<SQLite::Statement, Resetter>;
-
-    template <typename... Values>
-    PreparedStatement Prepare(const std::string& sql, const Values&... values);
-    std::string ReadSetting(const std::string& name);
-    void WriteSetting(const std::string& name, const std::string& value);
-    void SetState(const std::string& id, PointState state, const std::string& reason = "",
-                  const json& results = json());
-
-    SQLite::Database database;
-    std::map<std::string, SQLite::Statement> statements;
-    std::int64_t nextNumber = 0; ///< from which on planned points are looked for first
+    std::unique_ptr<Parts> parts;
 };
 
 /// Held by the one process that starts executions of a study.

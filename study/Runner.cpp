@@ -25,6 +25,10 @@ constexpr milliseconds ShortestInterval{5};
 constexpr milliseconds LongestInterval{30'000};
 constexpr milliseconds WaitSlice{50};
 
+// What lasts longer is no part of the run's speed: the machine slept, or the service is away.
+constexpr std::chrono::minutes LongestStep{2};
+constexpr milliseconds LongestPassingPause{4'000};
+
 /// Whether every other request would be refused in the same way.
 bool ConcernsAllRequests(Failure failure) {
     switch (failure) {
@@ -64,29 +68,46 @@ Runner::Runner(const Definition& studied, const PointSet& studiedPoints, Journal
       mark(written.ReadMark()) {}
 
 RunSummary Runner::Run() {
-    begin = nextStart = pausedUntil = GetNow();
+    begin = lastStep = nextStart = pausedUntil = GetNow();
     journal.SettleInterruptedSends();
     if (options.resendUnknown) { journal.PlanUnknownAgain(); }
     summary.counts = journal.CountStates();
     journal.VisitPoints(PointState::Running,
-                        [this](const PointRecord& record) { Watch(record, GetNow()); });
+                        [this](const PointRecord& record) { Watch(record, GetWorkingTime()); });
     if (summary.counts[PointState::Unknown] > 0) { nextSearch = begin; }
     Report();
 
     while (!IsStopRequested()) {
-        const auto now = GetNow();
-        if (nextSearch && now >= std::max(*nextSearch, pausedUntil)) { FindUnknownPoints(); }
-        StartPoints();
-        AskForDueExecutions();
-        const bool isWorkLeft = summary.counts[PointState::Planned] > 0 || !watched.empty();
-        if (!end && !isWorkLeft && !nextSearch) { end = RunEnd::Complete; }
-        if (end) { break; }
-        WaitUntil(FindNextTask());
+        if (nextSearch && IsDue(*nextSearch)) {
+            FindUnknownPoints();
+        } else if (const auto point = TakePointToStart()) {
+            StartPoint(*point);
+        } else if (const auto next = FindNextQuestion();
+                   next != watched.end() && IsDue(next->due)) {
+            AskFor(*next);
+        } else if (summary.counts[PointState::Planned] > 0 || !watched.empty() || nextSearch) {
+            WaitUntil(FindNextTask());
+            Report();
+        } else {
+            end = RunEnd::Complete;
+        }
     }
     for (const PointRecord& record : reserved) { journal.NoteNotSent(record.id); }
     summary.end = *end;
     summary.counts = journal.CountStates();
     return summary;
+}
+
+bool Runner::IsDue(Clock::time_point time) const {
+    return GetNow() >= std::max(time, pausedUntil);
+}
+
+/// The time without gaps, which grows as work is done.
+Runner::Clock::time_point Runner::GetWorkingTime() {
+    const auto now = GetNow();
+    if (now - lastStep > LongestStep || pause > LongestPassingPause) { gaps += now - lastStep; }
+    lastStep = now;
+    return now - gaps;
 }
 
 bool Runner::IsStopRequested() {
@@ -110,29 +131,24 @@ json Runner::BuildMarkedBody(const PointRecord& record) const {
 
 void Runner::Watch(const PointRecord& record, Clock::time_point start) {
     const milliseconds first = usualDuration.count() == 0 ? FirstQuestion : usualDuration * 2 / 5;
-    watched.push_back({record.id, record.execution, start, start + first});
+    watched.push_back({record.id, record.execution, start, GetNow() + first});
 }
 
-void Runner::StartPoints() {
-    while (!IsStopRequested() && watched.size() < concurrent &&
-           GetNow() >= std::max(nextStart, pausedUntil)) {
-        if (reserved.empty()) {
-            const auto fresh = journal.Reserve(std::min(concurrent * 4, MostReserved));
-            reserved.assign(fresh.begin(), fresh.end());
-        }
-        if (reserved.empty()) { return; }
-        const PointRecord record = std::move(reserved.front());
-        reserved.pop_front();
-        StartPoint(record);
-        if (const auto perMinute = definition.limits.startsPerMinute) {
-            nextStart = std::max(nextStart, GetNow()) + milliseconds(60'000 / *perMinute);
-        }
-        AskForDueExecutions();
+/// Starts come before questions, so that as many executions are under way as the study allows.
+std::optional<PointRecord> Runner::TakePointToStart() {
+    if (watched.size() >= concurrent || !IsDue(nextStart)) { return std::nullopt; }
+    if (reserved.empty()) {
+        const auto fresh = journal.Reserve(std::min(concurrent * 4, MostReserved));
+        reserved.assign(fresh.begin(), fresh.end());
     }
+    if (reserved.empty()) { return std::nullopt; }
+    PointRecord point = std::move(reserved.front());
+    reserved.pop_front();
+    return point;
 }
 
 void Runner::StartPoint(const PointRecord& record) {
-    const auto start = GetNow();
+    const auto start = GetWorkingTime();
     CallOptions call;
     call.cancellation = options.cancellation;
     journal.NoteSending(record.id);
@@ -169,40 +185,40 @@ void Runner::StartPoint(const PointRecord& record) {
         PauseAfter(started);
         nextSearch = GetNow() + SearchDelay;
     }
+    if (const auto perMinute = definition.limits.startsPerMinute) {
+        nextStart = std::max(nextStart, GetNow()) + milliseconds(60'000 / *perMinute);
+    }
     Report();
 }
 
-void Runner::AskForDueExecutions() {
-    for (std::size_t index = 0; index < watched.size() && !IsStopRequested();) {
-        const auto now = GetNow();
-        if (now < std::max(watched[index].due, pausedUntil)) {
-            ++index;
-            continue;
-        }
-        CallOptions call;
-        call.cancellation = options.cancellation;
-        const Watched asked = watched[index];
-        const Outcome answer = client.GetExecution(definition.simulation, asked.execution, call);
-        bool hasEnded = false;
-        if (answer) {
-            EndPause();
-            hasEnded = TakeDocument(asked, answer.document);
-        } else if (answer.failure == Failure::NotFound) {
-            NoteFailure(asked.point, PointState::Running,
-                        "the service no longer has its execution, " + asked.execution);
-            hasEnded = true;
-        } else if (ConcernsAllRequests(answer.failure)) {
-            EndRun(answer);
-        } else {
-            PauseAfter(answer);
-        }
-        if (hasEnded) {
-            watched.erase(watched.begin() + static_cast<std::ptrdiff_t>(index));
-            Report();
-        } else {
-            watched[index].due = GetNow() + GetAskingInterval();
-            ++index;
-        }
+std::vector<Runner::Watched>::iterator Runner::FindNextQuestion() {
+    return std::min_element(
+        watched.begin(), watched.end(),
+        [](const Watched& left, const Watched& right) { return left.due < right.due; });
+}
+
+void Runner::AskFor(Watched& asked) {
+    CallOptions call;
+    call.cancellation = options.cancellation;
+    const Outcome answer = client.GetExecution(definition.simulation, asked.execution, call);
+    bool hasEnded = false;
+    if (answer) {
+        EndPause();
+        hasEnded = TakeDocument(asked, answer.document);
+    } else if (answer.failure == Failure::NotFound) {
+        NoteFailure(asked.point, PointState::Running,
+                    "the service no longer has its execution, " + asked.execution);
+        hasEnded = true;
+    } else if (ConcernsAllRequests(answer.failure)) {
+        EndRun(answer);
+    } else {
+        PauseAfter(answer);
+    }
+    asked.due = GetNow() + GetAskingInterval();
+    if (hasEnded) {
+        std::swap(asked, watched.back());
+        watched.pop_back();
+        Report();
     }
 }
 
@@ -216,7 +232,7 @@ bool Runner::TakeDocument(const Watched& asked, const json& document) {
         NoteFailure(asked.point, PointState::Running, verdict.reason);
     }
     ++endedInRun;
-    const auto took = std::chrono::duration_cast<milliseconds>(GetNow() - asked.start);
+    const auto took = std::chrono::duration_cast<milliseconds>(GetWorkingTime() - asked.start);
     usualDuration = usualDuration.count() == 0 ? took : (usualDuration * 7 + took) / 8;
     return true;
 }
@@ -255,7 +271,7 @@ void Runner::FindUnknownPoints() {
             found->createdAt = FindText(document, definition.execution.createdAt).value_or("");
             journal.NoteRunning(found->id, found->execution, found->createdAt);
             Move(PointState::Unknown, PointState::Running);
-            Watch(*found, GetNow());
+            Watch(*found, GetWorkingTime());
             unknown.erase(found);
             Report();
         }
@@ -320,11 +336,11 @@ void Runner::Move(PointState from, PointState to) {
 }
 
 void Runner::Report() {
+    const std::chrono::duration<double> elapsed = GetWorkingTime() - begin;
     if (!options.progress) { return; }
     RunProgress progress;
     progress.counts = summary.counts;
     progress.trouble = trouble;
-    const std::chrono::duration<double> elapsed = GetNow() - begin;
     if (endedInRun > 0 && elapsed.count() > 0) {
         const double perSecond = static_cast<double>(endedInRun) / elapsed.count();
         const std::size_t left =
@@ -350,12 +366,11 @@ void Runner::WaitUntil(Clock::time_point time) const {
     }
 }
 
-Runner::Clock::time_point Runner::FindNextTask() const {
+Runner::Clock::time_point Runner::FindNextTask() {
     auto next = Clock::time_point::max();
-    for (const Watched& entry : watched) { next = std::min(next, entry.due); }
+    if (const auto asked = FindNextQuestion(); asked != watched.end()) { next = asked->due; }
     if (nextSearch) { next = std::min(next, *nextSearch); }
-    const auto planned = summary.counts.find(PointState::Planned);
-    if (watched.size() < concurrent && planned != summary.counts.end() && planned->second > 0) {
+    if (watched.size() < concurrent && summary.counts[PointState::Planned] > 0) {
         next = std::min(next, nextStart);
     }
     return std::max(next, pausedUntil);

@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <deque>
 #include <functional>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,14 +27,14 @@ enum class RunEnd {
 
 struct RunSummary {
     RunEnd end = RunEnd::Complete;
-    std::map<PointState, std::size_t> counts;
+    StateCounts counts;
     Outcome refusal;
 };
 
 /// How far a run is.
 struct RunProgress {
-    std::map<PointState, std::size_t> counts;
-    double endedPerMinute = 0;
+    StateCounts counts;
+    double endedPerMinute = 0; ///< without the time in which the machine slept or nobody answered
     std::optional<std::chrono::seconds> timeLeft; ///< once enough points have ended to tell
     std::string trouble; ///< why nothing is started just now; empty: nothing is wrong
 };
@@ -45,7 +44,7 @@ struct RunOptions {
     bool resendUnknown = false;            ///< sends points again whose fate is not known
     Cancellation cancellation;
 
-    /// Called whenever something has changed.
+    /// Called whenever something has changed, and while the run waits.
     std::function<void(const RunProgress&)> progress;
 
     /// The time, and how it passes until there is something to do: for programs that wait in a way
@@ -78,15 +77,16 @@ private:
     struct Watched {
         std::string point;
         std::string execution;
-        Clock::time_point start;
+        Clock::time_point start; ///< without gaps
         Clock::time_point due;
     };
 
     json BuildMarkedBody(const PointRecord& record) const;
     void Watch(const PointRecord& record, Clock::time_point start);
-    void StartPoints();
+    std::optional<PointRecord> TakePointToStart();
     void StartPoint(const PointRecord& record);
-    void AskForDueExecutions();
+    std::vector<Watched>::iterator FindNextQuestion();
+    void AskFor(Watched& asked);
     /// Whether the execution has ended.
     bool TakeDocument(const Watched& asked, const json& document);
     void NoteFailure(const std::string& point, PointState before, const std::string& reason);
@@ -97,11 +97,13 @@ private:
     void EndPause();
     void EndRun(const Outcome& refusal);
     bool IsStopRequested();
+    bool IsDue(Clock::time_point time) const;
+    Clock::time_point GetWorkingTime();
     void Move(PointState from, PointState to);
     void Report();
     Clock::time_point GetNow() const;
     void WaitUntil(Clock::time_point time) const;
-    Clock::time_point FindNextTask() const;
+    Clock::time_point FindNextTask();
     std::chrono::milliseconds GetAskingInterval() const;
 
     const Definition& definition;
@@ -117,8 +119,10 @@ private:
     std::deque<PointRecord> reserved; ///< to be started next
     std::vector<Watched> watched;
     Clock::time_point begin;
-    Clock::time_point nextStart;                 ///< not before the rate of starts and pauses allow
-    Clock::time_point pausedUntil;               ///< after a failure that passes
+    Clock::time_point lastStep;
+    Clock::duration gaps{0};       ///< times since the beginning in which nothing could be done
+    Clock::time_point nextStart;   ///< not before the rate of starts and pauses allow
+    Clock::time_point pausedUntil; ///< after a failure that passes
     std::chrono::milliseconds pause{0};          ///< the last one; grows from failure to failure
     std::optional<Clock::time_point> nextSearch; ///< for unknown points
     std::chrono::milliseconds usualDuration{0};  ///< of an execution; 0: none has ended

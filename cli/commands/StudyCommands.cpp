@@ -30,10 +30,9 @@ using Studies::PointRecord;
 using Studies::PointSet;
 using Studies::PointState;
 using Studies::RunEnd;
-using StateCounts = std::map<PointState, std::size_t>;
+using Studies::StateCounts;
 
 constexpr std::size_t ShownBodies = 3;
-constexpr std::size_t ShownFailures = 20;
 constexpr std::chrono::minutes NoteInterval{1};
 constexpr std::chrono::milliseconds WatchInterval{1000};
 
@@ -52,6 +51,11 @@ struct RunCommandOptions : StudyOptions {
 
 struct StatusOptions : StudyOptions {
     bool isWatching = false;
+    bool isListingFailed = false;
+};
+
+struct PointOptions : StudyOptions {
+    bool isJsonLines = false;
 };
 
 struct ResultOptions : StudyOptions {
@@ -67,22 +71,11 @@ struct PlotOptions : StudyOptions {
     Studies::PlotRequest request;
 };
 
-std::size_t CountPoints(const StateCounts& counts, PointState state) {
-    const auto found = counts.find(state);
-    return found == counts.end() ? 0 : found->second;
-}
-
-std::size_t CountAll(const StateCounts& counts) {
-    std::size_t all = 0;
-    for (const auto& [state, count] : counts) { all += count; }
-    return all;
-}
-
 json DescribeCounts(const StateCounts& counts) {
     json described = json::object();
     for (const PointState state : {PointState::Planned, PointState::Sending, PointState::Unknown,
                                    PointState::Running, PointState::Finished, PointState::Failed}) {
-        described[Studies::NameState(state)] = CountPoints(counts, state);
+        described[Studies::NameState(state)] = counts[state];
     }
     return described;
 }
@@ -95,23 +88,20 @@ std::string DescribeTime(std::chrono::seconds time) {
 }
 
 std::string DescribeProgress(const StateCounts& counts) {
-    std::string text = std::to_string(CountPoints(counts, PointState::Finished)) + " of " +
-                       std::to_string(CountAll(counts)) + " finished, " +
-                       std::to_string(CountPoints(counts, PointState::Running)) + " running";
+    std::string text = std::to_string(counts[PointState::Finished]) + " of " +
+                       std::to_string(counts.GetTotal()) + " finished, " +
+                       std::to_string(counts[PointState::Running]) + " running";
     for (const PointState state : {PointState::Failed, PointState::Unknown}) {
-        if (CountPoints(counts, state) > 0) {
-            text +=
-                ", " + std::to_string(CountPoints(counts, state)) + " " + Studies::NameState(state);
+        if (counts[state] > 0) {
+            text += ", " + std::to_string(counts[state]) + " " + Studies::NameState(state);
         }
     }
     return text;
 }
 
 double FindShareOfEnded(const StateCounts& counts) {
-    const std::size_t ended =
-        CountPoints(counts, PointState::Finished) + CountPoints(counts, PointState::Failed);
-    return static_cast<double>(ended) /
-           static_cast<double>(std::max<std::size_t>(CountAll(counts), 1));
+    return static_cast<double>(counts.GetEnded()) /
+           static_cast<double>(std::max<std::size_t>(counts.GetTotal(), 1));
 }
 
 void InitStudy(Session& session, const InitOptions& options) {
@@ -218,7 +208,7 @@ void RunStudy(Session& session, const RunCommandOptions& options) {
         interruption.Deliver();
     }
     session.Print(DescribeCounts(summary.counts));
-    const std::string advice = "; see: varnel study status " + options.file;
+    const std::string advice = "; the reasons: varnel study status " + options.file + " --failed";
     switch (summary.end) {
         case RunEnd::Refused:
             throw JudgeFailure("the run", summary.refusal, Purpose::Read);
@@ -230,13 +220,13 @@ void RunStudy(Session& session, const RunCommandOptions& options) {
         default:
             break;
     }
-    if (CountPoints(summary.counts, PointState::Unknown) > 0) {
+    if (summary.counts[PointState::Unknown] > 0) {
         throw CommandError(ExitStatus::NotConfirmed,
                            "whether some points were started is not known: look at the "
                            "simulation's executions, then send them again with --resend-unknown" +
                                advice);
     }
-    if (CountPoints(summary.counts, PointState::Failed) > 0) {
+    if (summary.counts[PointState::Failed] > 0) {
         throw CommandError(ExitStatus::ExecutionFailed, "some points have failed" + advice);
     }
 }
@@ -254,31 +244,39 @@ void WatchStudy(Session& session, Journal& journal) {
         progress.Show(text, FindShareOfEnded(counts));
         if (!progress.IsShown() && text != last) { session.Note(text); }
         last = text;
-        const std::size_t ended = CountPoints(counts, PointState::Finished) +
-                                  CountPoints(counts, PointState::Failed) +
-                                  CountPoints(counts, PointState::Unknown);
-        if (ended == CountAll(counts)) { return; }
+        if (counts.GetEnded() + counts[PointState::Unknown] == counts.GetTotal()) { return; }
         std::this_thread::sleep_for(WatchInterval);
     }
+}
+
+/// The points that have failed or are unknown, and why.
+json ListFailedPoints(Journal& journal) {
+    json points = json::array();
+    for (const PointState state : {PointState::Failed, PointState::Unknown}) {
+        journal.VisitPoints(state, [&](const PointRecord& record) {
+            points.push_back(json::object({{"point", record.number + 1},
+                                           {"state", Studies::NameState(record.state)},
+                                           {"reason", record.reason},
+                                           {"parameters", record.parameters}}));
+        });
+    }
+    return points;
 }
 
 void ShowStatus(Session& session, const StatusOptions& options) {
     Journal journal = OpenJournal(options);
     if (options.isWatching) { WatchStudy(session, journal); }
-    json status = DescribeCounts(journal.CountStates());
-    json troubles = json::array();
-    for (const PointState state : {PointState::Failed, PointState::Unknown}) {
-        journal.VisitPoints(state, [&](const PointRecord& record) {
-            if (troubles.size() == ShownFailures) { return; }
-            troubles.push_back(json::object({{"point", record.number + 1},
-                                             {"state", Studies::NameState(record.state)},
-                                             {"parameters", record.parameters},
-                                             {"reason", record.reason}}));
-        });
+    if (options.isListingFailed) {
+        session.Print(ListFailedPoints(journal));
+        return;
     }
+    const StateCounts counts = journal.CountStates();
+    json status = DescribeCounts(counts);
     status["simulation"] = journal.ReadSimulation();
-    if (!troubles.empty()) { status["troubles"] = std::move(troubles); }
     session.Print(status);
+    if (counts[PointState::Failed] + counts[PointState::Unknown] > 0) {
+        session.Note("the reasons: varnel study status " + options.file + " --failed");
+    }
 }
 
 void ShowResults(Session& /*session*/, const ResultOptions& options) {
@@ -297,47 +295,55 @@ void DrawStudy(Session& /*session*/, const PlotOptions& options) {
     Studies::DrawPlot(journal, options.request);
 }
 
-/// The points that nobody has started yet, one JSON object a line.
-void ListPoints(Session& /*session*/, const StudyOptions& options) {
+/// The points that nobody has started yet.
+void ListPoints(Session& session, const PointOptions& options) {
     const Definition definition = Studies::ReadDefinition(options.file);
     const PointSet points(definition);
     const std::string journalFile = Studies::NameJournal(options.file);
     const Studies::RunLock lock(journalFile);
     Journal journal = Journal::OpenToWrite(journalFile);
     journal.TakePoints(definition, points);
-    std::string lines;
+    OutputOptions output = session.options.output;
+    if (options.isJsonLines) { output.format = "jsonl"; }
+    const bool isOneByOne = output.format == "jsonl" && output.query.empty();
+    json list = json::array();
     journal.VisitPoints(PointState::Planned, [&](const PointRecord& record) {
-        const json point =
+        json point =
             json::object({{"point", record.number + 1},
                           {"simulation", definition.simulation},
                           {"document", points.BuildBody(static_cast<std::size_t>(record.number))}});
-        lines += point.dump() + "\n";
+        if (isOneByOne) {
+            WriteOutput(point.dump() + "\n");
+        } else {
+            list.push_back(std::move(point));
+        }
     });
-    WriteOutput(lines);
+    if (!isOneByOne) { PrintDocument(list.dump(), output); }
 }
 
 void RecordPoint(Session& session, const RecordOptions& options) {
     const Definition definition = Studies::ReadDefinition(options.file);
     const json document = json::parse(ReadData(options.data));
     const Studies::Verdict verdict = Studies::JudgeExecution(definition, document);
-    const std::string journalFile = Studies::NameJournal(options.file);
-    Journal journal = Journal::OpenToRead(journalFile);
-    const auto point = journal.FindPoint(options.number - 1);
     const std::string name = "point " + std::to_string(options.number);
-    if (!point) { throw CommandError(ExitStatus::Usage, "the study has no " + name); }
-    if (point->state != PointState::Planned && point->state != PointState::Unknown) {
-        throw CommandError(ExitStatus::Refused,
-                           name + " is " + Studies::NameState(point->state) + " already");
-    }
     if (verdict.kind == Studies::Verdict::Kind::UnderWay) {
         throw CommandError(ExitStatus::Refused, "the execution of " + name + " has not ended yet");
     }
-    const auto execution = Studies::FindText(document, definition.execution.id);
-    if (execution) { journal.NoteRunning(point->id, *execution, ""); }
-    if (verdict.kind == Studies::Verdict::Kind::Finished) {
-        journal.NoteFinished(point->id, verdict.results);
-    } else {
-        journal.NoteFailed(point->id, verdict.reason);
+    Journal journal = OpenJournal(options);
+    auto point = journal.FindPoint(options.number - 1);
+    if (!point) { throw CommandError(ExitStatus::Usage, "the study has no " + name); }
+    const PointState before = point->state;
+    const bool isFinished = verdict.kind == Studies::Verdict::Kind::Finished;
+    point->state = isFinished ? PointState::Finished : PointState::Failed;
+    point->execution = Studies::FindText(document, definition.execution.id).value_or("");
+    point->results = verdict.results;
+    point->reason = verdict.reason;
+    if (!journal.TakeOver(*point)) {
+        throw CommandError(ExitStatus::Refused,
+                           name + " cannot be recorded: " +
+                               (before == PointState::Reserved
+                                    ? "a run is about to send it"
+                                    : std::string("it is ") + Studies::NameState(before)));
     }
     session.Note("recorded: " + name);
 }
@@ -380,10 +386,13 @@ void AddStudyCommands(CLI::App& root, Session& session) {
 
     const auto status = AddCommand<StatusOptions>(
         study, session, "status", "Show how far a study is, and what failed", ShowStatus,
-        {"varnel study status bridge.study.json", "varnel study status bridge.study.json --watch"});
+        {"varnel study status bridge.study.json", "varnel study status bridge.study.json --watch",
+         "varnel study status bridge.study.json --failed"});
     AddFile(status.app, status.options.file);
     status.app.add_flag("--watch", status.options.isWatching,
                         "Follow it until every point has ended");
+    status.app.add_flag("--failed", status.options.isListingFailed,
+                        "List the points that have failed or are unknown, and why");
 
     const auto results = AddCommand<ResultOptions>(
         study, session, "results", "Print parameters and collected results of every point",
@@ -413,10 +422,12 @@ void AddStudyCommands(CLI::App& root, Session& session) {
                     "A file that ends in .svg or .png; without it, text on the terminal")
         ->type_name("FILE");
 
-    const auto points = AddCommand<StudyOptions>(
+    const auto points = AddCommand<PointOptions>(
         study, session, "points", "Print the points that are not started, for another scheduler",
-        ListPoints, {"varnel study points bridge.study.json > points.jsonl"});
+        ListPoints, {"varnel study points bridge.study.json --jsonl > points.jsonl"});
     AddFile(points.app, points.options.file);
+    points.app.add_flag("--jsonl", points.options.isJsonLines,
+                        "A JSON object a line, as -o jsonl gives");
 
     const auto record = AddCommand<RecordOptions>(
         study, session, "record", "Take over an ended execution that another scheduler has started",

@@ -117,6 +117,26 @@ TEST_F(JournalTest, RefusesAnotherStudyASecondRunAndToReadWhatIsNotThere) {
     EXPECT_NE(describe([&] { const RunLock second(file); }).find("another run"), std::string::npos);
 }
 
+TEST_F(JournalTest, TakesOverOnlyPointsThatNoRunHasTaken) {
+    const struct {
+        const char* parameter;
+        bool isTaken;
+    } cases[] = {{"[1]", false}, {"[2]", false}, {"[3]", true}, {"[3]", false}};
+    Journal journal = Open(ThreePoints);
+    journal.NoteFinished(journal.Reserve(2).at(0).id, json::array({1.5}));
+    for (const auto& item : cases) {
+        SCOPED_TRACE(item.parameter);
+        journal.VisitPoints(std::nullopt, [&](PointRecord record) {
+            if (record.parameters.dump() != item.parameter) { return; }
+            record.state = PointState::Failed;
+            record.execution = "exe-9";
+            EXPECT_EQ(journal.TakeOver(record), item.isTaken);
+        });
+    }
+    EXPECT_EQ(Describe(journal), (Texts{"[1] finished", "[2] planned", "[3] failed"}));
+    EXPECT_TRUE(journal.HasExecution("exe-9"));
+}
+
 TEST_F(JournalTest, KnowsTheLatestCreationBeforeASend) {
     Journal journal = Open(ThreePoints);
     const std::vector<PointRecord> taken = journal.Reserve(2);

@@ -58,11 +58,6 @@ protected:
         return Runner(definition, points, journal, client, options).Run();
     }
 
-    static std::size_t Count(const RunSummary& summary, PointState state) {
-        const auto found = summary.counts.find(state);
-        return found == summary.counts.end() ? 0 : found->second;
-    }
-
     /// How many executions of the study's bodies the service has; each body counts once.
     std::pair<std::size_t, std::size_t> CountStarts() {
         std::size_t starts = 0;
@@ -87,12 +82,11 @@ TEST_F(RunnerTest, StartsEachPointOnceAndCollectsItsResults) {
     RunOptions options = MakeRunOptions();
     std::size_t most = 0;
     options.progress = [&](const RunProgress& progress) {
-        const auto running = progress.counts.find(PointState::Running);
-        if (running != progress.counts.end()) { most = std::max(most, running->second); }
+        most = std::max(most, progress.counts[PointState::Running]);
     };
     const RunSummary summary = Run(options);
     EXPECT_EQ(summary.end, RunEnd::Complete);
-    EXPECT_EQ(summary.counts.at(PointState::Finished), 12U);
+    EXPECT_EQ(summary.counts[PointState::Finished], 12U);
     EXPECT_EQ(most, 4U);
     EXPECT_EQ(CountStarts(), std::make_pair(std::size_t{12}, std::size_t{12}));
 
@@ -132,12 +126,12 @@ TEST_F(RunnerTest, SendsNoPointTwiceWhateverTheServiceDoes) {
         emulator.AddFault(rule);
         const RunSummary summary = Run(MakeRunOptions());
         EXPECT_EQ(summary.end, RunEnd::Complete);
-        EXPECT_EQ(std::to_string(Count(summary, PointState::Finished)) + " " +
-                      std::to_string(Count(summary, PointState::Failed)) + " " +
-                      std::to_string(Count(summary, PointState::Unknown)),
+        EXPECT_EQ(std::to_string(summary.counts[PointState::Finished]) + " " +
+                      std::to_string(summary.counts[PointState::Failed]) + " " +
+                      std::to_string(summary.counts[PointState::Unknown]),
                   item.ended);
         const auto [starts, bodies] = CountStarts();
-        EXPECT_EQ(starts, Count(summary, PointState::Finished));
+        EXPECT_EQ(starts, summary.counts[PointState::Finished]);
         EXPECT_EQ(bodies, starts);
     }
 }
@@ -146,7 +140,7 @@ TEST_F(RunnerTest, EndsForAReasonAndGoesOnLater) {
     {
         RunOptions options = MakeRunOptions();
         options.progress = [&](const RunProgress& progress) {
-            if (progress.counts.count(PointState::Running) > 0) { options.cancellation.Cancel(); }
+            if (progress.counts[PointState::Running] > 0) { options.cancellation.Cancel(); }
         };
         EXPECT_EQ(Run(options).end, RunEnd::Cancelled);
     }
@@ -161,9 +155,42 @@ TEST_F(RunnerTest, EndsForAReasonAndGoesOnLater) {
 
     const RunSummary summary = Run(MakeRunOptions());
     EXPECT_EQ(summary.end, RunEnd::Complete);
-    EXPECT_EQ(Count(summary, PointState::Finished) + Count(summary, PointState::Unknown), 11U);
+    EXPECT_EQ(summary.counts[PointState::Finished] + summary.counts[PointState::Unknown], 11U);
     const auto [starts, bodies] = CountStarts();
     EXPECT_EQ(starts, bodies);
+}
+
+/// Twelve points, four at once, of 4 to 16 seconds each: a rate of 12 to 60 a minute.
+TEST_F(RunnerTest, TellsTheTimeLeftWithoutTheTimeInWhichNothingCouldBeDone) {
+    const struct {
+        const char* gap;
+        std::chrono::hours sleep;
+        const char* fault;
+    } cases[] = {
+        {"none", std::chrono::hours(0), ""},
+        {"the machine sleeps", std::chrono::hours(9), ""},
+        {"the service is away", std::chrono::hours(0),
+         R"({"action": "status", "status": 503, "method": "GET", "occurrence": 40, "times": 20})"},
+    };
+    for (const auto& item : cases) {
+        SCOPED_TRACE(item.gap);
+        emulator.Reset();
+        std::filesystem::remove(folder.GetPath("study.journal"));
+        if (*item.fault != 0) { emulator.AddFault(json::parse(item.fault)); }
+        RunOptions options = MakeRunOptions();
+        bool hasSlept = false;
+        options.progress = [&](const RunProgress& progress) {
+            const std::size_t ended = progress.counts.GetEnded();
+            if (ended < 6 || ended == 12) { return; }
+            if (!hasSlept) { now += item.sleep; }
+            hasSlept = true;
+            ASSERT_TRUE(progress.timeLeft);
+            EXPECT_GT(progress.endedPerMinute, 8);
+            EXPECT_LT(progress.endedPerMinute, 80);
+            EXPECT_LT(progress.timeLeft->count(), 60);
+        };
+        EXPECT_EQ(Run(options).end, RunEnd::Complete);
+    }
 }
 
 TEST_F(RunnerTest, FindsWhatAKilledRunHadSent) {
@@ -177,7 +204,7 @@ TEST_F(RunnerTest, FindsWhatAKilledRunHadSent) {
         ASSERT_TRUE(client.PostExecution("sim-bridge", points.BuildBody(0)));
     }
     const RunSummary summary = Run(MakeRunOptions());
-    EXPECT_EQ(summary.counts.at(PointState::Finished), 12U);
+    EXPECT_EQ(summary.counts[PointState::Finished], 12U);
     EXPECT_EQ(CountStarts(), std::make_pair(std::size_t{12}, std::size_t{12}));
 }
 
