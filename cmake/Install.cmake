@@ -8,7 +8,8 @@ set(packageDirectory ${CMAKE_INSTALL_LIBDIR}/cmake/VarnelBase)
 set(pkgconfigDirectory ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 set(docDirectory ${CMAKE_INSTALL_DATAROOTDIR}/doc/varnelbase)
 
-install(FILES src/ApiConnector.h src/AuthHandler.h src/BuildGuard.h src/EnvConfig.h src/TokenStore.h DESTINATION ${headerDirectory})
+install(FILES src/ApiConnector.h src/AuthHandler.h src/BuildGuard.h src/EnvConfig.h src/LoginGuide.h src/TokenStore.h
+        DESTINATION ${headerDirectory})
 target_include_directories(varnelbase PUBLIC $<INSTALL_INTERFACE:${headerDirectory}>)
 target_link_libraries(varnelbase PUBLIC $<INSTALL_INTERFACE:VarnelBase::httplib> $<INSTALL_INTERFACE:VarnelBase::json>)
 set_target_properties(varnelbase PROPERTIES EXPORT_NAME VarnelBase)

@@ -114,7 +114,7 @@ void AuthHandler::Relogin() {
         }
         const IdentityProvider provider = DiscoverProvider(issuer, session.client);
         LoginAttempt attempt(session.identity.loginTimeout);
-        attempt.isOnDevice = GetLoginGuide().isOnDevice;
+        attempt.isOnDevice = GuidedLogin::GetGuide().isOnDevice;
         if (!attempt.isOnDevice) {
             PrepareCallbackServer(loginServer, attempt, [&](const auto& request, auto& response) {
                 attempt.CheckIssuer(request, provider);

@@ -44,7 +44,8 @@ public:
     /// token. Tries a refresh, then the password if one is configured, else the browser, for which
     /// a person has 180 s (VARNEL_LOGIN_TIMEOUT). If VARNEL_TOKEN is set, it replaces the session
     /// in memory and is returned. Returns "" in `Local` without an identity provider; offline the
-    /// stored token or "".
+    /// stored token or "". A `GuidedLogin` shows the person what to do, and learns when the tokens
+    /// could not be stored; that is no failure.
     ///
     /// @throws std::runtime_error when signing in fails, saying why
     std::string Login();
@@ -58,6 +59,7 @@ public:
 
     /// Signs in by password or in the browser, ignoring the tokens in memory and in the store, and
     /// replaces both on success. If VARNEL_TOKEN is set, it replaces the session in memory instead.
+    /// A `GuidedLogin` works as with `Login`.
     ///
     /// @throws std::runtime_error when signing in fails, saying why, and when offline
     void Relogin();

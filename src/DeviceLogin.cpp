@@ -76,7 +76,7 @@ DeviceSession RequestCode(const IdentityProvider& provider, const IdentityClient
 
 TokenAnswer SignInOnDevice(const IdentityProvider& provider, const IdentityClient& client,
                            const std::string& scope) {
-    const LoginGuide& guide = GetLoginGuide();
+    const LoginGuide& guide = GuidedLogin::GetGuide();
     if (!guide.showCode) { throw IdentityError("the program has no way to show a code"); }
     DeviceSession session = RequestCode(provider, client, scope);
     const auto end = Clock::now() + session.shown.lifetime;

@@ -45,7 +45,7 @@ std::string LoginAttempt::BuildQuery(const std::string& clientId, const std::str
                       {"nonce", nonce},
                       {"code_challenge", HashToBase64Url(verifier)},
                       {"code_challenge_method", "S256"}}) +
-           (GetLoginGuide().isOtherUser ? "&prompt=login" : "");
+           (GuidedLogin::GetGuide().isOtherUser ? "&prompt=login" : "");
 }
 
 int LoginAttempt::Judge(const httplib::Request& request) const {
@@ -104,7 +104,7 @@ void LoginAttempt::CheckIssuer(const httplib::Request& request,
 
 void LoginAttempt::Begin(const IdentityProvider& provider,
                          const std::function<void()>& openBrowser) {
-    const LoginGuide& guide = GetLoginGuide();
+    const LoginGuide& guide = GuidedLogin::GetGuide();
     try {
         WidenCallbackListener(listener);
         openBrowser();

@@ -1,24 +1,25 @@
 #include "LoginGuide.h"
 
+#include <utility>
+
 namespace VarnelBase {
 
 namespace {
 
-thread_local const LoginGuide* currentGuide = nullptr;
+thread_local const GuidedLogin* currentLogin = nullptr;
 
 } // namespace
 
-GuidedLogin::GuidedLogin(const LoginGuide& loginGuide) {
-    currentGuide = &loginGuide;
-}
+GuidedLogin::GuidedLogin(LoginGuide loginGuide)
+    : guide(std::move(loginGuide)), outer(std::exchange(currentLogin, this)) {}
 
 GuidedLogin::~GuidedLogin() {
-    currentGuide = nullptr;
+    currentLogin = outer;
 }
 
-const LoginGuide& GetLoginGuide() {
+const LoginGuide& GuidedLogin::GetGuide() {
     static const LoginGuide silence;
-    return currentGuide == nullptr ? silence : *currentGuide;
+    return currentLogin == nullptr ? silence : currentLogin->guide;
 }
 
 } // namespace VarnelBase

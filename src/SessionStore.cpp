@@ -17,11 +17,6 @@ namespace {
 /// Hash of the last refresh token that could not be stored.
 std::atomic<std::size_t> unstoredSession{0};
 
-void TellUnstored(const std::string& reason) {
-    const LoginGuide& guide = GetLoginGuide();
-    if (guide.tellUnstored) { guide.tellUnstored(reason); }
-}
-
 } // namespace
 
 bool IsUnstored(const std::string& refreshToken) {
@@ -44,9 +39,10 @@ bool IsSessionReplaced(TokenStore& store, const TokenFile& file, const std::stri
 
 void StoreSession(TokenStore& store, const TokenFile& file, const TokenSet& tokens) {
     const std::size_t session = std::hash<std::string>()(tokens.refreshToken);
+    std::string problem;
     try {
         if (!IsStoreFile(file)) {
-            TellUnstored("the settings have changed since the program has read them");
+            problem = "the settings have changed since the program has read them";
         } else if (tokens.accessToken.empty()) {
             store.Clear();
         } else {
@@ -56,8 +52,10 @@ void StoreSession(TokenStore& store, const TokenFile& file, const TokenSet& toke
         }
     } catch (const std::exception& error) {
         unstoredSession = session;
-        TellUnstored(error.what());
+        problem = error.what();
     }
+    const auto& tellUnstored = GuidedLogin::GetGuide().tellUnstored;
+    if (!problem.empty() && tellUnstored) { tellUnstored(problem); }
 }
 
 void MakeTokenPlace(std::optional<TokenPlace>& place, const TokenFile& file,

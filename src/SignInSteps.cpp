@@ -41,7 +41,7 @@ TokenAge JudgeNow(const std::string& token) {
 
 SignInState DescribeSettings(SignInPurpose purpose, const EnvConfig& config,
                              const std::string& authHost) {
-    const LoginGuide& guide = GetLoginGuide();
+    const LoginGuide& guide = GuidedLogin::GetGuide();
     const bool isPersonWanted =
         purpose != SignInPurpose::Key && (guide.isOnDevice || guide.isOtherUser);
     SignInState state;

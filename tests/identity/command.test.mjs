@@ -1,7 +1,7 @@
 // Signing in and out from the command line, by a person at a terminal or far from a browser.
 
 import assert from 'node:assert/strict';
-import { spawn } from 'node:child_process';
+import { spawn, spawnSync } from 'node:child_process';
 import { once } from 'node:events';
 import { chownSync, mkdirSync, symlinkSync, writeFileSync } from 'node:fs';
 import { createServer } from 'node:http';
@@ -13,9 +13,9 @@ import { startProvider } from './provider.mjs';
 
 const { issuer } = await startProvider();
 
-// Runs varnel; `see(text)` is called with standard error so far, whenever there is more of it.
-async function varnel(home, args, { env = {}, see = () => {}, umask = '22', prefix = [] } = {}) {
-  const child = spawn('sh', ['-c', `umask ${umask}; exec "$@"`, 'sh', ...prefix, process.env.VARNEL, ...args], {
+// Runs varnel, or another program that signs in; `see(text)` is called with standard error so far, whenever there is more of it.
+async function varnel(home, args, { env = {}, see = () => {}, umask = '22', prefix = [], program = process.env.VARNEL } = {}) {
+  const child = spawn('sh', ['-c', `umask ${umask}; exec "$@"`, 'sh', ...prefix, program, ...args], {
     stdio: ['ignore', 'pipe', 'pipe'],
     env: { PATH: process.env.PATH, HOME: home, VARNEL_AUTH_HOST: issuer, BROWSER: 'false', ...env },
   });
@@ -88,6 +88,16 @@ test('a person signs in on another device', async () => {
   assert.match(run.err, /offers no signing in at another device/);
 });
 
+test('a program of another\'s shows the code, and tells when the tokens could not be stored', async () => {
+  for (const [env, isStored] of [[{}, true], [{ HOME: '' }, false]]) {
+    const provider = await startScripted([[tokens]]);
+    const { status, out } = await varnel(makeHome(), [], { env: { VARNEL_AUTH_HOST: provider.issuer, ...env }, program: process.env.SIGN_IN_EXAMPLE });
+    assert.equal(status, 0);
+    assert.match(out, /^Open http\S+\/go on any device and type WDJB- MJHT\n(You will .*HOME.*\n)?You are signed in\.\n$/);
+    assert.equal(out.includes('again next time'), !isStored);
+  }
+});
+
 test('the token is printed, and the session ended at the provider', async () => {
   for (const [status, text] of [[200, /has ended, here and at the provider/], [500, /goes on at the provider: .*status 500/]]) {
     const provider = await startScripted([[tokens], status]);
@@ -103,7 +113,15 @@ test('the token is printed, and the session ended at the provider', async () => 
   }
 });
 
-test('tokens that cannot be stored are told of', async () => {
+test('tokens that cannot be stored are told of', async (t) => {
+  const huge = await startScripted([[{ ...tokens, access_token: 'x'.repeat(1 << 16) }]]);
+  // A disk of its own, all of which is taken.
+  const onFullDisk = ['unshare', '--mount', 'sh', '-c', `set -e
+mount -t tmpfs -o size=4k none "$HOME"
+head -c 4096 /dev/zero >"$HOME/all"
+exec "$@"`, 'sh'];
+  const mayMount = spawnSync(onFullDisk[0], [...onFullDisk.slice(1), 'true'], { env: { ...process.env, HOME: makeHome() } }).status === 0;
+  if (!mayMount) t.diagnostic('no full disk was tried: mounting one takes root');
   const place = (home) => join(home, '.local/state/varnel');
   const isRoot = process.getuid() === 0;
   const asFileModesAllow = isRoot ? ['setpriv', '--bounding-set=-dac_override,-dac_read_search'] : [];
@@ -115,6 +133,8 @@ test('tokens that cannot be stored are told of', async () => {
     [(home) => { mkdirSync(place(home), { recursive: true }); symlinkSync(home, join(place(home), 'tokens')); }, /must not be a symbolic link/],
     [() => ({ XDG_STATE_HOME: '/proc' }), /\/proc\/varnel: /],
     [(home) => { mkdirSync(join(home, '.local/state'), { recursive: true, mode: 0o555 }); }, /Permission denied/, asFileModesAllow],
+    [() => ({ VARNEL_AUTH_HOST: huge.issuer }), /larger than the store takes/],
+    ...(mayMount ? [[() => {}, /No space left on device/, onFullDisk]] : []),
     ...(isRoot ? [[(home) => { chownSync(home, 65534, 65534); }, /belongs to another user: run this as that user/]] : []),
   ]) {
     const home = makeHome();

@@ -1,6 +1,7 @@
 // A host program for the sign-in tests: runs the operations that its arguments name, in order, on
 // one handler and one connector, and writes a line of JSON for each to descriptor 3, so that
 // standard output and error are the library's alone. "pause" waits for a line on standard input.
+// A line has "unstored" when the tokens of its operation could not be stored.
 // "open ADDRESS" plays the browser instead and hands the address to the test.
 
 #include <unistd.h>
@@ -19,6 +20,7 @@
 
 #include "../wire/OpenFiles.h"
 #include "ApiConnector.h"
+#include "LoginGuide.h"
 
 namespace {
 
@@ -60,8 +62,12 @@ void RunOperations(const std::vector<std::string>& names) {
              return Report(json::object({{"paused", true}})), json(std::cin.get());
          }},
     };
+    json line;
+    VarnelBase::LoginGuide guide;
+    guide.tellUnstored = [&line](const std::string& reason) { line["unstored"] = reason; };
+    const VarnelBase::GuidedLogin guided(guide);
     for (const std::string& name : names) {
-        json line = json::object({{"operation", name}});
+        line = json::object({{"operation", name}});
         try {
             line["result"] = operations.at(name)();
         } catch (const std::exception& error) { line["error"] = error.what(); }

@@ -1,6 +1,7 @@
 // A host application. It fails when it and the library do not agree on classes or exceptions.
 
 #include <ApiConnector.h>
+#include <LoginGuide.h>
 
 #include <cstdlib>
 #include <iostream>
@@ -29,6 +30,11 @@ int main() {
     // Makes the library construct a client, but send nothing.
     VarnelBase::ApiConnector online;
     ExpectThrow<VarnelBase::json::type_error>("UTF-8", [&] { online.SendAgentCommand("\xff"); });
+
+    VarnelBase::LoginGuide guide;
+    guide.isOnDevice = true;
+    const VarnelBase::GuidedLogin guided(guide);
+    if (!VarnelBase::GuidedLogin::GetGuide().isOnDevice) { return 1; }
 
     setenv("VARNEL_OFFLINE", "1", 1);
     VarnelBase::ApiConnector offline;
