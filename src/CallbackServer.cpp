@@ -20,6 +20,7 @@
 
 #include "HttplibDifferences.h"
 #include "PrivateFile.h"
+#include "SigpipeGuard.h"
 
 namespace VarnelBase {
 
@@ -240,6 +241,11 @@ void WidenCallbackListener(int listener) {
             " files open. Compile it and VarnelBase with CPPHTTPLIB_USE_POLL");
     }
     listen(listener, SOMAXCONN);
+}
+
+httplib::Server MakeCallbackServer() {
+    const SigpipeGuard guard;
+    return httplib::Server();
 }
 
 void PrepareCallbackServer(

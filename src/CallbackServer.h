@@ -10,6 +10,9 @@
 
 namespace VarnelBase {
 
+/// A server for callbacks. The program's own handler of SIGPIPE stays in place.
+httplib::Server MakeCallbackServer();
+
 /// Makes a server ready to listen for one attempt's callback, in the listening thread alone. It
 /// answers each request as soon as its head is complete, so that a connection that says nothing, or
 /// says it slowly, delays no other, and stops when the attempt is over. A server may be made ready

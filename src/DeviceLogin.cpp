@@ -42,15 +42,14 @@ std::chrono::seconds FindSeconds(const json& document, const char* name,
     return std::chrono::seconds(static_cast<long>(std::clamp(member->get<double>(), 1.0, max)));
 }
 
-DeviceSession RequestCode(const IdentityProvider& provider, const IdentityClient& client,
-                          const std::string& scope) {
+DeviceSession RequestCode(const IdentityProvider& provider, const SessionSettings& settings) {
     const std::string where = provider.issuer + ": device authorization endpoint";
     if (provider.deviceEndpoint.empty()) {
         throw IdentityError(provider.issuer + ": offers no signing in at another device");
     }
-    const std::string form = BuildForm({{"scope", scope}});
-    const IdentityAnswer answer =
-        SendForm(ParseIdentityUrl(provider.deviceEndpoint, where), provider, client, form, where);
+    const std::string form = BuildForm({{"scope", settings.identity.scope}});
+    const IdentityAnswer answer = SendForm(ParseIdentityUrl(provider.deviceEndpoint, where),
+                                           provider, settings.client, form, where);
     if (answer.status >= 400 && answer.status < 500) {
         RequireConsent(provider.issuer, "signing in at another device", ReadRefusal(answer, form));
     }
@@ -74,11 +73,10 @@ DeviceSession RequestCode(const IdentityProvider& provider, const IdentityClient
 
 } // namespace
 
-TokenAnswer SignInOnDevice(const IdentityProvider& provider, const IdentityClient& client,
-                           const std::string& scope) {
+TokenAnswer SignInOnDevice(const IdentityProvider& provider, const SessionSettings& settings) {
     const LoginGuide& guide = GuidedLogin::GetGuide();
     if (!guide.showCode) { throw IdentityError("the program has no way to show a code"); }
-    DeviceSession session = RequestCode(provider, client, scope);
+    DeviceSession session = RequestCode(provider, settings);
     const auto end = Clock::now() + session.shown.lifetime;
     guide.showCode(session.shown);
     while (Clock::now() + session.interval < end) {
@@ -86,7 +84,7 @@ TokenAnswer SignInOnDevice(const IdentityProvider& provider, const IdentityClien
         TokenAnswer answer;
         try {
             answer = RequestTokens(
-                provider, client,
+                provider, settings.client,
                 BuildForm({{"grant_type", DeviceGrant}, {"device_code", session.deviceCode}}));
         } catch (const IdentityError&) {
             session.interval += UsualInterval; // The provider may need rest.

@@ -10,6 +10,7 @@
 #include "CryptoText.h"
 #include "LoginGuide.h"
 #include "PeerOwner.h"
+#include "TokenRequests.h"
 
 namespace VarnelBase {
 
@@ -29,18 +30,19 @@ std::string FindAuthority(const std::string& address) {
 } // namespace
 
 LoginAttempt::LoginAttempt(std::chrono::seconds timeout)
-    : limit(timeout),
+    : isOnDevice(GuidedLogin::GetGuide().isOnDevice),
+      limit(timeout),
       deadline(std::chrono::steady_clock::now() + timeout),
       startPath("/" + MakeRandomText()),
       state(MakeRandomText()),
       verifier(MakeRandomText()),
       nonce(MakeRandomText()) {}
 
-std::string LoginAttempt::BuildQuery(const std::string& clientId, const std::string& scope) const {
+std::string LoginAttempt::BuildQuery(const SessionSettings& settings) const {
     return BuildForm({{"response_type", "code"},
-                      {"client_id", clientId},
+                      {"client_id", settings.client.id},
                       {"redirect_uri", redirectUri},
-                      {"scope", scope},
+                      {"scope", settings.identity.scope},
                       {"state", state},
                       {"nonce", nonce},
                       {"code_challenge", HashToBase64Url(verifier)},
@@ -78,10 +80,6 @@ int LoginAttempt::JudgeStart(const httplib::Request& request) const {
     return isStarted ? 403 : 302;
 }
 
-std::string LoginAttempt::GetStartAddress() const {
-    return "http://" + FindAuthority(redirectUri) + startPath;
-}
-
 httplib::Request LoginAttempt::AddSecrets(const httplib::Request& request) const {
     httplib::Request callback = request;
     for (const auto& [name, value] :
@@ -93,21 +91,26 @@ httplib::Request LoginAttempt::AddSecrets(const httplib::Request& request) const
     return callback;
 }
 
-void LoginAttempt::CheckIssuer(const httplib::Request& request,
+void LoginAttempt::RequireCode(const httplib::Request& request,
                                const IdentityProvider& provider) const {
     const std::size_t count = request.get_param_value_count("iss");
-    if (count == 0 && !provider.announcesIssuer) { return; }
-    if (count != 1 || request.get_param_value("iss") != provider.issuer) {
+    const bool isAnonymous = count == 0 && !provider.announcesIssuer;
+    if (!isAnonymous && (count != 1 || request.get_param_value("iss") != provider.issuer)) {
         throw std::runtime_error(provider.issuer + ": the browser came back from another issuer");
     }
+    if (!request.has_param("error")) { return; }
+    RequireConsent(provider.issuer, "signing in",
+                   {NameErrorCode(request.get_param_value("error")),
+                    CleanReason(request.get_param_value("error_description"), "")});
 }
 
-void LoginAttempt::Begin(const IdentityProvider& provider,
-                         const std::function<void()>& openBrowser) {
+void LoginAttempt::Begin(const IdentityProvider& provider, const SessionSettings& settings,
+                         const std::function<void(const std::string& url)>& openBrowser) {
     const LoginGuide& guide = GuidedLogin::GetGuide();
+    authorizationUrl = BuildAuthorizationUrl(provider, BuildQuery(settings));
     try {
         WidenCallbackListener(listener);
-        openBrowser();
+        openBrowser("http://" + FindAuthority(redirectUri) + startPath);
     } catch (const NoBrowser&) {
         isOnDevice = guide.showCode && !provider.deviceEndpoint.empty();
         if (!isOnDevice && !guide.showAddress) { failure = std::current_exception(); }

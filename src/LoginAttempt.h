@@ -8,6 +8,7 @@
 #include <string>
 
 #include "IdentityProvider.h"
+#include "SessionSettings.h"
 
 namespace VarnelBase {
 
@@ -17,13 +18,6 @@ class LoginAttempt {
 public:
     explicit LoginAttempt(std::chrono::seconds timeout);
 
-    /// The query that asks the provider for a code to be sent to `redirectUri`.
-    std::string BuildQuery(const std::string& clientId, const std::string& scope) const;
-
-    /// Where the browser is to begin: an address of this program, which sends it on to the
-    /// provider. Other users of the machine see it among the arguments of the browser's command.
-    std::string GetStartAddress() const;
-
     /// What to answer a request with: 200 for this attempt's callback, 302 for the browser's
     /// beginning, else 400, 403, 404 or 405.
     int Judge(const httplib::Request& request) const;
@@ -32,13 +26,17 @@ public:
     /// "redirect_uri", "code_verifier" and "nonce".
     httplib::Request AddSecrets(const httplib::Request& request) const;
 
-    /// Throws when the callback does not come from the provider that was asked (RFC 9207).
-    void CheckIssuer(const httplib::Request& request, const IdentityProvider& provider) const;
+    /// Throws when the callback does not come from the provider that was asked (RFC 9207), or
+    /// brings a refusal.
+    void RequireCode(const httplib::Request& request, const IdentityProvider& provider) const;
 
-    /// Opens the browser and tells the person that it is waited for. Where none can be opened, the
-    /// person is to sign in at another device if the provider offers that, or to open the address
-    /// by hand; a program that shows neither has failed.
-    void Begin(const IdentityProvider& provider, const std::function<void()>& openBrowser);
+    /// Opens the browser at an address of this program, which sends it on to the provider: other
+    /// users of the machine see the arguments of the browser's command. Tells the person that the
+    /// browser is waited for. Where none can be opened, the person is to sign in on another device
+    /// if the provider offers that, or to open the provider's address by hand; a program that shows
+    /// neither has failed.
+    void Begin(const IdentityProvider& provider, const SessionSettings& settings,
+               const std::function<void(const std::string& url)>& openBrowser);
 
     /// Throws why nobody has signed in, if so.
     void RequireSuccess(const std::string& issuer) const;
@@ -50,14 +48,15 @@ public:
     int listener = -1;            ///< the socket that takes connections to it
     bool isStarted = false;       ///< the browser was sent on
     bool isOver = false;          ///< the callback has come, or there is no point in waiting
-    bool isOnDevice = false;      ///< the person signs in at another device instead
+    bool isOnDevice;              ///< the person signs in on another device instead
     std::exception_ptr failure;   ///< why there are no tokens
 
 private:
-    std::chrono::seconds limit;
-    std::chrono::steady_clock::time_point deadline;
+    std::string BuildQuery(const SessionSettings& settings) const;
     int JudgeStart(const httplib::Request& request) const;
 
+    std::chrono::seconds limit;
+    std::chrono::steady_clock::time_point deadline;
     std::string startPath;
     std::string state;
     std::string verifier;

@@ -10,6 +10,7 @@
 #include <system_error>
 #include <thread>
 
+#include "IdentityRequest.h"
 #include "OwnedFile.h"
 #include "PrivateFile.h"
 
@@ -44,6 +45,11 @@ RefreshLock::~RefreshLock() {
     if (state == State::Locked) { flock(file, LOCK_UN); }
     if (state == State::Owned) { RemoveOwnedFile(path + ".owner"); }
     if (file >= 0) { close(file); }
+}
+
+void RefreshLock::RequireFree(const std::string& issuer) const {
+    if (!IsBusy()) { return; }
+    throw IdentityError(issuer + ": another program has not finished renewing the token");
 }
 
 RefreshLock::State RefreshLock::TryToLock() {

@@ -25,6 +25,9 @@ public:
     /// Whether somebody else kept the lock all the time.
     bool IsBusy() const { return state == State::Busy; }
 
+    /// Throws IdentityError in that case.
+    void RequireFree(const std::string& issuer) const;
+
 private:
     enum class State { Unguarded, Locked, Owned, Busy };
 

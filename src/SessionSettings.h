@@ -16,6 +16,13 @@ struct SessionSettings {
     TokenFile file;
 };
 
+/// The settings of a handler that this thread is constructing. The rest of them, from the same
+/// reading of the file, is in `GetReadIdentity()` from then on.
+///
+/// @throws what reading the settings throws (see EnvConfig)
+EnvConfig ReadHandlerConfig();
+IdentitySettings& GetReadIdentity();
+
 /// A handler's settings: what it has read when it was constructed, and the rest as it is now.
 ///
 /// @throws what reading the settings throws (see ReadIdentitySettings)

@@ -7,12 +7,14 @@
 
 #include "EnvironmentVariable.h"
 #include "IdentityRequest.h"
+#include "KnownSettings.h"
 #include "LoginGuide.h"
 #include "ProviderClock.h"
 #include "RenewalRest.h"
 #include "SettingSources.h"
 #include "SignInNeeded.h"
 #include "TokenLifetimes.h"
+#include "TokenStore.h"
 
 namespace VarnelBase {
 
@@ -32,13 +34,7 @@ namespace {
     throw SignInNeeded(message);
 }
 
-} // namespace
-
-TokenAge JudgeNow(const std::string& token) {
-    if (token.empty()) { return TokenAge::Ended; }
-    return JudgeToken(token, FindTokenLifetime(token), static_cast<double>(ReadProviderClock()));
-}
-
+/// What the settings, and the program that guides this thread's logins, say about the next step.
 SignInState DescribeSettings(SignInPurpose purpose, const EnvConfig& config,
                              const std::string& authHost) {
     const LoginGuide& guide = GuidedLogin::GetGuide();
@@ -53,15 +49,36 @@ SignInState DescribeSettings(SignInPurpose purpose, const EnvConfig& config,
     return state;
 }
 
-void DescribeTokens(SignInState& state, const std::string& token, const std::string& refreshToken,
-                    const TokenFile& file) {
-    state.age = JudgeNow(token);
-    state.hasRefreshToken = !refreshToken.empty();
-    state.isResting = IsRenewalResting(file.GetPath());
+} // namespace
+
+TokenAge JudgeNow(const std::string& token) {
+    if (token.empty()) { return TokenAge::Ended; }
+    return JudgeToken(token, FindTokenLifetime(token), static_cast<double>(ReadProviderClock()));
 }
 
-void TakeSteps(SignInState state, const EnvConfig& config, const SessionSettings& session,
-               const std::string& token, const std::function<std::string(SignInStep)>& ask) {
+bool IsWithoutSignIn(const EnvConfig& config, const std::string& authHost) {
+    return ChooseStep(DescribeSettings(SignInPurpose::Key, config, authHost)) ==
+           SignInStep::UseNothing;
+}
+
+bool CanDoWithoutPerson() {
+    if (!ReadVariable(TokenVariable).empty()) { return true; }
+    const SettingsReading reading;
+    const EnvConfig config;
+    SignInState state = DescribeSettings(SignInPurpose::Key, config,
+                                         ReadIdentitySettings(config.GetEnvironment()).authHost);
+    state.hasRefreshToken = !TokenStore().Load().refreshToken.empty();
+    return NeedsNoPerson(state);
+}
+
+void TakeSteps(SignInPurpose purpose, const EnvConfig& config, const SessionSettings& session,
+               const std::string& token, const std::string& refreshToken,
+               const std::function<std::string(SignInStep)>& ask) {
+    SignInState state = DescribeSettings(purpose, config, session.identity.authHost);
+    state.age = JudgeNow(token);
+    state.hasRefreshToken = !refreshToken.empty();
+    state.isResting = IsRenewalResting(session.file.GetPath());
+    const RenewalLimit limit(purpose == SignInPurpose::Key && state.age == TokenAge::Ending);
     const std::string issuer = BuildIssuer(session.identity.authHost, config.GetAuthRealm());
     const std::string path = session.file.GetPath();
     std::exception_ptr failure;
@@ -107,9 +124,10 @@ void TakeSteps(SignInState state, const EnvConfig& config, const SessionSettings
     }
 }
 
-bool MayAskPerson() {
-    const std::string value = ReadVariable("VARNEL_NONINTERACTIVE");
-    return value.empty() || !ParseFlag({value, "VARNEL_NONINTERACTIVE"});
+void RequirePersonAllowed(const std::string& issuer) {
+    const Setting setting{ReadVariable("VARNEL_NONINTERACTIVE"), "VARNEL_NONINTERACTIVE"};
+    if (setting.text.empty() || !ParseFlag(setting)) { return; }
+    throw std::runtime_error("signing in to " + issuer + ": " + WaysWithoutPerson);
 }
 
 void RefuseWithoutProvider(Environment environment) {

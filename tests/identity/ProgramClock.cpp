@@ -1,6 +1,5 @@
 #include "ProgramClock.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -8,9 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdarg>
 #include <ctime>
-#include <string_view>
 #include <utility>
 
 using std::chrono::milliseconds;
@@ -126,17 +123,4 @@ extern "C" int listen(int socket, int count) noexcept {
     const auto result = static_cast<int>(syscall(SYS_listen, socket, count));
     if (const auto& atListen = ProgramClock::Get().atListen) { atListen(socket); }
     return result;
-}
-
-extern "C" int open(const char* path, int flags, ...) {
-    constexpr std::string_view Settings = "/config.json";
-    const std::string_view name = path;
-    if (name.size() > Settings.size() && name.substr(name.size() - Settings.size()) == Settings) {
-        ++ProgramClock::Get().settingsRead;
-    }
-    va_list rest;
-    va_start(rest, flags);
-    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;
-    va_end(rest);
-    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }

@@ -16,7 +16,6 @@ struct ProgramClock {
     std::function<void()> atSleep;        ///< done whenever the program sleeps
     std::function<void()> atWait;         ///< done when it waits for a socket the next time
     std::function<void(int)> atListen;    ///< done with a socket that it listens at
-    int settingsRead = 0;                 ///< how often a file config.json was opened
 
     double GetTime() const;
 

@@ -4,8 +4,11 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/file.h>
+#include <sys/inotify.h>
 
+#include <array>
 #include <cmath>
+#include <cstdlib>
 
 #include "CryptoText.h"
 #include "HostileFixture.h"
@@ -45,6 +48,24 @@ protected:
         for (const std::string& request : server.TakeRequests()) {
             count += request.find(text) != std::string::npos ? 1 : 0;
         }
+        return count;
+    }
+
+    /// How often an action, in whatever process, opens a file.
+    static int CountOpenings(const std::filesystem::path& path,
+                             const std::function<void()>& action) {
+        const int watcher = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+        inotify_add_watch(watcher, path.c_str(), IN_OPEN | IN_CLOSE); // equal ones would be merged
+        action();
+        int count = 0;
+        std::array<inotify_event, 64> events{};
+        for (ssize_t size = 1; size > 0;) {
+            size = read(watcher, events.data(), sizeof(events));
+            for (ssize_t at = 0; at * ssize_t(sizeof(inotify_event)) < size; ++at) {
+                count += (events.at(std::size_t(at)).mask & IN_OPEN) != 0 ? 1 : 0;
+            }
+        }
+        close(watcher);
         return count;
     }
 
@@ -295,23 +316,41 @@ TEST_F(Sessions, AskAProviderInTroubleSeldom) {
 }
 
 TEST_F(Sessions, ReadTheirSettingsOnce) {
-    const std::vector<std::tuple<const char*, double, std::function<void(AuthHandler&)>>>
-        operations{{"", 900, [](AuthHandler& auth) { auth.GetApiKey(); }},
-                   {"", -10, [](AuthHandler& auth) { auth.GetApiKey(); }},
-                   {"", 900, [](AuthHandler& auth) { auth.Login(); }},
-                   {"password", -10, [](AuthHandler& auth) { auth.Relogin(); }},
-                   {"", 900, [](AuthHandler&) { AuthHandler::CanLoginNonInteractively(); }},
-                   {"", 900, [](AuthHandler&) { TokenStore().Load(); }}};
+    struct Case {
+        const char* name;
+        const char* password;
+        double left; ///< of the stored token
+        std::function<void(AuthHandler&)> operation;
+    };
+    const auto run = [](const std::string& command) {
+        return [command](AuthHandler&) {
+            EXPECT_EQ(std::system((VARNEL_FILE + (" " + command) + " >/dev/null").c_str()), 0);
+        };
+    };
+    std::vector<Case> cases{
+        {"EnvConfig", "", 900, [](AuthHandler&) { EnvConfig(); }},
+        {"AuthHandler", "", 900, [](AuthHandler&) { AuthHandler(); }},
+        {"stored", "", 900, [](AuthHandler& auth) { auth.GetApiKey(), auth.GetApiKey(); }},
+        {"refresh", "", -10, [](AuthHandler& auth) { auth.GetApiKey(); }},
+        {"password", "p", 0, [](AuthHandler& auth) { auth.GetApiKey(); }},
+        {"Login", "", 900, [](AuthHandler& auth) { auth.Login(); }},
+        {"Relogin", "p", -10, [](AuthHandler& auth) { auth.Relogin(); }},
+        {"question", "", 900, [](AuthHandler&) { AuthHandler::CanLoginNonInteractively(); }},
+        {"Load", "", 900, [](AuthHandler&) { TokenStore().Load(); }},
+        {"Clear", "", 900, [](AuthHandler&) { TokenStore().Clear(); }}};
+    for (const char* command : {"login", "token", "whoami", "logout"}) {
+        if (*VARNEL_FILE != '\0') { cases.push_back({command, "", -10, run(command)}); }
+    }
+    const std::filesystem::path settings = home / ".config/varnel/config.json";
     Set("VARNEL_AUTH_HOST", "");
     AnswerWith("renewed", "next");
-    for (const auto& [password, left, operation] : operations) {
-        Write(home / ".config/varnel/config.json",
-              json({{"authHost", issuer}, {"username", "user"}, {"password", password}}).dump());
-        TokenStore().Store({MakeToken(left), "refresh"});
+    for (const Case& c : cases) {
+        Write(settings,
+              json({{"authHost", issuer}, {"username", "user"}, {"password", c.password}}).dump());
+        TokenStore().Clear();
+        if (c.left != 0) { TokenStore().Store({MakeToken(c.left), "refresh"}); }
         AuthHandler auth;
-        clock.settingsRead = 0;
-        operation(auth);
-        EXPECT_LE(clock.settingsRead, 1) << &std::get<2>(operations[0]) - &operation;
+        EXPECT_EQ(CountOpenings(settings, [&] { c.operation(auth); }), 1) << c.name;
     }
 }
 
