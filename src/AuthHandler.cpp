@@ -149,10 +149,11 @@ std::string AuthHandler::RefreshAccessToken() {
         const std::string failed = refreshToken;
         if (refusal.IsSessionOver()) { refreshToken.clear(); }
         LoadTokens();
-        if (refusal.IsSessionOver() && refreshToken == failed) {
+        const bool isReplaced = refreshToken != failed;
+        if (refusal.IsSessionOver() && !isReplaced) {
             StoreTokens(JudgeNow(token) == TokenAge::Ended ? "" : token, "");
         }
-        if (refreshToken == failed || IsTokenExpired(token)) { throw; }
+        if (!isReplaced || IsTokenExpired(token)) { throw; }
         return token;
     }
     if (IsSessionReplaced(tokenStore, session.file, refreshToken)) {

@@ -83,7 +83,13 @@ test('a session that was ended is forgotten, and nothing else is', async () => {
     assert.equal(line.result ?? line.error, left > 0 ? old : `not signed in to ${provider.issuer}: call Login()`);
     assert.deepEqual(readTokens(home), left > 0 ? [{ accessToken: old, refreshToken: '' }] : []);
   }
-  assert.equal(provider.counts['refresh_token error'], 2);
+  const good = await signedInHome(provider.issuer);
+  provider.revokeSessions();
+  ageToken(good, 200);
+  const { result } = await askKey(good, provider.issuer, {}, ['login']); // asks the person, for the token still good
+  assert.deepEqual(readTokens(good).map(({ accessToken }) => accessToken), [result]);
+  assert.equal(provider.counts['refresh_token error'], 3);
+  assert.equal(provider.counts['authorization_code ok'], 1);
 
   const other = { accessToken: makeToken({ exp: 4e9 }), refreshToken: 'of another login meanwhile' };
   const relay = await startRelay(provider.issuer, ({ text }, response) => {
@@ -188,13 +194,14 @@ test('users, realms and environments never see each other\'s tokens', async () =
 
 test('a session outlives a store that fails, but not one that somebody has emptied', async () => {
   const { issuer, counts } = await startProvider();
-  await runProbe('/dev/null', issuer, ['login', 'key', 'login'], { env: withPassword });
-  assert.deepEqual(counts, { 'password ok': 1, 'refresh_token ok': 1 });
+  const { lines } = await runProbe('/dev/null', issuer, ['login', 'key', 'login', 'relogin'], { env: withPassword });
+  for (const { operation, unstored } of lines) assert.equal(unstored !== undefined, operation !== 'key', operation);
+  assert.deepEqual(counts, { 'password ok': 2, 'refresh_token ok': 1 });
   const home = await signedInHome(issuer);
   const run = startProbe(home, issuer, ['key', 'pause', 'login'], { env: withPassword });
   await run.paused;
   rmSync(findFiles(home, '.json')[0]);
   run.resume();
   await run.done;
-  assert.deepEqual(counts, { 'password ok': 3, 'refresh_token ok': 1 });
+  assert.deepEqual(counts, { 'password ok': 4, 'refresh_token ok': 1 });
 });
