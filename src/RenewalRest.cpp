@@ -13,6 +13,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds MaxWaitForRenewal(3);
+constexpr std::chrono::seconds MinWaitForAnswer(2); ///< to a refresh
 
 thread_local Clock::time_point renewalDeadline = Clock::time_point::max();
 
@@ -60,6 +61,10 @@ RenewalLimit::RenewalLimit(bool isLimited) {
 
 RenewalLimit::~RenewalLimit() {
     renewalDeadline = Clock::time_point::max();
+}
+
+bool IsTooLateToRefresh() {
+    return renewalDeadline - MinWaitForAnswer < Clock::now();
 }
 
 Clock::time_point GetRenewalDeadline() {

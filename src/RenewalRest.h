@@ -27,6 +27,10 @@ public:
     RenewalLimit& operator=(const RenewalLimit&) = delete;
 };
 
+/// Whether the rest of this thread's wait is too short for a refresh. A provider that accepts each
+/// refresh token once ends the session when nobody waits for its answer.
+bool IsTooLateToRefresh();
+
 /// When this thread stops waiting.
 std::chrono::steady_clock::time_point GetRenewalDeadline();
 

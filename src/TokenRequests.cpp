@@ -2,6 +2,7 @@
 
 #include "AccessTokenClaims.h"
 #include "AttemptMarks.h"
+#include "RenewalRest.h"
 
 namespace VarnelBase {
 
@@ -32,6 +33,9 @@ TokenAnswer RequestByCode(const SessionSettings& session, const std::string& iss
 TokenAnswer RequestByRefresh(const SessionSettings& session, const std::string& issuer,
                              const std::string& refreshToken) {
     const IdentityProvider provider = DiscoverProvider(issuer, session.client);
+    if (IsTooLateToRefresh()) {
+        throw IdentityError(issuer + ": answers too slowly to renew the token before it ends");
+    }
     TokenAnswer answer = RequestTokens(
         provider, session.client,
         BuildForm({{"grant_type", "refresh_token"}, {"refresh_token", refreshToken}}));

@@ -315,6 +315,20 @@ TEST_F(Sessions, AskAProviderInTroubleSeldom) {
     }
 }
 
+TEST_F(Sessions, AreRenewedEarlyOnlyWhenTheAnswerCanBeAwaited) {
+    for (const auto& [perWait, left, isRenewed] : std::vector<std::tuple<int, double, bool>>{
+             {0, 20, true}, {600, 20, false}, {600, -10, true}}) {
+        const std::string old = MakeToken(left);
+        TokenStore().Store({old, "refresh"});
+        AnswerWith("renewed", "next");
+        clock.perWait = milliseconds(perWait);
+        AuthHandler auth;
+        EXPECT_EQ(Ask(auth), isRenewed ? "renewed" : old) << perWait << " " << left;
+        clock.perWait = milliseconds(0);
+        EXPECT_EQ(CountRequests(), isRenewed ? 1 : 0) << perWait << " " << left;
+    }
+}
+
 TEST_F(Sessions, ReadTheirSettingsOnce) {
     struct Case {
         const char* name;
