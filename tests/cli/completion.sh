@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
-# Completes command lines with the script that varnel prints for bash: by its function, and as
-# somebody types them.
+# Completes command lines in bash, zsh and fish with the scripts that varnel prints for them.
 set -euo pipefail
 cd "$(mktemp -d)"
 trap 'rm -r "$PWD"' EXIT
@@ -12,50 +11,99 @@ source <(varnel completion bash)
 failed=0
 
 complain() {
-    printf '%s\n  offers   %s\n  expected %s\n' "$@"
+    printf '%s: %s\n  offers   %s\n  expected %s\n' "$@"
     failed=1
 }
 
-# expect LINE COMPLETIONS: what is offered for the last word of the line, which may be empty.
-expect() {
+# What bash, and what fish offers for the last word of a line, which may be empty.
+offer_bash() {
     read -ra COMP_WORDS <<<"$1"
     [[ $1 != *' ' ]] || COMP_WORDS+=('')
     COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
     COMPREPLY=()
     _varnel
-    [[ "${COMPREPLY[*]}" == "$2" ]] || complain "$1" "${COMPREPLY[*]}" "$2"
+    echo "${COMPREPLY[*]}"
+}
+offer_fish() {
+    fish --no-config -c 'varnel completion fish | source; complete -C $argv[1]' "$1" | cut -f 1 | sort
 }
 
-# expect_typed LINE WORDS: the words that the line has when it is typed and ended by Tab and Enter.
-expect_typed() {
-    local typed shown
-    typed='PS1=; source <(varnel completion bash)
-varnel() { if [[ $1 == complete ]]; then command varnel "$@"; else printf "<%s>" "" "$@"; fi; }
-'$1$'\t\nexit\n'
-    shown=$(script -qec 'bash --norc -i' /dev/null <<<"$typed" | grep -ao '<><.*>' || true)
-    [[ $shown == "<>$2" ]] || complain "$1" "$shown" "<>$2"
+# expect LINE OFFERS: the same from both, in whatever order.
+expect() {
+    local shell offered
+    for shell in bash fish; do
+        offered=$(offer_$shell "$1" | tr ' ' '\n' | sort | paste -sd ' ')
+        [[ $offered == "$2" ]] || complain $shell "$1" "$offered" "$2"
+    done
 }
 
-expect 'varnel sim' 'simulation'
-expect 'varnel simulation ' 'list show delete inputs'
+# The last word of each line that is typed and ended by Tab and Enter, as the program would see it.
+type_bash() {
+    {
+        echo 'PS1=; source <(varnel completion bash)'
+        echo 'varnel() { if [[ $1 == complete ]]; then command varnel "$@"; else printf "<%s>" "" "$@"; echo; fi; }'
+        printf '%s\t\n' "$@"
+        echo exit
+    } | script -qec 'bash --norc -i' /dev/null | grep -ao '<><.*>'
+}
+type_zsh() {
+    zsh -f -c '
+        zmodload zsh/zpty
+        await() { shown=; while [[ $shown != *$1* ]] && zpty -r shell part; do shown+=$part; done }
+        zpty shell zsh -f -i
+        zpty -w shell "PS1=; autoload -Uz compinit; compinit -u -D; source <(varnel completion zsh)
+            varnel() { [[ \$1 == complete ]] && command varnel \"\$@\" || print -r \"<><\${(j:><:)@}>\" }
+            bindkey \"^I\" complete-word; print rea\"\"dy"
+        await ready
+        for line; do
+            zpty -w -n shell "$line"$'\''\t\n'\''
+            await "<>"
+            print -r -- "$shown" | grep -ao "<><.*>"
+        done' zsh "$@"
+}
+type_fish() {
+    local line offered
+    for line; do
+        offered=$(offer_fish "$line")
+        echo "<${offered:-${line##* }}>"
+    done
+}
+
+expect 'varnel simulation ' 'delete inputs list show'
 expect 'varnel simulation inputs ' 'get set'
-expect 'varnel --environment local user s' 'show set-role'
-expect 'varnel simulation list --l' '--limit'
+expect 'varnel --environment local user s' 'set-role show'
 expect 'varnel version -o j' 'json jsonl'
 expect 'varnel user list --limit ' ''
-expect 'varnel completion ' 'bash zsh fish'
-expect 'varnel config set apiP' 'apiPort'
+expect 'varnel completion ' 'bash fish zsh'
 expect 'varnel help simulation inputs ' 'get set'
-expect 'varnel trace -- compge' 'compgen'
 expect 'varnel man' ''
 expect 'varnel --offline simulation show ' '' # nobody answers
-expect_typed 'varnel trace --to one' '<trace><--to><one file.har>'
-expect_typed 'varnel agent send --data @one' '<agent><send><--data><@one>' # has no such option
-expect_typed 'varnel execution start x --data @one' '<execution><start><x><--data><@one file.har>'
-expect_typed 'varnel project generate -O a' '<project><generate><-O><a dir/>'
+
+# Lines, and what each one's last word becomes in every shell.
+declare -A completed=(
+    ['varnel sim']='simulation'
+    ['varnel simulation list --l']='--limit'
+    ['varnel config set apiP']='apiPort'
+    ['varnel trace --to one']='one file.har'
+    ['varnel agent send --data @one']='@one' # has no such option
+    ['varnel execution start x --data @one']='@one file.har'
+    ['varnel project generate -O a']='a dir/'
+    ['varnel trace -- varnel-em']='varnel-emulator'
+    ['varnel trace -- ls one']='one file.har'
+)
+for shell in bash zsh fish; do
+    mapfile -t words < <(type_$shell "${!completed[@]}")
+    i=0
+    for line in "${!completed[@]}"; do
+        word=${words[i++]:-}
+        expected=${completed[$line]}
+        [[ $shell != zsh ]] || expected=${expected%/} # it takes the slash back where the line ends
+        [[ $word == *"<$expected>" ]] || complain $shell "$line" "$word" "<$expected>"
+    done
+done
 
 # Identifiers come from the service, and for a minute from what it said last.
-export -f expect complain _varnel
+export -f expect complain _varnel offer_bash offer_fish
 varnel-emulator exec -- bash -c '
     failed=0
     expect "varnel simulation show sim-b" "sim-bridge"
@@ -64,5 +112,5 @@ varnel-emulator exec -- bash -c '
     export VARNEL_API_PORT=1 VARNEL_TOKEN=
     expect "varnel simulation show sim-b" ""
     exit $failed' || failed=1
-[[ $(find cache -name 'identifiers-*' | wc -l) -eq 3 ]] || complain cache "$(find cache)" '3 files'
+[[ $(find cache -name 'identifiers-*' | wc -l) -eq 3 ]] || complain cache '' "$(find cache)" '3 files'
 exit $failed
