@@ -103,11 +103,8 @@ std::unique_ptr<CLI::App> BuildCommandTree(Session& session) {
                  "\nExamples:\n  varnel simulation list\n  varnel help simulation list");
     AddVersionFlags(*root);
     AddCommonOptions(*root, session.options);
-    AddSimulationCommands(*root, session);
-    AddExecutionCommands(*root, session);
-    AddProjectCommands(*root, session);
-    AddUserCommands(*root, session);
     AddServiceCommands(*root, session);
+    AddProjectCommands(*root, session);
     AddStudyCommands(*root, session);
     AddApiCommand(*root, session);
     AddOpenCommands(*root, session);

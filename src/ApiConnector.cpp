@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "HttplibDifferences.h"
+#include "OfflineVersion.h"
 
 namespace VarnelBase {
 
@@ -99,7 +100,7 @@ bool ApiConnector::IsOffline() const {
 }
 
 json ApiConnector::GetVersion() {
-    if (config.IsOffline()) { return json::array({"0.4.1"}); }
+    if (config.IsOffline()) { return json::array({OfflineVersion}); }
 
     auto client = OpenClient(*this, config);
     return Exactly200(client.Get("/version"));

@@ -8,8 +8,10 @@ namespace VarnelBase {
 
 namespace {
 
+constexpr const char* Page = "/simulations/{SIMULATION}";
+
 void OpenSimulation(Session& session, const Identifiers& identifiers) {
-    const std::string address = session.FormatPageUrl(identifiers.BuildSimulationPath());
+    const std::string address = session.FormatPageUrl(identifiers.Fill(Page));
     if (!LaunchBrowser(address)) {
         session.Note("no browser could be started here, the address is on standard output");
         WriteOutput(address + "\n");
@@ -24,7 +26,7 @@ void AddOpenCommands(CLI::App& root, Session& session) {
     const auto simulation =
         AddCommand<Identifiers>(open, session, "simulation", "Show a simulation's page",
                                 OpenSimulation, {"BROWSER=echo varnel open simulation sim-bridge"});
-    AddIdentifier(simulation.app, simulation.options, "SIMULATION", simulation.options.simulation);
+    AddIdentifiers(simulation.app, simulation.options, Page);
 }
 
 } // namespace VarnelBase

@@ -50,16 +50,13 @@ std::string ReadDataText(const std::string& argument, const std::string& name) {
 
 } // namespace
 
-std::string Identifiers::BuildSimulationPath() const {
-    return "/simulations/" + Escape("SIMULATION", simulation);
-}
-
-std::string Identifiers::BuildExecutionPath(const std::string& identifier) const {
-    return BuildExecutionsPath() + "/" + Escape("EXECUTION", identifier);
-}
-
-std::string Identifiers::BuildUserPath() const {
-    return "/users/" + Escape("USER", user);
+std::string Identifiers::Fill(const std::string& target) const {
+    std::string filled = target;
+    for (const std::string& name : ListArguments(target)) {
+        const std::size_t begin = filled.find("{" + name + "}");
+        filled.replace(begin, name.size() + 2, Escape(name, values.at(name)));
+    }
+    return filled;
 }
 
 std::string Identifiers::Escape(const std::string& name, const std::string& text) const {
@@ -76,6 +73,15 @@ std::string Identifiers::Escape(const std::string& name, const std::string& text
     std::string escaped;
     for (const char c : text) { escaped += IsUnreserved(c) ? std::string(1, c) : EscapeByte(c); }
     return escaped;
+}
+
+std::vector<std::string> ListArguments(const std::string& target) {
+    std::vector<std::string> names;
+    for (std::size_t at = target.find('{'); at != std::string::npos; at = target.find('{', at)) {
+        const std::size_t begin = ++at;
+        names.push_back(target.substr(begin, target.find('}', begin) - begin));
+    }
+    return names;
 }
 
 void RequireUtf8(const std::string& name, const std::string& text) {

@@ -1,28 +1,31 @@
 #pragma once
 
+#include <map>
 #include <string>
+#include <vector>
 
 namespace VarnelBase {
 
 /// Identifiers on a command line, which become parts of a request's path.
 struct Identifiers {
-    std::string simulation;
-    std::string execution;
-    std::string user;
+    std::map<std::string, std::string> values; ///< by the names of their arguments: SIMULATION
     bool isRaw = false;
 
-    // Paths of what the identifiers name. They throw CommandError, naming the argument, when one
-    // would change the request, unless --raw-id was given.
-    std::string BuildSimulationPath() const;
-    std::string BuildExecutionsPath() const { return BuildSimulationPath() + "/executions"; }
-    std::string BuildExecutionPath(const std::string& identifier) const;
-    std::string BuildUserPath() const;
+    /// A target with the identifiers in it: "/users/{USER}" becomes "/users/usr-1".
+    ///
+    /// @throws CommandError, naming the argument, when one would change the request, unless
+    /// --raw-id
+    ///         was given
+    std::string Fill(const std::string& target) const;
 
     /// A part of a request's address that a text becomes.
     ///
     /// @param name what the argument is called
     std::string Escape(const std::string& name, const std::string& text) const;
 };
+
+/// The names of the arguments in a target: "USER" of "/users/{USER}".
+std::vector<std::string> ListArguments(const std::string& target);
 
 /// @throws CommandError naming the argument and the offset of the first byte that is not UTF-8
 void RequireUtf8(const std::string& name, const std::string& text);

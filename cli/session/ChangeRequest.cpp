@@ -65,20 +65,7 @@ void PrintAccepted(Session& session, const ChangeRequest& change, const std::str
     throw CommandError(ExitStatus::Refused, made + ", but its answer has nothing at " + query);
 }
 
-} // namespace
-
-void PrintRequest(Session& session, const ChangeRequest& change) {
-    std::string shown = "{\"method\":" + json(change.method).dump() +
-                        ",\"target\":" + json(session.FormatUrl(change.target)).dump();
-    if (change.body) { shown += ",\"body\":" + *change.body; }
-    session.Print(shown + "}");
-}
-
-Outcome SendChange(Session& session, const ChangeRequest& change) {
-    const ChangeInFlight announced(change.Describe());
-    return session.Send(change.method, change.target, change.body);
-}
-
+/// Prints the document in the answer to a change.
 void PrintAnswer(Session& session, const ChangeRequest& change, const Outcome& outcome) {
     if (!outcome.Succeeded()) { throw JudgeFailure(change.Describe(), outcome, Purpose::Change); }
     if (outcome.text.empty()) {
@@ -95,24 +82,47 @@ void PrintAnswer(Session& session, const ChangeRequest& change, const Outcome& o
     PrintAccepted(session, change, outcome.text);
 }
 
-void MakeChange(Session& session, const ChangeRequest& change, bool isDryRun) {
-    if (isDryRun) {
-        PrintRequest(session, change);
-    } else {
-        PrintAnswer(session, change, SendChange(session, change));
-    }
+} // namespace
+
+void PrintRequest(Session& session, const ChangeRequest& change) {
+    std::string shown = "{\"method\":" + json(change.method).dump() +
+                        ",\"target\":" + json(session.FormatUrl(change.target)).dump();
+    if (change.body) { shown += ",\"body\":" + *change.body; }
+    session.Print(shown + "}");
 }
 
-Outcome MakeCheckedChange(Session& session, const ChangeRequest& change, const Check& check) {
+Outcome SendChange(Session& session, const ChangeRequest& change) {
+    const ChangeInFlight announced(change.Describe());
+    return session.Send(change.method, change.target, change.body);
+}
+
+void MakeChange(Session& session, const ChangeRequest& change, bool isDryRun,
+                const std::function<void()>& accepted) {
+    if (isDryRun) {
+        PrintRequest(session, change);
+        return;
+    }
+    const Outcome outcome = SendChange(session, change);
+    if (accepted && outcome.Succeeded()) { accepted(); }
+    PrintAnswer(session, change, outcome);
+}
+
+void MakeCheckedChange(Session& session, const ChangeRequest& change, const Check& check,
+                       bool isDryRun) {
+    if (isDryRun) {
+        PrintRequest(session, change);
+        return;
+    }
     const Outcome outcome = SendChange(session, change);
     if (!outcome.Succeeded() && (outcome.sent == SentState::NotSent || IsRefused(outcome))) {
         throw JudgeFailure(change.Describe(), outcome, Purpose::Change);
     }
-    Outcome found = session.Send("GET", check.target);
+    const Outcome found = session.Send("GET", change.target);
     const std::optional<bool> isMade = check.judge(found);
     if (isMade.value_or(false)) {
         session.Note("verified: " + check.made);
-        return found;
+        if (check.isShown) { session.Print(found.text); }
+        return;
     }
     const std::string sent =
         outcome.Succeeded() ? change.Describe() + " was answered " + std::to_string(outcome.status)
@@ -120,37 +130,30 @@ Outcome MakeCheckedChange(Session& session, const ChangeRequest& change, const C
     if (!isMade) {
         throw CommandError(ExitStatus::NotConfirmed,
                            sent + ". Reading back does not tell whether it was made: " +
-                               DescribeFailure("GET " + check.target, found));
+                               DescribeFailure("GET " + change.target, found));
     }
     const bool isRefused = !outcome.Succeeded() && IsFinal(outcome);
     throw CommandError(isRefused ? ExitStatus::Refused : ExitStatus::NotConfirmed,
                        sent + ". Read back: " + check.notMade);
 }
 
-void AddDeleteFlags(CLI::App& command, DeleteOptions& options) {
-    command.add_flag("-y,--yes", options.isConfirmed, "Do not ask");
-    AddDryRunFlag(command, options.isDryRun);
-}
-
-void Delete(Session& session, const DeleteOptions& options, const std::string& name,
-            const std::string& target) {
-    const ChangeRequest change{"DELETE", target, std::nullopt};
-    if (options.isDryRun) {
-        PrintRequest(session, change);
-        return;
+void Delete(Session& session, const std::string& name, const std::string& target, bool isConfirmed,
+            bool isDryRun) {
+    if (!isDryRun) {
+        if (!isConfirmed) { Confirm("Delete " + name + "?"); }
+        const Outcome current = session.Send("GET", target);
+        if (!current.Succeeded()) {
+            const CommandError error = JudgeFailure("GET " + target, current, Purpose::Read);
+            throw CommandError(error.GetStatus(),
+                               std::string(error.what()) + "; nothing was deleted");
+        }
     }
-    if (!options.isConfirmed) { Confirm("Delete " + name + "?"); }
-    const Outcome current = session.Send("GET", target);
-    if (!current.Succeeded()) {
-        const CommandError error = JudgeFailure("GET " + target, current, Purpose::Read);
-        throw CommandError(error.GetStatus(), std::string(error.what()) + "; nothing was deleted");
-    }
-    (void)MakeCheckedChange(session, change,
-                            {target, name + " is deleted", name + " still exists",
-                             [](const Outcome& found) -> std::optional<bool> {
-                                 if (IsGone(found)) { return true; }
-                                 return found.Succeeded() ? std::optional(false) : std::nullopt;
-                             }});
+    const auto isGone = [](const Outcome& found) -> std::optional<bool> {
+        if (IsGone(found)) { return true; }
+        return found.Succeeded() ? std::optional(false) : std::nullopt;
+    };
+    MakeCheckedChange(session, {"DELETE", target, std::nullopt},
+                      {name + " is deleted", name + " still exists", isGone}, isDryRun);
 }
 
 } // namespace VarnelBase

@@ -17,14 +17,15 @@ struct ChangeRequest {
     std::string Describe() const { return method + " " + target; }
 };
 
-/// Where reading back shows whether a change was made.
+/// How reading back what a change is about shows whether it was made.
 struct Check {
-    std::string target;
     std::string made;    ///< what the user is told when it was: "the user is deleted"
     std::string notMade; ///< "the user still exists"
 
     /// Whether the change was made; none: this answer does not tell.
     std::function<std::optional<bool>(const Outcome& found)> judge;
+
+    bool isShown = false; ///< what was read back is the result
 };
 
 /// Shows a request instead of sending it.
@@ -33,35 +34,25 @@ void PrintRequest(Session& session, const ChangeRequest& change);
 /// Sends a change. A signal that ends the program meanwhile says that it may have been made.
 Outcome SendChange(Session& session, const ChangeRequest& change);
 
-/// Prints the document in the answer to a change.
+/// Sends a change and prints the document in its answer, or shows the request instead.
 ///
+/// @param accepted is called first when the service has accepted it
 /// @throws CommandError when the change was not accepted, and when the document cannot be shown,
 ///         saying that the change was made
-void PrintAnswer(Session& session, const ChangeRequest& change, const Outcome& outcome);
+void MakeChange(Session& session, const ChangeRequest& change, bool isDryRun,
+                const std::function<void()>& accepted = {});
 
-/// Sends a change and prints the document in its answer, or shows the request instead.
-void MakeChange(Session& session, const ChangeRequest& change, bool isDryRun);
-
-/// Sends a change and makes sure, by reading back, that it was made.
+/// Sends a change and makes sure, by reading back, that it was made, or shows the request instead.
 ///
-/// @return what was read back
 /// @throws CommandError when it was not, or nobody knows
-Outcome MakeCheckedChange(Session& session, const ChangeRequest& change, const Check& check);
+void MakeCheckedChange(Session& session, const ChangeRequest& change, const Check& check,
+                       bool isDryRun);
 
-struct DeleteOptions {
-    Identifiers identifiers;
-    bool isConfirmed = false;
-    bool isDryRun = false;
-};
-
-/// --yes and --dry-run.
-void AddDeleteFlags(CLI::App& command, DeleteOptions& options);
-
-/// Deletes something, after asking, and makes sure that it is gone.
+/// Deletes something, after asking unless that is confirmed, and makes sure that it is gone.
 ///
 /// @param name   for people: "simulation bridge"
 /// @param target where it can be read
-void Delete(Session& session, const DeleteOptions& options, const std::string& name,
-            const std::string& target);
+void Delete(Session& session, const std::string& name, const std::string& target, bool isConfirmed,
+            bool isDryRun);
 
 } // namespace VarnelBase

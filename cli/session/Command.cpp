@@ -38,16 +38,12 @@ CLI::App& AddCommand(CLI::App& parent, Session& session, const std::string& name
     return command;
 }
 
-CLI::Option* AddIdentifier(CLI::App& command, Identifiers& identifiers, const std::string& name,
-                           std::string& identifier) {
-    AddRawFlag(command, identifiers);
-    return command.add_option(name, identifier, "Identifier of the " + LowerCase(name))
-        ->required()
-        ->type_name("");
-}
-
-void AddRawFlag(CLI::App& command, Identifiers& identifiers) {
-    if (command.get_option_no_throw("--raw-id") != nullptr) { return; }
+void AddIdentifiers(CLI::App& command, Identifiers& identifiers, const std::string& target) {
+    for (const std::string& name : ListArguments(target)) {
+        command.add_option(name, identifiers.values[name], "Identifier of the " + LowerCase(name))
+            ->required()
+            ->type_name("");
+    }
     command.add_flag("--raw-id", identifiers.isRaw,
                      "Send identifiers that hold / ? # & % or .. as they stand");
 }

@@ -46,14 +46,9 @@ AddedCommand<Options> AddCommand(CLI::App& parent, Session& session, const std::
     return {app, *options};
 }
 
-/// A positional argument that names something at the service, and with it --raw-id.
-///
-/// @param name SIMULATION, EXECUTION or USER, which completion knows how to find
-CLI::Option* AddIdentifier(CLI::App& command, Identifiers& identifiers, const std::string& name,
-                           std::string& identifier);
-
-/// --raw-id.
-void AddRawFlag(CLI::App& command, Identifiers& identifiers);
+/// --raw-id, and a positional argument for each identifier in a target: SIMULATION, EXECUTION and
+/// USER, which completion knows how to find.
+void AddIdentifiers(CLI::App& command, Identifiers& identifiers, const std::string& target);
 
 /// An option that takes a JSON pointer (RFC 6901).
 CLI::Option* AddPointerOption(CLI::App& command, const std::string& name, std::string& pointer,

@@ -40,8 +40,9 @@ Page ParsePage(std::string text) {
 }
 
 Page ReadPage(Session& session, const PagedList& list, int limit, long long offset) {
-    return ParsePage(
-        session.Read(list.target + std::to_string(limit) + "&offset=" + std::to_string(offset)));
+    const char* separator = list.target.find('?') == std::string::npos ? "?" : "&";
+    return ParsePage(session.Read(list.target + separator + "limit=" + std::to_string(limit) +
+                                  "&offset=" + std::to_string(offset)));
 }
 
 /// The text of a member; empty: there is none.

@@ -20,7 +20,7 @@ CLI::App& AddPageOptions(CLI::App& command, PageOptions& options);
 
 /// A list that the service gives page by page.
 struct PagedList {
-    std::string target;         ///< up to the number of entries: "/users?limit="
+    std::string target;         ///< without limit and offset: "/users"
     std::string entries;        ///< what they are: "users"
     bool isNewestFirst = false; ///< whether people want to see the last ones first
 };

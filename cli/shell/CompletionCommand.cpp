@@ -1,5 +1,6 @@
 #include <KnownSettings.h>
 
+#include <map>
 #include <utility>
 
 #include "output/Utf8Text.h"
@@ -181,18 +182,19 @@ void OfferCommands(Offer& offer, const CLI::App& command) {
     }
 }
 
-void OfferIdentifiers(Offer& offer, Session& session, const Place& place, const std::string& kind) {
+/// The lists that hold the identifiers which an argument may have.
+const std::map<std::string, std::string> IdentifierLists{
+    {"SIMULATION", "/simulations?scope=user&"},
+    {"EXECUTION", "/simulations/{SIMULATION}/executions?"},
+    {"USER", "/users?"}};
+
+void OfferIdentifiers(Offer& offer, Session& session, const Place& place, const std::string& list) {
     ApplyEnvironmentOptions(session.options);
     Identifiers identifiers;
-    if (kind == "SIMULATION") {
-        offer.AddAll(FindKnownIdentifiers(session, "/simulations?scope=user&limit=100&offset=0"));
-    } else if (kind == "USER") {
-        offer.AddAll(FindKnownIdentifiers(session, "/users?limit=100&offset=0"));
-    } else {
-        identifiers.simulation = place.positionals.front();
-        offer.AddAll(FindKnownIdentifiers(
-            session, identifiers.BuildExecutionsPath() + "?limit=100&offset=0"));
+    if (!place.positionals.empty()) {
+        identifiers.values["SIMULATION"] = place.positionals.front();
     }
+    offer.AddAll(FindKnownIdentifiers(session, identifiers.Fill(list) + "limit=100&offset=0"));
 }
 
 /// Words for the next positional argument.
@@ -209,8 +211,9 @@ void OfferPositional(Offer& offer, Session& session, const Place& place) {
     if (next >= positionals.size()) { return; }
     const std::string name = positionals[next]->get_name(true);
     offer.AddAll(ListChoices(positionals[next]->get_type_name()));
-    if (name == "SIMULATION" || name == "EXECUTION" || name == "USER") {
-        OfferIdentifiers(offer, session, place, name);
+    const auto list = IdentifierLists.find(name);
+    if (list != IdentifierLists.end()) {
+        OfferIdentifiers(offer, session, place, list->second);
     } else if (name == "NAME") {
         for (const KnownSetting& setting : KnownSettings) {
             offer.Add(setting.name, setting.variable);

@@ -1,0 +1,69 @@
+#include "session/Watch.h"
+
+#include <tuple>
+
+#include "commands/Commands.h"
+#include "output/ExitStatus.h"
+#include "session/Listing.h"
+
+namespace VarnelBase {
+
+namespace {
+
+constexpr const char* Executions = "/simulations/{SIMULATION}/executions";
+
+struct WatchOptions {
+    Identifiers identifiers;
+    std::vector<std::string> executions;
+    bool isAll = false;
+    WatchRules rules;
+};
+
+void Watch(Session& session, const WatchOptions& options) {
+    if (options.executions.empty() && !options.isAll) {
+        throw CommandError(ExitStatus::Usage, "EXECUTION is missing, or --all");
+    }
+    const std::string target = options.identifiers.Fill(Executions);
+    std::vector<std::string> names = options.executions;
+    if (options.isAll) { names = ListIdentifiers(ReadAll(session, {target, "executions"}, {})); }
+    std::vector<WatchedExecution> watched;
+    for (const std::string& name : names) {
+        watched.emplace_back(name, target + "/" + options.identifiers.Escape("EXECUTION", name));
+    }
+    WatchExecutions(session, std::move(watched), options.rules);
+}
+
+} // namespace
+
+void AddWatchCommand(CLI::App& execution, Session& session) {
+    const auto watch = AddCommand<WatchOptions>(
+        execution, session, "watch", "Follow executions until they have ended, and show them then",
+        Watch,
+        {"varnel execution watch sim-bridge exe-1",
+         "varnel execution watch sim-bridge --all --good failed --timeout 3600 -o jsonl",
+         "varnel execution watch sim-bridge exe-1 --field /state --bad cancelled"});
+    WatchRules& rules = watch.options.rules;
+    AddIdentifiers(watch.app, watch.options.identifiers, Executions);
+    CLI::Option* executions =
+        watch.app
+            .add_option("EXECUTION", watch.options.executions, "Identifiers of the executions")
+            ->type_name("");
+    watch.app.add_flag("--all", watch.options.isAll, "Every execution that the simulation has now")
+        ->excludes(executions);
+    AddPointerOption(watch.app, "--field", rules.field, "JSON pointer to the state");
+    for (const auto& [name, states, description] :
+         {std::tuple("--good", &rules.goodStates, "ends it well, besides finished"),
+          std::tuple("--bad", &rules.badStates,
+                     "ends it badly, with exit status 8, besides failed")}) {
+        watch.app.add_option(name, *states, std::string("A state that ") + description)
+            ->type_name("STATE")
+            ->expected(1)
+            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    }
+    AddSecondsOption(watch.app, "--timeout", rules.timeoutSeconds,
+                     "Give up after so long, with exit status 7; without it, never");
+    AddSecondsOption(watch.app, "--interval", rules.intervalSeconds,
+                     "Time between two questions; without it, 1, 2, 4, 8, then 10");
+}
+
+} // namespace VarnelBase
