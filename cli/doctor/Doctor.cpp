@@ -14,8 +14,8 @@
 #include <stdexcept>
 
 #include "doctor/Findings.h"
-#include "doctor/HttpProbe.h"
 #include "doctor/ProviderCheck.h"
+#include "doctor/ServiceProbe.h"
 #include "output/JsonView.h"
 #include "session/SettingReport.h"
 #include "session/SignInAdvice.h"
@@ -26,9 +26,9 @@ namespace VarnelBase {
 
 namespace {
 
-constexpr long SlowConnectMilliseconds = 1000;
+constexpr std::chrono::seconds SlowConnecting{1};
 constexpr double LargeClockDifference = 30;
-constexpr std::chrono::seconds ConnectPatience{10};
+constexpr std::chrono::seconds AnswerPatience{10};
 
 /// What the questions have found out for the following ones.
 struct Facts {
@@ -139,54 +139,47 @@ void CheckToken(Findings& findings, Facts& facts) {
 }
 
 /// Whether the name of the service's host resolves, with the group and without it.
-bool CheckName(Findings& findings, const Facts& facts, const TcpConnection& connection) {
-    if (!connection.addresses.empty()) {
-        std::string addresses;
-        for (const std::string& address : connection.addresses) {
-            addresses += (addresses.empty() ? "" : ", ") + address;
-        }
-        findings.Add(Health::Ok, "name", facts.GetHost() + " is " + addresses);
+bool CheckName(Findings& findings, const Facts& facts) {
+    std::string problem;
+    const std::vector<std::string> addresses = ResolveHost(facts.GetHost(), problem);
+    if (!addresses.empty()) {
+        findings.Add(Health::Ok, "name",
+                     facts.GetHost() + " is " + CLI::detail::join(addresses, ", "));
         return true;
     }
-    std::string found = connection.problem;
     std::string advice = "check apiHost and the network's name servers";
     if (!facts.group.empty()) {
-        const bool isGroup =
-            !ConnectTo(facts.apiHost, facts.apiPort, ConnectPatience).addresses.empty();
-        found += isGroup ? "; without the group it does" : "; nor does it without the group";
+        std::string ignored;
+        const bool isGroup = !ResolveHost(facts.apiHost, ignored).empty();
+        problem += isGroup ? "; without the group it does" : "; nor does it without the group";
         if (isGroup) {
             advice = "ask who runs the service whether the group \"" + facts.group +
                      "\" has a host, or name another claim with VARNEL_GROUPS_CLAIM";
         }
     }
-    findings.Fail(ExitStatus::Unreachable, "name", found, advice);
+    findings.Fail(ExitStatus::Unreachable, "name", problem, advice);
     return false;
 }
 
 /// Whether somebody accepts connections at the service's place and speaks HTTP.
 bool CheckConnection(Findings& findings, Facts& facts) {
-    const auto start = std::chrono::steady_clock::now();
-    const TcpConnection connection = ConnectTo(facts.GetHost(), facts.apiPort, ConnectPatience);
-    const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(
-        std::chrono::steady_clock::now() - start);
-    if (!CheckName(findings, facts, connection)) { return false; }
-    if (!connection.socket.IsOpen()) {
-        findings.Fail(ExitStatus::Unreachable, "port", connection.problem,
+    if (!CheckName(findings, facts)) { return false; }
+    const ServiceProbe probe = ProbeService(facts.GetHost(), facts.apiPort, facts.isTls);
+    const std::string port = std::to_string(facts.apiPort);
+    if (!probe.portProblem.empty()) {
+        findings.Fail(ExitStatus::Unreachable, "port", probe.portProblem,
                       "check that the service runs, apiPort, and what is in between");
         return false;
     }
-    const bool isSlow = elapsed.count() > SlowConnectMilliseconds;
-    findings.Add(isSlow ? Health::Warn : Health::Ok, "port",
-                 std::to_string(facts.apiPort) + " accepts connections, in " +
-                     std::to_string(elapsed.count()) + " ms",
-                 isSlow ? "the network is slow, or the host's name is" : "");
-    if (facts.isTls) { return true; }
-    const ProbeAnswer answer =
-        ProbeHttp(connection, facts.GetHost() + ":" + std::to_string(facts.apiPort));
-    facts.date = answer.head.Find("Date");
-    if (answer.problem.empty()) { return true; }
-    findings.Fail(ExitStatus::Unreachable, "protocol",
-                  "port " + std::to_string(facts.apiPort) + " " + answer.problem, answer.advice);
+    const bool isSlow = probe.connecting > SlowConnecting;
+    findings.Add(
+        isSlow ? Health::Warn : Health::Ok, "port",
+        port + " accepts connections, in " + std::to_string(probe.connecting.count()) + " ms",
+        isSlow ? "the network is slow" : "");
+    facts.date = probe.date;
+    if (probe.protocolProblem.empty()) { return true; }
+    findings.Fail(ExitStatus::Unreachable, "protocol", "port " + port + " " + probe.protocolProblem,
+                  probe.advice);
     return false;
 }
 
@@ -209,7 +202,7 @@ void CheckService(Findings& findings, const Facts& facts) {
     options.tls = facts.isTls;
     options.caFile = ReadIdentitySettings(facts.environment).caFile;
     options.tokenSource = [&facts] { return facts.token; };
-    options.timeout = ConnectPatience;
+    options.timeout = AnswerPatience;
     options.maxAttempts = 1;
     const std::string request = "GET /version";
     const Outcome outcome = ServiceClient(options).Send("GET", "/version");

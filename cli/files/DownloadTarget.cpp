@@ -45,11 +45,11 @@ DownloadTarget::DownloadTarget(const std::string& place, bool mayReplace)
     struct stat status {};
     const bool exists = stat(place.c_str(), &status) == 0;
     if (place == "-") {
-        file = Descriptor(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0));
+        file.emplace(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0));
         path = "standard output";
     } else if (exists && !S_ISDIR(status.st_mode) && !S_ISREG(status.st_mode)) {
         path = place;
-        file = Descriptor(open(place.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
+        file.emplace(open(place.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
     } else if (place.empty() || (exists && S_ISDIR(status.st_mode))) {
         OpenFile(place);
     } else {
@@ -58,7 +58,7 @@ DownloadTarget::DownloadTarget(const std::string& place, bool mayReplace)
         path = exists ? std::filesystem::canonical(place).string() : place;
         OpenFile(std::filesystem::path(path).parent_path().string());
     }
-    if (!file.IsOpen()) { ThrowFileError(path.empty() ? temporary : path, errno); }
+    if (!file->IsOpen()) { ThrowFileError(path.empty() ? temporary : path, errno); }
 }
 
 DownloadTarget::~DownloadTarget() {
@@ -70,14 +70,13 @@ void DownloadTarget::OpenFile(const std::string& chosen) {
     temporary =
         (directory.empty() ? "." : directory) + "/.varnel-" + std::to_string(getpid()) + ".part";
     unfinished.emplace(temporary);
-    file = Descriptor(
+    file.emplace(
         open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
-    if (!file.IsOpen()) { ThrowFileError(temporary, errno); }
 }
 
 bool DownloadTarget::Write(const char* bytes, std::size_t count) {
     while (error == 0 && count > 0) {
-        const ssize_t written = write(file.Get(), bytes, count);
+        const ssize_t written = write(file->Get(), bytes, count);
         if (written < 0) {
             error = errno == EINTR ? 0 : errno;
         } else {
@@ -99,7 +98,7 @@ std::string DownloadTarget::Finish(const std::string& serviceName) {
         const std::string name = serviceName.empty() ? UnnamedProject : serviceName;
         path = directory.empty() ? name : directory + "/" + name;
     }
-    if (fsync(file.Get()) != 0) { ThrowFileError(path, errno); }
+    if (fsync(file->Get()) != 0) { ThrowFileError(path, errno); }
     const int problem = MoveIntoPlace(temporary, path, isReplacing);
     if (problem == EEXIST) { RequireFree(path, isReplacing); }
     if (problem != 0) { ThrowFileError(path, problem); }

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <memory>
+#include <PrivateFile.h>
+
 #include <optional>
 #include <string>
 
-#include "network/TcpConnection.h"
 #include "session/Interruption.h"
 
 namespace VarnelBase {
@@ -51,7 +51,7 @@ private:
     std::string path;      ///< of the file; empty: it follows from the service's name
     std::string directory; ///< that the file goes to
     bool isReplacing;
-    Descriptor file;
+    std::optional<FileDescriptor> file;
     int error = 0;
     std::string temporary;
     std::optional<UnfinishedFile> unfinished;

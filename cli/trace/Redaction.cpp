@@ -89,7 +89,7 @@ Redaction::Redaction(std::vector<std::string> known) : secrets(std::move(known))
 
 void Redaction::Apply(TracedExchange& exchange) const {
     std::vector<std::string> values = secrets;
-    values.push_back(ReadBearerToken(exchange.request));
+    values.push_back(exchange.request.FindBearerToken());
     RedactHead(exchange.request);
     RedactHead(exchange.response);
     exchange.url = RedactTarget(exchange.url);

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "trace/TraceRelay.h"
+#include "trace/TracedExchange.h"
 
 namespace VarnelBase {
 

@@ -92,7 +92,7 @@ json MakeArchiveEntry(const TracedExchange& exchange, bool hasBodies) {
                                      {"cookies", json::array()},
                                      {"headers", DescribeHeaders(request)},
                                      {"queryString", DescribeQuery(request.target)},
-                                     {"headersSize", request.size},
+                                     {"headersSize", -1},
                                      {"bodySize", exchange.requestBody.size}});
     entry["response"] =
         json::object({{"status", response.status},
@@ -103,7 +103,7 @@ json MakeArchiveEntry(const TracedExchange& exchange, bool hasBodies) {
                       {"content", json::object({{"size", exchange.responseBody.size},
                                                 {"mimeType", response.Find("Content-Type")}})},
                       {"redirectURL", response.Find("Location")},
-                      {"headersSize", response.size},
+                      {"headersSize", -1},
                       {"bodySize", exchange.responseBody.size}});
     if (hasBodies) {
         AddText(entry["response"]["content"], exchange.responseBody);
@@ -118,17 +118,15 @@ json MakeArchiveEntry(const TracedExchange& exchange, bool hasBodies) {
     return entry;
 }
 
-/// Opens a new file for this user alone.
-Descriptor OpenLog(const std::string& path, bool isReplacing) {
+/// Opens a new file for this user alone; standard error where no file is named.
+int OpenLog(const std::string& path, bool isReplacing) {
+    if (path.empty()) { return fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0); }
     const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (isReplacing ? O_TRUNC : O_EXCL);
-    Descriptor file(open(path.c_str(), flags, 0600));
-    if (!file.IsOpen()) {
-        throw CommandError(
-            ExitStatus::Usage,
-            path + (errno == EEXIST ? ": exists (--force replaces it)"
-                                    : ": " + std::generic_category().message(errno)));
-    }
-    return file;
+    const int opened = open(path.c_str(), flags, 0600);
+    if (opened >= 0) { return opened; }
+    throw CommandError(ExitStatus::Usage,
+                       path + (errno == EEXIST ? ": exists (--force replaces it)"
+                                               : ": " + std::generic_category().message(errno)));
 }
 
 std::string BeginArchive() {
@@ -145,8 +143,7 @@ TraceLog::TraceLog(TraceFormat chosen, const std::string& path, bool isReplacing
       name(path.empty() ? "standard error" : path),
       hasBodies(withBodies),
       isFile(!path.empty()),
-      output(isFile ? OpenLog(path, isReplacing)
-                    : Descriptor(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0))) {
+      output(OpenLog(path, isReplacing)) {
     if (format == TraceFormat::Har) { Write(BeginArchive(), ArchiveEnd); }
 }
 

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <PrivateFile.h>
+
 #include <string>
 
-#include "trace/TraceRelay.h"
+#include "trace/TracedExchange.h"
 
 namespace VarnelBase {
 
@@ -32,7 +34,7 @@ private:
     std::string name;
     bool hasBodies;
     bool isFile;
-    Descriptor output;
+    FileDescriptor output;
     bool hasEntries = false;
     std::string waiting; ///< an archive for standard error, which is written at the end
     int error = 0;

@@ -4,30 +4,36 @@
 #include <AsciiCase.h>
 #include <HostLabel.h>
 #include <fcntl.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include <boost/asio.hpp>
 
 #include <array>
-#include <cerrno>
 #include <chrono>
-#include <system_error>
+#include <deque>
+#include <optional>
+#include <thread>
+
+#include "trace/MessageReader.h"
 
 namespace VarnelBase {
 
 namespace {
 
+namespace asio = boost::asio;
+using asio::ip::tcp;
+using boost::system::error_code;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t BufferBytes = std::size_t{64} << 10U;
+constexpr std::size_t MaxHeadBytes = std::size_t{1} << 20U;
 constexpr unsigned int HttpPort = 80;
 constexpr std::chrono::seconds Patience{30};
+constexpr const char* HeadEnd = "\r\n\r\n";
 
 /// The host that the library would ask; empty: the token's group cannot be part of one. The relay
 /// has to check that, since the library sees no group.
 std::string BuildHost(const RelayedService& service, const HttpHead& request) {
     if (service.groupsClaim.empty()) { return service.host; }
-    const std::string group = ReadFirstGroup(ReadBearerToken(request), service.groupsClaim);
+    const std::string group = ReadFirstGroup(request.FindBearerToken(), service.groupsClaim);
     if (group.empty()) { return service.host; }
     return IsHostLabel(group) ? group + "." + service.host : "";
 }
@@ -38,107 +44,14 @@ std::string FormatAuthority(const std::string& host, unsigned int port) {
     return port == HttpPort ? name : name + ":" + std::to_string(port);
 }
 
-/// One of the two connections of an exchange.
-struct Side {
-    explicit Side(int number) : descriptor(number) {}
-
-    int descriptor;
-    std::string pending;  ///< to be written to it
-    bool isEnded = false; ///< there is nothing more to read
-    bool isBroken = false;
-
-    /// Reads what is there.
-    std::string Read() {
-        std::string bytes(BufferBytes, '\0');
-        const ssize_t count = recv(descriptor, bytes.data(), bytes.size(), 0);
-        bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
-        const bool isWaiting = count < 0 && (errno == EAGAIN || errno == EINTR);
-        isEnded = count <= 0 && !isWaiting;
-        isBroken = count < 0 && isEnded;
-        return bytes;
-    }
-
-    void Write() {
-        const ssize_t count = send(descriptor, pending.data(), pending.size(), MSG_NOSIGNAL);
-        if (count >= 0) {
-            pending.erase(0, static_cast<std::size_t>(count));
-        } else if (errno != EAGAIN && errno != EINTR) {
-            pending.clear();
-            isBroken = true;
-        }
-    }
-
-    pollfd Await(bool isReading) const {
-        const bool isRead = isReading && !isEnded;
-        const auto events =
-            static_cast<short>((isRead ? POLLIN : 0) | (pending.empty() ? 0 : POLLOUT));
-        // A descriptor that nothing is expected of would report its end again and again.
-        return {events == 0 ? -1 : descriptor, events, 0};
-    }
-};
-
-/// Closes with a reset, as the service did.
-void ResetConnection(int descriptor) {
-    const linger now{1, 0};
-    setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &now, sizeof now);
-}
-
-/// Passes bytes on in both directions until the answer is complete, or nobody waits for it or gives
-/// it any more.
-///
-/// @param fromClient what has been read of the client and not been passed on
-/// @return false: the relay is to stop
-bool Pump(Side& client, Side& service, std::string& fromClient, MessageReader& request,
-          MessageReader& response, int stop) {
-    while (!client.isBroken &&
-           !(client.pending.empty() && (service.isEnded || response.IsComplete()))) {
-        fromClient.erase(0, [&] {
-            const std::size_t taken = request.Take(fromClient);
-            service.pending.append(fromClient, 0, taken);
-            return taken;
-        }());
-        const bool isAllPassed = fromClient.empty() && service.pending.empty();
-        if (client.isEnded && isAllPassed) { shutdown(service.descriptor, SHUT_WR); }
-        const bool hasRoom =
-            service.pending.size() < BufferBytes && fromClient.size() < BufferBytes;
-        std::array<pollfd, 3> waiting{{client.Await(hasRoom),
-                                       service.Await(client.pending.size() < BufferBytes),
-                                       {stop, POLLIN, 0}}};
-        if (poll(waiting.data(), waiting.size(), -1) < 0 && errno != EINTR) { break; }
-        if (waiting[2].revents != 0) { return false; }
-        if ((waiting[0].revents & POLLOUT) != 0) { client.Write(); }
-        if ((waiting[1].revents & POLLOUT) != 0) { service.Write(); }
-        if ((waiting[0].revents & ~POLLOUT) != 0) { fromClient += client.Read(); }
-        if ((waiting[1].revents & ~POLLOUT) != 0) {
-            const std::string bytes = service.Read();
-            response.Take(bytes);
-            client.pending += bytes;
-            if (service.isEnded) { response.End(); }
-        }
-    }
-    return true;
-}
-
-/// Reads until the head of the next request is complete. False: there is no further one, or the
-/// service has closed its connection, or the relay is to stop.
-bool AwaitRequest(Side& client, std::string& fromClient, int service, int stop) {
-    while (!client.isEnded && FindHeadEnd(fromClient) == std::string::npos &&
-           fromClient.size() < MaxHttpHeadBytes) {
-        std::array<pollfd, 3> waiting{
-            {client.Await(true), {service, POLLIN, 0}, {stop, POLLIN, 0}}};
-        if (poll(waiting.data(), waiting.size(), -1) < 0 && errno != EINTR) { return false; }
-        if (waiting[1].revents != 0 || waiting[2].revents != 0) { return false; }
-        if (waiting[0].revents != 0) { fromClient += client.Read(); }
-    }
-    return FindHeadEnd(fromClient) != std::string::npos;
+std::string FormatRequest(const HttpHead& head) {
+    std::string text = head.method + " " + head.target + " " + head.version + "\r\n";
+    for (const auto& [name, value] : head.headers) { text += name + ": " + value + "\r\n"; }
+    return text + "\r\n";
 }
 
 bool IsClosing(const HttpHead& head) {
     return LowerCase(head.Find("Connection")) == "close" || head.version == "HTTP/1.0";
-}
-
-TracedBody KeepBody(const MessageReader& message) {
-    return {message.GetBody(), message.GetBodyBytes(), message.IsBodyWhole()};
 }
 
 double SecondsSince1970() {
@@ -146,116 +59,309 @@ double SecondsSince1970() {
         .count();
 }
 
+/// What the connections have in common.
+struct Relaying {
+    std::size_t bodyBytes;
+    std::function<void(TracedExchange)> record;
+    asio::io_context context{1};
+};
+
+/// An exchange that is under way.
+struct Exchange {
+    Exchange(std::size_t bodyBytes, const std::string& head) : request(bodyBytes) {
+        request.Take(head);
+        traced.request = request.GetHead();
+        response.emplace(bodyBytes, traced.request.method == "HEAD");
+    }
+
+    TracedExchange traced;
+    Clock::time_point start = Clock::now();
+    RequestReader request;
+    std::optional<ResponseReader> response;
+};
+
+/// A client's connection, with the one to the service that belongs to it. Lives until both are
+/// closed: what it waits for keeps it alive.
+class Connection : public std::enable_shared_from_this<Connection> {
+public:
+    Connection(Relaying& used, const RelayedService& asked, tcp::socket accepted)
+        : relay(used), service(asked), client(std::move(accepted)) {}
+
+    /// Waits for the first request.
+    void Start() { BeginExchange(); }
+
+    /// Ends and records what is under way.
+    void Stop() {
+        if (exchange) { Finish(); }
+        Close();
+    }
+
+private:
+    /// Begins when a request's head is complete; waits for that until the client or the service
+    /// closes its connection.
+    void BeginExchange() {
+        const std::size_t end = fromClient.find(HeadEnd);
+        if (end == std::string::npos) {
+            const bool isOver = isClientEnded || fromClient.size() > MaxHeadBytes;
+            isOver ? Close() : ReadClient();
+            return;
+        }
+        upstream.cancel(ignored);
+        isRelaying = false;
+        exchange = std::make_unique<Exchange>(relay.bodyBytes, fromClient.substr(0, end + 4));
+        fromClient.erase(0, end + 4);
+        HttpHead& head = exchange->traced.request;
+        const std::string host = BuildHost(service, head);
+        const std::string authority = FormatAuthority(host, service.port);
+        exchange->traced.environment = service.environment;
+        exchange->traced.startSeconds = SecondsSince1970();
+        exchange->traced.url = "http://" + authority + head.target;
+        head.Replace("Host", authority);
+        // Nobody can read or redact a body that is compressed.
+        if (relay.bodyBytes > 0) { head.Replace("Accept-Encoding", "identity"); }
+        toService = FormatRequest(head);
+        if (!exchange->request.GetProblem().empty()) {
+            Fail("the request " + exchange->request.GetProblem());
+        } else if (host.empty()) {
+            Fail("the token's group cannot be part of a host name");
+        } else if (authority != connectedTo) {
+            Connect(host, authority);
+        } else {
+            IsServiceGone() ? Finish() : RelayBoth();
+        }
+    }
+
+    /// Whether the service has closed a connection that it had kept.
+    bool IsServiceGone() {
+        std::array<char, 1> byte{};
+        error_code error;
+        upstream.receive(asio::buffer(byte), tcp::socket::message_peek, error);
+        return error != asio::error::would_block;
+    }
+
+    void Connect(const std::string& host, const std::string& authority) {
+        connectedTo = authority;
+        timer.expires_after(Patience);
+        timer.async_wait([self = shared_from_this()](error_code error) {
+            if (error) { return; }
+            self->resolver.cancel();
+            self->upstream.close(self->ignored);
+        });
+        resolver.async_resolve(
+            host, std::to_string(service.port),
+            [self = shared_from_this(), host](error_code error, const auto& addresses) {
+                if (!self->exchange) { return; }
+                if (error) {
+                    self->Fail("the host name \"" + host +
+                               "\" does not resolve: " + error.message());
+                    return;
+                }
+                asio::async_connect(self->upstream, addresses,
+                                    [self, host](error_code failure, const tcp::endpoint&) {
+                                        self->EndConnecting(host, failure);
+                                    });
+            });
+    }
+
+    void EndConnecting(const std::string& host, error_code error) {
+        timer.cancel();
+        if (!exchange) { return; }
+        if (error) {
+            if (error == asio::error::operation_aborted) { error = asio::error::timed_out; }
+            Fail(host + " port " + std::to_string(service.port) + ": " + error.message());
+            return;
+        }
+        upstream.non_blocking(true, ignored);
+        RelayBoth();
+    }
+
+    void RelayBoth() {
+        isRelaying = true;
+        ReadService();
+        PassRequestOn();
+    }
+
+    void ReadClient() {
+        if (isReadingClient || isClientEnded || fromClient.size() > MaxHeadBytes) { return; }
+        isReadingClient = true;
+        client.async_read_some(asio::buffer(clientBytes),
+                               [self = shared_from_this()](error_code error, std::size_t count) {
+                                   self->isReadingClient = false;
+                                   self->isClientEnded = bool(error);
+                                   self->fromClient.append(self->clientBytes.data(), count);
+                                   self->exchange ? self->PassRequestOn() : self->BeginExchange();
+                               });
+    }
+
+    /// Sends what there is of the request, and reads on, if only to see the client go.
+    void PassRequestOn() {
+        if (isWritingToService || !isRelaying) { return; }
+        const std::size_t taken = exchange->request.Take(fromClient);
+        toService += fromClient.substr(0, taken);
+        fromClient.erase(0, taken);
+        if (toService.empty()) {
+            if (isClientEnded && fromClient.empty()) {
+                upstream.shutdown(tcp::socket::shutdown_send, ignored);
+            }
+            ReadClient();
+            return;
+        }
+        isWritingToService = true;
+        asio::async_write(upstream, asio::buffer(toService),
+                          [self = shared_from_this()](error_code error, std::size_t /*count*/) {
+                              self->isWritingToService = false;
+                              self->toService.clear();
+                              // Whoever reads the answer learns that the service has gone.
+                              if (!error && self->exchange) { self->PassRequestOn(); }
+                          });
+    }
+
+    void ReadService() {
+        upstream.async_read_some(asio::buffer(serviceBytes),
+                                 [self = shared_from_this()](error_code error, std::size_t count) {
+                                     if (!self->exchange) { return; }
+                                     self->isServiceReset = error && error != asio::error::eof;
+                                     error ? self->Finish() : self->PassAnswerOn(count);
+                                 });
+    }
+
+    void PassAnswerOn(std::size_t count) {
+        exchange->response->Take({serviceBytes.data(), count});
+        asio::async_write(client, asio::buffer(serviceBytes, count),
+                          [self = shared_from_this()](error_code error, std::size_t /*count*/) {
+                              if (!self->exchange) { return; }
+                              self->isClientGone = bool(error);
+                              const bool isOver = error || self->exchange->response->IsComplete();
+                              isOver ? self->Finish() : self->ReadService();
+                          });
+    }
+
+    void Fail(const std::string& problem) {
+        exchange->traced.problem = problem;
+        Finish();
+    }
+
+    /// Records the exchange, and waits for the next one where both sides keep their connections.
+    void Finish() {
+        const std::unique_ptr<Exchange> ended = std::move(exchange);
+        TracedExchange& traced = ended->traced;
+        ended->response->End();
+        ended->request.End();
+        const std::string& answer = ended->response->GetProblem();
+        const std::string& request = ended->request.GetProblem();
+        if (traced.problem.empty()) {
+            traced.problem = !answer.empty()    ? "the answer " + answer
+                             : !request.empty() ? "the request " + request
+                                                : "";
+        }
+        traced.milliseconds =
+            std::chrono::duration<double, std::milli>(Clock::now() - ended->start).count();
+        traced.response = ended->response->GetHead();
+        traced.requestBody = ended->request.GetBody();
+        traced.responseBody = ended->response->GetBody();
+        const bool isKept = traced.problem.empty() && !isClientGone && !isWritingToService &&
+                            !IsClosing(traced.request) && !IsClosing(traced.response);
+        relay.record(std::move(traced));
+        if (!isKept) {
+            Close();
+            return;
+        }
+        upstream.async_wait(tcp::socket::wait_read, [self = shared_from_this()](error_code error) {
+            if (!error && !self->exchange) { self->Close(); }
+        });
+        BeginExchange();
+    }
+
+    void Close() {
+        if (isServiceReset) { client.set_option(asio::socket_base::linger(true, 0), ignored); }
+        client.close(ignored);
+        upstream.close(ignored);
+        resolver.cancel();
+        timer.cancel();
+    }
+
+    Relaying& relay;
+    const RelayedService& service;
+    tcp::socket client;
+    tcp::socket upstream{relay.context};
+    tcp::resolver resolver{relay.context};
+    asio::steady_timer timer{relay.context};
+    std::array<char, BufferBytes> clientBytes{};
+    std::array<char, BufferBytes> serviceBytes{};
+    std::string fromClient;  ///< what is not yet part of a request
+    std::string toService;   ///< what is being written to the service
+    std::string connectedTo; ///< the authority of the service's connection
+    std::unique_ptr<Exchange> exchange;
+    bool isReadingClient = false;
+    bool isWritingToService = false;
+    bool isRelaying = false; ///< the service is connected
+    bool isClientEnded = false;
+    bool isClientGone = false;
+    bool isServiceReset = false;
+    error_code ignored;
+};
+
 } // namespace
 
-TraceRelay::TraceRelay(std::vector<RelayedService> relayed, std::size_t keptBody,
-                       std::function<void(const TracedExchange&)> recorder)
-    : services(std::move(relayed)), bodyBytes(keptBody), record(std::move(recorder)) {
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-        throw std::system_error(errno, std::generic_category(), "pipe");
+class TraceRelay::Connections {
+public:
+    Connections(std::vector<RelayedService> relayed, std::size_t bodyBytes,
+                std::function<void(TracedExchange)> record)
+        : services(std::move(relayed)), relay{bodyBytes, std::move(record)} {
+        for (const RelayedService& service : services) {
+            const tcp::endpoint loopback(asio::ip::address_v4::loopback(), 0);
+            tcp::acceptor& listener = listeners.emplace_back(relay.context, loopback);
+            fcntl(listener.native_handle(), F_SETFD, FD_CLOEXEC);
+            Accept(listener, service);
+        }
+        thread = std::thread([this] { relay.context.run(); });
     }
-    stopReader = Descriptor(ends[0]);
-    stopWriter = Descriptor(ends[1]);
-    for (std::size_t i = 0; i < services.size(); ++i) { listeners.push_back(ListenOnLoopback()); }
-    acceptor = std::thread([this] { AcceptConnections(); });
-}
 
-TraceRelay::~TraceRelay() {
-    stopWriter = Descriptor();
-    acceptor.join();
-    std::unique_lock<std::mutex> lock(guard);
-    finished.wait(lock, [this] { return active == 0; });
-}
-
-void TraceRelay::AcceptConnections() {
-    std::vector<pollfd> waiting{{stopReader.Get(), POLLIN, 0}};
-    for (const Descriptor& listener : listeners) { waiting.push_back({listener.Get(), POLLIN, 0}); }
-    while (poll(waiting.data(), waiting.size(), -1) >= 0 || errno == EINTR) {
-        if (waiting[0].revents != 0) { return; }
-        for (std::size_t i = 0; i < services.size(); ++i) {
-            if (waiting[i + 1].revents == 0) { continue; }
-            Descriptor client(
-                accept4(listeners[i].Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-            if (!client.IsOpen()) { continue; }
-            {
-                const std::lock_guard<std::mutex> lock(guard);
-                ++active;
+    ~Connections() {
+        asio::post(relay.context, [this] {
+            for (tcp::acceptor& listener : listeners) { listener.close(); }
+            for (const auto& kept : connections) {
+                if (const auto connection = kept.lock()) { connection->Stop(); }
             }
-            const auto leave = [this] {
-                const std::lock_guard<std::mutex> lock(guard);
-                --active;
-                finished.notify_all();
-            };
-            try {
-                std::thread([this, i, leave, connection = std::move(client)]() mutable {
-                    Serve(std::move(connection), services[i]);
-                    leave();
-                }).detach();
-            } catch (const std::system_error&) {
-                leave(); // no thread is to be had: the client finds its connection closed
+        });
+        thread.join();
+    }
+    Connections(const Connections&) = delete;
+    Connections& operator=(const Connections&) = delete;
+
+    unsigned int GetPort(std::size_t service) const {
+        return listeners.at(service).local_endpoint().port();
+    }
+
+private:
+    void Accept(tcp::acceptor& listener, const RelayedService& service) {
+        listener.async_accept([this, &listener, &service](error_code error, tcp::socket client) {
+            if (!error) {
+                const auto connection =
+                    std::make_shared<Connection>(relay, service, std::move(client));
+                connections.emplace_back(connection);
+                connection->Start();
             }
-        }
+            if (listener.is_open()) { Accept(listener, service); }
+        });
     }
-}
 
-void TraceRelay::Serve(Descriptor connection, const RelayedService& service) {
-    Side client(connection.Get());
-    std::string fromClient;
-    TcpConnection upstream;
-    std::string connectedTo;
-    bool isGoingOn = true;
-    while (isGoingOn && AwaitRequest(client, fromClient, upstream.socket.Get(), stopReader.Get())) {
-        TracedExchange exchange;
-        exchange.environment = service.environment;
-        exchange.startSeconds = SecondsSince1970();
-        const auto start = Clock::now();
+    std::vector<RelayedService> services;
+    Relaying relay;
+    std::deque<tcp::acceptor> listeners;
+    std::vector<std::weak_ptr<Connection>> connections;
+    std::thread thread;
+};
 
-        const std::size_t headEnd = FindHeadEnd(fromClient);
-        const HttpHead given = ParseHead(fromClient.substr(0, headEnd));
-        const std::string host = BuildHost(service, given);
-        const std::string authority = FormatAuthority(host, service.port);
-        std::string head = ReplaceHeader(fromClient.substr(0, headEnd), "Host", authority);
-        // Nobody can read or redact a body that is compressed.
-        if (bodyBytes > 0) { head = ReplaceHeader(head, "Accept-Encoding", "identity"); }
-        exchange.request = ParseHead(head);
-        exchange.url = "http://" + authority + given.target;
-        if (authority != connectedTo) {
-            upstream = host.empty() ? TcpConnection{Descriptor(),
-                                                    {},
-                                                    "the token's group cannot be part of "
-                                                    "a host name"}
-                                    : ConnectTo(host, service.port, Patience);
-            connectedTo = authority;
-        }
+TraceRelay::TraceRelay(std::vector<RelayedService> services, std::size_t bodyBytes,
+                       std::function<void(TracedExchange)> record)
+    : connections(
+          std::make_unique<Connections>(std::move(services), bodyBytes, std::move(record))) {}
 
-        MessageReader request(nullptr, bodyBytes);
-        MessageReader response(&exchange.request, bodyBytes);
-        exchange.problem = upstream.problem;
-        isGoingOn = upstream.socket.IsOpen();
-        if (isGoingOn) {
-            Side up(upstream.socket.Get());
-            fromClient.erase(0, request.Take(std::string_view(fromClient).substr(0, headEnd)));
-            up.pending = head;
-            isGoingOn = Pump(client, up, fromClient, request, response, stopReader.Get());
-            response.End();
-            request.End();
-            exchange.problem =
-                !response.GetProblem().empty()  ? "the answer " + response.GetProblem()
-                : !request.GetProblem().empty() ? "the request " + request.GetProblem()
-                                                : "";
-            if (up.isBroken && up.isEnded) { ResetConnection(client.descriptor); }
-            isGoingOn = isGoingOn && exchange.problem.empty() && !up.isEnded && !client.isBroken &&
-                        !IsClosing(exchange.request) && !IsClosing(response.GetHead());
-        }
-        exchange.milliseconds =
-            std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-        exchange.response = response.GetHead();
-        exchange.requestBody = KeepBody(request);
-        exchange.responseBody = KeepBody(response);
-        const std::lock_guard<std::mutex> lock(guard);
-        record(exchange);
-    }
+TraceRelay::~TraceRelay() = default;
+
+unsigned int TraceRelay::GetPort(std::size_t service) const {
+    return connections->GetPort(service);
 }
 
 } // namespace VarnelBase
