@@ -95,13 +95,16 @@ struct CallbackListener : httplib::Server {
 
     CallbackListener() {
         attempt.redirectUri = "http://127.0.0.1:8080/callback";
-        PrepareCallbackServer(*this, attempt, [this](const auto& request, auto& /*response*/) {
-            IdentityProvider provider;
-            provider.issuer = "https://id.example";
-            provider.announcesIssuer = true;
-            attempt.CheckIssuer(request, provider);
-            Require(attempt.AddSecrets(request).get_param_value("code_verifier").size() == 43);
-        });
+        IdentityProvider provider;
+        provider.issuer = "https://id.example";
+        provider.authorizationEndpoint = "https://id.example/authorize";
+        provider.announcesIssuer = true;
+        attempt.Begin(provider, SessionSettings(), [](const std::string& /*url*/) {});
+        PrepareCallbackServer(
+            *this, attempt, [this, provider](const auto& request, auto& /*response*/) {
+                attempt.RequireCode(request, provider);
+                Require(attempt.AddSecrets(request).get_param_value("code_verifier").size() == 43);
+            });
     }
     void Answer(InputStream stream) {
         bool isClosed = false;
@@ -112,12 +115,10 @@ struct CallbackListener : httplib::Server {
 /// STATE in the request stands for the state, which only the browser knows.
 void FuzzCallback(const std::string& input) {
     static CallbackListener listener;
-    static const std::string query = listener.attempt.BuildQuery("client", "openid");
+    static const std::string url = listener.attempt.authorizationUrl;
     std::string request = input;
     const std::size_t place = request.find("STATE");
-    if (place != std::string::npos) {
-        request.replace(place, 5, query, query.find("&state=") + 7, 43);
-    }
+    if (place != std::string::npos) { request.replace(place, 5, url, url.find("&state=") + 7, 43); }
     listener.attempt.isOver = false;
     listener.Answer(InputStream(request));
     Require(!listener.attempt.isOver || place != std::string::npos);
@@ -126,9 +127,11 @@ void FuzzCallback(const std::string& input) {
 /// The discovery document, or, after a "T", an answer of the token endpoint.
 void FuzzIdentityAnswers(const std::string& input) {
     SetPeerAnswer(input.substr(input[0] == 'T' ? 1 : 0), 200);
+    IdentityProvider provider;
+    provider.tokenEndpoint = {false, "127.0.0.1", 1, ""};
     try {
         if (input[0] != 'T') { DiscoverProvider("http://127.0.0.1", {}); }
-        RequestTokens({"", "", {false, "127.0.0.1", 1, ""}}, {"client", "secret", ""}, "a=b");
+        RequestTokens(provider, {"client", "secret", ""}, "a=b");
     } catch (const std::runtime_error& error) {
         Require(std::string(error.what()).find("S3CRET") == std::string::npos);
     }
