@@ -8,7 +8,6 @@
 #include <cmath>
 #include <utility>
 
-#include "RequestHead.h"
 #include "UtcTime.h"
 
 namespace VarnelBase::Emulation {
@@ -25,43 +24,9 @@ constexpr milliseconds StallTime{30000}; ///< that a client may take no byte
 constexpr milliseconds ClosingTime{500}; ///< that it may go on sending after the last answer
 constexpr milliseconds TimeAfterStop{1000};
 constexpr std::size_t MaxDrainBytes = std::size_t{4} << 20U;
+constexpr std::size_t MaxArrivedBytes = std::size_t{128} << 10U; ///< more than the parser takes
 constexpr std::size_t BlockBytes = 65536;
 constexpr std::size_t WaiterThreads = 8;
-
-std::string ToText(boost::beast::string_view text) {
-    return {text.data(), text.size()};
-}
-
-/// Whether a request line asks for a version of HTTP that is not spoken here.
-bool HasOtherVersion(std::string_view bytes) {
-    const std::string_view line = bytes.substr(0, bytes.find("\r\n"));
-    const std::string_view version = line.substr(std::min(line.rfind(' ') + 1, line.size()));
-    return version.size() == 8 && version.substr(0, 5) == "HTTP/" && version[5] != '1';
-}
-
-/// @param head  what was understood
-/// @param bytes what was not
-Answer ExplainRefusal(const boost::system::error_code& error, const Request& head,
-                      std::string_view bytes) {
-    const std::string limit = std::to_string(MaxHeadBytes) + " bytes";
-    if (error == http::error::body_limit) {
-        return MakeErrorAnswer(
-            413, "content_too_large",
-            "the body is longer than " + std::to_string(MaxBodyBytes) + " bytes");
-    }
-    const bool isLineRead = !head.method.empty() || bytes.find('\n') != std::string_view::npos;
-    if (error == http::error::header_limit) {
-        return isLineRead ? MakeErrorAnswer(431, "header_fields_too_large",
-                                            "the headers are longer than " + limit)
-                          : MakeErrorAnswer(414, "uri_too_long",
-                                            "the request line is longer than " + limit);
-    }
-    if (error == http::error::bad_version && HasOtherVersion(bytes)) {
-        return MakeErrorAnswer(505, "version_not_supported",
-                               "the version of HTTP must be 1.1 or 1.0");
-    }
-    return MakeErrorAnswer(400, "bad_request", "the request is not valid HTTP: " + error.message());
-}
 
 /// Whether what a read ended with is the client's misuse of HTTP, not the end of its connection.
 bool IsMisuse(const boost::system::error_code& error) {
@@ -74,7 +39,7 @@ bool IsMisuse(const boost::system::error_code& error) {
 Connection::Connection(ServerParts& shared, int accepted)
     : parts(shared),
       stream(shared.loop, accepted, shared.tls ? &*shared.tls : nullptr),
-      arrived(2 * MaxHeadBytes) {}
+      arrived(MaxArrivedBytes) {}
 
 /// A handler that goes on with a step, unless the connection has ended.
 auto Connection::Continue(Step step) {
@@ -127,8 +92,6 @@ void Connection::AwaitTime(double seconds, Step step) {
 
 void Connection::ReadHead() {
     parser.emplace();
-    parser->header_limit(MaxHeadBytes);
-    parser->body_limit(MaxBodyBytes);
     http::async_read_header(stream, arrived, *parser,
                             [self = shared_from_this()](const Error& error, std::size_t /*size*/) {
                                 self->BeginRequest(error);
@@ -145,14 +108,7 @@ void Connection::BeginRequest(const Error& error) {
     SetTimeLeft(BodyTime);
     fault.reset();
     exchange.startedAt = GetMachineTime();
-    const auto& head = parser->get();
-    Request& request = exchange.request;
-    request.method = ToText(head.method_string());
-    request.target = ToText(head.target());
-    request.isHttp11 = head.version() == 11;
-    for (const auto& field : head) {
-        request.headers.emplace_back(ToText(field.name_string()), ToText(field.value()));
-    }
+    Request& request = exchange.request = CopyHead(*parser);
     if (error) {
         EndRequest(error);
         return;
@@ -194,7 +150,7 @@ void Connection::EndRequest(const Error& error) {
         fault.reset();
         const auto bytes = arrived.cdata();
         Deliver(
-            ExplainRefusal(error, request, {static_cast<const char*>(bytes.data()), bytes.size()}));
+            ExplainMisuse(error, request, {static_cast<const char*>(bytes.data()), bytes.size()}));
     } else {
         Close();
     }

@@ -3,8 +3,6 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/thread_pool.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/http/parser.hpp>
-#include <boost/beast/http/string_body.hpp>
 
 #include <array>
 #include <atomic>
@@ -18,6 +16,7 @@
 #include "ClientStream.h"
 #include "Delivery.h"
 #include "HttpServer.h"
+#include "RequestHead.h"
 
 namespace VarnelBase::Emulation {
 
@@ -84,7 +83,7 @@ private:
     std::unique_ptr<boost::asio::steady_timer> timer; ///< of delays; most connections have none
 
     boost::beast::flat_buffer arrived; ///< what the parser has not used yet
-    std::optional<boost::beast::http::request_parser<boost::beast::http::string_body>> parser;
+    std::optional<RequestParser> parser;
     bool isBetweenRequests = true;
     Clock::time_point begin; ///< of the request
     Exchange exchange;

@@ -8,6 +8,22 @@ namespace VarnelBase::Emulation {
 
 namespace {
 
+namespace http = boost::beast::http;
+
+constexpr std::uint32_t MaxHeadBytes = 65536; ///< of the request line, and of the headers
+constexpr std::uint64_t MaxBodyBytes = std::uint64_t{64} << 20U;
+
+std::string ToText(boost::beast::string_view text) {
+    return {text.data(), text.size()};
+}
+
+/// Whether a request line asks for a version of HTTP that is not spoken here.
+bool HasOtherVersion(std::string_view bytes) {
+    const std::string_view line = bytes.substr(0, bytes.find("\r\n"));
+    const std::string_view version = line.substr(std::min(line.rfind(' ') + 1, line.size()));
+    return version.size() == 8 && version.substr(0, 5) == "HTTP/" && version[5] != '1';
+}
+
 bool IsSame(const std::string& text, const char* other) {
     return strcasecmp(text.c_str(), other) == 0;
 }
@@ -31,6 +47,23 @@ bool IsTargetOf(const std::string& target, const std::string& method) {
 }
 
 } // namespace
+
+RequestParser::RequestParser() {
+    header_limit(MaxHeadBytes);
+    body_limit(MaxBodyBytes);
+}
+
+Request CopyHead(const RequestParser& parser) {
+    const auto& head = parser.get();
+    Request request;
+    request.method = ToText(head.method_string());
+    request.target = ToText(head.target());
+    request.isHttp11 = head.version() == 11;
+    for (const auto& field : head) {
+        request.headers.emplace_back(ToText(field.name_string()), ToText(field.value()));
+    }
+    return request;
+}
 
 bool IsContinueExpected(const Request& request) {
     return request.isHttp11 && IsSame(request.FindHeader("Expect"), "100-continue");
@@ -68,6 +101,28 @@ std::optional<Answer> CheckHead(const Request& request) {
                                "the only expectation that can be met is 100-continue");
     }
     return std::nullopt;
+}
+
+Answer ExplainMisuse(const boost::system::error_code& error, const Request& head,
+                     std::string_view bytes) {
+    const std::string limit = std::to_string(MaxHeadBytes) + " bytes";
+    if (error == http::error::body_limit) {
+        return MakeErrorAnswer(
+            413, "content_too_large",
+            "the body is longer than " + std::to_string(MaxBodyBytes) + " bytes");
+    }
+    const bool isLineRead = !head.method.empty() || bytes.find('\n') != std::string_view::npos;
+    if (error == http::error::header_limit) {
+        return isLineRead ? MakeErrorAnswer(431, "header_fields_too_large",
+                                            "the headers are longer than " + limit)
+                          : MakeErrorAnswer(414, "uri_too_long",
+                                            "the request line is longer than " + limit);
+    }
+    if (error == http::error::bad_version && HasOtherVersion(bytes)) {
+        return MakeErrorAnswer(505, "version_not_supported",
+                               "the version of HTTP must be 1.1 or 1.0");
+    }
+    return MakeErrorAnswer(400, "bad_request", "the request is not valid HTTP: " + error.message());
 }
 
 } // namespace VarnelBase::Emulation

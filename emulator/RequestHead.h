@@ -1,13 +1,22 @@
 #pragma once
 
+#include <boost/beast/http/parser.hpp>
+#include <boost/beast/http/string_body.hpp>
+
 #include <optional>
+#include <string_view>
 
 #include "Messages.h"
 
 namespace VarnelBase::Emulation {
 
-constexpr std::uint32_t MaxHeadBytes = 65536; ///< of the request line, and of the headers
-constexpr std::uint64_t MaxBodyBytes = std::uint64_t{64} << 20U;
+/// Reads a request within the limits of this server.
+struct RequestParser : boost::beast::http::request_parser<boost::beast::http::string_body> {
+    RequestParser();
+};
+
+/// The request as far as it was read, but for its body.
+Request CopyHead(const RequestParser& parser);
 
 /// The refusal of a request whose head can be read, but not relied on: one program would read it in
 /// one way and another one in another.
@@ -15,5 +24,12 @@ std::optional<Answer> CheckHead(const Request& request);
 
 /// Whether the client waits for "100 Continue" before it sends the body.
 bool IsContinueExpected(const Request& request);
+
+/// The refusal of a request that cannot be read.
+///
+/// @param head  what was read
+/// @param bytes what was not
+Answer ExplainMisuse(const boost::system::error_code& error, const Request& head,
+                     std::string_view bytes);
 
 } // namespace VarnelBase::Emulation

@@ -1,6 +1,7 @@
 // What others write, each kind a target of libFuzzer. FUZZ_TARGET names the one to run, and HOME a
 // directory of its own.
 
+#include <strings.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -18,6 +19,8 @@
 #include "ErrorDocument.h"
 #include "IdentitySettings.h"
 #include "Operations.h"
+#include "RequestHead.h"
+#include "RequestTarget.h"
 #include "RetryPolicy.h"
 #include "TokenFile.h"
 
@@ -167,14 +170,45 @@ void FuzzClientTexts(const std::string& input) {
     }
 }
 
+/// What a client sends to the emulator.
+void FuzzRequests(const std::string& input) {
+    Emulation::RequestParser parser;
+    boost::beast::error_code error;
+    std::size_t used = 0;
+    while (!error && !parser.is_header_done()) {
+        used += parser.put(boost::asio::buffer(input.substr(used)), error);
+    }
+    Emulation::Request head = Emulation::CopyHead(parser);
+    if (error) {
+        Require(Emulation::ExplainMisuse(error, head, input.substr(used)).status >= 400);
+        return;
+    }
+    if (Emulation::CheckHead(head)) { return; }
+    // Whatever was accepted is understood in one way only.
+    const auto count = [&head](const char* name) {
+        return std::count_if(head.headers.begin(), head.headers.end(), [name](const auto& line) {
+            return strcasecmp(line.first.c_str(), name) == 0;
+        });
+    };
+    Require(count("Host") == 1 || (count("Host") == 0 && !head.isHttp11));
+    Require(count("Content-Length") + count("Transfer-Encoding") <= 1);
+    Require(head.GetPath()[0] == '/' || head.target == "*");
+    Require(head.GetAuthority().find_first_of("/@?#, ") == std::string::npos);
+    Emulation::ParseQuery(head.target);
+    parser.eager(true);
+    while (!error && !parser.is_done()) {
+        used += parser.put(boost::asio::buffer(input.substr(used)), error);
+    }
+    try {
+        Emulation::WriteJson(Emulation::ReadJson(parser.get().body()));
+    } catch (const Emulation::Refusal& refusal) { Require(refusal.GetStatus() == 400); }
+}
+
 const std::map<std::string, void (*)(const std::string&)> Targets{
-    {"Callback", FuzzCallback},
-    {"ClientTexts", FuzzClientTexts},
-    {"Configuration", FuzzConfiguration},
-    {"IdentityAnswers", FuzzIdentityAnswers},
-    {"ServiceAnswers", FuzzServiceAnswers},
-    {"TokenClaims", FuzzTokenClaims},
-    {"TokenFile", FuzzTokenFile}};
+    {"Callback", FuzzCallback},           {"ClientTexts", FuzzClientTexts},
+    {"Configuration", FuzzConfiguration}, {"IdentityAnswers", FuzzIdentityAnswers},
+    {"Requests", FuzzRequests},           {"ServiceAnswers", FuzzServiceAnswers},
+    {"TokenClaims", FuzzTokenClaims},     {"TokenFile", FuzzTokenFile}};
 
 } // namespace
 
