@@ -14,8 +14,9 @@ namespace {
 
 // "VARN", so that another program's database is not taken for ours.
 constexpr std::int64_t ApplicationId = 0x5641524e;
-constexpr std::int64_t SchemaVersion = 2;
+constexpr std::int64_t SchemaVersion = 3;
 
+// Emails are compared in lower case: a collation without case stops at a NUL.
 // The start is in a table of its own: beside it, every look at a setting would read all of it.
 constexpr const char* Schema = R"(
     CREATE TABLE settings (name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
@@ -27,7 +28,7 @@ constexpr const char* Schema = R"(
         created INTEGER NOT NULL, duration INTEGER, failing INTEGER NOT NULL,
         document TEXT NOT NULL, listed TEXT NOT NULL, UNIQUE (simulation, id));
     CREATE TABLE users (number INTEGER PRIMARY KEY, id TEXT NOT NULL UNIQUE,
-        email TEXT UNIQUE COLLATE NOCASE, document TEXT NOT NULL, listed TEXT NOT NULL);
+        email TEXT UNIQUE, document TEXT NOT NULL, listed TEXT NOT NULL);
 )";
 
 // Part of an execution's duration that it waits before it runs, and where failing ones stop.
@@ -175,7 +176,7 @@ void ServiceState::Insert(const UserEntry& user) {
     std::optional<std::string> email;
     if (!user.email.empty()) { email = user.email; }
     if (database.Change("INSERT OR IGNORE INTO users (id, email, document, listed) "
-                        "VALUES (?, ?, ?, ?)",
+                        "VALUES (?, lower(?), ?, ?)",
                         user.id, email, WriteJson(user.document), WriteListed(user)) == 0) {
         ThrowTwice("users: the id \"" + user.id + "\" or the email \"" + user.email + "\"");
     }
@@ -340,7 +341,7 @@ json ServiceState::ListUsers(Page page) {
 json ServiceState::CreateUser(const std::string& email, const std::string& role) {
     const DocumentShape& shape = settings.shapes.users;
     Transaction transaction(database);
-    if (database.Query("SELECT 1 FROM users WHERE email = ?", email).Next()) {
+    if (database.Query("SELECT 1 FROM users WHERE email = lower(?)", email).Next()) {
         throw Refusal(409, "conflict", "a user with the email \"" + email + "\" exists already");
     }
     UserEntry user;

@@ -1,6 +1,7 @@
 // What the emulator keeps: seeds, documents of any shape, time, and what survives an emulator.
 #include <array>
 #include <map>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -63,13 +64,17 @@ TEST(State, ExecutionsFollowTheClockAlone) {
 
 TEST(State, SeedsRepeatAndRoundTrip) {
     const json seed = json::parse(R"({"seed": 7, "failureRate": 0.5, "simulations": [
-        {"id": "s"}, {"id": 7, "kind": "\u0000odd", "_local": {"scope": "lab", "listed": {"id": 7}}}],
+        {"id": "s"}, {"id": 7, "kind": "\u0000odd", "_local": {"scope": "l\u0000b", "listed": {"id": 7}}}],
         "executions": [{"simulationId": "s", "state": "DONE"}], "users": [{"login": "x"}]})");
     const auto use = [](Emulator& emulator) {
         for (int i = 0; i < 8; ++i) {
             AskEmulator(emulator, "POST", "/simulations/s/executions", "{}");
         }
         AskEmulator(emulator, "POST", "/users", R"({"email": "a\u0000@b", "role": "r"})");
+        EXPECT_EQ(AskEmulator(emulator, "POST", "/users", R"({"email": "a\u0000@c", "role": "r"})")
+                      .status,
+                  201);
+        EXPECT_EQ(Get(emulator, "/simulations?scope=l%00b")["total"], 1);
         AskEmulator(emulator, "PATCH", "/users/usr-1", R"({"role": "r"})");
         AskEmulator(emulator, "POST", "/agent", R"({"command": "start"})");
         AskEmulator(emulator, "POST", "/_local/simulations", R"({"name": "new"})");
@@ -93,6 +98,25 @@ TEST(State, SeedsRepeatAndRoundTrip) {
     }
     EXPECT_GT(outcomes["failed"], 1);
     EXPECT_GT(outcomes["finished"], 1);
+}
+
+TEST(State, GivesEachIdentifierOnce) {
+    const Emulator emulator(MakeOptions(json::parse(R"({
+        "simulations": [{"id": "s"}, {"id": "sim-3"}], "users": [{"id": "usr-2"}],
+        "executions": [{"id": "exe-2", "simulationId": "s"}]})")));
+    std::set<std::string> ids{"s", "sim-3", "usr-2", "exe-2"};
+    for (int round = 0; round < 3; ++round) {
+        for (const auto& [target, body] :
+             std::map<std::string, std::string>{{"/_local/simulations", "{}"},
+                                                {"/simulations/s/executions", "{}"},
+                                                {"/users", R"({"email": "a@b", "role": "r"})"}}) {
+            const json made = AskEmulator(emulator, "POST", target, body).document;
+            const std::string id = made.value("id", "");
+            EXPECT_TRUE(ids.insert(id).second) << made;
+            AskEmulator(emulator, "DELETE",
+                        (target == "/users" ? "/users/" : "/simulations/") + id);
+        }
+    }
 }
 
 TEST(State, SeveralClientsShareOneCourse) {
