@@ -47,6 +47,7 @@ def read_connector(name):
         sys.exit("src/ApiConnector.cpp has no operation " + name)
     parameters, code = function.groups()
     offline = re.search(r"IsOffline\(\)\) \{ return ?(.*?); \}", code).group(1)
+    version = re.search(r'OfflineVersion = "(.*)"', read("src/OfflineVersion.h")).group(1)
     path = re.search(r"const std::string path =\s*(.*?);", code, re.S)
     literal = re.search(r'(?:Get|PostJson)\((?:client, )?"([^"]+)"', code)
     members = re.findall(r'\{"(\w+)", \w+\}', code)
@@ -55,7 +56,7 @@ def read_connector(name):
     return {
         "arguments": re.findall(r"(\w+)(?:,|$)", parameters),
         "path": normalize_path(path.group(1)) if path else literal.group(1),
-        "offline": {"json()": "null", "": "nothing", 'json::array({"0.4.1"})': '`["0.4.1"]`'}[offline],
+        "offline": {"json()": "null", "": "nothing", "json::array({OfflineVersion})": '`["%s"]`' % version}[offline],
         "body": "`{%s}`" % ",".join('"%s"' % member for member in members) if members
         else "`%s`" % argument.group(1) if argument else "",
         "gate": gate.group(1) if gate else "Project",
