@@ -108,7 +108,7 @@ def main():
     for path, table in make_tables().items():
         marks = re.compile(r"(<!-- operations: written by docs/operations.py -->\n).*?(<!-- end -->)", re.S)
         text = read(path)
-        written = marks.sub(lambda found: found.group(1) + "\n".join(table) + "\n" + found.group(2), text)
+        written = marks.sub(lambda found: "\n".join([found.group(1), *table, "", found.group(2)]), text)
         if "<!-- operations:" not in text:
             sys.exit("%s has no place for the table of operations" % path)
         if written == text:
