@@ -196,7 +196,7 @@ void FuzzRequests(const std::string& input) {
     Require(head.GetAuthority().find_first_of("/@?#, ") == std::string::npos);
     Emulation::ParseQuery(head.target);
     parser.eager(true);
-    while (!error && !parser.is_done()) {
+    while (!error && !parser.is_done() && used < input.size()) {
         used += parser.put(boost::asio::buffer(input.substr(used)), error);
     }
     try {
