@@ -1,4 +1,7 @@
+#include <array>
+#include <future>
 #include <thread>
+#include <utility>
 
 #include "ClientFixture.h"
 #include "ListenOnLoopback.h"
@@ -19,18 +22,47 @@ protected:
     }
 };
 
-/// A listener of one connection that nobody accepts, which the caller may talk to all the same.
+/// A listener that says nothing by itself.
 class MuteListener {
 public:
-    MuteListener() { port = ListenOnLoopback(listener); }
-    ~MuteListener() { close(listener); }
+    MuteListener() { port = ListenOnLoopback(sockets[0]); }
+    ~MuteListener() {
+        for (const int one : sockets) { close(one); }
+    }
     MuteListener(const MuteListener&) = delete;
     MuteListener& operator=(const MuteListener&) = delete;
+
+    /// From now on a client's attempts to connect are neither accepted nor refused.
+    void Fill() {
+        listen(sockets[0], 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<in_port_t>(port));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        int result = 0;
+        while (result == 0) {
+            sockets.push_back(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+            result = connect(sockets.back(), reinterpret_cast<sockaddr*>(&address), sizeof address);
+        }
+    }
+
+    /// Reads a request without a body and sends these bytes, with the connection left open.
+    void Converse(const std::string& bytes) {
+        sockets.push_back(accept(sockets[0], nullptr, nullptr));
+        std::string request;
+        std::array<char, 4096> chunk{};
+        while (request.find("\r\n\r\n") == std::string::npos) {
+            const ssize_t count = recv(sockets.back(), chunk.data(), chunk.size(), 0);
+            if (count <= 0) { return; }
+            request.append(chunk.data(), static_cast<std::size_t>(count));
+        }
+        send(sockets.back(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    }
 
     unsigned int port = 0;
 
 private:
-    int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    std::vector<int> sockets{socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)}; ///< itself first
 };
 
 } // namespace
@@ -145,49 +177,68 @@ TEST_F(ClientCalls, EndInTimeWhateverThePeerDoes) {
 }
 
 TEST_F(ClientCalls, EndWhenCancelledAtAnyPoint) {
-    const MuteListener mute;
-    ClientOptions options = Options();
-    Cancellation cancellation;
-    CallOptions call;
-    call.cancellation = cancellation;
-    cancellation.Cancel();
-    ServiceClient client(options);
-    EXPECT_EQ(client.GetAgent(call).failure, Failure::Cancelled);
-    EXPECT_EQ(server.TakeRequests(), Log());
-
-    const auto cancelDuring = [&](const std::function<Outcome(const Cancellation&)>& work) {
-        Cancellation used;
-        std::thread canceller;
-        options.observer = [](auto&) {};
-        canceller = std::thread([&used] {
-            std::this_thread::yield();
-            used.Cancel();
+    enum class Peer { Absent, Full, Conversing };
+    using Work = std::function<Outcome(ServiceClient&, const CallOptions&)>;
+    struct Point {
+        const char* name;
+        Peer peer;
+        std::string bytes; ///< that the peer has sent when the call is cancelled
+        Work work = [](ServiceClient& c, const CallOptions& call) { return c.GetAgent(call); };
+    };
+    const Work wait = [](ServiceClient& c, const CallOptions& call) {
+        WaitOptions options;
+        options.cancellation = call.cancellation;
+        options.firstInterval = options.maxInterval = std::chrono::hours(1);
+        return Outcome(c.WaitForExecution("a", "b", options));
+    };
+    const Work stream = [](ServiceClient& c, const CallOptions& call) {
+        const auto cancel = [&call](const char*, std::size_t) {
+            Cancellation(*call.cancellation).Cancel();
+            return true;
+        };
+        return Outcome(c.StreamProject({}, cancel, nullptr, call));
+    };
+    const std::string begun = "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n";
+    const Point points[] = {
+        {"before it begins", Peer::Absent, ""},
+        {"connecting", Peer::Full, ""},
+        {"waiting for an answer", Peer::Conversing, ""},
+        {"in the header", Peer::Conversing, begun},
+        {"in the body", Peer::Conversing, begun + "\r\n["},
+        {"in the pause before a retry", Peer::Conversing,
+         MakeAnswer(503, "", "Retry-After: 1800\r\n")},
+        {"in the pause of a wait", Peer::Conversing, MakeKeptAnswer(200, R"({"state":"running"})"),
+         wait},
+        {"in its own callback", Peer::Conversing, begun + "\r\n[", stream},
+    };
+    for (const Point& point : points) {
+        SCOPED_TRACE(point.name);
+        MuteListener listener;
+        if (point.peer == Peer::Full) { listener.Fill(); }
+        Cancellation cancellation;
+        std::promise<void> begins;
+        ClientOptions options = Options();
+        options.port = listener.port;
+        options.timeout = options.projectTimeout = options.connectTimeout = std::chrono::hours(1);
+        options.tokenSource = [&begins, isFirst = true]() mutable {
+            if (std::exchange(isFirst, false)) { begins.set_value(); }
+            return std::string("t0ken");
+        };
+        if (point.peer == Peer::Absent) { cancellation.Cancel(); }
+        std::thread canceller([&] {
+            begins.get_future().wait();
+            if (point.peer == Peer::Conversing) { listener.Converse(point.bytes); }
+            cancellation.Cancel();
         });
-        const Outcome outcome = work(used);
+        CallOptions call;
+        call.cancellation = cancellation;
+        ServiceClient client(options);
+        const Outcome outcome = point.work(client, call);
         canceller.join();
         EXPECT_EQ(outcome.failure, Failure::Cancelled) << outcome.message;
-    };
-    options.port = mute.port;
-    ServiceClient unanswered(options);
-    for (int round = 0; round < 20; ++round) {
-        cancelDuring([&](const Cancellation& used) {
-            CallOptions cancelled;
-            cancelled.cancellation = used;
-            return unanswered.GetAgent(cancelled);
-        });
+        EXPECT_LT(outcome.duration, std::chrono::seconds(30)); // a call that is not woken takes 60
+        EXPECT_EQ(outcome.attempts, point.peer == Peer::Absent ? 0 : 1);
     }
-    server.Answer(MakeAnswer(503, "", "Retry-After: 30\r\n"));
-    cancelDuring([&](const Cancellation& used) {
-        CallOptions cancelled;
-        cancelled.cancellation = used;
-        return client.GetAgent(cancelled);
-    });
-    server.Answer(MakeAnswer(200, R"({"state":"running"})"));
-    cancelDuring([&](const Cancellation& used) {
-        WaitOptions wait;
-        wait.cancellation = used;
-        return client.WaitForExecution("a", "b", wait);
-    });
 }
 
 TEST_F(ClientCalls, AreObservedWithoutTokenAndBody) {
