@@ -1,7 +1,6 @@
 #include <array>
-#include <future>
+#include <fstream>
 #include <thread>
-#include <utility>
 
 #include "ClientFixture.h"
 #include "ListenOnLoopback.h"
@@ -46,9 +45,9 @@ public:
         }
     }
 
-    /// Reads a request without a body and sends these bytes, with the connection left open.
+    /// Reads a request on the one connection and sends these bytes.
     void Converse(const std::string& bytes) {
-        sockets.push_back(accept(sockets[0], nullptr, nullptr));
+        if (sockets.size() == 1) { sockets.push_back(accept(sockets[0], nullptr, nullptr)); }
         std::string request;
         std::array<char, 4096> chunk{};
         while (request.find("\r\n\r\n") == std::string::npos) {
@@ -64,6 +63,15 @@ public:
 private:
     std::vector<int> sockets{socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)}; ///< itself first
 };
+
+/// Returns once the program's first thread, which makes the calls, sleeps.
+void AwaitSleep() {
+    std::string line;
+    for (char state = '\0'; state != 'S'; state = line.at(line.rfind(')') + 2)) {
+        std::this_thread::yield();
+        std::getline(std::ifstream("/proc/self/stat"), line);
+    }
+}
 
 } // namespace
 
@@ -216,23 +224,24 @@ TEST_F(ClientCalls, EndWhenCancelledAtAnyPoint) {
         MuteListener listener;
         if (point.peer == Peer::Full) { listener.Fill(); }
         Cancellation cancellation;
-        std::promise<void> begins;
         ClientOptions options = Options();
         options.port = listener.port;
         options.timeout = options.projectTimeout = options.connectTimeout = std::chrono::hours(1);
-        options.tokenSource = [&begins, isFirst = true]() mutable {
-            if (std::exchange(isFirst, false)) { begins.set_value(); }
-            return std::string("t0ken");
-        };
+        ServiceClient client(options);
+        if (point.peer == Peer::Conversing) {
+            // libcurl wakes by itself while a connection is young.
+            std::thread peer([&] { listener.Converse(MakeKeptAnswer(200, "[]")); });
+            EXPECT_TRUE(client.GetAgent());
+            peer.join();
+        }
         if (point.peer == Peer::Absent) { cancellation.Cancel(); }
         std::thread canceller([&] {
-            begins.get_future().wait();
             if (point.peer == Peer::Conversing) { listener.Converse(point.bytes); }
+            if (point.peer != Peer::Absent) { AwaitSleep(); }
             cancellation.Cancel();
         });
         CallOptions call;
         call.cancellation = cancellation;
-        ServiceClient client(options);
         const Outcome outcome = point.work(client, call);
         canceller.join();
         EXPECT_EQ(outcome.failure, Failure::Cancelled) << outcome.message;
