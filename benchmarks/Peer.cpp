@@ -9,13 +9,13 @@
 #include <fstream>
 #include <stdexcept>
 
-Peer::Peer(int status, const std::string& kind, std::size_t size) {
+Peer::Peer(int status, const std::string& kind, std::size_t size, const std::string& address) {
     const std::string program =
         std::filesystem::read_symlink("/proc/self/exe").parent_path() / "peer";
     const std::string statusText = std::to_string(status);
     const std::string sizeText = std::to_string(size);
-    const char* const arguments[] = {program.c_str(), statusText.c_str(), kind.c_str(),
-                                     sizeText.c_str(), nullptr};
+    const char* const arguments[] = {program.c_str(),  statusText.c_str(), kind.c_str(),
+                                     sizeText.c_str(), address.c_str(),    nullptr};
     Start(arguments);
 }
 
@@ -52,7 +52,7 @@ void Peer::Start(const char* const* arguments) {
     }
     close(ends[1]);
     FILE* output = fdopen(ends[0], "r");
-    const bool isReady = std::fscanf(output, "http://127.0.0.1:%d", &port) == 1;
+    const bool isReady = std::fscanf(output, "http://%*[0-9.]:%d", &port) == 1;
     std::fclose(output);
     if (!isReady) { throw std::runtime_error(std::string(arguments[0]) + " did not start"); }
 }

@@ -12,9 +12,11 @@ public:
     /// "kept-version",
     ///               "kept-pages" (a list) or "kept-stream" (bytes for a POST, else the version)
     /// @param size   bytes of a "document", of "bytes" and of a stream; entries of a list
-    Peer(int status, const std::string& kind, std::size_t size = 0);
+    /// @param address that it listens on
+    Peer(int status, const std::string& kind, std::size_t size = 0,
+         const std::string& address = "127.0.0.1");
 
-    /// Any other program whose first line of output is http://127.0.0.1:PORT.
+    /// Any other program whose first line of output is http://ADDRESS:PORT.
     ///
     /// @param seed what the emulator starts with; empty: nothing is said of it
     explicit Peer(const std::string& program, const std::string& seed = "");

@@ -1,7 +1,7 @@
 // Compares ServiceClient with hand-written code that keeps its connection, and with the connector.
 #include <ServiceClient.h>
-#include <curl/curl.h>
 #include <httplib.h>
+#include <sched.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "CurlClient.h"
 #include "Measure.h"
 #include "Operations.h"
 #include "Peer.h"
@@ -30,97 +31,72 @@ void Require(bool isFine) {
     if (!isFine) { throw std::runtime_error("a call failed"); }
 }
 
-/// What one would write with libcurl: a handle that is kept, and with it the connection.
-class CurlClient {
+/// Keeps the calling thread, and the peers that it starts, on one processor meanwhile: a peer that
+/// wakes on another one doubles the times of whichever side it happens to.
+class OneProcessor {
 public:
-    CurlClient(const Peer& peer, const std::string& token)
-        : origin("http://127.0.0.1:" + std::to_string(peer.GetPort())) {
-        headers = curl_slist_append(nullptr, ("Authorization: Bearer " + token).c_str());
-        curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers);
-        curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
-        curl_easy_setopt(handle, CURLOPT_TIMEOUT_MS, 60'000L);
-        curl_easy_setopt(handle, CURLOPT_PROXY, "");
+    OneProcessor() {
+        sched_getaffinity(0, sizeof before, &before);
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(static_cast<std::size_t>(sched_getcpu()), &one);
+        sched_setaffinity(0, sizeof one, &one);
     }
-    ~CurlClient() {
-        curl_easy_cleanup(handle);
-        curl_slist_free_all(headers);
-    }
-    CurlClient(const CurlClient&) = delete;
-    CurlClient& operator=(const CurlClient&) = delete;
-
-    json GetVersion() {
-        std::string body;
-        curl_easy_setopt(handle, CURLOPT_URL, (origin + "/version").c_str());
-        curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, &Keep);
-        curl_easy_setopt(handle, CURLOPT_WRITEDATA, &body);
-        curl_easy_perform(handle);
-        long status = 0;
-        curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
-        return status == 200 ? json::parse(body, nullptr, false) : json();
-    }
-
-    void SaveProject(const std::string& path) {
-        FILE* file = std::fopen((path + ".part").c_str(), "wb");
-        curl_easy_setopt(handle, CURLOPT_URL, (origin + "/generateProject").c_str());
-        curl_easy_setopt(handle, CURLOPT_POSTFIELDS, "{}");
-        curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, nullptr);
-        curl_easy_setopt(handle, CURLOPT_WRITEDATA, file);
-        Require(curl_easy_perform(handle) == CURLE_OK);
-        std::fflush(file);
-        fsync(fileno(file));
-        std::fclose(file);
-        std::rename((path + ".part").c_str(), path.c_str());
-    }
+    ~OneProcessor() { sched_setaffinity(0, sizeof before, &before); }
+    OneProcessor(const OneProcessor&) = delete;
+    OneProcessor& operator=(const OneProcessor&) = delete;
 
 private:
-    static std::size_t Keep(char* data, std::size_t size, std::size_t count, void* body) {
-        static_cast<std::string*>(body)->append(data, size * count);
-        return size * count;
-    }
-
-    CURL* handle = curl_easy_init();
-    curl_slist* headers = nullptr;
-    std::string origin;
+    cpu_set_t before{};
 };
 
-void CompareCalls(const std::string& token) {
+/// @param label of another token than the stored one
+void CompareKeptConnections(const std::string& token, const std::string& label) {
+    const OneProcessor processor;
     const Peer peer(200, "kept-version");
     UsePeer(peer);
-    ServiceClient client;
-    CurlClient byCurl(peer, token);
+    const bool isStored = label.empty();
+    VarnelBase::ClientOptions options;
+    if (!isStored) {
+        options.tokenSource = [&token] { return token; };
+    }
+    ServiceClient client(options);
+    CurlClient byCurl(peer.GetPort(), token);
     httplib::Client byHttplib("127.0.0.1", peer.GetPort());
     byHttplib.set_keep_alive(true);
     byHttplib.set_tcp_nodelay(true);
     byHttplib.set_bearer_token_auth(token);
-    Require(client.GetVersion().Succeeded() && byCurl.GetVersion().is_object());
-    const auto getVersion = [&] { (void)client.GetVersion(); };
-    const Ratio overCurl = Compare(Calls, getVersion, [&] { byCurl.GetVersion(); });
-    Report("client: GetVersion over libcurl by hand, kept connection, wall", overCurl.wall,
-           "<= 1.05");
-    Report("client: GetVersion over libcurl by hand, kept connection, CPU", overCurl.cpu,
-           "<= 1.05");
-    json document;
+    const auto getByClient = [&] { Require(client.GetVersion().Succeeded()); };
+    const auto getByCurl = [&] { Require(byCurl.GetVersion().is_object()); };
     const auto getByHttplib = [&] {
         const auto answer = byHttplib.Get("/version");
-        if (answer && answer->status == 200) {
-            document = json::parse(answer->body, nullptr, false);
-        }
+        Require(answer && answer->status == 200 &&
+                json::parse(answer->body, nullptr, false).is_object());
     };
-    Report("client: GetVersion over cpp-httplib by hand, kept connection, wall",
-           Compare(Calls, getVersion, getByHttplib).wall, "<= 1.10");
+    const Ratio overCurl = Compare(Calls, getByClient, getByCurl);
+    Report("client: GetVersion over libcurl by hand, kept connection" + label + ", wall",
+           overCurl.wall, isStored ? "<= 1.05" : "");
+    Report("client: GetVersion over libcurl by hand, kept connection" + label + ", CPU",
+           overCurl.cpu, isStored ? "<= 1.05" : "");
+    Report("client: GetVersion over cpp-httplib by hand, kept connection" + label + ", wall",
+           Compare(Calls, getByClient, getByHttplib).wall, isStored ? "<= 1.10" : "");
+    Report("client: libcurl by hand over cpp-httplib by hand, kept connection" + label + ", wall",
+           Compare(Calls, getByCurl, getByHttplib).wall, "");
 }
 
-void CompareWithConnector() {
-    const Peer kept(200, "kept-version");
+/// @param address that the peers listen on
+void CompareWithConnector(const std::string& address, int calls, const std::string& figure,
+                          const std::string& goal) {
+    const OneProcessor processor;
+    const Peer kept(200, "kept-version", 0, address);
     UsePeer(kept);
     ServiceClient client;
-    const Peer peer(200, "version");
+    const Peer peer(200, "version", 0, address);
     UsePeer(peer);
     ApiConnector connector;
-    Require(client.GetVersion().Succeeded() && connector.GetVersion().is_object());
-    const Ratio ratio = Compare(
-        Calls, [&] { (void)client.GetVersion(); }, [&] { connector.GetVersion(); });
-    Report("client: GetVersion over the connector, wall", ratio.wall, "<= 0.62");
+    const auto getByClient = [&] { Require(client.GetVersion().Succeeded()); };
+    const auto getByConnector = [&] { Require(connector.GetVersion().is_object()); };
+    Report(figure, Compare(calls, getByClient, getByConnector).wall, goal);
 }
 
 /// Calls a second that sixteen threads make, each with the client that it is given.
@@ -142,6 +118,11 @@ double MeasureRate(const std::function<ServiceClient&(std::size_t)>& choose) {
 }
 
 void CompareThreads() {
+    // Ahead of other programs, where that is allowed: a thread that is suspended with a lock stops
+    // all.
+    const sched_param ahead{1};
+    const sched_param usual{0};
+    sched_setscheduler(0, SCHED_RR, &ahead);
     const Peer peer(200, "kept-version");
     UsePeer(peer);
     ServiceClient shared;
@@ -155,6 +136,7 @@ void CompareThreads() {
         const double second = isSharedFirst ? MeasureRate(chooseOwn) : MeasureRate(chooseShared);
         ratios.push_back(isSharedFirst ? first / second : second / first);
     }
+    sched_setscheduler(0, SCHED_OTHER, &usual);
     std::nth_element(ratios.begin(), ratios.begin() + 4, ratios.end());
     Report("client: calls a second of 16 threads on one client over 16 clients", ratios[4],
            ">= 0.95");
@@ -188,12 +170,10 @@ void MeasureLargeAnswers(const std::string& token) {
     Report("client: 1 GiB project to a file, peak memory over a small call, MiB", saving - small,
            "<= 8");
     ServiceClient client;
-    CurlClient byCurl(stream, token);
+    CurlClient byCurl(stream.GetPort(), token);
+    const auto save = [&] { Require(client.SaveProject({}, path).Succeeded()); };
     Report("client: 1 GiB project to a file over libcurl by hand, wall",
-           Compare(
-               3, [&] { (void)client.SaveProject({}, path); }, [&] { byCurl.SaveProject(path); })
-               .wall,
-           "<= 1.05");
+           Compare(3, save, [&] { byCurl.SaveProject(path); }).wall, "<= 1.05");
     std::remove(path.c_str());
 
     constexpr std::size_t Simulations = 100'000;
@@ -214,10 +194,20 @@ void MeasureLargeAnswers(const std::string& token) {
 
 } // namespace
 
-int main() {
+int main(int argc, char* argv[]) {
     const std::string token = SignIn();
+    if (argc == 3) { // in a network whose service is late: its addresses, here and from outside
+        setenv("VARNEL_API_HOST", argv[2], 1);
+        constexpr int DelayedCalls = 60;
+        CompareWithConnector(argv[1], DelayedCalls,
+                             "client: GetVersion over the connector, 20 ms of delay, wall",
+                             "<= 0.55");
+        return 0;
+    }
     MeasureLargeAnswers(token);
-    CompareCalls(token);
-    CompareWithConnector();
+    CompareKeptConnections(token, "");
+    CompareKeptConnections(std::string(64, 't'), ", token of 64 bytes");
+    CompareWithConnector("127.0.0.1", Calls, "client: GetVersion over the connector, wall",
+                         "<= 0.62");
     CompareThreads();
 }

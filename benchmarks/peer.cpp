@@ -1,4 +1,4 @@
-// Answers every request on a free loopback port with the same bytes: peer STATUS KIND SIZE
+// Answers every request on a free port with the same bytes: peer STATUS KIND SIZE [ADDRESS]
 //
 // A kind that begins with "kept-" keeps connections, any number of them at the same time.
 #include <arpa/inet.h>
@@ -118,7 +118,8 @@ void ServeKept(int connection, const std::string& status, const std::string& kin
 } // namespace
 
 int main(int argc, char* argv[]) {
-    if (argc != 4) { return 2; }
+    if (argc != 4 && argc != 5) { return 2; }
+    const char* const text = argc == 5 ? argv[4] : "127.0.0.1";
     const std::string kind = argv[2];
     const std::size_t size = std::strtoull(argv[3], nullptr, 10);
     const bool isKept = kind.rfind("kept-", 0) == 0;
@@ -129,15 +130,14 @@ int main(int argc, char* argv[]) {
     const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t length = sizeof address;
     auto* generic = reinterpret_cast<sockaddr*>(&address);
-    if (bind(listener, generic, length) != 0 || listen(listener, SOMAXCONN) != 0 ||
-        getsockname(listener, generic, &length) != 0) {
+    if (inet_pton(AF_INET, text, &address.sin_addr) != 1 || bind(listener, generic, length) != 0 ||
+        listen(listener, SOMAXCONN) != 0 || getsockname(listener, generic, &length) != 0) {
         std::perror("peer");
         return 1;
     }
-    std::printf("http://127.0.0.1:%d\n", ntohs(address.sin_port));
+    std::printf("http://%s:%d\n", text, ntohs(address.sin_port));
     std::fflush(stdout);
 
     while (true) {

@@ -139,10 +139,12 @@ int main(int argc, char* argv[]) {
                 << '\t' << noBudget.requests[second] << '\n';
     }
     const double baseline = CountFromOutage(never.requests);
-    Report("outage of 2 min: requests from its beginning on, over clients that never retry",
+    Report("retries: requests from an outage of 2 min on, over clients that never retry",
            CountFromOutage(budget.requests) / baseline, "<= 1.2");
-    Report("  without the budget", CountFromOutage(noBudget.requests) / baseline, "");
-    Report("outage of 2 min: seconds after it in which 1 % of the calls fail",
+    Report("retries: the same without the budget", CountFromOutage(noBudget.requests) / baseline,
+           "");
+    Report("retries: seconds after the outage in which 1 % of the calls fail",
            MeasureRecovery(budget), "<= 10");
-    Report("  without the budget (the simulation ends after 180)", MeasureRecovery(noBudget), "");
+    Report("retries: the same without the budget (the simulation ends after 180)",
+           MeasureRecovery(noBudget), "");
 }
