@@ -32,22 +32,22 @@ public:
 void AddCommonOptions(CLI::App& root, CommonOptions& options) {
     const std::vector<CLI::Option*> added{
         root.add_option("--environment", options.environment,
-                        "Use this environment; variables of another one are left aside")
+                        "Use this environment, and ignore variables set for another one")
             ->type_name("local|staging|production"),
         root.add_flag("--offline", options.isOffline, "Send nothing"),
-        root.add_flag("-q,--quiet", options.isQuiet, "Write nothing but results and errors"),
+        root.add_flag("-q,--quiet", options.isQuiet, "Suppress everything but results and errors"),
         root.add_option("-o,--output", options.output.format,
-                        "Form of results; a table on a terminal and JSON elsewhere unless given")
+                        "Format of results; by default a table on a terminal and JSON elsewhere")
             ->type_name("table|json|jsonl")
             ->check(CLI::IsMember({"table", "json", "jsonl"}).description("")),
         AddPointerOption(root, "--query", options.output.query,
-                         "JSON pointer to the part of the result that is wanted"),
+                         "JSON pointer to the wanted part of the result"),
         AddSecondsOption(
             root, "--timeout", options.timeoutSeconds,
-            "Time for each request with its retries; 60, and for projects 3600, unless "
-            "given"),
-        root.add_option("--retries", options.retries,
-                        "How often what only reads is asked again when nobody answers")
+            "Time limit for each call, retries included; 60 by default, 3600 for projects"),
+        root.add_option(
+                "--retries", options.retries,
+                "How often to repeat a read when nobody answers or the service is overloaded")
             ->type_name("N")
             ->check(CLI::Range(0, MostRetries).description("")),
         root.add_flag("--tls", options.isTls, "Reach the service over TLS")};
@@ -55,8 +55,8 @@ void AddCommonOptions(CLI::App& root, CommonOptions& options) {
 }
 
 void AddVersionFlags(CLI::App& root) {
-    const CLI::Option* verbose = root.add_flag(
-        "--verbose", "With --version: the releases of everything that varnel is made of");
+    const CLI::Option* verbose =
+        root.add_flag("--verbose", "With --version: the versions of the libraries too");
     root.set_version_flag(
         "--version",
         [verbose] { return verbose->count() > 0 ? ListReleases() : "varnel " VARNEL_VERSION; },

@@ -46,11 +46,11 @@ void AddApiCommand(CLI::App& root, Session& session) {
         SendRequest,
         {"varnel api GET '/users?limit=1&offset=0'",
          R"(varnel api POST /agent --data '{"command": "start"}')"});
-    api.app.add_option("METHOD", api.options.method, "What to do")
+    api.app.add_option("METHOD", api.options.method, "HTTP method")
         ->required()
         ->type_name("GET|POST|PUT|PATCH|DELETE")
         ->check(CLI::IsMember({"GET", "POST", "PUT", "PATCH", "DELETE"}).description(""));
-    api.app.add_option("PATH", api.options.path, "Path and query as they are to be sent")
+    api.app.add_option("PATH", api.options.path, "Path and query, sent as given")
         ->required()
         ->type_name("");
     AddDataOption(api.app, api.options.data, "The body");

@@ -10,7 +10,7 @@
 #include <limits>
 
 #include "commands/Commands.h"
-#include "files/ConfigEdit.h"
+#include "commands/ConfigEdit.h"
 #include "output/ExitStatus.h"
 #include "session/SettingReport.h"
 
@@ -19,11 +19,11 @@ namespace VarnelBase {
 namespace {
 
 constexpr const char* StartingPoint =
-    R"(// Settings of VarnelBase: JSON, in which comments may stand. Environment variables go before them
-// (VARNEL_API_HOST before "apiHost"), and an environment's own settings before those at the top.
-// See what holds, and where it comes from, with: varnel config
+    R"(// Settings of VarnelBase: JSON with comments. Environment variables take precedence (VARNEL_API_HOST
+// over "apiHost"), and an environment's settings take precedence over those at the top.
+// See each setting and its source with: varnel config
 {
-  // The environment that is used unless VARNEL_ENVIRONMENT or --environment says otherwise:
+  // The environment to use unless VARNEL_ENVIRONMENT or --environment names another:
   // local, staging or production.
   "environment": "local",
 
@@ -47,8 +47,8 @@ std::string RequireConfigFile() {
     std::string path = LocateConfigFile();
     if (path.empty()) {
         throw CommandError(ExitStatus::Usage,
-                           "no place for the configuration: none of VARNEL_CONFIG, "
-                           "XDG_CONFIG_HOME and HOME is set");
+                           "there is no place for the configuration file: set VARNEL_CONFIG, "
+                           "XDG_CONFIG_HOME or HOME");
     }
     return path;
 }
@@ -159,7 +159,7 @@ void ChangeSetting(Session& session, const ChangeOptions& options) {
     const std::string value = FormatValue(known, ReadValue(known, options.value));
     const bool isChoice = std::string(known.name) == "environment";
     if (isChoice && !FindEnvironmentNamed(options.value)) {
-        throw CommandError(ExitStatus::Usage, "VALUE: known are local, staging and production");
+        throw CommandError(ExitStatus::Usage, "VALUE: must be local, staging or production");
     }
     const std::string path = RequireConfigFile();
     WriteConfigFile(path, SetConfigMember(ReadConfigText(path), section, known.name, value));
@@ -188,12 +188,12 @@ void AddConfigCommands(CLI::App& root, Session& session) {
         AddCommand(root, session, "config", "Show every setting and where it comes from",
                    ShowSettings, {"varnel config", "varnel config --environment staging -o table"});
     config.require_subcommand(0, 1);
-    AddCommand(config, session, "path", "Print the configuration file's name", ShowPath,
+    AddCommand(config, session, "path", "Print the path of the configuration file", ShowPath,
                {"varnel config path"});
     const auto init = AddCommand<ConfigInitOptions>(
-        config, session, "init", "Write a configuration file to start from", WriteStartingPoint,
-        {"VARNEL_CONFIG=./varnel.json varnel config init"});
-    init.app.add_flag("--force", init.options.isForced, "Replace a file that exists");
+        config, session, "init", "Write a commented configuration file to start from",
+        WriteStartingPoint, {"VARNEL_CONFIG=./varnel.json varnel config init"});
+    init.app.add_flag("--force", init.options.isForced, "Replace an existing file");
 
     const std::string file = "export VARNEL_CONFIG=./varnel.json; ";
     const auto set = AddCommand<ChangeOptions>(
@@ -206,7 +206,7 @@ void AddConfigCommands(CLI::App& root, Session& session) {
         ->required()
         ->type_name("");
     const auto unset = AddCommand<ChangeOptions>(
-        config, session, "unset", "Take a setting out of the configuration file", RemoveSetting,
+        config, session, "unset", "Remove a setting from the configuration file", RemoveSetting,
         {file + "varnel config unset apiHost --environment staging"});
     unset.app.add_option("NAME", unset.options.name, "The setting")->required()->type_name("");
 }

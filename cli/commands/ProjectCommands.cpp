@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "commands/Commands.h"
-#include "files/DownloadTarget.h"
+#include "commands/DownloadTarget.h"
 #include "output/ExitStatus.h"
 #include "output/JsonView.h"
 #include "output/Progress.h"
@@ -104,17 +104,18 @@ void GenerateProject(Session& session, const GenerateOptions& options) {
 void AddProjectCommands(CLI::App& root, Session& session) {
     CLI::App& project = AddNoun(root, "project", "Project files", "varnel project generate --help");
     const auto generate = AddCommand<GenerateOptions>(
-        project, session, "generate", "Have the service generate a project file", GenerateProject,
+        project, session, "generate", "Generate a project file", GenerateProject,
         {R"(varnel project generate --data '{"name": "bridge"}')",
          "varnel project generate --data @request.json -O bridge.zip --force",
          "varnel project generate --data @request.json -O - | sha256sum"});
     AddDataOption(generate.app, generate.options.data, "What to generate")->required();
     generate.app
-        .add_option("-O,--output-file", generate.options.file,
-                    "File to write, directory to put it into, or - for standard output; unless "
-                    "given, a file of the service's name here")
+        .add_option(
+            "-O,--output-file", generate.options.file,
+            "File or directory to write to, or - for standard output; by default a file of the "
+            "service's name in this directory")
         ->type_name("FILE");
-    generate.app.add_flag("--force", generate.options.isForced, "Replace a file that exists");
+    generate.app.add_flag("--force", generate.options.isForced, "Replace an existing file");
     AddDryRunFlag(generate.app, generate.options.isDryRun);
 }
 

@@ -114,7 +114,7 @@ void SendCommand(Session& session, const ServiceOptions& options) {
 }
 
 void AddScopeAndPage(CLI::App& command, ServiceOptions& options) {
-    command.add_option("--scope", options.scope, "Which ones, in the service's terms")
+    command.add_option("--scope", options.scope, "Which simulations, in the service's terms")
         ->type_name("SCOPE");
     AddIdentifiers(command, options.identifiers, "");
     AddPageOptions(command, options.page);
@@ -129,7 +129,7 @@ void AddInputs(CLI::App& command, ServiceOptions& options) {
 }
 
 void AddStartingPoint(CLI::App& command, ServiceOptions& options) {
-    AddDataOption(command, options.data, "What it starts from, {} unless given");
+    AddDataOption(command, options.data, "What to start from; {} by default");
 }
 
 void AddRequired(CLI::App& command, const char* name, const char* type, std::string& text,
@@ -172,7 +172,7 @@ public:
         }
         if (addOptions != nullptr) { addOptions(command, options); }
         if (options.method == "DELETE") {
-            command.add_flag("-y,--yes", options.isConfirmed, "Do not ask");
+            command.add_flag("-y,--yes", options.isConfirmed, "Do not ask for confirmation");
         }
         if (options.method != "GET") { AddDryRunFlag(command, options.isDryRun); }
     }
@@ -193,7 +193,7 @@ void AddServiceCommands(CLI::App& root, Session& session) {
                     "varnel simulation list --limit 1 --query /items/0/id"});
     simulation.Add("show", "Show a simulation", "GET /simulations/{SIMULATION}", Show, nullptr,
                    {"varnel simulation show sim-bridge"});
-    simulation.Add("delete", "Delete a simulation, and make sure that it is gone",
+    simulation.Add("delete", "Delete a simulation and check that it is gone",
                    "DELETE /simulations/{SIMULATION}", DeleteNamed, nullptr,
                    {"varnel simulation delete sim-bridge --yes",
                     "varnel simulation delete sim-bridge --dry-run"});
@@ -203,7 +203,7 @@ void AddServiceCommands(CLI::App& root, Session& session) {
                 session);
     inputs.Add("get", "Show a simulation's inputs", "GET /simulations/{SIMULATION}/inputs", Show,
                nullptr, {"varnel simulation inputs get sim-bridge > inputs.json"});
-    inputs.Add("set", "Replace a simulation's inputs, and make sure that they arrived",
+    inputs.Add("set", "Replace a simulation's inputs and check that they arrived",
                "POST /simulations/{SIMULATION}/inputs", ReplaceInputs, AddInputs,
                {"varnel simulation inputs set sim-bridge --data '{\"load\": 12.5}'",
                 "varnel simulation inputs get sim-bridge | varnel simulation inputs set "
@@ -231,9 +231,9 @@ void AddServiceCommands(CLI::App& root, Session& session) {
     user.Add("create", "Create a user", "POST /users", CreateUser, AddEmailAndRole,
              {"varnel user create kim@example.com --role viewer"});
     user.Add("show", "Show a user", "GET /users/{USER}", Show, nullptr, {"varnel user show usr-2"});
-    user.Add("set-role", "Change a user's role, and make sure that it is changed",
-             "PATCH /users/{USER}", ChangeRole, AddNewRole, {"varnel user set-role usr-2 viewer"});
-    user.Add("delete", "Delete a user, and make sure that the user is gone", "DELETE /users/{USER}",
+    user.Add("set-role", "Change a user's role and check that it is changed", "PATCH /users/{USER}",
+             ChangeRole, AddNewRole, {"varnel user set-role usr-2 viewer"});
+    user.Add("delete", "Delete a user and check that the user is gone", "DELETE /users/{USER}",
              DeleteNamed, nullptr, {"varnel user delete usr-2 --yes"});
 
     Noun agent(AddNoun(root, "agent", "The service's agent", "varnel agent show"), session);

@@ -21,7 +21,7 @@ struct WatchOptions {
 
 void Watch(Session& session, const WatchOptions& options) {
     if (options.executions.empty() && !options.isAll) {
-        throw CommandError(ExitStatus::Usage, "EXECUTION is missing, or --all");
+        throw CommandError(ExitStatus::Usage, "EXECUTION: name one, or pass --all");
     }
     const std::string target = options.identifiers.Fill(Executions);
     std::vector<std::string> names = options.executions;
@@ -37,8 +37,7 @@ void Watch(Session& session, const WatchOptions& options) {
 
 void AddWatchCommand(CLI::App& execution, Session& session) {
     const auto watch = AddCommand<WatchOptions>(
-        execution, session, "watch", "Follow executions until they have ended, and show them then",
-        Watch,
+        execution, session, "watch", "Watch executions until they end, then show them", Watch,
         {"varnel execution watch sim-bridge exe-1",
          "varnel execution watch sim-bridge --all --good failed --timeout 3600 -o jsonl",
          "varnel execution watch sim-bridge exe-1 --field /state --bad cancelled"});
@@ -48,7 +47,7 @@ void AddWatchCommand(CLI::App& execution, Session& session) {
         watch.app
             .add_option("EXECUTION", watch.options.executions, "Identifiers of the executions")
             ->type_name("");
-    watch.app.add_flag("--all", watch.options.isAll, "Every execution that the simulation has now")
+    watch.app.add_flag("--all", watch.options.isAll, "All executions that the simulation has now")
         ->excludes(executions);
     AddPointerOption(watch.app, "--field", rules.field, "JSON pointer to the state");
     for (const auto& [name, states, description] :
@@ -61,9 +60,9 @@ void AddWatchCommand(CLI::App& execution, Session& session) {
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     }
     AddSecondsOption(watch.app, "--timeout", rules.timeoutSeconds,
-                     "Give up after so long, with exit status 7; without it, never");
+                     "Give up after this time, with exit status 7; never by default");
     AddSecondsOption(watch.app, "--interval", rules.intervalSeconds,
-                     "Time between two questions; without it, 1, 2, 4, 8, then 10");
+                     "Time between requests; by default 1, 2, 4, 8, then 10");
 }
 
 } // namespace VarnelBase

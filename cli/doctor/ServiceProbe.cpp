@@ -79,7 +79,10 @@ std::vector<std::string> ResolveHost(const std::string& host, std::string& probl
     for (const auto& found : tcp::resolver(context).resolve(host, "", error)) {
         addresses.push_back(found.endpoint().address().to_string());
     }
-    if (error) { problem = "the host name \"" + host + "\" does not resolve: " + error.message(); }
+    if (error) {
+        problem = "the host name \"" + host + "\" does not resolve";
+        if (error != asio::error::host_not_found) { problem += ": " + error.message(); }
+    }
     return addresses;
 }
 

@@ -66,9 +66,9 @@ std::string Identifiers::Escape(const std::string& name, const std::string& text
     if (!isPlain) {
         throw CommandError(ExitStatus::Usage,
                            name + ": \"" + text +
-                               "\" would change the request: an identifier must not be empty nor "
-                               "hold / ? # & % .. "
-                               "or a control character (--raw-id sends it nevertheless)");
+                               "\" would change the request: an identifier must not be empty or "
+                               "contain / ? # & % .. "
+                               "or a control character (--raw-id sends it anyway)");
     }
     std::string escaped;
     for (const char c : text) { escaped += IsUnreserved(c) ? std::string(1, c) : EscapeByte(c); }

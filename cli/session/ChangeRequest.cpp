@@ -20,7 +20,7 @@ namespace {
 void Confirm(const std::string& question) {
     if (!IsTerminal(STDIN_FILENO) || !IsTerminal(STDERR_FILENO)) {
         throw CommandError(ExitStatus::Usage,
-                           "nobody can be asked here: --yes says that you mean it");
+                           "there is no terminal to ask on: pass --yes to delete without asking");
     }
     std::cerr << MakePrintable(question) << " [y/N] " << std::flush;
     std::string answer;

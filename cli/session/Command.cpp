@@ -45,7 +45,7 @@ void AddIdentifiers(CLI::App& command, Identifiers& identifiers, const std::stri
             ->type_name("");
     }
     command.add_flag("--raw-id", identifiers.isRaw,
-                     "Send identifiers that hold / ? # & % or .. as they stand");
+                     "Send identifiers that contain / ? # & % or .. unchanged");
 }
 
 CLI::Option* AddPointerOption(CLI::App& command, const std::string& name, std::string& pointer,

@@ -30,7 +30,9 @@ Page ParsePage(std::string text) {
     const std::optional<JsonView> items = FindItems(view);
     page.isList = items.has_value();
     if (items) {
-        for (const JsonView& item : items->ReadElements()) { page.entries.push_back(item.Format(0)); }
+        for (const JsonView& item : items->ReadElements()) {
+            page.entries.push_back(item.Format(0));
+        }
     }
     const std::optional<JsonView> total = view.Find("total");
     if (total && total->IsNumber() && total->GetNumber() >= 0) {
@@ -146,10 +148,9 @@ void NoteRest(const Session& session, const PagedList& list, const PageOptions& 
 CLI::App& AddPageOptions(CLI::App& command, PageOptions& options) {
     command.add_option("--limit", options.limit, "Entries in a page")->type_name("N");
     command.add_option("--offset", options.offset, "Entries to skip")->type_name("N");
-    command.add_flag("--all", options.isAll, "Ask for page after page until there are no more");
+    command.add_flag("--all", options.isAll, "Read every page");
     command
-        .add_option("--state", options.state,
-                    "Only entries whose member \"state\" is this one, as many as --limit says")
+        .add_option("--state", options.state, "Only entries in this state, at most --limit of them")
         ->type_name("STATE");
     return command;
 }

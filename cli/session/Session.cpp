@@ -85,7 +85,7 @@ void ApplyEnvironmentOptions(const CommonOptions& options) {
     const auto wanted = FindEnvironmentNamed(options.environment);
     if (!wanted) {
         throw CommandError(ExitStatus::Usage,
-                           "--environment: known are local, staging and "
+                           "--environment: must be local, staging or "
                            "production, not \"" +
                                options.environment + "\"");
     }

@@ -265,10 +265,10 @@ void PrintScript(Session& /*session*/, const ScriptOptions& options) {
 
 void AddCompletionCommands(CLI::App& root, Session& session) {
     const auto script = AddCommand<ScriptOptions>(
-        root, session, "completion", "Print a script that completes varnel's commands", PrintScript,
+        root, session, "completion", "Print the completion script for a shell", PrintScript,
         {"source <(varnel completion bash)", "varnel completion zsh > _varnel",
          "varnel completion fish > varnel.fish"});
-    script.app.add_option("SHELL", script.options.shell, "The shell that is to read it")
+    script.app.add_option("SHELL", script.options.shell, "The shell")
         ->required()
         ->type_name("bash|zsh|fish")
         ->check(CLI::IsMember({"bash", "zsh", "fish"}).description(""));

@@ -36,8 +36,7 @@ std::string FormatOption(const CLI::Option& option) {
     if (hasValue) { names += " \\fI" + EscapeForMan(option.get_type_name()) + "\\fR"; }
     const std::string& usual = option.get_default_str();
     return ".TP\n" + names + "\n" + EscapeForMan(option.get_description()) +
-           (hasValue && !usual.empty() ? EscapeForMan(" (" + usual + " unless given)") : "") +
-           ".\n";
+           (hasValue && !usual.empty() ? EscapeForMan(" (default: " + usual + ")") : "") + ".\n";
 }
 
 std::string FormatOptions(const CLI::App& command) {
@@ -91,8 +90,8 @@ std::string FormatManPage(const CLI::App& varnel) {
         ".TP\n\\fBVARNEL_TOKEN\\fR\nThe access token, in place of a stored one.\n"
         ".TP\n\\fBVARNEL_API_TLS\\fR\n1: requests go over TLS, as with \\-\\-tls.\n";
     for (const KnownSetting& setting : KnownSettings) {
-        text += std::string(".TP\n\\fB") + setting.variable + "\\fR\nGoes before \"" +
-                setting.name + "\" in the configuration file.\n";
+        text += std::string(".TP\n\\fB") + setting.variable + "\\fR\nOverrides \"" + setting.name +
+                "\" in the configuration file.\n";
     }
     return text + ".TP\n\\fBNO_COLOR\\fR\nNo bold type on a terminal.\n";
 }

@@ -143,15 +143,16 @@ void AddTraceCommand(CLI::App& root, Session& session) {
         "Run a program that uses the library, and record each of its requests", TraceProgram,
         {"varnel trace -- varnel simulation list",
          "varnel trace --format har --bodies --to requests.har -- varnel version"});
-    trace.app.add_option("--format", trace.options.format, "Form of the record")
+    trace.app.add_option("--format", trace.options.format, "Format of the record")
         ->type_name("jsonl|har")
         ->check(CLI::IsMember({"jsonl", "har"}).description(""));
     trace.app
-        .add_option("--to", trace.options.file, "File for the record (standard error unless given)")
+        .add_option("--to", trace.options.file,
+                    "File to write the record to; standard error by default")
         ->type_name("FILE");
-    trace.app.add_flag("--force", trace.options.isForced, "Replace a file that exists");
+    trace.app.add_flag("--force", trace.options.isForced, "Replace an existing file");
     trace.app.add_flag("--bodies", trace.options.hasBodies,
-                       "Record bodies too, up to 1 MiB each, without the credentials in them");
+                       "Record bodies too, up to 1 MiB each, with credentials redacted");
     trace.app
         .add_option("PROGRAM", trace.options.program, "The program and its arguments, after --")
         ->required()

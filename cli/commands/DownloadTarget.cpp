@@ -1,4 +1,4 @@
-#include "files/DownloadTarget.h"
+#include "commands/DownloadTarget.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "files/ConfigEdit.h"
+#include "commands/ConfigEdit.h"
 
 #include <nlohmann/json.hpp>
 
