@@ -11,11 +11,12 @@
 
 namespace VarnelBase::Emulation {
 
+// NOLINTBEGIN(readability-identifier-naming): the names that Asio asks for
+
 /// A client's connection in clear or through TLS, as Asio's and Beast's functions want it.
 struct ClientStream {
     using Tcp = boost::asio::ip::tcp;
-    using executor_type =
-        boost::asio::io_context::executor_type; // NOLINT(readability-identifier-naming): Asio's
+    using executor_type = boost::asio::io_context::executor_type;
     using Socket = boost::asio::basic_stream_socket<Tcp, executor_type>;
 
     /// @param accepted closed at the end
@@ -48,5 +49,7 @@ struct ClientStream {
     Socket socket;
     std::optional<boost::asio::ssl::stream<Socket&>> tls;
 };
+
+// NOLINTEND(readability-identifier-naming)
 
 } // namespace VarnelBase::Emulation
