@@ -228,8 +228,8 @@ void HttpTransfer::Explain(CURLcode code, TransferResult& result) {
     const std::string detail = errorText[0] != '\0' ? errorText.data() : curl_easy_strerror(code);
     if (refusal != Failure::None) { return fail(refusal, refusalReason); }
     const auto failForLength = [&] { fail(Failure::TooLarge, "a header line is too long"); };
-    constexpr auto TooLarge = static_cast<CURLcode>(100); // CURLE_TOO_LARGE, from libcurl 8.6 on
-    if (code == TooLarge) { return failForLength(); }
+    constexpr auto tooLarge = static_cast<CURLcode>(100); // CURLE_TOO_LARGE, from libcurl 8.6 on
+    if (code == tooLarge) { return failForLength(); }
     switch (code) {
         case CURLE_OK:
             if (head.status < 200) { fail(Failure::Unreadable, "the answer has no final status"); }
