@@ -34,8 +34,10 @@ build_host() {
         -DVARNELBASE_SOURCE="$source" "$@" >"$work/$name.log" || fail "configuring $name failed"
     cmake --build "$work/$name" >>"$work/$name.log" || { cat "$work/$name.log"; fail "$name failed"; }
     run_host "$work/$name/host"
-    if [ -x "$work/$name/client_host" ]; then run_host "$work/$name/client_host"; fi
-    if [ -x "$work/$name/host_with_own_httplib" ]; then run_host "$work/$name/host_with_own_httplib"; fi
+    local other
+    for other in client_host study_host host_with_own_httplib; do
+        if [ -x "$work/$name/$other" ]; then run_host "$work/$name/$other"; fi
+    done
 }
 
 # must_refuse WHAT PATTERN COMMAND...: the command fails, and one line tells the reason.
@@ -74,6 +76,9 @@ for kind in shared static; do
     read -ra clientFlags <<<"$(pkg-config --cflags --libs varnelbase-client)"
     g++ -std=c++17 "$host/client_host.cpp" -o "$work/pkg-config-client-$kind" "${clientFlags[@]}"
     run_host "$work/pkg-config-client-$kind" "$prefix/lib"
+    read -ra studyFlags <<<"$(pkg-config --cflags --libs varnelbase-study)"
+    g++ -std=c++17 "$host/study_host.cpp" -o "$work/pkg-config-study-$kind" "${studyFlags[@]}"
+    run_host "$work/pkg-config-study-$kind" "$prefix/lib"
 done
 
 foreign=$(nm -D --defined-only -C "$work/shared-prefix/lib/libvarnelbase.so" |

@@ -31,7 +31,7 @@ cmake --preset release -DVARNEL_HTTPLIB_DIR="${VARNEL_HTTPLIB_DIR:-}" \
 cmake --build --preset release >>"$work/build.log" || fail "the build failed, see $work/build.log"
 cmake --install build/release --prefix "$work/prefix" >>"$work/build.log"
 export PKG_CONFIG_PATH=$work/prefix/lib/pkgconfig
-read -ra flags <<<"$(pkg-config --cflags --libs varnelbase-client varnelbase)"
+read -ra flags <<<"$(pkg-config --cflags --libs varnelbase-study varnelbase-client)"
 flags+=("-Wl,-rpath,$work/prefix/lib")
 
 for document in *.md docs/*.md; do
@@ -98,7 +98,7 @@ docs/operations.py --check
 .ci/documentation/check-references.py
 
 # Headers that the documents say can be included without an HTTP library.
-for header in EnvConfig.h LoginGuide.h TokenStore.h ServiceClient.h; do
+for header in EnvConfig.h LoginGuide.h TokenStore.h ServiceClient.h Runner.h; do
     if echo "#include <$header>" | g++ -std=c++17 -x c++ -M - "${flags[@]}" | grep -E 'httplib|curl/'; then
         fail "$header includes an HTTP library"
     fi

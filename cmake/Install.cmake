@@ -50,5 +50,10 @@ if(VARNELBASE_BUILD_CLIENT)
     install(FILES ${CMAKE_CURRENT_BINARY_DIR}/varnelbase-client.pc DESTINATION ${pkgconfigDirectory})
 endif()
 
+if(VARNELBASE_BUILD_STUDY)
+    configure_file(cmake/varnelbase-study.pc.in varnelbase-study.pc @ONLY)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/varnelbase-study.pc DESTINATION ${pkgconfigDirectory})
+endif()
+
 install(FILES LICENSE CHANGELOG.md README.md DESTINATION ${docDirectory})
 install(DIRECTORY docs DESTINATION ${docDirectory} FILES_MATCHING PATTERN "*.md")

@@ -13,24 +13,24 @@ using json = nlohmann::json;
 
 /// A member of a document that a study varies or collects.
 struct Quantity {
-    json::json_pointer pointer;
-    std::string unit; ///< for the axes of plots; empty: none given
+    json::json_pointer pointer; ///< where it is (RFC 6901)
+    std::string unit;           ///< for the axes of plots; empty: none given
 };
 
 /// Parameters that change together, and the values that they take together.
 struct Axis {
-    std::vector<Quantity> parameters;
+    std::vector<Quantity> parameters;    ///< members of the document, none twice
     std::vector<std::vector<json>> rows; ///< in each a value for each parameter; never empty
 };
 
 /// Where an execution's document has what a study must know, and the states that end it.
 struct ExecutionShape {
-    json::json_pointer id{"/id"};
-    json::json_pointer state{"/state"};
-    json::json_pointer data{"/data"};           ///< the document that it was started with
-    json::json_pointer createdAt{"/createdAt"}; ///< RFC 3339, always with the same offset
-    std::vector<std::string> goodStates{"finished"};
-    std::vector<std::string> badStates{"failed"};
+    json::json_pointer id{"/id"};                    ///< a text
+    json::json_pointer state{"/state"};              ///< a text
+    json::json_pointer data{"/data"};                ///< the document that it was started with
+    json::json_pointer createdAt{"/createdAt"};      ///< RFC 3339, always with the same offset
+    std::vector<std::string> goodStates{"finished"}; ///< that end it with results
+    std::vector<std::string> badStates{"failed"};    ///< that end it without
 };
 
 /// What a run keeps to.
@@ -43,20 +43,19 @@ struct Limits {
 
 /// A study as its file describes it: a simulation, executed once for each point.
 struct Definition {
-    std::string file;
-    std::string simulation; ///< its identifier
-    json base;              ///< the document that parameters are set in
-    std::vector<Axis> axes; ///< the points are all combinations of their rows
-    std::vector<Quantity> collected;
-    ExecutionShape execution;
+    std::string file;                       ///< that describes it
+    std::string simulation;                 ///< its identifier
+    json base;                              ///< the document that parameters are set in
+    std::vector<Axis> axes;                 ///< the points are all combinations of their rows
+    std::vector<Quantity> collected;        ///< members of a finished execution's document to keep
+    ExecutionShape execution;               ///< what the service's documents are like
     std::optional<json::json_pointer> mark; ///< where a document may carry the study's mark
-    Limits limits;
+    Limits limits;                          ///< of each run
 };
 
 /// Reads a study's file and the files that it names, which lie beside it.
 ///
-/// @throws FileError with file, line, member and reason; std::runtime_error when a file cannot be
-///         read
+/// @throws std::runtime_error with "FILE:LINE: MEMBER: REASON", or when a file cannot be read
 Definition ReadDefinition(const std::string& file);
 
 /// A commented file to start from.

@@ -9,8 +9,13 @@ namespace VarnelBase::Studies {
 
 /// What an execution's document says of a point.
 struct Verdict {
-    enum class Kind { UnderWay, Finished, Failed };
-    Kind kind = Kind::UnderWay;
+    /// How far the execution is.
+    enum class Kind {
+        UnderWay, ///< in a state that does not end it
+        Finished, ///< in one of `ExecutionShape::goodStates`
+        Failed,   ///< in one of `ExecutionShape::badStates`
+    };
+    Kind kind = Kind::UnderWay; ///< how far the execution is
     json results;       ///< of a finished one: array, in the order of `Definition::collected`
     std::string reason; ///< of a failed one
 };

@@ -31,12 +31,14 @@ const char* NameState(PointState state);
 /// How many points are in each state.
 class StateCounts {
 public:
+    /// How many are in one state.
     std::size_t& operator[](PointState state) { return counts.at(static_cast<std::size_t>(state)); }
+    /// How many are in one state.
     std::size_t operator[](PointState state) const {
         return counts.at(static_cast<std::size_t>(state));
     }
 
-    std::size_t GetTotal() const;
+    std::size_t GetTotal() const; ///< in all states together
     std::size_t GetEnded() const; ///< finished and failed ones
 
 private:
@@ -45,22 +47,22 @@ private:
 
 /// A row of the journal.
 struct PointRecord {
-    std::string id;          ///< what `PointSet::IdentifyPoint` returns
-    std::int64_t number = 0; ///< in the study's file
-    PointState state = PointState::Planned;
+    std::string id;                         ///< what `PointSet::IdentifyPoint` returns
+    std::int64_t number = 0;                ///< in the study's file
+    PointState state = PointState::Planned; ///< how far it has come
     json parameters;       ///< array of values, in the order of `StudyColumns::parameters`
     std::string execution; ///< the execution's identifier; empty: none is known
     std::string createdAt; ///< of the execution, as the service wrote it; empty: not known
     json results;          ///< array of values, in the order of `StudyColumns::collected`; or null
     std::string reason;    ///< why it failed or is unknown
-    std::int64_t sentAt = 0; ///< seconds since 1970, when it was reserved; 0: never
-    std::int64_t endedAt = 0;
+    std::int64_t sentAt = 0;  ///< seconds since 1970, when it was reserved; 0: never
+    std::int64_t endedAt = 0; ///< seconds since 1970; 0: it has not
 };
 
 /// What the values of the points stand for.
 struct StudyColumns {
-    std::vector<Quantity> parameters;
-    std::vector<Quantity> collected;
+    std::vector<Quantity> parameters; ///< of all axes, in the order of the study's file
+    std::vector<Quantity> collected;  ///< members of the executions' documents
 };
 
 /// The journal of a study: an SQLite file beside the study's own, in which the fate of each point
@@ -95,11 +97,16 @@ public:
 
     /// Notes that a reserved point is sent next.
     void NoteSending(const std::string& id);
+    /// Notes that a point was certainly not sent, and plans it again.
     void NoteNotSent(const std::string& id);
+    /// Notes that nobody knows whether a point was sent.
     void NoteUnknown(const std::string& id, const std::string& reason);
+    /// Notes the execution of a point, and what the service wrote as the time of its start.
     void NoteRunning(const std::string& id, const std::string& execution,
                      const std::string& createdAt);
+    /// Notes the results of a point: an array, in the order of `StudyColumns::collected`.
     void NoteFinished(const std::string& id, const json& results);
+    /// Notes that a point was refused, or that its execution has ended without results.
     void NoteFailed(const std::string& id, const std::string& reason);
 
     /// Takes over a point whose execution somebody else started, and which has ended.
@@ -128,7 +135,10 @@ public:
     /// none is known.
     std::string FindLatestCreation(std::int64_t sentBefore);
 
+    /// What the values of the points stand for.
     StudyColumns ReadColumns();
+
+    /// The identifier of the study's simulation.
     std::string ReadSimulation();
 
     /// The study's mark: a random text that is made with the journal and stays.

@@ -8,8 +8,8 @@ namespace VarnelBase::Studies {
 
 /// What a plot shows. Each pointer names a parameter or a collected member of the study.
 struct PlotRequest {
-    std::string x;
-    std::string y;
+    std::string x;     ///< along the x axis
+    std::string y;     ///< along the y axis
     std::string group; ///< empty, or: a curve for each of its values
     std::string color; ///< empty, or: makes it a heat map: x and y span it, this is its colour
     std::string file;  ///< ".svg" or ".png"; empty: text on standard output

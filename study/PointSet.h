@@ -16,6 +16,7 @@ public:
     /// @param studied outlives the point set
     explicit PointSet(const Definition& studied);
 
+    /// How many points there are, equal ones included.
     std::size_t GetCount() const { return count; }
 
     /// The values of the parameters, in the order of the file.

@@ -25,24 +25,26 @@ enum class RunEnd {
     Refused, ///< the service or the sign-in refuses every request: see `RunSummary::refusal`
 };
 
+/// What became of a run.
 struct RunSummary {
-    RunEnd end = RunEnd::Complete;
-    StateCounts counts;
-    Outcome refusal;
+    RunEnd end = RunEnd::Complete; ///< why it ended
+    StateCounts counts;            ///< of the whole study
+    Outcome refusal;               ///< what was refused; see `RunEnd::Refused`
 };
 
 /// How far a run is.
 struct RunProgress {
-    StateCounts counts;
+    StateCounts counts;        ///< of the whole study
     double endedPerMinute = 0; ///< without the time in which the machine slept or nobody answered
     std::optional<std::chrono::seconds> timeLeft; ///< once enough points have ended to tell
     std::string trouble; ///< why nothing is started just now; empty: nothing is wrong
 };
 
+/// What is different for one run.
 struct RunOptions {
     std::optional<std::size_t> concurrent; ///< in place of the study's limit
     bool resendUnknown = false;            ///< sends points again whose fate is not known
-    Cancellation cancellation;
+    Cancellation cancellation; ///< ends the run from any thread; it can be continued later
 
     /// Called whenever something has changed, and while the run waits.
     std::function<void(const RunProgress&)> progress;
@@ -50,7 +52,7 @@ struct RunOptions {
     /// The time, and how it passes until there is something to do: for programs that wait in a way
     /// of their own. Both or neither.
     std::function<std::chrono::steady_clock::time_point()> now;
-    std::function<void(std::chrono::milliseconds)> wait;
+    std::function<void(std::chrono::milliseconds)> wait; ///< may return early; see `now`
 };
 
 /// Runs a study: starts executions, waits for them and collects their results, on the caller's
