@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "AsciiCase.h"
+#include "HexText.h"
 
 namespace VarnelBase {
 
@@ -32,12 +33,6 @@ std::string ReadName(const std::string& header, std::size_t& at) {
         if (header[at] != ' ' && header[at] != '\t') { name += header[at]; }
     }
     return LowerCase(name);
-}
-
-int ReadHexDigit(char c) {
-    if (c >= '0' && c <= '9') { return c - '0'; }
-    const char letter = static_cast<char>(c | 0x20);
-    return letter >= 'a' && letter <= 'f' ? letter - 'a' + 10 : -1;
 }
 
 std::string AppendUtf8(std::string text, unsigned char latin1) {

@@ -11,6 +11,7 @@
 
 #include "AsciiCase.h"
 #include "TlsRules.h"
+#include "TrimBlanks.h"
 
 namespace VarnelBase {
 
@@ -56,12 +57,6 @@ Value Get(CURL* easy, CURLINFO info) {
 curl_slist* Append(curl_slist* list, const char* line) {
     curl_slist* longer = curl_slist_append(list, line);
     return longer != nullptr ? longer : throw std::bad_alloc();
-}
-
-std::string_view TrimSpace(std::string_view text) {
-    const std::size_t begin = text.find_first_not_of(" \t");
-    if (begin == std::string_view::npos) { return {}; }
-    return text.substr(begin, text.find_last_not_of(" \t\r\n") + 1 - begin);
 }
 
 } // namespace
@@ -304,7 +299,7 @@ void HttpTransfer::ReadHeaderLine(const char* line, std::size_t size) {
     const auto read = [&](std::string_view name, std::string& value) {
         if (colon != name.size() || !value.empty()) { return; }
         if (LowerCase(std::string(text.substr(0, colon))) != name) { return; }
-        value = TrimSpace(text.substr(colon + 1));
+        value = TrimBlanks(text.substr(colon + 1));
     };
     read("date", head.date);
     read("retry-after", head.retryAfter);

@@ -9,6 +9,8 @@
 #include <random>
 #include <system_error>
 
+#include "FileDescriptor.h"
+
 namespace VarnelBase {
 
 namespace {
@@ -41,13 +43,7 @@ bool ProjectFile::Open(const std::string& nameInDirectory) {
 }
 
 bool ProjectFile::Write(const char* bytes, std::size_t size) {
-    while (size > 0) {
-        const ssize_t count = write(descriptor, bytes, size);
-        if (count < 0 && errno != EINTR) { return Fail(); }
-        bytes += count < 0 ? 0 : count;
-        size -= count < 0 ? 0 : static_cast<std::size_t>(count);
-    }
-    return true;
+    return WriteAll(descriptor, bytes, size) || Fail();
 }
 
 bool ProjectFile::Finish() {

@@ -1,5 +1,7 @@
 #include "JsonText.h"
 
+#include <TrimBlanks.h>
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -7,8 +9,6 @@
 namespace VarnelBase::Emulation {
 
 namespace {
-
-constexpr std::string_view Spaces = " \t\r\n";
 
 /// Where the text goes on after the string that begins at a position.
 std::size_t SkipString(std::string_view text, std::size_t position) {
@@ -46,11 +46,6 @@ bool IsEnd(std::string_view text, std::size_t position) {
     return position >= text.size() || text[position] == ']' || text[position] == '}';
 }
 
-std::string_view Trim(std::string_view text) {
-    const std::size_t end = text.find_last_not_of(Spaces);
-    return text.substr(0, end == std::string_view::npos ? 0 : end + 1);
-}
-
 } // namespace
 
 int MeasureJsonDepth(std::string_view text) {
@@ -78,7 +73,7 @@ void VisitMembers(
         const auto name = nlohmann::json::parse(object.substr(position, nameEnd - position));
         const std::size_t begin = FindNext(object, nameEnd);
         const std::size_t end = SkipValue(object, begin);
-        visit(name.get<std::string>(), Trim(object.substr(begin, end - begin)));
+        visit(name.get<std::string>(), TrimBlanks(object.substr(begin, end - begin)));
         position = FindNext(object, end);
     }
 }
@@ -87,7 +82,7 @@ void VisitElements(std::string_view array, const std::function<void(std::string_
     std::size_t position = FindNext(array, array.find('[') + 1);
     while (!IsEnd(array, position)) {
         const std::size_t end = SkipValue(array, position);
-        visit(Trim(array.substr(position, end - position)));
+        visit(TrimBlanks(array.substr(position, end - position)));
         position = FindNext(array, end);
     }
 }

@@ -1,5 +1,6 @@
 #include "ProjectArchive.h"
 
+#include <HexText.h>
 #include <zip.h>
 
 #include <map>
@@ -87,7 +88,6 @@ std::string PackArchive(const std::map<std::string, std::string>& entries) {
 
 /// The attachment's name: in UTF-8 for those who know RFC 6266, and in ASCII for the others.
 std::string NameAttachment(const std::string& fileName) {
-    constexpr const char* digits = "0123456789ABCDEF";
     std::string plain;
     std::string encoded;
     for (const char c : fileName) {
@@ -95,8 +95,7 @@ std::string NameAttachment(const std::string& fileName) {
         const bool isSafe = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') ||
                             (c >= 'A' && c <= 'Z') || c == '-' || c == '.' || c == '_';
         plain += byte < 0x80 && c != '%' ? c : '_';
-        encoded +=
-            isSafe ? std::string(1, c) : std::string{'%', digits[byte >> 4U], digits[byte & 15U]};
+        encoded += isSafe ? std::string(1, c) : EscapeByte(c);
     }
     std::string disposition = "attachment; filename=\"" + plain + "\"";
     if (plain != fileName) { disposition += "; filename*=UTF-8''" + encoded; }

@@ -1,8 +1,9 @@
 #include "Redaction.h"
 
+#include <AsciiCase.h>
+
 #include <algorithm>
 #include <array>
-#include <cctype>
 
 #include "JsonText.h"
 #include "RequestTarget.h"
@@ -14,12 +15,6 @@ namespace {
 constexpr const char* Redacted = "redacted";
 // A shorter text than this would be found in places that have nothing to do with it.
 constexpr std::size_t MinSecretLength = 6;
-
-std::string LowerCase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
 
 bool IsSecretHeader(const std::string& name) {
     constexpr std::array<const char*, 6> names{"authorization", "proxy-authorization",

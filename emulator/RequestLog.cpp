@@ -1,5 +1,6 @@
 #include "RequestLog.h"
 
+#include <HexText.h>
 #include <openssl/evp.h>
 #include <strings.h>
 
@@ -33,12 +34,8 @@ std::string HashHex(const std::string& text) {
     if (EVP_Digest(text.data(), text.size(), digest.data(), &length, EVP_sha256(), nullptr) != 1) {
         throw std::runtime_error("SHA-256 is not available");
     }
-    constexpr const char* digits = "0123456789abcdef";
     std::string hex;
-    for (unsigned int i = 0; i < length; ++i) {
-        hex += digits[digest.at(i) >> 4U];
-        hex += digits[digest.at(i) & 15U];
-    }
+    for (unsigned int i = 0; i < length; ++i) { hex += FormatHex(digest.at(i)); }
     return hex;
 }
 

@@ -1,6 +1,6 @@
 #include "RequestTarget.h"
 
-#include <cctype>
+#include <HexText.h>
 
 namespace VarnelBase::Emulation {
 
@@ -18,11 +18,11 @@ std::vector<std::string> SplitText(const std::string& text, char separator) {
 std::string DecodePercent(const std::string& text) {
     std::string decoded;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool isEscape = text[i] == '%' && i + 2 < text.size() &&
-                              std::isxdigit(static_cast<unsigned char>(text[i + 1])) != 0 &&
-                              std::isxdigit(static_cast<unsigned char>(text[i + 2])) != 0;
-        if (isEscape) {
-            decoded += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
+        const bool canEscape = text[i] == '%' && i + 2 < text.size();
+        const int high = canEscape ? ReadHexDigit(text[i + 1]) : -1;
+        const int low = canEscape ? ReadHexDigit(text[i + 2]) : -1;
+        if (high >= 0 && low >= 0) {
+            decoded += static_cast<char>(high * 16 + low);
             i += 2;
         } else {
             decoded += text[i];

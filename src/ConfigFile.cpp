@@ -16,6 +16,7 @@
 #include "KnownSettings.h"
 #include "PrivateFile.h"
 #include "QuotedText.h"
+#include "UserDirectory.h"
 
 namespace VarnelBase {
 
@@ -173,10 +174,8 @@ std::string DescribePosition(const std::string& text, const char* position) {
 std::string LocateConfigFile() {
     std::string named = ReadVariable("VARNEL_CONFIG");
     if (!named.empty()) { return named; }
-    const std::string configHome = ReadVariable("XDG_CONFIG_HOME");
-    if (configHome.rfind('/', 0) == 0) { return configHome + "/varnel/config.json"; }
-    const std::string home = ReadVariable("HOME");
-    return home.empty() ? "" : home + "/.config/varnel/config.json";
+    const std::string configHome = LocateUserDirectory("XDG_CONFIG_HOME", ".config");
+    return configHome.empty() ? "" : configHome + "/varnel/config.json";
 }
 
 ConfigEntries ReadConfigFile(const std::string& path) {

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "HexText.h"
+
 namespace httplib::detail {
 class SocketStream; // The plain header defines it, the one of a compiled library does not.
 } // namespace httplib::detail
@@ -82,16 +84,14 @@ bool IsReversed() {
 
 std::string EscapeTarget(const std::string& target) {
     constexpr std::string_view special = " +\r\n',;";
-    constexpr std::string_view digits = "0123456789ABCDEF";
     std::string escaped;
     escaped.reserve(target.size());
     for (const char c : target) {
         if (c == '\0') { break; }
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x80 && special.find(c) == std::string_view::npos) {
+        if (static_cast<unsigned char>(c) < 0x80 && special.find(c) == std::string_view::npos) {
             escaped += c;
         } else {
-            escaped += {'%', digits[byte >> 4U], digits[byte & 0xFU]};
+            escaped += EscapeByte(c);
         }
     }
     return escaped;

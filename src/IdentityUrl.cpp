@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "AsciiCase.h"
+#include "HexText.h"
 
 namespace VarnelBase {
 
@@ -106,12 +107,9 @@ std::string EncodeUrlText(const std::string& text) {
     for (const char c : text) {
         if (IsLetterOrDigit(c) || c == '-' || c == '.' || c == '_' || c == '~') {
             encoded += c;
-            continue;
+        } else {
+            encoded += EscapeByte(c);
         }
-        const auto byte = static_cast<unsigned char>(c);
-        encoded += '%';
-        encoded += "0123456789ABCDEF"[byte >> 4];
-        encoded += "0123456789ABCDEF"[byte & 0xf];
     }
     return encoded;
 }

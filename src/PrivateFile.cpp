@@ -16,6 +16,8 @@
 #include <memory>
 #include <system_error>
 
+#include "HexText.h"
+
 namespace VarnelBase {
 
 namespace {
@@ -44,21 +46,8 @@ std::string MakeRandomName(const std::string& name) {
         throw std::system_error(EIO, std::generic_category(), "random numbers");
     }
     std::string result = name + ".";
-    for (const unsigned char byte : random) {
-        result += "0123456789abcdef"[byte >> 4];
-        result += "0123456789abcdef"[byte & 0xf];
-    }
+    for (const unsigned char byte : random) { result += FormatHex(byte); }
     return result + TemporarySuffix;
-}
-
-void WriteAll(int file, const std::string& bytes, const std::string& path) {
-    std::size_t written = 0;
-    while (written < bytes.size()) {
-        const ssize_t count = write(file, bytes.data() + written, bytes.size() - written);
-        if (count < 0 && errno == EINTR) { continue; }
-        if (count < 0) { ThrowError(path); }
-        written += static_cast<std::size_t>(count);
-    }
 }
 
 /// Removes the temporary files that a writer left behind when it was killed.
@@ -93,10 +82,6 @@ void RequireOwnHome(const struct stat& existing, const std::string& path) {
 }
 
 } // namespace
-
-FileDescriptor::~FileDescriptor() {
-    if (number >= 0) { close(number); }
-}
 
 FileReading ReadRegularFile(const std::string& path, std::size_t maxBytes, SymbolicLinks links) {
     FileReading reading;
@@ -200,7 +185,7 @@ FileReplacement::~FileReplacement() {
 }
 
 void FileReplacement::Finish(const std::string& bytes) {
-    WriteAll(file.Get(), bytes, path);
+    if (!WriteAll(file.Get(), bytes.data(), bytes.size())) { ThrowError(path); }
     if (ftruncate(file.Get(), static_cast<off_t>(bytes.size())) != 0) { ThrowError(path); }
     if (fsync(file.Get()) != 0) { ThrowError(path); }
     if (renameat(parent.Get(), temporary.c_str(), parent.Get(), name.c_str()) != 0) {

@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <string>
 
+#include "FileDescriptor.h"
+
 namespace VarnelBase {
 
 /// What reading a file gave.
@@ -27,21 +29,6 @@ FileReading ReadRegularFile(const std::string& path, std::size_t maxBytes, Symbo
 ///
 /// @throws std::system_error naming the directory
 void CreatePrivateDirectory(const std::string& path);
-
-/// Closes a file when it goes.
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int opened) : number(opened) {}
-    ~FileDescriptor();
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-
-    int Get() const { return number; }
-    bool IsOpen() const { return number >= 0; }
-
-private:
-    int number;
-};
 
 /// A file (0600) that is to take the place of whatever has its name, made beside it beforehand with
 /// room on the disk. Removed again unless it is finished.

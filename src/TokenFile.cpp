@@ -4,17 +4,14 @@
 #include <stdexcept>
 
 #include "CryptoText.h"
-#include "EnvironmentVariable.h"
 #include "SettingSources.h"
+#include "UserDirectory.h"
 
 namespace VarnelBase {
 
 std::string LocateTokenDirectory() {
-    const std::string stateHome = ReadVariable("XDG_STATE_HOME");
-    if (stateHome.rfind('/', 0) == 0) { return stateHome + "/varnel/tokens"; }
-    // A relative path would be another directory in each working directory.
-    const std::string home = ReadVariable("HOME");
-    return home.rfind('/', 0) == 0 ? home + "/.local/state/varnel/tokens" : "";
+    const std::string stateHome = LocateUserDirectory("XDG_STATE_HOME", ".local/state");
+    return stateHome.empty() ? "" : stateHome + "/varnel/tokens";
 }
 
 void RequireTokenDirectory(const TokenFile& file) {

@@ -1,5 +1,7 @@
 #include "output/JsonView.h"
 
+#include <TrimBlanks.h>
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -81,12 +83,6 @@ bool IsSpace(char c) {
     return std::isspace(static_cast<unsigned char>(c)) != 0;
 }
 
-std::string_view Trim(std::string_view text) {
-    while (!text.empty() && IsSpace(text.front())) { text.remove_prefix(1); }
-    while (!text.empty() && IsSpace(text.back())) { text.remove_suffix(1); }
-    return text;
-}
-
 /// Behind the string that begins at a quotation mark.
 std::size_t SkipString(std::string_view text, std::size_t at) {
     for (++at; text[at] != '"'; ++at) {
@@ -119,7 +115,7 @@ bool HasDuplicateMembers(const std::string& text) {
     return written.members != kept.members;
 }
 
-JsonView::JsonView(std::string_view value) : text(Trim(value)) {}
+JsonView::JsonView(std::string_view value) : text(TrimBlanks(value)) {}
 
 /// What stands between the commas of an array or object.
 std::vector<std::string_view> JsonView::Split() const {
@@ -135,7 +131,7 @@ std::vector<std::string_view> JsonView::Split() const {
         if (c == '{' || c == '[') { ++depth; }
         const bool isEnd = at + 1 == text.size();
         if (depth == 0 && (c == ',' || isEnd)) {
-            const std::string_view part = Trim(text.substr(begin, at - begin));
+            const std::string_view part = TrimBlanks(text.substr(begin, at - begin));
             if (!part.empty()) { parts.push_back(part); }
             begin = at + 1;
         }

@@ -4,6 +4,7 @@
 #include <CryptoText.h>
 #include <EnvironmentVariable.h>
 #include <PrivateFile.h>
+#include <UserDirectory.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -35,10 +36,8 @@ void LimitTime() {
 
 /// The directory for what can be asked for again; empty: there is none.
 std::string LocateCacheDirectory() {
-    const std::string cache = ReadVariable("XDG_CACHE_HOME");
-    if (!cache.empty()) { return cache + "/varnel"; }
-    const std::string home = ReadVariable("HOME");
-    return home.empty() ? "" : home + "/.cache/varnel";
+    const std::string cache = LocateUserDirectory("XDG_CACHE_HOME", ".cache");
+    return cache.empty() ? "" : cache + "/varnel";
 }
 
 /// What the answer depends on, as a file's name.
