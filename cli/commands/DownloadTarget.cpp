@@ -75,15 +75,7 @@ void DownloadTarget::OpenFile(const std::string& chosen) {
 }
 
 bool DownloadTarget::Write(const char* bytes, std::size_t count) {
-    while (error == 0 && count > 0) {
-        const ssize_t written = write(file->Get(), bytes, count);
-        if (written < 0) {
-            error = errno == EINTR ? 0 : errno;
-        } else {
-            bytes += written;
-            count -= static_cast<std::size_t>(written);
-        }
-    }
+    if (error == 0 && !WriteAll(file->Get(), bytes, count)) { error = errno; }
     return error == 0;
 }
 

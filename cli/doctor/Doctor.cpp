@@ -5,6 +5,7 @@
 #include <ConfigFile.h>
 #include <EnvironmentVariable.h>
 #include <IdentitySettings.h>
+#include <ProviderClock.h>
 #include <SettingSources.h>
 #include <sys/stat.h>
 
@@ -218,12 +219,12 @@ void CheckService(Findings& findings, const Facts& facts) {
 
 /// Compares this machine's clock with the service's, whose header tells whole seconds.
 void CheckClock(Findings& findings, const std::string& date) {
-    std::tm parts{};
-    if (strptime(date.c_str(), "%a, %d %b %Y %T GMT", &parts) == nullptr) {
+    const auto time = ParseHttpDate(date);
+    if (!time) {
         findings.Add(Health::Ok, "clock", "the service does not tell its time");
         return;
     }
-    const double difference = std::difftime(std::time(nullptr), timegm(&parts));
+    const double difference = std::difftime(std::time(nullptr), *time);
     const bool isLarge = std::abs(difference) > LargeClockDifference;
     findings.Add(
         isLarge ? Health::Warn : Health::Ok, "clock",

@@ -1,5 +1,7 @@
 #include "session/Arguments.h"
 
+#include <HexText.h>
+
 #include <algorithm>
 #include <cctype>
 #include <fstream>
@@ -23,12 +25,6 @@ bool ChangesRequest(char c) {
 bool IsUnreserved(char c) {
     return std::isalnum(static_cast<unsigned char>(c)) != 0 ||
            std::string("-._~!$'()*+,;=:@").find(c) != std::string::npos;
-}
-
-std::string EscapeByte(char c) {
-    constexpr const char* digits = "0123456789ABCDEF";
-    const auto byte = static_cast<unsigned char>(c);
-    return {'%', digits[byte >> 4U], digits[byte & 0x0fU]};
 }
 
 std::string ReadStream(std::istream& stream, const std::string& name) {

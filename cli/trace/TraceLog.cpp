@@ -177,15 +177,7 @@ void TraceLog::Write(const std::string& text, const std::string& end) {
 }
 
 void TraceLog::WriteBytes(const std::string& bytes) {
-    std::size_t written = 0;
-    while (error == 0 && written < bytes.size()) {
-        const ssize_t count = write(output.Get(), &bytes[written], bytes.size() - written);
-        if (count >= 0) {
-            written += static_cast<std::size_t>(count);
-        } else if (errno != EINTR) {
-            error = errno;
-        }
-    }
+    if (error == 0 && !WriteAll(output.Get(), bytes.data(), bytes.size())) { error = errno; }
 }
 
 } // namespace VarnelBase
