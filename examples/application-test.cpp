@@ -1,5 +1,5 @@
-// A test of a host application: its code runs against an emulator in the same process, sees the
-// service fail, and what it has asked for is looked at afterwards.
+// Tests a host application against an emulator in the same process: makes the service fail, and
+// checks the requests afterwards.
 #include <Emulator.h>
 #include <ServiceClient.h>
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 
 namespace {
 
-/// The code under test: starts an execution, and once more when the service was busy.
+/// The code under test: starts an execution, and tries again if the service is busy.
 VarnelBase::Outcome StartPatiently(VarnelBase::ServiceClient& client, const std::string& id) {
     VarnelBase::Outcome started = client.PostExecution(id, VarnelBase::json::object());
     return started.status == 503 ? client.PostExecution(id, VarnelBase::json::object()) : started;

@@ -1,4 +1,4 @@
-// A complete front end: lists every simulation, starts one and waits for it, saves its project, and
+// A complete front end: lists all simulations, starts one, waits for it, saves its project, and
 // says what went wrong.
 //
 //   front-end [SIMULATION DIRECTORY]
@@ -14,7 +14,7 @@ using VarnelBase::Outcome;
 using VarnelBase::SentState;
 using VarnelBase::ServiceClient;
 
-/// What a person has to know about a failure.
+/// What the user must know about a failure.
 int Report(const Outcome& outcome) {
     std::cerr << outcome.message << '\n';
     if (outcome.sent == SentState::MayHaveBeenSent) {

@@ -1,4 +1,4 @@
-// Starts an execution of a simulation with the inputs that it has.
+// Starts an execution of a simulation with its current inputs.
 //
 //   run-execution SIMULATION
 #include <ApiConnector.h>

@@ -1,7 +1,7 @@
-// A host application that calls every operation once and tells what it asked and what came back.
+// A host application that calls every operation once and prints each call and its result.
 //
-// It needs a service with at least one simulation, the emulator say, and deletes the last one of
-// those listed.
+// Needs a service with at least one simulation, such as the emulator, and deletes the last one
+// listed.
 #include <ApiConnector.h>
 
 #include <cstdlib>
@@ -24,7 +24,7 @@ void Tell(const std::string& text) {
     std::cout << '\n' << text << '\n';
 }
 
-/// Says what is called before it is: the library may print a line of its own meanwhile.
+/// Prints the call before making it, because the library may print a line meanwhile.
 template <typename Operation>
 json Show(const std::string& call, Operation operation) {
     std::cout << "  " << call << std::endl;
@@ -104,7 +104,7 @@ void TourProject(ApiConnector& connector) {
     Show("GenerateProject(" + request.dump() + ")", [&] {
         json project = connector.GenerateProject(request);
         if (project.is_object()) {
-            // The file's bytes are no text, so they must not be printed.
+            // The file's bytes are not text, so they must not be printed.
             const std::size_t size = project["body"].get_ref<const std::string&>().size();
             project["body"] = std::to_string(size) + " bytes";
         }

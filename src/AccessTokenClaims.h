@@ -5,14 +5,14 @@
 
 namespace VarnelBase {
 
-/// When a token begins and ends to be valid, in seconds since 1970-01-01 UTC (RFC 7519, section 2).
+/// When a token was issued and expires, in seconds since 1970-01-01 UTC (RFC 7519, section 2).
 struct TokenLifetime {
     std::optional<double> issuedAt; ///< claim "iat"
     std::optional<double> expiry;   ///< claim "exp"
 };
 
 /// Reads the lifetime out of a signed JSON Web Token (RFC 7519) without checking its signature.
-/// Both are none for a text that is no such token.
+/// Both are empty if the text is not such a token.
 TokenLifetime ReadTokenLifetime(const std::string& token);
 
 /// Reads a claim that is a text out of a signed JSON Web Token without checking its signature.

@@ -14,27 +14,27 @@
 
 namespace VarnelBase {
 
-/// From 0.24 on the query of a target is taken apart. From 0.49 on it stays as it is when the whole
-/// target does, which is then up to the caller to escape.
+/// From 0.24 on httplib parses the query of a target. From 0.49 on it can be told to leave the
+/// whole target alone, which the caller must then escape.
 inline constexpr bool EscapesTargets = HttplibRelease >= 2400;
 
-/// From 0.17.1 on header lines go out in another order, from 0.18.2 on with an Accept-Encoding that
-/// invites the service to compress, and from 0.30.2 on with an Expect where the body is large,
-/// which costs a second with a service that ignores it.
+/// From 0.17.1 on header lines are sent in a different order, from 0.18.2 on with an
+/// Accept-Encoding that invites the service to compress, and from 0.30.2 on, for a large body, with
+/// an Expect, which costs a second if the service ignores it.
 inline constexpr bool WritesHeaders = HttplibRelease > 1700;
 
-/// From 0.33 on a header's value arrives as it was sent, before with its "%41" decoded.
+/// Before 0.33 httplib percent-decodes the value of a header; later releases do not.
 inline constexpr bool DecodesHeaderValues = HttplibRelease >= 3300;
 
-/// Escapes what may not stand in a target (space, "+", CR, LF, "'", ",", ";" and bytes from 0x80
-/// up) and ends it at its first NUL byte.
+/// Escapes space, "+", CR, LF, "'", ",", ";" and bytes from 0x80 up, and ends the target at its
+/// first NUL byte.
 std::string EscapeTarget(const std::string& target);
 
-/// Whether a request with an escaped target is sent. From 0.51 on httplib sends none that has a
-/// control character, and waits for the answer nevertheless.
+/// Whether httplib sends a request with this escaped target. From 0.51 on it sends none with a
+/// control character, but waits for the answer.
 bool IsSendable(const std::string& target);
 
-/// Writes a request's header lines in the order of their names, without those that have no value.
+/// Writes the header lines of a request in the order of their names, without empty ones.
 ssize_t WriteHeaders(httplib::Stream& stream, const httplib::Headers& headers);
 
 template <typename Client>
@@ -51,7 +51,7 @@ void KeepHeaderLines([[maybe_unused]] Client& client) {
     }
 }
 
-/// From 0.31 on an answer of more than 100 MiB is lost, unless told otherwise.
+/// From 0.31 on httplib loses an answer of more than 100 MiB unless told otherwise.
 template <typename Client>
 auto LiftBodyLimit(Client& client, int /*preferred*/)
     -> decltype(client.set_payload_max_length(0)) {
@@ -68,7 +68,7 @@ void AdaptClient(Client& client) {
     LiftBodyLimit(client, 0);
 }
 
-/// The target as the release wants it from its caller.
+/// The target in the form that this release expects.
 inline decltype(auto) TargetOf(const std::string& path) {
     if constexpr (EscapesTargets) {
         return EscapeTarget(path);
@@ -106,12 +106,12 @@ private:
     }
 };
 
-/// The value of the first header of that name, decoded; none when the header is absent or empty.
-/// Which of several httplib reports differs, as does whether it knows of an empty one.
+/// The decoded value of the first header of that name; none if the header is missing or empty.
+/// Releases differ in which of several they report, and whether they report an empty one.
 std::optional<std::string> FindFirstHeader(const httplib::Headers& headers,
                                            const std::string& name);
 
-/// From 0.43 on only `tls_context` is there, and before 0.31 only `ssl_context`.
+/// From 0.43 on only `tls_context` exists, before 0.31 only `ssl_context`.
 template <typename Client>
 auto GetTlsContext(const Client& client, int /*preferred*/)
     -> decltype(static_cast<SSL_CTX*>(client.tls_context())) {
@@ -122,7 +122,7 @@ SSL_CTX* GetTlsContext(const Client& client, long /*otherwise*/) {
     return client.ssl_context();
 }
 
-/// OpenSSL's error that ended a connection; later releases take it out of OpenSSL's queue.
+/// The OpenSSL error that ended a connection, which later releases remove from OpenSSL's queue.
 template <typename Result>
 auto GetTlsError(const Result& result, int /*preferred*/)
     -> decltype(static_cast<unsigned long>(result.ssl_backend_error())) {
@@ -133,8 +133,8 @@ unsigned long GetTlsError(const Result& /*result*/, long /*otherwise*/) {
     return ERR_peek_error();
 }
 
-/// Whether httplib can wait for a descriptor. The plain header before 0.20 cannot from FD_SETSIZE
-/// up, unless it is told to use `poll`; a compiled library of a distribution does.
+/// Whether httplib can wait for a descriptor. Before 0.20 the plain header cannot from FD_SETSIZE
+/// up unless compiled to use `poll`, as a distribution's library is.
 bool CanWaitFor(int descriptor);
 
 } // namespace VarnelBase

@@ -8,19 +8,19 @@
 
 namespace VarnelBase {
 
-/// The identity provider could not be asked, or its answer is of no use.
+/// The identity provider could not be reached, or its answer is unusable.
 class IdentityError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// The provider has answered, and said no.
+/// The provider refused.
 class IdentityRefusal : public IdentityError {
 public:
     IdentityRefusal(const std::string& message, bool isSessionOver)
         : IdentityError(message), isOver(isSessionOver) {}
 
-    /// Whether it was a session, which is no more.
+    /// Whether this ends the session.
     bool IsSessionOver() const { return isOver; }
 
 private:
@@ -30,7 +30,7 @@ private:
 /// One request to the identity provider.
 struct IdentityRequest {
     IdentityUrl url;
-    std::string caFile;      ///< certificates (PEM) to trust besides the system's; empty: none
+    std::string caFile;      ///< certificates (PEM) to trust in addition; empty: none
     std::string form;        ///< body of a POST; empty: a GET
     std::string credentials; ///< "NAME:PASSWORD" for HTTP Basic (RFC 7617); empty: none
     std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max();
@@ -44,12 +44,12 @@ struct IdentityAnswer {
     std::string retryAfter; ///< the header "Retry-After"
 };
 
-/// Sends a request once and waits for the answer, 10 s for each step of it and 30 s until its body
-/// is complete, and no step goes on after the deadline; there is no overall limit on receiving a
-/// header that comes byte by byte. TLS 1.2 or later with the
-/// server's certificate and name verified; redirects are not followed.
+/// Sends a request once and waits for the answer: at most 10 s for each step and 30 s until the
+/// body is complete, and no longer than the deadline. There is no overall limit on receiving a
+/// header that arrives byte by byte. Uses TLS 1.2 or later and verifies certificate and host name;
+/// does not follow redirects.
 ///
-/// @throws IdentityError saying where the request was to go and why it failed
+/// @throws IdentityError naming the address and the reason
 IdentityAnswer SendIdentityRequest(const IdentityRequest& request);
 
 } // namespace VarnelBase

@@ -12,10 +12,10 @@ struct IdentityUrl {
     std::string target; ///< path and query; "" for none
 };
 
-/// Takes an address apart (RFC 3986). It must be https, or http on this machine (127.0.0.0/8, ::1,
-/// localhost), since passwords and tokens go there, and have neither user information nor fragment.
+/// Parses an address (RFC 3986). It must be https, or http on this machine (127.0.0.0/8, ::1,
+/// localhost), since passwords and tokens are sent there, without user information and fragment.
 ///
-/// @param name what the address is, for the error's text; the address itself may hold a secret
+/// @param name names the address in the error's text; the address itself may contain a secret
 /// @throws std::runtime_error "NAME: reason"
 IdentityUrl ParseIdentityUrl(const std::string& text, const std::string& name);
 

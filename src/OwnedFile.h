@@ -4,14 +4,14 @@
 
 namespace VarnelBase {
 
-/// Creates a file that says who has created it, unless it exists: of all processes that try, one
-/// succeeds. A file whose creator has ended, as far as that can be told from here, or that is older
-/// than two minutes is removed first.
+/// Creates a file that names its creator, unless it exists: of all processes that try, one
+/// succeeds. First removes a file that is older than two minutes, or whose creator is known to have
+/// ended.
 ///
-/// @return whether it is this process's now
+/// @return whether this process has created it
 bool CreateOwnedFile(const std::string& path);
 
-/// Removes such a file if this process has created it.
+/// Removes the file if this process created it.
 void RemoveOwnedFile(const std::string& path);
 
 } // namespace VarnelBase

@@ -6,8 +6,8 @@
 
 namespace VarnelBase {
 
-/// Which user of this machine has opened a TCP connection from one of its ports to another one;
-/// none: the system does not tell.
+/// The user who opened the TCP connection between two ports of this machine; none if the system
+/// does not tell.
 std::optional<uid_t> FindPeerOwner(int fromPort, int toPort);
 
 } // namespace VarnelBase

@@ -7,35 +7,35 @@
 
 namespace VarnelBase {
 
-/// What reading a file gave.
+/// The result of reading a file.
 struct FileReading {
-    std::string bytes;            ///< the whole content, when there was no problem
-    std::string problem;          ///< why there is none; empty: no problem
-    bool isMissing = false;       ///< the problem: there is nothing of that name
+    std::string bytes;            ///< the whole content, unless there was a problem
+    std::string problem;          ///< why it could not be read; empty: no problem
+    bool isMissing = false;       ///< the problem: no such file
     bool lacksDescriptor = false; ///< the problem: too many files are open
-    bool isPrivate = false;       ///< the file is this user's, without permissions for anybody else
+    bool isPrivate = false;       ///< the file is this user's and accessible to nobody else
 };
 
 enum class SymbolicLinks { Follow, Refuse };
 
-/// Reads a regular file whole; never waits on a pipe or a device that has its name.
+/// Reads a whole regular file; never blocks on a pipe or a device of that name.
 ///
 /// @param maxBytes a larger file is a problem
 FileReading ReadRegularFile(const std::string& path, std::size_t maxBytes, SymbolicLinks links);
 
-/// Creates a directory for this user alone (0700) and those above it that are missing, and takes
-/// away what others may do in an existing one. Root gets none below a directory of another user,
-/// whom it would lock out of it.
+/// Creates a directory that only this user can access (0700), and missing ones above it; makes an
+/// existing one private. Root must not do so below another user's directory: it would lock that
+/// user out.
 ///
 /// @throws std::system_error naming the directory
 void CreatePrivateDirectory(const std::string& path);
 
-/// A file (0600) that is to take the place of whatever has its name, made beside it beforehand with
-/// room on the disk. Removed again unless it is finished.
+/// A new file (0600), with space reserved on the disk, that will replace the file of that name.
+/// Removed again unless it is finished.
 class FileReplacement {
 public:
     /// @param directory an existing directory
-    /// @param size      how many bytes to make room for; 0: none
+    /// @param size      bytes to reserve; 0: none
     /// @throws std::system_error naming the file
     FileReplacement(const std::string& directory, const std::string& fileName, std::size_t size);
     ~FileReplacement();
@@ -44,7 +44,7 @@ public:
 
     const std::string& GetPath() const { return path; }
 
-    /// Does once what `ReplacePrivateFile` says.
+    /// Writes and renames it as `ReplacePrivateFile` does. Call it once.
     void Finish(const std::string& bytes);
 
 private:
@@ -56,16 +56,16 @@ private:
     bool isDone = false;
 };
 
-/// Puts a file (0600) with these bytes in the place of whatever has the name, all at once: whoever
-/// opens the name finds the old content or the new one, whole, whenever the machine stops.
+/// Replaces a file (0600) atomically: whoever opens it finds the whole old or the whole new
+/// content, even after a power failure.
 ///
 /// @param directory an existing directory
-/// @throws std::system_error naming the file; it is as it was then, unless all that failed was to
-///         make the replacement last
+/// @throws std::system_error naming the file, which is then unchanged unless only the last step,
+///         making the replacement durable, failed
 void ReplacePrivateFile(const std::string& directory, const std::string& name,
                         const std::string& bytes);
 
-/// Removes such a file, and what writers that were killed have left of it; neither need be there.
+/// Removes such a file and the leftovers of killed writers, if any.
 ///
 /// @throws std::system_error naming the file
 void RemovePrivateFile(const std::string& directory, const std::string& name);

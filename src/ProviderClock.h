@@ -15,19 +15,19 @@ struct ClockReading {
 /// The time in a "Date" header (RFC 9110, section 5.6.7, IMF-fixdate); none for another text.
 std::optional<std::time_t> ParseHttpDate(const std::string& date);
 
-/// Takes the difference between this machine's clock and the provider's from an answer's "Date"
-/// header that has just come. Another text changes nothing.
+/// Learns the difference between this machine's clock and the provider's from the "Date" header of
+/// an answer that has just arrived. Ignores a malformed date.
 void LearnProviderClock(const std::string& date);
 
-/// What was learned; none: nothing yet.
+/// The last reading; none if there is none yet.
 std::optional<ClockReading> FindProviderClock();
 
-/// Puts back what an earlier process has learned, unless there is something newer. A reading from
-/// this machine's future was made before the clock was set, and means nothing any more.
+/// Restores a reading of an earlier process, unless a newer one exists. Ignores a reading from the
+/// future: this machine's clock has been set since.
 void RestoreProviderClock(const ClockReading& reading);
 
-/// The provider's time, which tokens are issued by: this machine's until an answer has told better.
-/// The difference is the whole process's, for it belongs to the machine's clock.
+/// The provider's time, by which tokens expire; this machine's time until an answer has been read.
+/// The whole process shares the difference.
 std::time_t ReadProviderClock();
 
 } // namespace VarnelBase

@@ -15,15 +15,14 @@ struct Setting {
     std::string origin;
 };
 
-/// The configuration file as it was when it was read.
+/// The configuration file, as read.
 struct SettingFile {
     std::string path;
     ConfigEntries entries;
 };
 
-/// One operation's reading of the settings: while it exists, whatever this thread asks of the
-/// configuration file is answered from one reading of it, so that an edit meanwhile cannot mix two
-/// configurations. An operation within another one shares the outer one's reading.
+/// While it exists, this thread opens the configuration file at most once, so that an edit during
+/// an operation cannot mix two configurations. An operation within another shares its reading.
 class SettingsReading {
 public:
     SettingsReading();
@@ -34,9 +33,9 @@ public:
 
 /// The configuration file and the environment variables.
 ///
-/// Settings go by their names in the file ("apiHost"); the variable of that one is VARNEL_API_HOST.
-/// A variable goes before the file's entry for the environment, which goes before the file's top
-/// level. An empty variable counts as unset.
+/// Settings are named as in the file ("apiHost", whose variable is VARNEL_API_HOST). Precedence:
+/// variable, the file's entry for the environment, the file's top level. An empty variable counts
+/// as unset.
 class SettingSources {
 public:
     /// Reads the file, unless this thread's operation has read it already.
@@ -44,10 +43,10 @@ public:
     /// @throws std::runtime_error naming the file (see ReadConfigFile)
     SettingSources();
 
-    /// The environment that was chosen, as it was written; none: nobody chose one.
+    /// The chosen environment as written; none if none is chosen.
     std::optional<Setting> FindEnvironment() const;
 
-    /// What was set for one environment; none: the built-in value holds.
+    /// What is set for one environment; none if the built-in value applies.
     std::optional<Setting> Find(const std::string& name, Environment environment) const;
 
 private:
@@ -56,23 +55,23 @@ private:
 
 /// The environment's name in the file: "local", "staging" or "production".
 ///
-/// @throws std::invalid_argument when the value is none of the three
+/// @throws std::invalid_argument when the value is not one of the three
 std::string NameEnvironment(Environment environment);
 
-/// The environment of that name, in letters of any case; none: there is no such one.
+/// The environment of that name, in any case; none if the name is unknown.
 std::optional<Environment> FindEnvironmentNamed(const std::string& name);
 
 /// A number in decimal digits.
 ///
-/// @throws std::runtime_error naming the origin when the text is no number from 1 to `max`
+/// @throws std::runtime_error naming the origin when the text is not a number from 1 to `max`
 unsigned int ParseNumber(const Setting& setting, unsigned int max);
 
-/// 1, true, yes, on or 0, false, no, off, in letters of any case.
+/// 1, true, yes, on or 0, false, no, off, in any case.
 ///
-/// @throws std::runtime_error naming the origin when the text is none of these
+/// @throws std::runtime_error naming the origin when the text is something else
 bool ParseFlag(const Setting& setting);
 
-/// Throws std::runtime_error "ORIGIN: reason". The text itself is left out: it may be a secret.
+/// Throws std::runtime_error "ORIGIN: reason", without the text, which may be a secret.
 [[noreturn]] void RejectSetting(const Setting& setting, const std::string& reason);
 
 } // namespace VarnelBase

@@ -4,11 +4,11 @@
 
 namespace VarnelBase {
 
-/// What became of a session at the provider.
+/// What happened to a session at the provider.
 enum class Revocation {
     NothingStored,
     Revoked,
-    NotOffered, ///< the provider offers no such thing, or none is configured
+    NotOffered, ///< the provider does not offer it, or none is configured
     Failed,
 };
 
@@ -17,8 +17,7 @@ struct SignOutReport {
     std::string problem; ///< why it failed
 };
 
-/// Ends the stored session: at the provider where that is offered (RFC 7009), and in any case on
-/// this machine.
+/// Ends the stored session on this machine and, if offered, at the provider (RFC 7009).
 ///
 /// @throws std::runtime_error when the settings cannot be read or the file cannot be removed
 SignOutReport SignOut();

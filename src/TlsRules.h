@@ -6,15 +6,15 @@
 
 namespace VarnelBase {
 
-/// Has a connection be TLS 1.2 or later, and the server's certificate name the host, by OpenSSL's
-/// own check (HTTP libraries' own accept some wrong names).
+/// Requires TLS 1.2 or later, and a certificate for the host by OpenSSL's check (those of HTTP
+/// libraries accept some wrong names).
 ///
-/// @return false when that cannot be set
+/// @return false if that cannot be set
 bool RequireTlsHost(SSL_CTX* context, const std::string& host);
 
-/// Trusts the certificates (PEM) of a file besides the others.
+/// Trusts the certificates (PEM) in a file in addition to the others.
 ///
-/// @return false when it holds none that can be read
+/// @return false if no certificate can be read from it
 bool TrustCaFile(SSL_CTX* context, const std::string& caFile);
 
 } // namespace VarnelBase

@@ -7,7 +7,7 @@
 
 namespace VarnelBase {
 
-/// Where the tokens of one environment, provider, client, user and scope lie.
+/// The token file of one environment, provider, client, user and scope.
 struct TokenFile {
     std::string directory; ///< empty: no directory is set
     std::string name;
@@ -22,16 +22,16 @@ std::string LocateTokenDirectory();
 /// Throws std::runtime_error when the file has no directory.
 void RequireTokenDirectory(const TokenFile& file);
 
-/// The file in that directory, under a name that tells nothing.
+/// The file in that directory; its name is a hash and reveals nothing.
 TokenFile LocateTokenFile(const EnvConfig& config, const IdentitySettings& identity);
 
 /// Whether it is the file that `TokenStore` uses now.
 bool IsStoreFile(const TokenFile& file);
 
-/// Whether a token may go into a header: 0x21 to 0x7E alone, so that it cannot end the line.
+/// Whether a token is safe in a header: only 0x21 to 0x7E, so that it cannot end the line.
 bool IsAccessTokenText(const std::string& text);
 
-/// Whether a text may be a refresh token: 0x20 to 0x7E alone (RFC 6749, appendix A.17).
+/// Whether a text may be a refresh token: only 0x20 to 0x7E (RFC 6749, appendix A.17).
 bool IsRefreshTokenText(const std::string& text);
 
 } // namespace VarnelBase

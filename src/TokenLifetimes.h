@@ -6,14 +6,14 @@
 
 namespace VarnelBase {
 
-/// Keeps for this process what a token answer said about a token's lifetime, which an opaque token
-/// does not say itself. By the provider's clock.
+/// Remembers in this process the lifetime in a token answer, which an opaque token does not state,
+/// by the provider's clock.
 void KeepTokenLifetime(const std::string& token, const TokenLifetime& lifetime);
 
-/// What was kept about a token; nothing: nothing was.
+/// The remembered lifetime of a token; empty if there is none.
 TokenLifetime FindKeptLifetime(const std::string& token);
 
-/// The lifetime that the token itself states, else the one that was kept.
+/// The lifetime that the token states, else the remembered one.
 TokenLifetime FindTokenLifetime(const std::string& token);
 
 } // namespace VarnelBase

@@ -8,9 +8,9 @@
 
 namespace VarnelBase {
 
-/// Room on the disk for tokens that the provider is about to be asked for, so that an answer that
-/// cannot be asked for again is not lost to a full disk or a home that cannot be written to. The
-/// next tokens that this thread writes to the file go there.
+/// Reserves space on the disk before tokens are requested, so that tokens that are issued only once
+/// are not lost to a full or read-only disk. The next tokens that this thread writes to the file
+/// use it.
 class TokenPlace {
 public:
     /// @throws std::system_error saying why there is no place
@@ -25,11 +25,11 @@ private:
     std::unique_ptr<FileReplacement> replacement;
 };
 
-/// The most that a token file holds.
+/// The largest token file.
 constexpr std::size_t MaxTokenFileBytes = 1 << 16;
 
-/// Replaces the file's content, in the place that was made for it if there is one. Where that
-/// fails, tries once more with a new file: the provider may honour no older tokens than these.
+/// Replaces the file's content, using the reserved space if any. If that fails, tries once more
+/// with a new file, since the provider may no longer accept the old tokens.
 ///
 /// @throws std::system_error saying why it cannot be written
 void WriteTokenFile(const TokenFile& tokenFile, const std::string& bytes);

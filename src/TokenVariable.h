@@ -4,10 +4,10 @@
 
 namespace VarnelBase {
 
-/// The token in VARNEL_TOKEN; empty when there is none. Clears the session's token if there is one:
-/// it must not come back after a login, nor make this thread parse both with each request.
+/// The token in VARNEL_TOKEN; empty if not set. If set, clears the session's token, which must not
+/// return after a login, nor make this thread parse both on each request.
 ///
-/// @throws std::runtime_error when it cannot be used, saying why
+/// @throws std::runtime_error when it is unusable, saying why
 std::string TakeTokenVariable(std::string& sessionToken);
 
 } // namespace VarnelBase
