@@ -285,7 +285,7 @@ TEST_F(ScriptedCommandTest, ListsTellWhatTheyLeaveOut) {
     const std::string one =
         R"({"items":[{"id":"a","state":"x"},{"id":"b","state":"y"}],"total":4})";
     const std::string overlapping =
-        R"({"items":[{"id":"b","state":"y"},{"id":"c","state":"x"}],"total":4})";
+        R"({"items":[{"id":"b","state":"z"},{"id":"c","state":"x"}],"total":4})";
     const std::string two = R"({"items":[{"id":"c","state":"x"},{"id":"d"}],"total":4})";
     const std::string last = R"({"items":[{"id":"d"}],"total":4})";
     const std::string none = R"({"items":[],"total":4})";

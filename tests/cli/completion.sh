@@ -109,7 +109,7 @@ varnel-emulator exec -- bash -c '
     expect "varnel simulation show sim-b" "sim-bridge"
     expect "varnel execution watch sim-bridge " "exe-1 exe-2"
     expect "varnel user delete --yes usr-" "usr-1 usr-2"
-    asked=$(curl -s "$VARNEL_EMULATOR_URL/_local/requests" | jq length)
+    asked=$(curl -s "$VARNEL_EMULATOR_URL/_local/requests" | jq .total)
     [[ $asked -eq 3 ]] || complain service "each list twice" "$asked requests" "3 requests"
     export VARNEL_API_PORT=1 VARNEL_TOKEN=
     expect "varnel simulation show sim-b" ""
