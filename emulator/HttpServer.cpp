@@ -35,6 +35,7 @@ Acceptor Listen(asio::io_context& loop, const ServerAddress& address) {
                  .begin();
         Acceptor acceptor(loop.get_executor(), endpoint.protocol());
         fcntl(acceptor.native_handle(), F_SETFD, FD_CLOEXEC);
+        acceptor.native_non_blocking(true); // accept4 is called until nobody waits
         acceptor.set_option(Tcp::acceptor::reuse_address(true));
         acceptor.set_option(Tcp::no_delay(true)); // which the connections inherit
         acceptor.bind(endpoint);
