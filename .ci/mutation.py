@@ -1,0 +1,170 @@
+#!/usr/bin/env python3
+"""Changes the code in one place at a time and says which changes the tests let through.
+
+    .ci/mutation.py [--count N] [--seed N] [--jobs N] [DIRECTORY...]
+
+N changes are drawn from the sources in the directories: src, client, cli, emulator and study if none is given. One
+that does not compile, or that leaves the machine code as it is, does not count, and another is drawn. Takes some
+20 s to two minutes for each change; clones, in which it builds, are made in $TMPDIR and deleted afterwards.
+"""
+
+import argparse
+import hashlib
+import os
+import random
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
+from queue import Queue
+
+# The tests that are to notice a change of a directory, the quickest first.
+TESTS = {
+    "src": ["settings", "connector", "wire", "hostile", "identity"],
+    "client": ["client", "cli"],
+    "cli": ["cli"],
+    "emulator": ["emulator", "client"],
+    "study": ["study", "cli"],
+}
+
+# What is looked for, and what takes its place. The code's format tells operators from the brackets of templates.
+OPERATORS = [
+    (r" == ", " != "), (r" != ", " == "), (r" < ", " <= "), (r" <= ", " < "), (r" > ", " >= "), (r" >= ", " > "),
+    (r" && ", " || "), (r" \|\| ", " && "), (r" \+ ", " - "), (r" - ", " + "), (r" \+= ", " -= "),
+    (r"\btrue\b", "false"), (r"\bfalse\b", "true"), (r"(?<=\()!(?=\w)", ""), (r"\+\+", "--"),
+    (r"\b(continue|break);", ";"),
+    (r"(?<![\w.'])[1-9]\d*(?![\w.'])", lambda number: str(int(number.group()) + 1)),
+    (r"\bif \((?=[\w.:>()-]+\) )", "if (!"),
+]
+CALL = re.compile(r"^\s+(?!return\b|throw\b|case\b|delete\b|else\b)[\w.:>-]+\([^;{}]*\);$")
+NO_CODE = re.compile(r"^\s*(#|template\b|static_assert\b|using\b|//)")
+LITERAL = re.compile(r'"(?:[^"\\]|\\.)*"|\'(?:[^\'\\]|\\.)+\'|//.*')
+
+
+def find_changes(file):
+    """Each change of the file: number of the line (from 0), and the line that takes its place."""
+    is_raw = False  # within a literal of several lines
+    for number, line in enumerate(file.read_text().splitlines()):
+        if is_raw or 'R"' in line:
+            is_raw = (is_raw or 'R"' in line) and ')"' not in line.split('R"')[-1]
+            continue
+        if NO_CODE.match(line):
+            continue
+        code = LITERAL.sub(lambda literal: " " * len(literal.group()), line)
+        for pattern, replacement in OPERATORS:
+            for match in re.finditer(pattern, code):
+                new = replacement(match) if callable(replacement) else replacement
+                yield number, line[: match.start()] + new + line[match.end():]
+        if CALL.match(line) and CALL.match(code.rstrip()):
+            yield number, ""
+
+
+class Clone:
+    """A clone of the last commit with its build, in which changes are tried one after the other."""
+
+    def __init__(self, source, work, name):
+        self.root = work / name
+        run("git", "clone", "--quiet", source, self.root)
+        run("cmake", "--preset", "dev", cwd=self.root)
+        self.build()
+        self.code = self.hash_code()
+
+    def build(self):
+        return subprocess.run(["cmake", "--build", "--preset", "dev"], cwd=self.root, capture_output=True).returncode == 0
+
+    def hash_code(self):
+        """What the objects hold, but for what is told to debuggers."""
+        codes = {}
+        for file in (self.root / "build/dev").rglob("*.o"):
+            bare = self.root / "bare.o"
+            run("objcopy", "--strip-debug", file, bare)
+            codes[file] = hashlib.sha256(bare.read_bytes()).digest()
+        return codes
+
+    def passes(self, tests):
+        for name in tests:
+            command = ["ctest", "--test-dir", f"build/dev/tests/{name}", "--stop-on-failure", "--timeout", "120"]
+            if subprocess.run(command, cwd=self.root, capture_output=True).returncode != 0:
+                return False
+        return True
+
+    def judge(self, file, number, line, tests):
+        """Whether the tests notice the change; None if it is none."""
+        target = self.root / file
+        text = target.read_text()
+        lines = text.splitlines()
+        lines[number] = line
+        target.write_text("\n".join(lines) + "\n")
+        try:
+            if not self.build() or self.hash_code() == self.code:
+                return None
+            return not self.passes(tests)
+        finally:
+            target.write_text(text)
+
+
+def run(*command, cwd=None):
+    subprocess.run(command, cwd=cwd, check=True, stdout=subprocess.DEVNULL)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--count", type=int, default=200, help="how many changes are to count")
+    parser.add_argument("--seed", type=int, default=1, help="another one draws other changes")
+    parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="how many clones work at once")
+    parser.add_argument("directories", nargs="*", choices=[*TESTS, []], metavar="DIRECTORY")
+    options = parser.parse_args()
+
+    source = Path(__file__).resolve().parent.parent
+    os.environ["CMAKE_BUILD_PARALLEL_LEVEL"] = os.environ["CTEST_PARALLEL_LEVEL"] = "1"
+    changes = [
+        (file.relative_to(source), number, line, TESTS[directory])
+        for directory in options.directories or TESTS
+        for file in sorted((source / directory).rglob("*"))
+        if file.suffix in (".cpp", ".h")
+        for number, line in find_changes(file)
+    ]
+    random.Random(options.seed).shuffle(changes)
+    drawn = iter(changes)
+
+    work = Path(tempfile.mkdtemp(prefix="mutation-"))
+    counted = []
+    try:
+        with ThreadPoolExecutor(options.jobs) as pool:
+            clones = Queue()
+            for clone in pool.map(lambda name: Clone(source, work, str(name)), range(options.jobs)):
+                clones.put(clone)
+            every = sorted({name for tests in TESTS.values() for name in tests})
+            if not clones.queue[0].passes(every):
+                sys.exit("mutation: the tests fail without any change")
+
+            def judge(change):
+                clone = clones.get()
+                try:
+                    return change, clone.judge(*change)
+                finally:
+                    clones.put(clone)
+
+            while len(counted) < options.count:
+                batch = [change for _, change in zip(range(min(options.jobs, options.count - len(counted))), drawn)]
+                if not batch:
+                    break
+                for (file, number, line, _), is_noticed in pool.map(judge, batch):
+                    if is_noticed is None:
+                        continue
+                    counted.append(is_noticed)
+                    if not is_noticed:
+                        old = (source / file).read_text().splitlines()[number].strip()
+                        print(f"let through: {file}:{number + 1}: {old}\n    as: {line.strip() or '(nothing)'}", flush=True)
+    finally:
+        shutil.rmtree(work, ignore_errors=True)
+    if not counted:
+        sys.exit("mutation: nothing to change in these directories")
+    print(f"{sum(counted)} of {len(counted)} changes noticed, {100 * sum(counted) / len(counted):.0f} %")
+
+
+if __name__ == "__main__":
+    main()
