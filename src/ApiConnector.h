@@ -9,7 +9,8 @@
 #include "BuildGuard.h"
 #include "EnvConfig.h"
 
-// Set for users of an installed library: the release it was built with (3.12.0 as 31200).
+// Defined for users of an installed library: the release of json it was built with (3.12.0 as
+// 31200).
 #ifdef VARNELBASE_JSON_RELEASE
 #if NLOHMANN_JSON_VERSION_MAJOR * 10000 + NLOHMANN_JSON_VERSION_MINOR * 100 + \
         NLOHMANN_JSON_VERSION_PATCH !=                                        \
@@ -34,16 +35,16 @@ using SimulationNamesListType = std::set<std::string>;
 /// A simulation's document.
 using SimulationDataType = json;
 
-/// The client of one deployment of the simulation service.
+/// Sends requests to one deployment of the simulation service.
 ///
 /// Each operation sends one HTTP/1.1 request over a new connection and blocks the calling thread
 /// until the answer is complete or the HTTP library times out (connecting 300 s, writing 5 s,
 /// reading 5 s, or 300 s with cpp-httplib from 0.18). Requests are plain HTTP and carry the access
 /// token as a bearer token (RFC 6750, section 2.1).
 ///
-/// Identifiers and the scope are inserted into the request target unchanged. Only space, "+", CR,
-/// LF, "'", ",", ";" and bytes from 0x80 up are escaped. A "/", "?", "&", "#" or "%" changes the
-/// request; a NUL byte ends the target.
+/// Identifiers and the scope are not fully escaped in the request target: only space, "+", CR, LF,
+/// "'", ",", ";" and bytes from 0x80 up are. A "/", "?", "&", "#" or "%" changes the request; a NUL
+/// byte ends the target.
 ///
 /// An operation reports failure only through its result: null, an empty set, or nothing at all.
 /// These exceptions reach the caller: std::runtime_error from finding the token or the host,
@@ -53,22 +54,23 @@ using SimulationDataType = json;
 /// neither copied nor moved.
 class ApiConnector {
 public:
-    /// Connects to the environment that VARNEL_ENVIRONMENT or the configuration file chooses, else
-    /// to `Local`. Offline, it prints one line on standard output.
+    /// A connector for the environment that VARNEL_ENVIRONMENT or the configuration file chooses,
+    /// else for `Local`. When offline, it prints one line on standard output.
     ///
     /// @throws what reading the settings throws (see EnvConfig)
     ApiConnector();
 
-    /// Connects to the given environment, but with the token of the one that `ApiConnector()` would
-    /// choose. Make sure that both are the same, or use `ApiConnector()`.
+    /// A connector for the given environment, which sends the token of the environment that
+    /// `ApiConnector()` would choose. Make sure that both are the same, or use `ApiConnector()`.
     ///
     /// @throws what reading the settings throws (see EnvConfig)
     ApiConnector(Environment environment);
 
     ~ApiConnector();
 
-    /// Host of the next request, without scheme and port: "group.host", or only the configured
-    /// host; empty when offline. Not thread-safe: it caches the host until the token changes.
+    /// Host of the next request, without scheme and port: "GROUP.HOST", or only the configured
+    /// HOST; empty when offline. The host is cached until the token changes, so this is not
+    /// thread-safe.
     ///
     /// @throws what AuthHandler's `GetApiKey` and `GetFirstGroup` throw
     std::string GetHostname();
@@ -76,13 +78,13 @@ public:
     /// TCP port of every request.
     unsigned int GetPort();
 
-    /// The access token, also when offline. Empty: requests carry none.
+    /// The access token, also when offline; empty if requests carry none.
     ///
     /// @throws what AuthHandler's `GetApiKey` throws
     std::string GetApiKey();
 
-    /// Signs in and returns the access token; may open a browser and wait for a person. Offline it
-    /// returns the stored token or "".
+    /// Signs in and returns the access token; may open a browser and wait for a person. When
+    /// offline, returns the stored token or "".
     ///
     /// @throws what AuthHandler's `Login` throws
     std::string Login();
@@ -90,13 +92,13 @@ public:
     /// The environment that the connector was built for.
     Environment GetEnvironment() const;
 
-    /// Whether every operation returns its offline value at once, without a request.
+    /// Whether the connector is offline: every operation returns at once, without a request.
     bool IsOffline() const;
 
     /// Reads the service's version: GET /version.
     ///
-    /// @return the service's document; offline the array ["0.4.1"]. Null when unanswered, when
-    ///         the status is not 200, or when the body is not one JSON value.
+    /// @return the service's document; when offline, the array ["0.4.1"]. Null when unanswered,
+    ///         when the status is not 200, or when the body is not one JSON value.
     /// @throws what `GetHostname` throws
     json GetVersion();
 
@@ -118,8 +120,8 @@ public:
     /// Lists one page of simulations: GET /simulations.
     ///
     /// @param scope  which simulations, in the service's terms ("user": the caller's own)
-    /// @param limit  entries wanted, sent unchanged, also zero and negative
-    /// @param offset entries to skip, counted from 0, sent unchanged
+    /// @param limit  number of entries wanted; sent unchanged, even if zero or negative
+    /// @param offset number of entries to skip; sent unchanged
     /// @return the service's document. Null when offline or unanswered, when the status is not 200,
     ///         or when the body is not one JSON value.
     /// @throws what `GetHostname` throws
@@ -133,7 +135,7 @@ public:
     json GetSimulationData(const std::string& simulationId);
 
     /// Deletes a simulation: DELETE /simulations/{simulationId}. Does not report whether it
-    /// succeeded. Does nothing offline.
+    /// succeeded. Does nothing when offline.
     ///
     /// @throws what `GetHostname` throws
     void DeleteSimulation(const std::string& simulationId);
@@ -146,25 +148,25 @@ public:
     json GetSimulationInputs(const std::string& simulationId);
 
     /// Replaces a simulation's inputs: POST /simulations/{simulationId}/inputs. Does not report
-    /// whether it succeeded. Does nothing offline.
+    /// whether it succeeded. Does nothing when offline.
     ///
-    /// @param simulationId inserted into the path unchanged
+    /// @param simulationId inserted into the path
     /// @param inputs       the whole document, sent unchanged
     /// @throws json::type_error when a string in `inputs` is not UTF-8; what `GetHostname` throws
     void PostSimulationInputs(const std::string& simulationId, const json& inputs);
 
-    /// Identifiers of the caller's simulations: the "id" members of the first page of 50, from
+    /// Identifiers of the caller's simulations: the "id" of each of the "items" of
     /// `GetSimulations("user", 50, 0)`. Reads no further page.
     ///
-    /// @return empty when the page is, and also when that call returns null or a document without
+    /// @return empty when the page is empty, and when that call returns null or a document without
     ///         "items"
     /// @throws json::type_error when an "id" is not a string; what `GetHostname` throws
     SimulationNamesListType GetSimulationNames();
 
-    /// The inputs of a simulation before it is executed: the same as `GetSimulationInputs`.
+    /// The same as `GetSimulationInputs`.
     SimulationDataType GetSimulationPreexecutionData(const std::string& simulationName);
 
-    /// Starts an execution: `PostExecution` without its result. Despite its name it stores nothing.
+    /// Starts an execution: `PostExecution` without its result. Stores nothing, despite its name.
     ///
     /// @param simulationName the simulation's identifier
     /// @param simulationData not changed
@@ -174,24 +176,24 @@ public:
 
     /// Lists one page of a simulation's executions: GET /simulations/{simulationId}/executions.
     ///
-    /// @param simulationId inserted into the path unchanged; "/" and "?" in it change the request
-    /// @param limit        entries wanted, sent unchanged, also zero and negative
-    /// @param offset       entries to skip, counted from 0, sent unchanged
+    /// @param simulationId inserted into the path; "/" and "?" in it change the request
+    /// @param limit        number of entries wanted; sent unchanged, even if zero or negative
+    /// @param offset       number of entries to skip; sent unchanged
     /// @return the service's document. Null when offline or unanswered, when the status is not 200,
     ///         or when the body is not one JSON value.
     /// @throws what `GetHostname` throws
     json GetExecutions(const std::string& simulationId, int limit, int offset);
 
-    /// Starts an execution: POST /simulations/{simulationId}/executions. After a 201 it prints the
-    /// simulation's address in the web interface on standard output, even if the answer's document
-    /// cannot be read.
+    /// Starts an execution: POST /simulations/{simulationId}/executions. If the status is 201, it
+    /// prints a link to the simulation in the web interface on standard output, even if the result
+    /// is null.
     ///
-    /// @param simulationId inserted into the path and the link unchanged
+    /// @param simulationId inserted into the path and, unchanged, into the link
     /// @param data         the document that the execution starts from, sent unchanged
     /// @return the service's document. Null when offline or unanswered, when the status is not 201
     ///         (200 included), or when the body is not one JSON value.
-    /// @throws json::type_error when a string in `data` is not UTF-8; what `GetHostname` throws,
-    ///         which runs again for the link after the request
+    /// @throws json::type_error when a string in `data` is not UTF-8; what `GetHostname` throws. It
+    ///         is called again for the link: if it throws then, the execution has started.
     json PostExecution(const std::string& simulationId, const json& data);
 
     /// Reads one execution: GET /simulations/{simulationId}/executions/{executionId}.
@@ -204,18 +206,18 @@ public:
     /// Has the service generate a project file: POST /generateProject.
     ///
     /// @param request describes the project; sent unchanged
-    /// @return an object: "status" is "ok"; "body" holds the file's bytes, so that `dump()` throws
-    ///         unless they are UTF-8; "filename" is the value of the answer's first
-    ///         Content-Disposition header (RFC 6266), percent-decoded, up to its first NUL byte,
-    ///         and missing without that header. Null when offline or unanswered, or when the status
-    ///         is not 200.
+    /// @return an object. "status" is "ok". "body" contains the file's bytes; `dump()` throws if
+    ///         they are not UTF-8. "filename" is the value of the answer's first
+    ///         Content-Disposition header (RFC 6266), percent-decoded, up to its first NUL byte; it
+    ///         is missing if that header is missing or empty. Null when offline or unanswered, or
+    ///         when the status is not 200.
     /// @throws json::type_error when a string in `request` is not UTF-8; what `GetHostname` throws
     json GenerateProject(const json& request);
 
     /// Lists one page of users: GET /users.
     ///
-    /// @param limit  entries wanted, sent unchanged, also zero and negative
-    /// @param offset entries to skip, counted from 0, sent unchanged
+    /// @param limit  number of entries wanted; sent unchanged, even if zero or negative
+    /// @param offset number of entries to skip; sent unchanged
     /// @return the service's document. Null when offline or unanswered, when the status is not 200,
     ///         or when the body is not one JSON value.
     /// @throws what `GetHostname` throws
@@ -243,7 +245,7 @@ public:
     json UpdateUser(const std::string& userId, const std::string& role);
 
     /// Deletes a user: DELETE /users/{userId}. Does not report whether it succeeded. Does nothing
-    /// offline.
+    /// when offline.
     ///
     /// @throws what `GetHostname` throws
     void DeleteUser(const std::string& userId);

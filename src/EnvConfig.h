@@ -15,16 +15,16 @@ enum class Environment : int {
 ///
 /// A setting comes from its environment variable, else from the configuration file, else from a
 /// built-in value. The file is $VARNEL_CONFIG, else $XDG_CONFIG_HOME/varnel/config.json, else
-/// ~/.config/varnel/config.json; only the first of these must exist.
+/// ~/.config/varnel/config.json. If VARNEL_CONFIG is set, its file must exist.
 ///
-/// Several threads may copy and read an object. Constructors read the process environment: no other
-/// thread may change it (`setenv`) meanwhile.
+/// Several threads may copy and read an object. The constructors read environment variables: no
+/// other thread may change them (`setenv`) meanwhile.
 class EnvConfig {
 public:
     /// Settings of the environment that VARNEL_ENVIRONMENT names, else the file's "environment",
     /// else `Local`.
     ///
-    /// @throws std::runtime_error naming the variable, or the file and key, that is unusable
+    /// @throws std::runtime_error naming the variable, or the file and key, at fault
     EnvConfig();
 
     /// Settings of the given environment. If VARNEL_ENVIRONMENT names a different one, the
@@ -32,14 +32,14 @@ public:
     /// VARNEL_OFFLINE always applies.
     ///
     /// @throws std::invalid_argument when the value is not one of the three
-    /// @throws std::runtime_error naming the variable, or the file and key, that is unusable
+    /// @throws std::runtime_error naming the variable, or the file and key, at fault
     explicit EnvConfig(Environment deployment);
 
     /// The environment that the settings belong to.
     Environment GetEnvironment() const { return environment; }
 
-    /// Host name or address of the service, without scheme, port and path. Empty if the file says
-    /// so.
+    /// Host name or address of the service, without scheme, port and path. Empty if the file sets
+    /// it to "": cpp-httplib then connects to this machine.
     const std::string& GetApiHost() const { return apiHost; }
 
     /// TCP port of the service, 1 to 65535.
@@ -51,13 +51,13 @@ public:
     /// User name for signing in without a browser; empty if not set.
     const std::string& GetUsername() const;
 
-    /// Password for that user, a secret; empty if not set.
+    /// Password of that user, a secret; empty if not set.
     const std::string& GetPassword() const;
 
     /// Whether both user name and password are set.
     bool HasCredentials() const;
 
-    /// Whether the connector must stay off the network.
+    /// Whether the connector is offline: it sends no request.
     bool IsOffline() const { return offline; }
 
 private:

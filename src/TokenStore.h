@@ -13,24 +13,23 @@ struct TokenSet {
 /// Stores one token pair per environment, identity provider, client, user and scope, readable only
 /// by this user.
 ///
-/// The file lies in $XDG_STATE_HOME/varnel/tokens, else ~/.local/state/varnel/tokens. The settings
-/// of `EnvConfig()`'s environment, read on each call, determine its name. Directory and file are
-/// private (0700, 0600). Objects have no state: all of them, in all threads and processes, see the
-/// same pair, always whole, the old or the new one.
+/// The file is in $XDG_STATE_HOME/varnel/tokens, else in ~/.local/state/varnel/tokens. Its name
+/// follows from the settings of `EnvConfig()`'s environment, which are read on each call. Directory
+/// and file are private (0700, 0600). Objects have no state: in all threads and processes they see
+/// the same pair, either the old or the new one, never a mixture.
 class TokenStore {
 public:
     TokenStore();
     ~TokenStore(); // NOLINT(performance-trivially-destructible): part of the interface
 
-    /// Returns the stored pair, or two empty strings if there is no file, or if the file is
-    /// damaged, not regular, another user's, or accessible to others. Such a file is left
-    /// unchanged.
+    /// Returns the stored pair, or two empty strings if no file exists, or if it is damaged, not
+    /// regular, another user's, or accessible to others. Such a file is left unchanged.
     ///
     /// @throws std::runtime_error when the settings cannot be read
     TokenSet Load();
 
-    /// Replaces the stored pair; once it returns, the data is durable. On failure the old pair
-    /// stays.
+    /// Replaces the stored pair. Once it returns, the new pair is durable; if it throws, the old
+    /// pair stays.
     ///
     /// @throws std::runtime_error when the settings cannot be read or the file cannot be written
     /// @throws std::invalid_argument when the access token is empty, or a token contains an invalid
