@@ -27,16 +27,16 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Token and host as the connector finds them, or as the options say. May be used by several
-/// threads, of which one at a time asks for a token.
+/// Finds token and host as the connector does, or as the options say. Several threads may use it;
+/// one at a time asks for a token.
 class AccessSource {
 public:
     AccessSource(std::optional<Environment> environment, const ClientOptions& options);
     ~AccessSource();
 
-    /// The same object until the token changes.
+    /// Returns the same object until the token changes.
     ///
-    /// @throws AccessError saying why there is none
+    /// @throws AccessError saying why token or host are missing
     std::shared_ptr<const Access> Find();
 
     std::string Login();
@@ -47,7 +47,7 @@ public:
     }
     unsigned int GetPort() const { return port; }
 
-    /// Certificates to trust besides the system's; empty: none.
+    /// File of certificates to trust besides the system's; empty: none.
     const std::string& GetCaFile() const { return caFile; }
 
 private:
@@ -55,12 +55,12 @@ private:
 
     const std::function<std::string()> tokenSource;
     const bool isSecure;
-    std::optional<EnvConfig> config; ///< none where host and port were given
+    std::optional<EnvConfig> config; ///< none if host and port were given
     std::string configuredHost;
     unsigned int port = 0;
     std::string caFile;
 
-    std::mutex mutex; ///< of what follows
+    std::mutex mutex; ///< guards the following members
     std::unique_ptr<AuthHandler> auth;
     std::shared_ptr<const Access> last;
 };

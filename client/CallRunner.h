@@ -12,14 +12,14 @@
 
 namespace VarnelBase {
 
-/// A request to the service and what is done with its answer.
+/// A request to the service, and what to do with its answer.
 struct ServiceCall {
     const char* method;
     std::string target;
     std::optional<std::string> body;
     AnswerForm answer = AnswerForm::Document;
 
-    /// Takes a successful answer's bytes instead of the outcome's `text`; false: no more of them.
+    /// Receives a successful answer's bytes in place of the outcome's `text`; false refuses more.
     std::function<bool(const AnswerHead&, const char*, std::size_t)> receiver;
 };
 
@@ -28,7 +28,7 @@ struct CallResult {
     AnswerHead head; ///< of the last answer
 };
 
-/// Makes calls: deadline, attempts, and what became of them. May be used by several threads.
+/// Makes calls: keeps the deadline, plans attempts, judges answers. Several threads may use it.
 class CallRunner {
 public:
     /// @throws std::invalid_argument naming the option that cannot be used

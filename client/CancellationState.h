@@ -18,7 +18,7 @@ struct Cancellation::State {
     std::vector<CURLM*> transfers; ///< to be woken
 };
 
-/// Has a cancellation wake a transfer while it runs. Without a cancellation it does nothing.
+/// While it exists, a cancellation wakes the transfer. Does nothing without a cancellation.
 class WakeRegistration {
 public:
     WakeRegistration(Cancellation::State* cancellation, CURLM* transfer);
@@ -31,7 +31,7 @@ private:
     CURLM* multi;
 };
 
-/// Waits, and tells whether it was cancelled before the time was over.
+/// Waits; returns true at once if cancelled, false when the time is over.
 bool SleepUnlessCancelled(Cancellation::State* cancellation, std::chrono::milliseconds duration);
 
 bool IsCancelled(const Cancellation::State* cancellation);

@@ -17,11 +17,11 @@ class Cancellation {
 public:
     struct State; ///< private
 
-    /// Can be cancelled once.
+    /// Not cancelled yet. Once cancelled, it stays so.
     Cancellation();
 
-    /// Ends the calls within 100 ms, except during a name lookup or the renewal of a token, which
-    /// are awaited. Callable from any thread, but not from a signal handler.
+    /// Ends the calls within 100 ms, or once a name lookup or the renewal of a token is over.
+    /// Callable from any thread, but not from a signal handler.
     void Cancel();
 
     /// Whether this or a copy was cancelled.
@@ -49,14 +49,14 @@ struct CallOptions {
 struct AttemptReport {
     std::string method;                                  ///< "GET"
     std::string target;                                  ///< path and query
-    std::string host;                                    ///< that it was sent to
+    std::string host;                                    ///< where it was sent
     int attempt = 1;                                     ///< counted from 1
     int status = 0;                                      ///< 0: no answer
     Failure failure = Failure::None;                     ///< of this attempt
     SentState sent = SentState::NotSent;                 ///< of this attempt
     std::uint64_t bytesSent = 0;                         ///< of the body
     std::uint64_t bytesReceived = 0;                     ///< of the body, before decompression
-    bool isNewConnection = false;                        ///< no kept connection was used
+    bool isNewConnection = false;                        ///< whether it opened a connection
     std::chrono::microseconds nameLookup{0};             ///< until the name was resolved
     std::chrono::microseconds connecting{0};             ///< until connected, including TLS
     std::chrono::microseconds firstByte{0};              ///< until the answer began
@@ -79,7 +79,7 @@ struct ClientOptions {
 
     bool tls = false; ///< https: TLS 1.2 or later, certificate and host name verified
 
-    /// Certificates (PEM) to trust in addition to the system's. Empty: those of the setting
+    /// File of certificates (PEM) to trust in addition to the system's. Empty: that of the setting
     /// `caFile` (VARNEL_CA_FILE), if settings are read.
     std::string caFile;
 

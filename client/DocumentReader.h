@@ -8,10 +8,10 @@ namespace VarnelBase {
 
 enum class Readability { Readable, NotOneValue, TooDeep };
 
-/// Parses exactly one JSON value; never throws but std::bad_alloc.
+/// Parses exactly one JSON value; throws only std::bad_alloc.
 ///
 /// @param maxNesting levels of arrays and objects: destroying a document recurses through them
-/// @param document   set when it is readable, else left alone
+/// @param document   set if the text is readable, otherwise unchanged
 Readability ReadDocument(const std::string& text, int maxNesting, nlohmann::json& document);
 
 } // namespace VarnelBase

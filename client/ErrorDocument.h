@@ -6,7 +6,7 @@
 
 namespace VarnelBase {
 
-/// The service's words in an error document, in one of the shapes that are common:
+/// The service's words in an error document of one of the common shapes:
 /// {"error": {"code", "message"}}, the same without "error", {"error", "error_description"} (RFC
 /// 6749), and problem details (RFC 9457).
 struct ErrorWords {

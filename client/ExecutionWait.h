@@ -7,10 +7,10 @@
 
 namespace VarnelBase {
 
-/// Asks again and again until an execution has come to an end.
+/// Asks repeatedly until an execution has ended.
 ///
 /// @param ask         makes one call that reads the execution
-/// @param callTimeout the longest that one call may take
+/// @param callTimeout limits each call
 /// @throws std::invalid_argument naming the option that cannot be used
 ExecutionOutcome AwaitExecution(const std::function<Outcome(const CallOptions&)>& ask,
                                 std::chrono::milliseconds callTimeout, const WaitOptions& wait);

@@ -18,26 +18,26 @@
 
 namespace VarnelBase {
 
-/// What all transfers of a client have in common.
+/// What all transfers of a client share.
 struct TransferSettings {
     std::chrono::milliseconds connectTimeout;
     std::chrono::milliseconds idleTimeout;
     std::size_t maxHeaderBytes;
     int maxHeaderLines;
-    std::optional<std::string> caFile; ///< none: no TLS; empty: the system's certificates alone
+    std::optional<std::string> caFile; ///< none: no TLS; empty: only the system's certificates
 };
 
 struct TransferRequest {
     const char* method;
     const std::string& target;
     const std::string* body; ///< none: no body
-    bool isRepeatable;       ///< whether the connection may be replaced when some of it was sent
+    bool isRepeatable;       ///< whether it may go to a new connection after some of it was sent
     bool isDecompressed;     ///< whether compression is offered
     std::chrono::steady_clock::time_point deadline;
     Cancellation::State* cancellation;
 };
 
-/// The answer's head, once it is complete.
+/// The answer's header, once it is complete.
 struct AnswerHead {
     int status = 0; ///< 0: not there yet
     std::string disposition;
@@ -53,7 +53,7 @@ struct TransferResult {
     AnswerHead head;
 };
 
-/// Takes a piece of the answer's body and tells why no more of it is wanted; `None`: it is.
+/// Receives a piece of the answer's body; returns why no more is wanted, or `None` for more.
 using BodyTaker = std::function<Failure(const AnswerHead&, const char*, std::size_t)>;
 
 /// One connection to the service, kept from request to request, for one thread at a time.
@@ -61,7 +61,7 @@ class HttpTransfer {
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// @throws std::bad_alloc; std::runtime_error when libcurl has no OpenSSL and `caFile` is there
+    /// @throws std::bad_alloc; std::runtime_error when `caFile` is set and libcurl has no OpenSSL
     explicit HttpTransfer(const TransferSettings& common);
     ~HttpTransfer();
     HttpTransfer(const HttpTransfer&) = delete;

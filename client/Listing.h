@@ -52,8 +52,8 @@ public:
     /// The list whose pages `source` returns.
     Listing(PageSource source, int pageSize);
     ~Listing();
-    Listing(Listing&&) noexcept;            ///< Afterwards only destroy or assign the other.
-    Listing& operator=(Listing&&) noexcept; ///< Afterwards only destroy or assign the other.
+    Listing(Listing&&) noexcept;            ///< Then only destroy or assign to the other.
+    Listing& operator=(Listing&&) noexcept; ///< Then only destroy or assign to the other.
 
     /// Starts again from the first page.
     ///

@@ -10,7 +10,7 @@ namespace VarnelBase {
 /// What a successful answer holds.
 enum class AnswerForm {
     Document, ///< exactly one JSON value
-    Anything, ///< a JSON value or not: whether it succeeded is all that counts
+    Anything, ///< a JSON value or anything else: only the status counts
     File,     ///< bytes
 };
 
@@ -45,7 +45,7 @@ inline constexpr std::array<ServiceOperation, 17> ServiceOperations{{
     {"DeleteUser", "DELETE", "/users/{userId}", AnswerForm::Anything},
 }};
 
-/// The operation of that name, which must exist: constants are looked up while compiling.
+/// The operation with a name, which must exist: a constant name is looked up at compile time.
 constexpr const ServiceOperation& FindOperation(std::string_view name) {
     std::size_t at = 0;
     while (name != ServiceOperations.at(at).name) { ++at; }
@@ -54,8 +54,9 @@ constexpr const ServiceOperation& FindOperation(std::string_view name) {
 
 /// Path and query of a request. Each argument is escaped as one segment or value (RFC 3986).
 ///
-/// @throws std::invalid_argument naming an argument in the path that is empty, "." or "..", which
-///         cannot be told apart from another path
+/// @throws std::invalid_argument naming an argument in the path that is empty, "." or "..", since
+/// that
+///         would address another path
 std::string MakeTarget(const ServiceOperation& operation,
                        std::initializer_list<std::string> arguments);
 

@@ -62,7 +62,8 @@ struct [[nodiscard]] Outcome {
     int status = 0; ///< of the answer; 0 without an answer
 
     /// The service's words in its error document: the members "code" and "message" of "error" or of
-    /// the document itself, or those of RFC 9457 ("type", "detail").
+    /// the document itself, or those of RFC 6749 ("error", "error_description") or RFC 9457
+    /// ("type", "detail", "title").
     std::string serviceCode;
     std::string serviceMessage; ///< see `serviceCode`
 

@@ -5,8 +5,8 @@
 
 namespace VarnelBase {
 
-/// A file that appears under its name when it is complete. Until then its bytes are in a temporary
-/// one beside it, which does not outlive the object.
+/// A file that appears under its name once it is complete. Until then its bytes are in a temporary
+/// file beside it, which does not outlive the object.
 class ProjectFile {
 public:
     /// @param path of the file, or an existing directory
@@ -18,13 +18,13 @@ public:
     /// Creates the temporary file.
     ///
     /// @param nameInDirectory the file's name, when the path is a directory
-    /// @return false when it cannot be written, as the next two
+    /// @return false if it cannot be written, like `Write` and `Finish`
     bool Open(const std::string& nameInDirectory);
     bool IsOpen() const { return descriptor >= 0; }
     bool Write(const char* bytes, std::size_t size);
 
-    /// Puts the file in its place. One that is there is replaced when the path named it; in a
-    /// directory it is left alone, and a number goes into the name.
+    /// Puts the file in its place. An existing file is replaced if the path names it; in a
+    /// directory it stays, and the new name gets a number.
     bool Finish();
 
     const std::string& GetPath() const { return target; }

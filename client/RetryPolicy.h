@@ -9,18 +9,18 @@
 
 namespace VarnelBase {
 
-/// How many retries a client may still make: an outage uses them up, after which every request is
-/// sent once, and success brings them back. So clients that lose their service together do not
-/// multiply their requests. May be used by several threads.
+/// How many retries a client may still make: failures use them up, after which every request is
+/// sent once, and successes bring them back. Clients that lose their service together thus do not
+/// multiply their requests. Several threads may use it.
 class RetryBudget {
 public:
-    /// Notes a failure that may pass, and tells whether a retry is left for it.
+    /// Notes a temporary failure and returns whether a retry is left for it.
     bool Take();
 
     void NoteSuccess();
 
 private:
-    // In tenths of a retry: a success brings one back.
+    // In tenths of a retry: a success brings back one tenth.
     static constexpr int Retry = 10;
     static constexpr int Capacity = 10 * Retry;
 
@@ -45,7 +45,7 @@ private:
 };
 
 /// The header Retry-After (RFC 9110, section 10.2.3): seconds, or a date, which is compared with
-/// the answer's own `Date` where it has one. None when it is neither; a year at most.
+/// the answer's `Date` if it has one. None if it is neither; a year at most.
 std::optional<std::chrono::milliseconds> ReadRetryAfter(const std::string& value,
                                                         const std::string& date);
 

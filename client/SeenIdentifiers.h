@@ -8,10 +8,10 @@
 
 namespace VarnelBase {
 
-/// The identifiers that were there, in sixteen bytes each: a list may have a great many.
+/// The identifiers that a list has had so far, in sixteen bytes each, since they may be many.
 class SeenIdentifiers {
 public:
-    /// Notes those of a page, and tells of each whether it is new.
+    /// Notes the identifiers of a page and returns for each whether it is new.
     std::vector<bool> Note(const std::vector<std::string>& page);
 
 private:

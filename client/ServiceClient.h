@@ -68,14 +68,14 @@ struct WaitOptions {
 /// operations of `ApiConnector`, each of which returns an `Outcome`.
 ///
 /// Calls run on the calling thread; no thread is started. Any number of threads may share a client.
-/// Connections are kept for later calls. Only requests that can safely be repeated are: a GET, or a
-/// request of which certainly nothing was sent.
+/// Connections are kept for later calls. A request is repeated only if that is safe: a GET, or one
+/// of which certainly nothing was sent.
 ///
 /// Identifiers and the scope are escaped as one segment or value (RFC 3986): "a/b?c" is one
-/// identifier. Failures of the network and the service are outcomes, never exceptions. Thrown are
-/// std::invalid_argument, naming the invalid option or argument (an empty identifier, "." or "..",
-/// for example), and json::type_error for a body that is not UTF-8, both before anything is sent;
-/// also exceptions from your callbacks, and std::bad_alloc.
+/// identifier. Failures of the network and the service are outcomes, never exceptions. Before
+/// anything is sent, a call can throw std::invalid_argument, which names the invalid option or
+/// argument (an empty identifier, "." or "..", for example), and json::type_error for a body that
+/// is not UTF-8. Exceptions from your callbacks, and std::bad_alloc, reach you.
 class ServiceClient {
 public:
     /// Connects to the environment that VARNEL_ENVIRONMENT or the configuration file chooses.
@@ -162,8 +162,8 @@ public:
     Outcome GetExecution(const std::string& simulationId, const std::string& executionId,
                          const CallOptions& call = {});
 
-    /// Has the service generate a project, of at most `maxDocumentBytes`, and returns its bytes as
-    /// the outcome's `text`; the document is null.
+    /// Has the service generate a project of at most `maxDocumentBytes`. The outcome's `text` holds
+    /// its bytes; the document is null.
     ProjectOutcome GenerateProject(const json& request, const CallOptions& call = {});
 
     /// Has the service generate a project and writes it to a file as it arrives, in constant
@@ -174,12 +174,13 @@ public:
     ProjectOutcome SaveProject(const json& request, const std::string& path,
                                const ProjectProgress& progress = {}, const CallOptions& call = {});
 
-    /// The same into a stream, which has received a part if the call fails midway.
+    /// Writes the project to a stream instead. If the call fails midway, the stream has received a
+    /// part.
     ProjectOutcome StreamProject(const json& request, std::ostream& output,
                                  const ProjectProgress& progress = {},
                                  const CallOptions& call = {});
 
-    /// The same to a function, which is called with each piece.
+    /// Passes the project to a function instead, piece by piece.
     ProjectOutcome StreamProject(const json& request, const ProjectReceiver& receiver,
                                  const ProjectProgress& progress = {},
                                  const CallOptions& call = {});
@@ -204,10 +205,10 @@ public:
     /// All simulations, page by page; each page is one call with these options.
     Listing Simulations(const std::string& scope, const CallOptions& call = {});
 
-    /// All executions of a simulation, likewise.
+    /// All executions of a simulation, page by page like `Simulations`.
     Listing Executions(const std::string& simulationId, const CallOptions& call = {});
 
-    /// All users, likewise.
+    /// All users, page by page like `Simulations`.
     Listing Users(const CallOptions& call = {});
 
     /// Reads an execution repeatedly until it has ended. Continues after temporary failures: no
@@ -218,8 +219,8 @@ public:
     /// Sends any request to the service, with any bytes as its body. The answer need not be a
     /// document.
     ///
-    /// The method is GET, POST, PUT, PATCH or DELETE. Path and query are sent unchanged, a body is
-    /// sent as application/json.
+    /// The method is GET, POST, PUT, PATCH or DELETE. Path and query are sent unchanged, the body
+    /// as application/json.
     Outcome Send(const std::string& method, const std::string& target,
                  const std::optional<std::string>& body = {}, const CallOptions& call = {});
 

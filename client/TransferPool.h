@@ -8,13 +8,13 @@
 
 namespace VarnelBase {
 
-/// The connections of a client: as many as it has had calls at the same time, without those that
-/// have been idle for too long. May be used by several threads.
+/// The connections of a client: as many as it has had calls at the same time, except those that
+/// have been idle for too long. Several threads may use it.
 class TransferPool {
 public:
     explicit TransferPool(TransferSettings common) : settings(std::move(common)) {}
 
-    /// Borrows a connection, or a new one; it returns by itself.
+    /// Borrows a kept connection or a new one, and returns it when destroyed.
     class Lease {
     public:
         explicit Lease(TransferPool& lender) : pool(lender), transfer(pool.Take()) {}

@@ -21,31 +21,32 @@ enum class EmulatorAccess {
 /// How an emulator behaves.
 struct EmulatorOptions {
     std::string address =
-        "127.0.0.1"; ///< to listen on; one that is not loopback opens it to other machines
-    int port = 0;    ///< 0: any free port
+        "127.0.0.1";           ///< to listen on; if not loopback, other machines can reach it
+    int port = 0;              ///< 0: any free port
     std::string dataDirectory; ///< for the state; empty: keep it in memory
 
-    /// The first state, in the form of `Export`; without it, built-in examples.
+    /// The initial state, in the form of `Export`. If neither this nor `seedFile` is set: built-in
+    /// examples.
     std::optional<nlohmann::json> seed;
     std::string seedFile; ///< a file with a seed, if `seed` is not set
 
-    /// The first rules: one, or an array of them.
+    /// The initial rules: one, or an array of them.
     std::optional<nlohmann::json> rules;
     std::string filesDirectory; ///< directory of the files that rules answer with
 
-    /// A record (HAR 1.2) to answer from. With `upstream`, other requests are sent there, and the
-    /// answers added to the record.
+    /// A record (HAR 1.2) to answer from. With `upstream`, requests that are not in it are sent
+    /// there, and the answers are added to it.
     std::string recordFile;
-    std::string upstream;                   ///< address of the real service
+    std::string upstream;                   ///< URL of the real service
     bool emulatesUnrecorded = false;        ///< answers requests that are not in the record
     std::vector<std::string> secretMembers; ///< members never written to the record
 
-    double speed = 1; ///< emulated seconds per second; 0: only AdvanceClock moves the time
+    double speed = 1; ///< emulated seconds per real second; 0: only AdvanceClock moves the clock
     EmulatorAccess access = EmulatorAccess::Off;
-    std::string token; ///< the only valid token; empty: every token is
+    std::string token; ///< the only valid token; empty: every token is valid
 
-    /// Host names (and names below them) that requests may use, besides those of the loopback
-    /// interface and `address`.
+    /// Host names (and names below them) that requests may use, besides loopback names and
+    /// `address`.
     std::vector<std::string> allowedHosts;
     /// Origins ("http://localhost:5173") whose web pages are allowed.
     std::vector<std::string> allowedOrigins;
@@ -76,7 +77,7 @@ public:
 
     int GetPort() const;
 
-    /// "http://127.0.0.1:PORT"
+    /// "http://127.0.0.1:PORT", or "https://" with TLS.
     const std::string& GetUrl() const;
 
     /// The bearer token for requests below /_local; empty if they need none.
@@ -105,7 +106,7 @@ public:
     nlohmann::json GetRequests(const nlohmann::json& pattern = nlohmann::json::object()) const;
     void ClearRequests();
 
-    /// Checks that as many requests match the pattern as it says. Returns "", or a description of
+    /// Checks that the expected number of requests match a pattern. Returns "", or a description of
     /// the problem and of similar requests. In a test:
     /// EXPECT_EQ(emulator.CheckRequests({{"method", "POST"}, {"times", 3}}), "");
     ///
@@ -114,7 +115,8 @@ public:
 
     /// Advances the emulated clock.
     ///
-    /// @throws std::runtime_error when the seconds are negative, or lead beyond the year 9999
+    /// @throws std::runtime_error when the seconds are negative, or the clock would pass the year
+    ///         9999
     void AdvanceClock(double seconds);
 
     /// Adds a simulation, in the form of a seed's, and returns its document.
@@ -140,7 +142,7 @@ public:
     /// The state as a document that can seed another emulator.
     nlohmann::json Export();
 
-    /// Accepts no further requests and returns once the current ones are answered.
+    /// Accepts no more requests and returns once the current ones are answered.
     void Stop();
 
 private:
@@ -148,9 +150,9 @@ private:
     std::unique_ptr<Implementation> implementation;
 };
 
-/// While it exists, connectors constructed in this process use an emulator, with a token that is
-/// valid nowhere else. It sets VARNEL variables and restores them at its end: no other thread may
-/// read the environment meanwhile.
+/// While it exists, connectors and clients constructed in this process use an emulator, with a
+/// token that is valid nowhere else. Its constructor sets VARNEL variables and its destructor
+/// restores them: meanwhile no other thread may read the environment.
 class ConnectorEnvironment {
 public:
     explicit ConnectorEnvironment(const Emulator& emulator);

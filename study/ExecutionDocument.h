@@ -7,7 +7,7 @@
 
 namespace VarnelBase::Studies {
 
-/// What an execution's document says of a point.
+/// What an execution's document says about a point.
 struct Verdict {
     /// How far the execution is.
     enum class Kind {
@@ -22,10 +22,11 @@ struct Verdict {
 
 /// Reads how far an execution is, and its results.
 ///
-/// @throws std::runtime_error when the document has no state where the study's file says
+/// @throws std::runtime_error when the document has no state at the place that the study's file
+///         names
 Verdict JudgeExecution(const Definition& definition, const json& document);
 
-/// The text at a place in a document; none when there is no text.
+/// The string at a place in a document; none if nothing or something else is there.
 std::optional<std::string> FindText(const json& document, const json::json_pointer& pointer);
 
 } // namespace VarnelBase::Studies

@@ -18,22 +18,22 @@ namespace VarnelBase::Studies {
 enum class PointState : int {
     Planned = 0,  ///< nothing has been sent
     Reserved = 1, ///< chosen by a run to be sent soon; counts and shows as `Planned`
-    Sending = 2,  ///< about to be sent, or sent and not yet answered
+    Sending = 2,  ///< about to be sent, or sent and not answered yet
     Unknown = 3,  ///< sent, and whether an execution was started is not known
     Running = 4,  ///< its execution is known and under way
     Finished = 5, ///< its results are collected
     Failed = 6,   ///< the service refused it, or its execution failed
 };
 
-/// The state's name, as it is shown.
+/// The state's name, as commands show it.
 const char* NameState(PointState state);
 
 /// How many points are in each state.
 class StateCounts {
 public:
-    /// How many are in one state.
+    /// The number of points in one state.
     std::size_t& operator[](PointState state) { return counts.at(static_cast<std::size_t>(state)); }
-    /// How many are in one state.
+    /// The number of points in one state.
     std::size_t operator[](PointState state) const {
         return counts.at(static_cast<std::size_t>(state));
     }
@@ -48,7 +48,7 @@ private:
 /// A row of the journal.
 struct PointRecord {
     std::string id;                         ///< what `PointSet::IdentifyPoint` returns
-    std::int64_t number = 0;                ///< in the study's file
+    std::int64_t number = 0;                ///< in the study's file, from 0
     PointState state = PointState::Planned; ///< how far it has come
     json parameters;       ///< array of values, in the order of `StudyColumns::parameters`
     std::string execution; ///< the execution's identifier; empty: none is known
@@ -56,18 +56,18 @@ struct PointRecord {
     json results;          ///< array of values, in the order of `StudyColumns::collected`; or null
     std::string reason;    ///< why it failed or is unknown
     std::int64_t sentAt = 0;  ///< seconds since 1970, when it was reserved; 0: never
-    std::int64_t endedAt = 0; ///< seconds since 1970; 0: it has not
+    std::int64_t endedAt = 0; ///< seconds since 1970; 0: not yet
 };
 
-/// What the values of the points stand for.
+/// Which members of the documents the values of points belong to.
 struct StudyColumns {
     std::vector<Quantity> parameters; ///< of all axes, in the order of the study's file
     std::vector<Quantity> collected;  ///< members of the executions' documents
 };
 
-/// The journal of a study: an SQLite file beside the study's own, in which the fate of each point
-/// is noted before and after each request. Whatever kills the program or the machine, a point that
-/// may have been sent is never found as `Planned`.
+/// The journal of a study: an SQLite file beside the study's own that records the state of each
+/// point before and after each request. Even if the program is killed or the machine stops, a point
+/// that may have been sent is never read as `Planned` by the next run.
 ///
 /// Any number of processes may read. One at a time may write: it holds a `RunLock`. Failures are
 /// std::runtime_error.
@@ -78,30 +78,30 @@ public:
 
     /// Opens a journal that exists, to read it.
     ///
-    /// @throws std::runtime_error when there is none
+    /// @throws std::runtime_error when it does not exist
     static Journal OpenToRead(const std::string& file);
 
-    /// Takes over the points of a study's file. Those that are new are planned. Those that the file
+    /// Brings the points up to date with a study's file: new ones are planned; those that the file
     /// no longer has keep their results but are neither counted nor started.
     ///
     /// @throws std::runtime_error when the journal belongs to another simulation or to a study with
     ///         other parameters
     void TakePoints(const Definition& definition, const PointSet& points);
 
-    /// Settles what an earlier run left as `Reserved` or `Sending`: points that may have been sent
-    /// become `Unknown`, the others `Planned`.
+    /// Settles the points that an earlier run left as `Reserved` or `Sending`: those that may have
+    /// been sent become `Unknown`, the others `Planned`.
     void SettleInterruptedSends();
 
-    /// Chooses planned points, in the order of the study's file, and notes that durably.
+    /// Reserves up to `count` planned points, in the order of the study's file, durably.
     std::vector<PointRecord> Reserve(std::size_t count);
 
-    /// Notes that a reserved point is sent next.
+    /// Notes that a reserved point is about to be sent.
     void NoteSending(const std::string& id);
     /// Notes that a point was certainly not sent, and plans it again.
     void NoteNotSent(const std::string& id);
-    /// Notes that nobody knows whether a point was sent.
+    /// Notes that a point may have been sent but that its execution is not known, and why.
     void NoteUnknown(const std::string& id, const std::string& reason);
-    /// Notes the execution of a point, and what the service wrote as the time of its start.
+    /// Notes the execution of a point, and its `createdAt` as the service wrote it.
     void NoteRunning(const std::string& id, const std::string& execution,
                      const std::string& createdAt);
     /// Notes the results of a point: an array, in the order of `StudyColumns::collected`.
@@ -109,44 +109,44 @@ public:
     /// Notes that a point was refused, or that its execution has ended without results.
     void NoteFailed(const std::string& id, const std::string& reason);
 
-    /// Takes over a point whose execution somebody else started, and which has ended.
+    /// Records the end of a point whose execution something else started, a scheduler for example.
     ///
-    /// @param ended its id, and as what it has ended
-    /// @return false when the point is not planned or unknown any more; it stays as it is then
+    /// @param ended the point's id, its final state, and its results or the reason
+    /// @return false when the point is no longer planned or unknown; it then stays as it is
     bool TakeOver(const PointRecord& ended);
 
-    /// Plans the unknown points again; how many. Their executions may then exist twice.
+    /// Plans the unknown points again and returns how many. Their executions may then exist twice.
     int PlanUnknownAgain();
 
     /// Counts the points in each state. Reserved ones count as planned.
     StateCounts CountStates();
 
-    /// Calls `visit` with each point in a state, in the order of the study's file.
+    /// Calls `visit` with each point in a state (none: in any), in the order of the study's file.
     void VisitPoints(std::optional<PointState> state,
                      const std::function<void(const PointRecord&)>& visit);
 
-    /// The point of a number; none: the study has no such point.
+    /// The point with a number; none if the study has no such point.
     std::optional<PointRecord> FindPoint(std::int64_t number);
 
-    /// Whether an execution belongs to a point already.
+    /// Whether an execution already belongs to a point.
     bool HasExecution(const std::string& execution);
 
-    /// The latest `createdAt` of the executions of points that were sent before a time; empty when
+    /// The latest `createdAt` among executions of points that were sent before a time; empty if
     /// none is known.
     std::string FindLatestCreation(std::int64_t sentBefore);
 
-    /// What the values of the points stand for.
+    /// Which members of the documents the values of points belong to.
     StudyColumns ReadColumns();
 
     /// The identifier of the study's simulation.
     std::string ReadSimulation();
 
-    /// The study's mark: a random text that is made with the journal and stays.
+    /// The study's mark: a random text that is created with the journal and never changes.
     std::string ReadMark();
 
     ~Journal();
-    Journal(Journal&&) noexcept;            ///< The other one may only be destroyed or assigned to.
-    Journal& operator=(Journal&&) noexcept; ///< The other one may only be destroyed or assigned to.
+    Journal(Journal&&) noexcept;            ///< Then only destroy or assign to the other.
+    Journal& operator=(Journal&&) noexcept; ///< Then only destroy or assign to the other.
 
 private:
     struct Parts;
@@ -168,7 +168,7 @@ private:
     int descriptor;
 };
 
-/// Where a study keeps its journal: "bridge.study.json" has "bridge.study.journal" beside it.
+/// The path of a study's journal: "bridge.study.journal" beside "bridge.study.json".
 std::string NameJournal(const std::string& studyFile);
 
 } // namespace VarnelBase::Studies

@@ -10,15 +10,15 @@ namespace VarnelBase::Studies {
 struct PlotRequest {
     std::string x;     ///< along the x axis
     std::string y;     ///< along the y axis
-    std::string group; ///< empty, or: a curve for each of its values
-    std::string color; ///< empty, or: makes it a heat map: x and y span it, this is its colour
+    std::string group; ///< draws one curve for each of its values; empty: one curve
+    std::string color; ///< the colour of a heat map over x and y; empty: curves
     std::string file;  ///< ".svg" or ".png"; empty: text on standard output
 };
 
-/// Draws the finished points of a study with gnuplot, a program that has to be installed.
+/// Draws the finished points of a study with the program gnuplot, which must be installed.
 ///
 /// @throws std::runtime_error naming a pointer that the study does not have, a value that is not a
-///         number, or why gnuplot drew nothing; the file is as it was then
+///         number, or why gnuplot drew nothing; the file is then unchanged
 void DrawPlot(Journal& journal, const PlotRequest& request);
 
 } // namespace VarnelBase::Studies

@@ -10,10 +10,10 @@
 namespace VarnelBase::Studies {
 
 /// The points of a study: all combinations of the rows of its axes, the last axis changing fastest.
-/// Nothing is kept for a point, so that a million of them cost no more than a few.
+/// Stores nothing per point, so a million points need no more memory than a few.
 class PointSet {
 public:
-    /// @param studied outlives the point set
+    /// @param studied must outlive the point set
     explicit PointSet(const Definition& studied);
 
     /// How many points there are, equal ones included.
@@ -21,17 +21,17 @@ public:
 
     /// The values of the parameters, in the order of the file.
     ///
-    /// @param number from 0 up to below `GetCount()`
+    /// @param number from 0, less than `GetCount()`
     std::vector<json> ReadValues(std::size_t number) const;
 
     /// The document that an execution of the point starts with, without a mark.
     json BuildBody(std::size_t number) const;
 
-    /// What tells the point from every other one, whatever its number: a hash of simulation and
-    /// document, 43 characters. Points that are equal have the same.
+    /// Identifies the point independently of its number: a hash of simulation and document, 43
+    /// characters. Equal points have the same.
     std::string IdentifyPoint(std::size_t number) const;
 
-    /// How many points are equal to one before them. They are executed once.
+    /// How many points are equal to an earlier one, and so are not executed.
     std::size_t CountDuplicates() const;
 
 private:

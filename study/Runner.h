@@ -16,16 +16,16 @@
 
 namespace VarnelBase::Studies {
 
-/// How a run comes to its end.
+/// Why a run ended.
 enum class RunEnd {
     Complete,        ///< every point has finished, failed, or is unknown
-    Cancelled,       ///< from outside
-    DeadlineOver,    ///< the study's limit of time
-    TooManyFailures, ///< the study's limit of failures
+    Cancelled,       ///< `RunOptions::cancellation` was cancelled
+    DeadlineOver,    ///< the study's `deadline` has passed
+    TooManyFailures, ///< as many failures as `stopAfterFailures`
     Refused, ///< the service or the sign-in refuses every request: see `RunSummary::refusal`
 };
 
-/// What became of a run.
+/// The result of a run.
 struct RunSummary {
     RunEnd end = RunEnd::Complete; ///< why it ended
     StateCounts counts;            ///< of the whole study
@@ -37,20 +37,19 @@ struct RunProgress {
     StateCounts counts;        ///< of the whole study
     double endedPerMinute = 0; ///< without the time in which the machine slept or nobody answered
     std::optional<std::chrono::seconds> timeLeft; ///< once enough points have ended to tell
-    std::string trouble; ///< why nothing is started just now; empty: nothing is wrong
+    std::string trouble;                          ///< why the run is pausing; empty: it is not
 };
 
-/// What is different for one run.
+/// Options for one run.
 struct RunOptions {
     std::optional<std::size_t> concurrent; ///< in place of the study's limit
-    bool resendUnknown = false;            ///< sends points again whose fate is not known
+    bool resendUnknown = false;            ///< sends unknown points again
     Cancellation cancellation; ///< ends the run from any thread; it can be continued later
 
-    /// Called whenever something has changed, and while the run waits.
+    /// Called after each change, and while the run waits.
     std::function<void(const RunProgress&)> progress;
 
-    /// The time, and how it passes until there is something to do: for programs that wait in a way
-    /// of their own. Both or neither.
+    /// Replaces the clock, in programs that wait in their own way. Set `now` and `wait` or neither.
     std::function<std::chrono::steady_clock::time_point()> now;
     std::function<void(std::chrono::milliseconds)> wait; ///< may return early; see `now`
 };
@@ -58,18 +57,20 @@ struct RunOptions {
 /// Runs a study: starts executions, waits for them and collects their results, on the caller's
 /// thread, one request at a time.
 ///
-/// A point is sent at most once. Where the answer is lost, its execution is looked for among the
-/// simulation's: by the study's mark, else by its document and the time of its start.
+/// Sends a point at most once, unless `resendUnknown`. If the answer is lost, looks for its
+/// execution among the simulation's: by the study's mark or, without one, by its document and the
+/// time of its creation.
 class Runner {
 public:
-    /// All arguments outlive the runner; the caller holds the study's `RunLock`.
+    /// The arguments passed by reference must outlive the runner. The caller must hold the study's
+    /// `RunLock`.
     Runner(const Definition& studied, const PointSet& studiedPoints, Journal& written,
            ServiceClient& used, RunOptions wanted);
 
-    /// Goes on with the study until it is complete or something ends the run.
+    /// Continues the study until it is complete or something ends the run.
     ///
     /// @throws std::runtime_error when the journal cannot be written, or when a document has no
-    ///         identifier or state where the study's file says
+    ///         identifier or state at the place that the study's file names
     RunSummary Run();
 
 private:

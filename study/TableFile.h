@@ -6,9 +6,9 @@
 
 namespace VarnelBase::Studies {
 
-/// Reads named columns out of a file with a point in each row: CSV (RFC 4180) with a header line,
-/// or JSON objects, one a line, when the name ends in ".jsonl". A CSV field that is a JSON number,
-/// true or false is taken as that, every other one as a text.
+/// Reads named columns of a file with a point in each row: CSV (RFC 4180) with a header line,
+/// or JSON objects, one per line, if the name ends in ".jsonl". A CSV field that is a JSON number,
+/// true or false is read as such, every other one as a string.
 ///
 /// @return the rows, each with a value for each of `columns`
 /// @throws FileError naming the line and the column; std::runtime_error when the file cannot be
