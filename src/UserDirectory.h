@@ -10,7 +10,7 @@ namespace VarnelBase {
 /// neither variable holds an absolute path: a relative one would be another directory in each
 /// working directory.
 inline std::string LocateUserDirectory(const char* variable, const char* belowHome) {
-    const std::string chosen = ReadVariable(variable);
+    std::string chosen = ReadVariable(variable);
     if (chosen.rfind('/', 0) == 0) { return chosen; }
     const std::string home = ReadVariable("HOME");
     return home.rfind('/', 0) == 0 ? home + "/" + belowHome : "";

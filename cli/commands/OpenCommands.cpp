@@ -8,10 +8,10 @@ namespace VarnelBase {
 
 namespace {
 
-constexpr const char* Page = "/simulations/{SIMULATION}";
+constexpr const char* SimulationPage = "/simulations/{SIMULATION}";
 
 void OpenSimulation(Session& session, const Identifiers& identifiers) {
-    const std::string address = session.FormatPageUrl(identifiers.Fill(Page));
+    const std::string address = session.FormatPageUrl(identifiers.Fill(SimulationPage));
     if (!LaunchBrowser(address)) {
         session.Note("no browser could be started here, the address is on standard output");
         WriteOutput(address + "\n");
@@ -26,7 +26,7 @@ void AddOpenCommands(CLI::App& root, Session& session) {
     const auto simulation =
         AddCommand<Identifiers>(open, session, "simulation", "Show a simulation's page",
                                 OpenSimulation, {"BROWSER=echo varnel open simulation sim-bridge"});
-    AddIdentifiers(simulation.app, simulation.options, Page);
+    AddIdentifiers(simulation.app, simulation.options, SimulationPage);
 }
 
 } // namespace VarnelBase

@@ -52,7 +52,7 @@ bool IsBidirectionalControl(char32_t code) {
 }
 
 std::string EscapeUnit(char32_t unit) {
-    std::array<char, 8> text{};
+    std::array<char, 16> text{};
     std::snprintf(text.data(), text.size(), "\\u%04x", static_cast<unsigned int>(unit));
     return text.data();
 }

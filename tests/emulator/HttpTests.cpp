@@ -93,9 +93,7 @@ const std::vector<std::pair<std::string, std::string>> Cases{
     {Chunked + "\r\n2\n{}\n0\n\n", "400 "},
     {Chunked + "\r\n0\r\nbad trailer\r\n\r\n", "400 "},
     {Chunked + "\r\n0\r\nA: b\nc\r\n\r\n", "400 "},
-    {Chunked + "\r\n0\r\nContent-Length: 5\r\n\r\n", "400 "},
     {Chunked + "\r\n1;" + Repeat(100000) + "\r\n", "400 "},
-    {Chunked + "\r\n0\r\nA: " + Repeat(200000), "400 "},
 
     // Targets.
     {"GET http://localhost/version?a" + Line + Host + "\r\n", "200 200 "},
@@ -132,6 +130,18 @@ TEST(Http, EachRequestEndsWhereItShould) {
         EXPECT_EQ(ListStatuses(answers), statuses) << bytes.substr(0, 300) << "\n" << answers;
         asked += statuses.size() / 4;
         EXPECT_EQ(emulator.GetRequests().size(), asked) << "forgotten by a hidden reset";
+    }
+}
+
+TEST(Http, TrailersChangeNoRequest) {
+    const Emulator emulator;
+    const std::string next = Get + "Connection: close\r\n\r\n";
+    // Releases of Beast refuse or ignore them.
+    for (const std::string& trailer : std::vector<std::string>{
+             "Content-Length: 5\r\n\r\n", "Host: other\r\n\r\n", "A: " + Repeat(200000)}) {
+        const std::string answers =
+            SendRaw(emulator.GetPort(), Chunked + "\r\n0\r\n" + trailer + next);
+        EXPECT_EQ(answers.substr(0, 10), "HTTP/1.1 4") << answers;
     }
 }
 
