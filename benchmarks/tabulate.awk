@@ -13,6 +13,7 @@ function name_row(figure) {
 function name_table(figure) {
     if (figure ~ /^retries: /) return "retries"
     if (figure ~ /^client: /) return "client"
+    if (figure ~ /study|window of 64/) return "studies"
     return figure ~ /emulator/ ? "emulator" : "connector"
 }
 
