@@ -27,6 +27,7 @@ void Watch(Session& session, const WatchOptions& options) {
     std::vector<std::string> names = options.executions;
     if (options.isAll) { names = ListIdentifiers(ReadAll(session, {target, "executions"}, {})); }
     std::vector<WatchedExecution> watched;
+    watched.reserve(names.size());
     for (const std::string& name : names) {
         watched.emplace_back(name, target + "/" + options.identifiers.Escape("EXECUTION", name));
     }
