@@ -17,6 +17,9 @@ const char* const Link = "UI: https://127.0.0.1/simulations/s1\n";
 } // namespace
 
 TEST_F(Operations, LeaveTheTargetToTheEscapingOfTheHttpClient) {
+    if (HttplibRelease >= 2900 && HttplibRelease < 4900) {
+        GTEST_SKIP() << "skipped: this release of cpp-httplib escapes queries once more";
+    }
     std::string given, sent;
     for (int code = 1; code < 256; ++code) {
         const char c = static_cast<char>(code);
