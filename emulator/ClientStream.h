@@ -30,24 +30,26 @@ struct ClientStream {
 
     template <class Buffers, class Handler>
     void async_read_some(const Buffers& buffers, Handler&& handler) {
-        if (tls) {
-            tls->async_read_some(buffers, std::forward<Handler>(handler));
-        } else {
-            socket.async_read_some(buffers, std::forward<Handler>(handler));
-        }
+        Use([&](auto& layer) { layer.async_read_some(buffers, std::forward<Handler>(handler)); });
     }
 
     template <class Buffers, class Handler>
     void async_write_some(const Buffers& buffers, Handler&& handler) {
-        if (tls) {
-            tls->async_write_some(buffers, std::forward<Handler>(handler));
-        } else {
-            socket.async_write_some(buffers, std::forward<Handler>(handler));
-        }
+        Use([&](auto& layer) { layer.async_write_some(buffers, std::forward<Handler>(handler)); });
     }
 
     Socket socket;
     std::optional<boost::asio::ssl::stream<Socket&>> tls;
+
+private:
+    template <class Work>
+    void Use(Work work) {
+        if (tls) {
+            work(*tls);
+        } else {
+            work(socket);
+        }
+    }
 };
 
 // NOLINTEND(readability-identifier-naming)

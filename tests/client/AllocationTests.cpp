@@ -1,22 +1,19 @@
 #include <curl/curl.h>
-#include <sys/mman.h>
 
 #include <cstdio>
 #include <cstring>
-#include <new>
 #include <regex>
 #include <set>
 #include <sstream>
 
-#include "FailingAllocations.h"
-#include "HostileFixture.h"
+#include "AllocationFailures.h"
 #include "OperationCases.h"
 
 namespace VarnelBase {
 
 namespace {
 
-using ClientAllocations = HostileFixture;
+using ClientAllocations = AllocationFailures;
 
 /// Has libcurl's allocations fail in their turn, too.
 CURLcode FailInCurl() {
@@ -75,33 +72,26 @@ TEST_F(ClientAllocations, MayFailOneByOne) {
         works.push_back({operation.request, [&](auto& c) { return TextOf(operation.call(c)); }});
     }
     server.Answer(MakeAnswer(200, R"({"state":"finished","items":[{"id":"b"},{"id":"a"}]})"));
-    auto* shared = static_cast<long*>(
-        mmap(nullptr, sizeof(long[2]), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-    long& number = shared[0]; ///< of the allocation that fails
-    long& failures = shared[1];
     const auto failEach = [&](const Work& work) {
-        std::set_terminate(TellTermination);
         ServiceClient client(options);
         const std::string expected = work.run(client);
         if (expected.empty()) { return 2; }
-        for (;; ++number, ++failures) {
-            std::string result;
-            allocationsLeft = number;
+        std::string result;
+        const auto run = [&] {
+            result.clear();
             try {
                 result = work.run(client);
-            } catch (const std::bad_alloc&) {
             } catch (const CallFailed&) {}
-            if (std::exchange(allocationsLeft, 0) > 0) { return 0; }
+        };
+        while (FailNext(run)) {
             if (!result.empty() && result != expected) { return 3; }
             if (work.run(client) != expected) { return 4; }
         }
+        return 0;
     };
     for (const Work& work : works) {
-        int status = EndedByJson;
-        for (number = 1; status == EndedByJson; ++number) {
-            status = AwaitChild(StartChild([&] { return failEach(work); }));
-        }
-        EXPECT_EQ(status, 0) << work.name << ", allocation " << number;
+        EXPECT_EQ(RunInChildren([&] { return failEach(work); }), 0)
+            << work.name << ", before allocation " << counts.number;
         std::set<std::string> distinct;
         for (const std::string& request : server.TakeRequests()) {
             // libcurl 7.88 loses the query when there is no memory for it.
@@ -110,8 +100,8 @@ TEST_F(ClientAllocations, MayFailOneByOne) {
         distinct.erase(""); // of a connection on which nothing was sent
         EXPECT_EQ(distinct.size(), work.name == "construct" ? 0U : 1U) << work.name;
     }
-    EXPECT_GT(failures, 1000);
-    std::printf("%ld allocations failed\n", failures);
+    EXPECT_GT(counts.failures, 1000);
+    std::printf("%ld allocations failed\n", counts.failures);
 }
 
 } // namespace VarnelBase

@@ -1,17 +1,13 @@
-#include <sys/mman.h>
-
 #include <iostream>
-#include <new>
 
-#include "FailingAllocations.h"
-#include "HostileFixture.h"
+#include "AllocationFailures.h"
 #include "Operations.h"
 
 namespace VarnelBase {
 
 namespace {
 
-using Allocations = HostileFixture;
+using Allocations = AllocationFailures;
 
 /// Something to do while memory runs out.
 struct Work {
@@ -38,45 +34,37 @@ TEST_F(Allocations, MayFailOneByOne) {
         const bool isCreation = ExpectedResult(operation.gate, 201, "1") == 1;
         works.push_back({operation.request, ValidToken, operation.call, isCreation ? 201 : 200});
     }
-    auto* shared = static_cast<long*>(
-        mmap(nullptr, sizeof(long[2]), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-    long& number = shared[0]; ///< of the allocation that fails
-    long& failures = shared[1];
     const auto failEach = [&](const Work& work) {
-        std::set_terminate(TellTermination);
         std::cout.rdbuf(nullptr);
         ApiConnector connector;
-        TokenStore().Store({work.token, work.token});
+        const auto store = [&] { TokenStore().Store({work.token, work.token}); };
+        store();
         const json expected = work.run(connector);
-        for (TokenSet tokens;; ++number, ++failures) {
-            if (tokens.accessToken != work.token) { TokenStore().Store({work.token, work.token}); }
-            json result;
-            allocationsLeft = number;
-            try {
-                result = work.run(connector);
-            } catch (const std::bad_alloc&) {}
-            if (std::exchange(allocationsLeft, 0) > 0) { return 0; }
-            tokens = TokenStore().Load();
+        store();
+        json result;
+        const auto run = [&] {
+            result = json();
+            result = work.run(connector);
+        };
+        while (FailNext(run)) {
+            const TokenSet tokens = TokenStore().Load();
             const bool isWhole = tokens.accessToken == tokens.refreshToken &&
                                  (!tokens.accessToken.empty() || work.name == "Clear");
             if (!isWhole || (result != json() && result != expected)) { return 2; }
+            if (tokens.accessToken != work.token) { store(); }
         }
+        return 0;
     };
-    long terminations = 0;
     for (const Work& work : works) {
         server.Answer(MakeAnswer(work.status, MakeProviderDocument(ValidToken, ValidToken).dump()));
-        int status = EndedByJson;
-        for (number = 1; status == EndedByJson; ++number) {
-            status = AwaitChild(StartChild([&] { return failEach(work); }));
-            terminations += status == EndedByJson ? 1 : 0;
-        }
-        EXPECT_EQ(status, 0) << work.name << ", allocation " << number;
+        EXPECT_EQ(RunInChildren([&] { return failEach(work); }), 0)
+            << work.name << ", before allocation " << counts.number;
     }
-    EXPECT_GT(failures, 1000);
+    EXPECT_GT(counts.failures, 1000);
     std::printf(
         "%ld allocations failed; %ld more did in a destructor of the JSON library, which "
         "ended the program\n",
-        failures, terminations);
+        counts.failures, terminations);
 }
 
 TEST_F(Allocations, LeaveNoTokenWithTheExpiryOfAnother) {
