@@ -86,6 +86,23 @@ std::unique_ptr<curl_slist, CurlDeleter> MakeHeaderList(const Request& request) 
     return list;
 }
 
+/// Why an address gives no answer, to go on behind it. What is wrong with certificates is said in
+/// our own words, which do not change with the release of libcurl.
+std::string Explain(CURLcode outcome) {
+    if (outcome == CURLE_PEER_FAILED_VERIFICATION) {
+        return ": its certificate is not accepted; if you trust its authority, set SSL_CERT_FILE "
+               "to a file with the authority's certificate";
+    }
+    if (outcome == CURLE_SSL_CACERT_BADFILE) {
+        const char* const file = std::getenv("SSL_CERT_FILE");
+        return ": its certificate cannot be checked, because no authorities' certificates can be "
+               "read from " +
+               (file == nullptr ? "the system; install ca-certificates, or set SSL_CERT_FILE"
+                                : "SSL_CERT_FILE, " + std::string(file));
+    }
+    return std::string(" does not answer: ") + curl_easy_strerror(outcome);
+}
+
 } // namespace
 
 Upstream::Upstream(std::string text) : address(std::move(text)) {
@@ -135,9 +152,7 @@ Answer Upstream::Ask(const Request& request, const std::atomic<bool>& isStopping
     set(CURLOPT_XFERINFODATA, &isStopping);
     set(CURLOPT_NOPROGRESS, 0L);
     const CURLcode outcome = curl_easy_perform(curl.get());
-    if (outcome != CURLE_OK) {
-        throw std::runtime_error(address + " does not answer: " + curl_easy_strerror(outcome));
-    }
+    if (outcome != CURLE_OK) { throw std::runtime_error(address + Explain(outcome)); }
     long status = 0;
     curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
     answer.status = static_cast<int>(status);

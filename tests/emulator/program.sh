@@ -60,15 +60,20 @@ curl -fsS -H "Authorization: Bearer ${line##* }" "$url/_local/clock" >/dev/null
 kill $pid && wait $pid
 
 # TLS
-openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -out cert.pem -days 2 -subj /CN=localhost \
-    -addext subjectAltName=IP:127.0.0.1 2>/dev/null
+for certificate in other.pem cert.pem; do
+    openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -out $certificate -days 2 -subj /CN=localhost \
+        -addext subjectAltName=IP:127.0.0.1 2>/dev/null
+done
 start --tls-cert cert.pem --tls-key key.pem
 [[ $url == https://127.0.0.1:* ]] && curl -fsS --cacert cert.pem "$url/users" "$url/_local/clock" >/dev/null || fail "no TLS"
 head -c 3000000 /dev/zero | tr '\0' x | curl -s --cacert cert.pem -T - "$url/users" | grep -q method_not_allowed || fail "no large body through TLS"
 ! curl -s "${url/https/http}/users" >/dev/null || fail "plain HTTP where TLS is spoken"
 ask='curl -sS "$VARNEL_EMULATOR_URL/version"'
-"$emulator" exec --record learnt.har --upstream "$url" -- sh -c "$ask" | grep -q certificate || fail "trusts any upstream"
-SSL_CERT_FILE=cert.pem "$emulator" exec --record learnt.har --upstream "$url" -- sh -c "$ask" | grep -q 0.4.1 || fail "no TLS upstream"
+learn() { "$emulator" exec --record learnt.har --upstream "$url" -- sh -c "$ask"; }
+learn | grep -q 'its certificate \(is not accepted\|cannot be checked\)' || fail "trusts any upstream" # the latter where the system has no authorities
+SSL_CERT_FILE=other.pem learn | grep -q 'its certificate is not accepted' || fail "trusts others than SSL_CERT_FILE says"
+SSL_CERT_FILE=./missing learn | grep -q 'its certificate cannot be checked.* \./missing' || fail "does not say that SSL_CERT_FILE cannot be read"
+SSL_CERT_FILE=cert.pem learn | grep -q 0.4.1 || fail "no TLS upstream"
 kill $pid && wait $pid
 
 # one emulator at a time
