@@ -242,7 +242,7 @@ json Emulator::GetRequests(const json& pattern) const {
 }
 
 std::string Emulator::CheckRequests(const json& expectation) const {
-    return implementation->requests.Check(expectation).problem;
+    return implementation->requests.Check(expectation);
 }
 
 void Emulator::ClearRequests() {

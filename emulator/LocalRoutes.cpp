@@ -118,7 +118,7 @@ void AddRequestRoutes(Router& router, RequestLog& requests) {
         return MakeDoneAnswer();
     });
     router.Add("POST", "/_local/check/requests", [&requests](const Call& call) {
-        return MakeCheckAnswer(requests.Check(ReadJson(call.request.body)).problem);
+        return MakeCheckAnswer(requests.Check(ReadJson(call.request.body)));
     });
 }
 

@@ -117,7 +117,7 @@ json RequestLog::List(const RequestPattern& pattern, std::size_t limit) const {
     return json::object({{"items", std::move(items)}, {"total", total}, {"dropped", dropped}});
 }
 
-RequestCheck RequestLog::Check(const json& expectation) const {
+std::string RequestLog::Check(const json& expectation) const {
     MemberReader members(expectation, "");
     const RequestPattern pattern = RequestPattern::ReadDetails(members);
     const bool hasTimes = members.IsGiven("times");
@@ -132,32 +132,32 @@ RequestCheck RequestLog::Check(const json& expectation) const {
         hasTimes ? times : members.ReadInteger("atMost", INT32_MAX, 0, INT32_MAX);
     members.RefuseOthers();
 
-    RequestCheck check;
+    std::int64_t matched = 0;
     std::multimap<std::size_t, std::string> others;
     const std::lock_guard<std::mutex> lock(mutex);
     for (const Exchange& exchange : exchanges) {
         const std::vector<std::string> differences =
             pattern.Compare(exchange.request, exchange.status);
         if (differences.empty()) {
-            ++check.matched;
+            ++matched;
             continue;
         }
         others.emplace(differences.size(), DescribeMiss(exchange, differences));
         if (others.size() > MaxNearest) { others.erase(std::prev(others.end())); }
     }
-    if (check.matched >= least && check.matched <= most) { return check; }
+    if (matched >= least && matched <= most) { return ""; }
     const std::string expected = least == most ? std::to_string(least)
                                  : most == INT32_MAX
                                      ? "at least " + std::to_string(least)
                                      : std::to_string(least) + " to " + std::to_string(most);
-    check.problem = pattern.Describe() + ": expected " + expected + ", but " +
-                    std::to_string(check.matched) + " of " + std::to_string(exchanges.size()) +
-                    " requests match";
-    for (const auto& other : others) { check.problem += "\n  near: " + other.second; }
+    std::string problem = pattern.Describe() + ": expected " + expected + ", but " +
+                          std::to_string(matched) + " of " + std::to_string(exchanges.size()) +
+                          " requests match";
+    for (const auto& other : others) { problem += "\n  near: " + other.second; }
     if (dropped > 0) {
-        check.problem += "\n  " + std::to_string(dropped) + " older requests were forgotten";
+        problem += "\n  " + std::to_string(dropped) + " older requests were forgotten";
     }
-    return check;
+    return problem;
 }
 
 void RequestLog::Clear() {

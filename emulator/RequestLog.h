@@ -22,11 +22,6 @@ struct Exchange {
     std::int64_t number = 0;    ///< in the order of the answers, from 1 on
 };
 
-struct RequestCheck {
-    std::int64_t matched = 0;
-    std::string problem; ///< empty: as expected
-};
-
 /// Keeps what was asked. Credentials are shown as length and SHA-256 only. For several threads at a
 /// time.
 class RequestLog {
@@ -46,10 +41,10 @@ public:
     /// Holds what was asked against an expectation: a pattern with "times", or "atLeast" and
     /// "atMost".
     ///
-    /// @return how many requests match and, unless that is as expected, a message that shows the
-    ///         nearest other ones
+    /// @return empty when as many requests match as expected; otherwise a message that says how
+    ///         many do, and shows the nearest other ones
     /// @throws Refusal 422 naming the member that cannot be used
-    RequestCheck Check(const json& expectation) const;
+    std::string Check(const json& expectation) const;
 
     void Clear();
 
