@@ -1,11 +1,10 @@
 #include "RequestLog.h"
 
+#include <CryptoText.h>
 #include <HexText.h>
-#include <openssl/evp.h>
 #include <strings.h>
 
 #include <algorithm>
-#include <array>
 #include <iterator>
 #include <map>
 #include <ostream>
@@ -29,13 +28,10 @@ std::size_t GetSize(const Exchange& exchange) {
 }
 
 std::string HashHex(const std::string& text) {
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    unsigned int length = 0;
-    if (EVP_Digest(text.data(), text.size(), digest.data(), &length, EVP_sha256(), nullptr) != 1) {
-        throw std::runtime_error("SHA-256 is not available");
-    }
     std::string hex;
-    for (unsigned int i = 0; i < length; ++i) { hex += FormatHex(digest.at(i)); }
+    for (const char byte : DecodeBase64Url(HashToBase64Url(text))) {
+        hex += FormatHex(static_cast<unsigned char>(byte));
+    }
     return hex;
 }
 
