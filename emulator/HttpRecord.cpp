@@ -5,7 +5,6 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <array>
 #include <filesystem>
 
 #include "RequestTarget.h"
@@ -38,17 +37,11 @@ bool IsUtf8(const std::string& text) {
 
 /// Whether a header says how its answer was sent, to whom, or from which cache.
 bool IsOfTransport(const std::string& name) {
-    constexpr std::array<const char*, 14> names{"Content-Length",   "Transfer-Encoding",
-                                                "Content-Encoding", "Connection",
-                                                "Keep-Alive",       "Date",
-                                                "Set-Cookie",       "Content-Type",
-                                                "Trailer",          "Upgrade",
-                                                "Alt-Svc",          "ETag",
-                                                "Last-Modified",    "Strict-Transport-Security"};
     return name.empty() || name.front() == ':' ||
            strncasecmp(name.c_str(), "Access-Control-", 15) == 0 ||
-           std::any_of(names.begin(), names.end(),
-                       [&name](const char* one) { return strcasecmp(one, name.c_str()) == 0; });
+           IsHeader(name, {"Content-Length", "Transfer-Encoding", "Content-Encoding", "Connection",
+                           "Keep-Alive", "Date", "Set-Cookie", "Content-Type", "Trailer", "Upgrade",
+                           "Alt-Svc", "ETag", "Last-Modified", "Strict-Transport-Security"});
 }
 
 std::string ReadBody(const json& holder) {

@@ -19,6 +19,11 @@ std::size_t FindPath(const std::string& target) {
 
 } // namespace
 
+bool IsHeader(const std::string& name, std::initializer_list<const char*> names) {
+    return std::any_of(names.begin(), names.end(),
+                       [&name](const char* one) { return strcasecmp(one, name.c_str()) == 0; });
+}
+
 std::string Request::GetPath() const {
     const std::size_t begin = FindPath(target);
     const std::size_t end = std::min(target.find('?', begin), target.size());

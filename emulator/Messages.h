@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -18,6 +19,9 @@ using nlohmann::json;
 
 /// A header's name and value, in the order of arrival or sending.
 using HeaderLine = std::pair<std::string, std::string>;
+
+/// Whether a header's name is one of these, in letters of any case.
+bool IsHeader(const std::string& name, std::initializer_list<const char*> names);
 
 /// A request as it arrived.
 struct Request {

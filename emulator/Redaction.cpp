@@ -3,7 +3,6 @@
 #include <AsciiCase.h>
 
 #include <algorithm>
-#include <array>
 
 #include "JsonText.h"
 #include "RequestTarget.h"
@@ -17,10 +16,8 @@ constexpr const char* Redacted = "redacted";
 constexpr std::size_t MinSecretLength = 6;
 
 bool IsSecretHeader(const std::string& name) {
-    constexpr std::array<const char*, 6> names{"authorization", "proxy-authorization",
-                                               "cookie",        "set-cookie",
-                                               "x-api-key",     "x-auth-token"};
-    return std::find(names.begin(), names.end(), LowerCase(name)) != names.end();
+    return IsHeader(name, {"Authorization", "Proxy-Authorization", "Cookie", "Set-Cookie",
+                           "X-Api-Key", "X-Auth-Token"});
 }
 
 void ReplaceAll(std::string& text, const std::string& secret) {

@@ -2,7 +2,6 @@
 
 #include <CryptoText.h>
 #include <HexText.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <iterator>
@@ -37,10 +36,9 @@ std::string HashHex(const std::string& text) {
 
 /// The header's value; of one that holds credentials the scheme, length and hash.
 std::string ShowValue(const HeaderLine& line) {
-    const bool isSecret = strcasecmp(line.first.c_str(), "Authorization") == 0 ||
-                          strcasecmp(line.first.c_str(), "Proxy-Authorization") == 0 ||
-                          strcasecmp(line.first.c_str(), "Cookie") == 0;
-    if (!isSecret) { return line.second; }
+    if (!IsHeader(line.first, {"Authorization", "Proxy-Authorization", "Cookie"})) {
+        return line.second;
+    }
     const bool isBearer = line.second.rfind("Bearer ", 0) == 0;
     const std::string secret = isBearer ? line.second.substr(7) : line.second;
     return (isBearer ? "Bearer (" : "(") + std::to_string(secret.size()) + " bytes, sha256 " +

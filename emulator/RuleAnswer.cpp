@@ -1,10 +1,8 @@
 #include "RuleAnswer.h"
 
 #include <PrivateFile.h>
-#include <strings.h>
 
 #include <algorithm>
-#include <array>
 #include <filesystem>
 
 namespace VarnelBase::Emulation {
@@ -27,19 +25,16 @@ bool IsText(const std::string& value) {
 
 void ReadHeaders(MemberReader& members, Answer& answer) {
     if (!members.Has("headers")) { return; }
-    // These say how an answer is sent, which is not the rule's to decide.
-    constexpr std::array<const char*, 3> framing{"Content-Length", "Transfer-Encoding",
-                                                 "Connection"};
     MemberReader headers(members.Find("headers"), "headers");
     for (const auto& header : members.Find("headers").items()) {
         const std::string value = headers.ReadText(header.key());
-        const char* const name = header.key().c_str();
-        if (!IsToken(header.key()) || !IsText(value) ||
-            std::any_of(framing.begin(), framing.end(),
-                        [name](const char* one) { return strcasecmp(one, name) == 0; })) {
+        // How an answer is sent is not the rule's to decide.
+        const bool isFraming =
+            IsHeader(header.key(), {"Content-Length", "Transfer-Encoding", "Connection"});
+        if (!IsToken(header.key()) || !IsText(value) || isFraming) {
             headers.Refuse(header.key(), "cannot be set");
         }
-        if (strcasecmp(name, "Content-Type") == 0) {
+        if (IsHeader(header.key(), {"Content-Type"})) {
             answer.contentType = value;
         } else {
             answer.headers.emplace_back(header.key(), value);

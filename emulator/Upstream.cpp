@@ -1,13 +1,13 @@
 #include "Upstream.h"
 
+#include <TrimBlanks.h>
 #include <curl/curl.h>
-#include <strings.h>
 
-#include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <memory>
+#include <new>
 #include <stdexcept>
+#include <string_view>
 
 #include "RequestTarget.h"
 
@@ -26,12 +26,9 @@ struct CurlDeleter {
 
 /// Whether a header concerns one connection, and not the request or answer.
 bool IsOfConnection(const std::string& name) {
-    constexpr std::array<const char*, 9> names{
-        "Host",       "Connection", "Content-Length",  "Transfer-Encoding",
-        "Keep-Alive", "Expect",     "Accept-Encoding", "Content-Encoding",
-        "Upgrade"};
-    return std::any_of(names.begin(), names.end(),
-                       [&name](const char* one) { return strcasecmp(one, name.c_str()) == 0; });
+    return IsHeader(
+        name, {"Host", "Connection", "Content-Length", "Transfer-Encoding", "Keep-Alive", "Expect",
+               "Accept-Encoding", "Content-Encoding", "Upgrade"});
 }
 
 std::size_t TakeBody(const char* bytes, std::size_t size, std::size_t count, void* answer) {
@@ -48,12 +45,9 @@ std::size_t TakeHeader(const char* bytes, std::size_t size, std::size_t count, v
     if (line.rfind("HTTP/", 0) == 0) {
         answer.headers.clear(); // an interim answer came before
     } else if (colon != std::string::npos) {
-        const std::size_t begin = line.find_first_not_of(" \t", colon + 1);
-        const std::size_t end = line.find_last_not_of(" \t\r\n");
-        const std::string value =
-            begin == std::string::npos || end < begin ? "" : line.substr(begin, end - begin + 1);
+        const std::string value(TrimBlanks(std::string_view(line).substr(colon + 1)));
         const std::string name = line.substr(0, colon);
-        if (strcasecmp(name.c_str(), "Content-Type") == 0) {
+        if (IsHeader(name, {"Content-Type"})) {
             answer.contentType = value;
         } else if (!IsOfConnection(name)) {
             answer.headers.emplace_back(name, value);
