@@ -160,7 +160,7 @@ void ServiceState::Insert(const SimulationEntry& simulation) {
 }
 
 void ServiceState::Insert(const ExecutionEntry& execution) {
-    FindSimulation(execution.simulationId);
+    RequireSimulation(execution.simulationId);
     if (database.Change("INSERT OR IGNORE INTO executions "
                         "(simulation, id, created, duration, failing, document, listed) "
                         "VALUES (?, ?, ?, ?, ?, ?, ?)",
@@ -202,15 +202,19 @@ json ServiceState::ListSimulations(const std::string& scope, Page page) {
                       "scope: must be user, group, public, or that of a simulation");
     }
     json items = json::array();
+    for (const Entry& entry : ReadSimulations(scope, page)) { items.push_back(GetListed(entry)); }
+    return settings.shapes.simulations.MakeList(std::move(items), simulations.Count(scope));
+}
+
+std::vector<Entry> ServiceState::ReadSimulations(const std::string& scope, Page page) {
+    std::vector<Entry> entries;
     for (const std::int64_t number : simulations.GetPage(scope, page.limit, page.offset)) {
         Rows row =
             database.Query("SELECT id, document, listed FROM simulations WHERE number = ?", number);
         row.Next();
-        Entry entry;
-        ReadEntryColumns(row, 0, entry);
-        items.push_back(GetListed(entry));
+        ReadEntryColumns(row, 0, entries.emplace_back());
     }
-    return settings.shapes.simulations.MakeList(std::move(items), simulations.Count(scope));
+    return entries;
 }
 
 json ServiceState::GetSimulation(const std::string& id) {
@@ -220,7 +224,14 @@ json ServiceState::GetSimulation(const std::string& id) {
 }
 
 void ServiceState::DeleteSimulation(const std::string& id) {
-    const std::int64_t number = FindSimulation(id);
+    std::int64_t number = 0;
+    std::string scope;
+    {
+        Rows row = database.Query("SELECT number, scope FROM simulations WHERE id = ?", id);
+        if (!row.Next()) { ThrowMissing("simulation", id); }
+        number = row.GetInteger(0);
+        scope = row.GetText(1);
+    }
     Transaction transaction(database);
     const std::int64_t now = clock.GetTime();
     {
@@ -238,12 +249,6 @@ void ServiceState::DeleteSimulation(const std::string& id) {
             }
         }
     }
-    std::string scope;
-    {
-        Rows row = database.Query("SELECT scope FROM simulations WHERE id = ?", id);
-        row.Next();
-        scope = row.GetText(0);
-    }
     database.Change("DELETE FROM simulations WHERE id = ?", id);
     transaction.Commit();
     simulations.Remove("", number);
@@ -258,13 +263,13 @@ json ServiceState::GetInputs(const std::string& simulationId) {
 }
 
 void ServiceState::ReplaceInputs(const std::string& simulationId, const json& inputs) {
-    FindSimulation(simulationId);
+    RequireSimulation(simulationId);
     database.Change("UPDATE simulations SET inputs = ? WHERE id = ?", WriteJson(inputs),
                     simulationId);
 }
 
 json ServiceState::ListExecutions(const std::string& simulationId, Page page) {
-    FindSimulation(simulationId);
+    RequireSimulation(simulationId);
     json items = json::array();
     for (const std::int64_t number : executions.GetPage(simulationId, page.limit, page.offset)) {
         const ExecutionEntry execution = ReadExecutionAt(number);
@@ -274,7 +279,7 @@ json ServiceState::ListExecutions(const std::string& simulationId, Page page) {
 }
 
 json ServiceState::StartExecution(const std::string& simulationId, const json& data) {
-    FindSimulation(simulationId);
+    RequireSimulation(simulationId);
     const DocumentShape& shape = settings.shapes.executions;
     ExecutionEntry execution;
     Transaction transaction(database);
@@ -311,7 +316,7 @@ ExecutionEntry ServiceState::ReadExecutionAt(std::int64_t number) {
 }
 
 ExecutionEntry ServiceState::ReadExecution(const std::string& simulationId, const std::string& id) {
-    FindSimulation(simulationId);
+    RequireSimulation(simulationId);
     Rows row = database.Query(
         "SELECT id, document, listed, simulation, created, duration, failing FROM executions "
         "WHERE simulation = ? AND id = ?",
@@ -428,12 +433,7 @@ void ServiceState::AdvanceClock(double seconds) {
 
 json ServiceState::ShowSimulations(Page page) {
     json items = json::array();
-    for (const std::int64_t number : simulations.GetPage("", page.limit, page.offset)) {
-        Rows row =
-            database.Query("SELECT id, document, listed FROM simulations WHERE number = ?", number);
-        row.Next();
-        Entry entry;
-        ReadEntryColumns(row, 0, entry);
+    for (Entry& entry : ReadSimulations("", page)) {
         items.push_back(json::object({{"id", entry.id},
                                       {"executions", executions.Count(entry.id)},
                                       {"document", std::move(entry.document)}}));
@@ -442,7 +442,7 @@ json ServiceState::ShowSimulations(Page page) {
 }
 
 json ServiceState::ShowExecutions(const std::string& simulationId, Page page) {
-    FindSimulation(simulationId);
+    RequireSimulation(simulationId);
     json items = json::array();
     for (const std::int64_t number : executions.GetPage(simulationId, page.limit, page.offset)) {
         const ExecutionEntry execution = ReadExecutionAt(number);
@@ -585,10 +585,10 @@ void ServiceState::WriteSetting(const std::string& name, const std::string& text
     database.Change("INSERT OR REPLACE INTO settings (name, value) VALUES (?, ?)", name, text);
 }
 
-std::int64_t ServiceState::FindSimulation(const std::string& id) {
-    Rows row = database.Query("SELECT number FROM simulations WHERE id = ?", id);
-    if (!row.Next()) { ThrowMissing("simulation", id); }
-    return row.GetInteger(0);
+void ServiceState::RequireSimulation(const std::string& id) {
+    if (!database.Query("SELECT 1 FROM simulations WHERE id = ?", id).Next()) {
+        ThrowMissing("simulation", id);
+    }
 }
 
 json ServiceState::Compute(const ExecutionEntry& execution, json document) const {

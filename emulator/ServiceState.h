@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "Database.h"
 #include "EmulatedClock.h"
@@ -83,7 +84,8 @@ private:
     std::int64_t ReadCounter(const std::string& name);
     std::string ReadSetting(const std::string& name);
     void WriteSetting(const std::string& name, const std::string& text);
-    std::int64_t FindSimulation(const std::string& id);
+    void RequireSimulation(const std::string& id);
+    std::vector<Entry> ReadSimulations(const std::string& scope, Page page);
     ExecutionEntry ReadExecutionAt(std::int64_t number);
     ExecutionEntry ReadExecution(const std::string& simulationId, const std::string& id);
     json Compute(const ExecutionEntry& execution, json document) const;
