@@ -4,6 +4,7 @@
 #include <array>
 #include <iterator>
 #include <set>
+#include <utility>
 
 #include "MemberReader.h"
 #include "RuleAnswer.h"
@@ -19,12 +20,7 @@ constexpr std::int64_t DefaultEndlessBytes = std::int64_t{64} << 20U;
 constexpr std::int64_t MaxCount = INT32_MAX;
 constexpr const char* FirstState = "started";
 
-struct NamedAction {
-    const char* name;
-    FaultAction action;
-};
-
-constexpr std::array<NamedAction, 15> Actions{{
+constexpr std::array<std::pair<const char*, FaultAction>, 15> Actions{{
     {"delay", FaultAction::Delay},
     {"status", FaultAction::Status},
     {"replaceStatus", FaultAction::ReplaceStatus},
@@ -45,13 +41,13 @@ constexpr std::array<NamedAction, 15> Actions{{
 FaultAction ReadAction(MemberReader& members) {
     const std::string name = members.ReadText("action");
     const auto* found = std::find_if(Actions.begin(), Actions.end(),
-                                     [&](const NamedAction& known) { return known.name == name; });
+                                     [&](const auto& known) { return known.first == name; });
     if (found == Actions.end()) {
         std::string names;
-        for (const NamedAction& known : Actions) { names += std::string(" ") + known.name; }
+        for (const auto& known : Actions) { names += std::string(" ") + known.first; }
         members.Refuse("action", "must be one of" + names);
     }
-    return found->action;
+    return found->second;
 }
 
 Fault ReadFault(MemberReader& members, const std::string& files) {
