@@ -49,7 +49,7 @@ std::vector<Place> FindPlaces(const json& document, const Test& isMeant) {
     return found;
 }
 
-/// A test for a member with one of these names, whose order says which one is meant.
+/// The place of a member with one of these names, the earlier of which count more.
 std::optional<Place> FindNamed(const json& document, const std::vector<std::string>& names,
                                const std::function<bool(const json&)>& isFit) {
     for (const std::string& name : names) {
