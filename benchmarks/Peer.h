@@ -8,8 +8,7 @@
 class Peer {
 public:
     /// @param status the status line's code of every answer
-    /// @param kind   "version", "list", "document" or "bytes"; with kept connections
-    /// "kept-version",
+    /// @param kind   "version", "list", "document", "bytes"; with kept connections "kept-version",
     ///               "kept-pages" (a list) or "kept-stream" (bytes for a POST, else the version)
     /// @param size   bytes of a "document", of "bytes" and of a stream; entries of a list
     /// @param address that it listens on
@@ -18,7 +17,7 @@ public:
 
     /// Any other program whose first line of output is http://ADDRESS:PORT.
     ///
-    /// @param seed what the emulator starts with; empty: nothing is said of it
+    /// @param seed the emulator's seed file; empty: none is given
     explicit Peer(const std::string& program, const std::string& seed = "");
 
     ~Peer();

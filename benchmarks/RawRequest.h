@@ -2,6 +2,9 @@
 
 #include <string>
 
+/// A connection to a port of 127.0.0.1; -1 when nobody accepts it.
+int ConnectToLoopback(int port);
+
 /// One GET over a connection of its own to 127.0.0.1 with plain POSIX sockets.
 ///
 /// @return the whole answer; empty when there is none

@@ -8,8 +8,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
-#include <iostream>
 #include <stdexcept>
 #include <thread>
 

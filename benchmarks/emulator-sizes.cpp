@@ -1,6 +1,5 @@
 // Compares the emulator that holds 100,000 simulations, executions and users with one that holds
 // 100 of each, and measures a start: bench-emulator-sizes EMULATOR
-#include <arpa/inet.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -15,6 +14,7 @@
 
 #include "Measure.h"
 #include "Peer.h"
+#include "RawRequest.h"
 
 namespace {
 
@@ -64,14 +64,8 @@ private:
 /// A connection to an emulator that is kept, so that a request costs little beside its work.
 class KeptConnection {
 public:
-    explicit KeptConnection(int port) : connection(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(static_cast<in_port_t>(port));
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        if (connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-            throw std::runtime_error("no connection to the emulator");
-        }
+    explicit KeptConnection(int port) : connection(ConnectToLoopback(port)) {
+        if (connection < 0) { throw std::runtime_error("no connection to the emulator"); }
     }
     ~KeptConnection() { close(connection); }
     KeptConnection(const KeptConnection&) = delete;

@@ -1,6 +1,5 @@
 // Compares the emulator's rate with that of an HTTP server that does nothing:
 // bench-emulator EMULATOR IDLE-SERVER
-#include <arpa/inet.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -21,15 +20,10 @@ std::vector<int> OpenIdleConnections(int port, int count) {
     getrlimit(RLIMIT_NOFILE, &limit);
     limit.rlim_cur = limit.rlim_max;
     setrlimit(RLIMIT_NOFILE, &limit);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<in_port_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     std::vector<int> connections;
     for (int i = 0; i < count; ++i) {
-        const int connection = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        if (connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-            (i % 2 == 0 && send(connection, "GET /ver", 8, MSG_NOSIGNAL) != 8)) {
+        const int connection = ConnectToLoopback(port);
+        if (connection < 0 || (i % 2 == 0 && send(connection, "GET /ver", 8, MSG_NOSIGNAL) != 8)) {
             std::abort();
         }
         connections.push_back(connection);

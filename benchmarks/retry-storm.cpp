@@ -3,7 +3,6 @@
 //
 //   retry-storm SECONDS.tsv: one line a second; the figures go to standard output
 #include <algorithm>
-#include <cmath>
 #include <deque>
 #include <fstream>
 #include <optional>

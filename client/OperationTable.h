@@ -55,8 +55,7 @@ constexpr const ServiceOperation& FindOperation(std::string_view name) {
 /// Path and query of a request. Each argument is escaped as one segment or value (RFC 3986).
 ///
 /// @throws std::invalid_argument naming an argument in the path that is empty, "." or "..", since
-/// that
-///         would address another path
+///         that would address another path
 std::string MakeTarget(const ServiceOperation& operation,
                        std::initializer_list<std::string> arguments);
 

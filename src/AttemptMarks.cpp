@@ -7,7 +7,6 @@
 #include <ctime>
 #include <map>
 #include <mutex>
-#include <system_error>
 
 #include "CryptoText.h"
 #include "PrivateFile.h"

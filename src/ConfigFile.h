@@ -16,8 +16,7 @@ std::string LocateConfigFile();
 /// Reads a configuration file: JSON (RFC 8259) with comments. Returns no entries if the file is
 /// missing and is not the one that $VARNEL_CONFIG names.
 ///
-/// @throws std::runtime_error "FILE:LINE:COLUMN: reason" when it is malformed or contains an
-/// unknown
+/// @throws std::runtime_error "FILE:LINE:COLUMN: reason" when it is malformed or has an unknown
 ///         key, "FILE: reason" when it cannot be read, or when others can read secrets in it
 ConfigEntries ReadConfigFile(const std::string& path);
 

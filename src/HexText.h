@@ -4,7 +4,7 @@
 
 namespace VarnelBase {
 
-/// A byte as two hexadecimal digits in small letters.
+/// A byte as two hexadecimal digits in lower case.
 inline std::string FormatHex(unsigned char byte) {
     constexpr const char* digits = "0123456789abcdef";
     return {digits[byte >> 4U], digits[byte & 0xfU]};

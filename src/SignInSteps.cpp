@@ -77,10 +77,10 @@ void TakeSteps(SignInPurpose purpose, const EnvConfig& config, const SessionSett
     SignInState state = DescribeSettings(purpose, config, session.identity.authHost);
     state.age = JudgeNow(token);
     state.hasRefreshToken = !refreshToken.empty();
-    state.isResting = IsRenewalResting(session.file.GetPath());
+    const std::string path = session.file.GetPath();
+    state.isResting = IsRenewalResting(path);
     const RenewalLimit limit(purpose == SignInPurpose::Key && state.age == TokenAge::Ending);
     const std::string issuer = BuildIssuer(session.identity.authHost, config.GetAuthRealm());
-    const std::string path = session.file.GetPath();
     std::exception_ptr failure;
     std::string refusal;
     while (true) {

@@ -29,11 +29,14 @@ TokenFile LocateTokenFile(const EnvConfig& config, const IdentitySettings& ident
     return {LocateTokenDirectory(), HashToBase64Url(key) + ".json"};
 }
 
-bool IsStoreFile(const TokenFile& file) {
+TokenFile LocateStoreFile() {
     const SettingsReading reading;
     const EnvConfig config;
-    return LocateTokenFile(config, ReadIdentitySettings(config.GetEnvironment())).GetPath() ==
-           file.GetPath();
+    return LocateTokenFile(config, ReadIdentitySettings(config.GetEnvironment()));
+}
+
+bool IsStoreFile(const TokenFile& file) {
+    return LocateStoreFile().GetPath() == file.GetPath();
 }
 
 bool IsAccessTokenText(const std::string& text) {

@@ -25,7 +25,10 @@ void RequireTokenDirectory(const TokenFile& file);
 /// The file in that directory; its name is a hash and reveals nothing.
 TokenFile LocateTokenFile(const EnvConfig& config, const IdentitySettings& identity);
 
-/// Whether it is the file that `TokenStore` uses now.
+/// The file that `TokenStore` uses now.
+TokenFile LocateStoreFile();
+
+/// Whether it is that one.
 bool IsStoreFile(const TokenFile& file);
 
 /// Whether a token is safe in a header: only 0x21 to 0x7E, so that it cannot end the line.

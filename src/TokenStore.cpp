@@ -7,11 +7,8 @@
 #include <optional>
 #include <stdexcept>
 
-#include "EnvConfig.h"
-#include "IdentitySettings.h"
 #include "PrivateFile.h"
 #include "ProviderClock.h"
-#include "SettingSources.h"
 #include "TokenFile.h"
 #include "TokenLifetimes.h"
 #include "TokenPlace.h"
@@ -23,12 +20,6 @@ namespace {
 using nlohmann::json;
 
 constexpr double MaxClockSeconds = 1e11; ///< far more than any clock is off
-
-TokenFile LocateConfiguredTokenFile() {
-    const SettingsReading reading;
-    const EnvConfig config;
-    return LocateTokenFile(config, ReadIdentitySettings(config.GetEnvironment()));
-}
 
 std::optional<std::string> FindStoredText(const json& document, const char* name) {
     const auto member = document.find(name);
@@ -79,7 +70,7 @@ TokenStore::TokenStore() = default;
 TokenStore::~TokenStore() = default;
 
 TokenSet TokenStore::Load() {
-    const TokenFile file = LocateConfiguredTokenFile();
+    const TokenFile file = LocateStoreFile();
     if (file.directory.empty()) { return {}; }
     const FileReading reading =
         ReadRegularFile(file.GetPath(), MaxTokenFileBytes, SymbolicLinks::Refuse);
@@ -109,11 +100,11 @@ void TokenStore::Store(const TokenSet& tokens) {
     if (bytes.size() > MaxTokenFileBytes) {
         throw std::invalid_argument("the tokens are larger than the store takes (64 KiB)");
     }
-    WriteTokenFile(LocateConfiguredTokenFile(), bytes);
+    WriteTokenFile(LocateStoreFile(), bytes);
 }
 
 void TokenStore::Clear() {
-    const TokenFile file = LocateConfiguredTokenFile();
+    const TokenFile file = LocateStoreFile();
     if (file.directory.empty()) { return; }
     RemovePrivateFile(file.directory, file.name);
 }

@@ -1,6 +1,5 @@
 #include "LocatedJson.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>

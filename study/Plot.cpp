@@ -15,7 +15,6 @@
 #include <stdexcept>
 #include <system_error>
 #include <tuple>
-#include <utility>
 #include <vector>
 
 namespace VarnelBase::Studies {

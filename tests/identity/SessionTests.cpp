@@ -7,7 +7,6 @@
 #include <sys/inotify.h>
 
 #include <array>
-#include <cmath>
 #include <cstdlib>
 
 #include "CryptoText.h"
