@@ -6,14 +6,14 @@
 #include <set>
 #include <sstream>
 
-#include "AllocationFailures.h"
+#include "AllocationFixture.h"
 #include "OperationCases.h"
 
 namespace VarnelBase {
 
 namespace {
 
-using ClientAllocations = AllocationFailures;
+using ClientAllocations = AllocationFixture;
 
 /// Has libcurl's allocations fail in their turn, too.
 CURLcode FailInCurl() {

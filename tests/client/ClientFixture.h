@@ -1,16 +1,16 @@
 #pragma once
 
 #include <ServiceClient.h>
-#include <gtest/gtest.h>
 
 #include <string>
 
 #include "ScriptedServer.h"
+#include "TestHome.h"
 
 namespace VarnelBase {
 
 /// A service that answers as it is told, and a client of it without settings.
-class ClientFixture : public testing::Test {
+class ClientFixture : public TestHome {
 protected:
     ClientOptions Options() const {
         ClientOptions options;

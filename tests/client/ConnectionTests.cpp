@@ -2,7 +2,6 @@
 #include <httplib.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <thread>
 
 #include "ClientFixture.h"
@@ -126,8 +125,8 @@ TEST_F(ClientConnections, AreTlsOnlyWithACertificateThatNamesTheHost) {
         bool isTrusted;
         Failure failure;
     };
-    std::string pattern = "/tmp/varnel-tls-XXXXXX";
-    const std::string directory = mkdtemp(pattern.data());
+    const std::string certificate = home / "cert.pem";
+    const std::string key = home / "key.pem";
     for (const TlsCase& given : {
              TlsCase{"subjectAltName=IP:127.0.0.1", true, Failure::None},
              {"subjectAltName=IP:127.0.0.1", false, Failure::Untrusted},
@@ -135,8 +134,6 @@ TEST_F(ClientConnections, AreTlsOnlyWithACertificateThatNamesTheHost) {
              {"subjectAltName=DNS:127.0.0.1", true, Failure::Untrusted},
              {"nsComment=none", true, Failure::Untrusted}, // only the common name names the host
          }) {
-        const std::string certificate = directory + "/cert.pem";
-        const std::string key = directory + "/key.pem";
         const std::string command =
             "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 2 "
             "-subj /CN=127.0.0.1 -addext " +
@@ -166,7 +163,6 @@ TEST_F(ClientConnections, AreTlsOnlyWithACertificateThatNamesTheHost) {
         serving.join();
     }
     unsetenv("SSL_CERT_FILE");
-    std::filesystem::remove_all(directory);
 }
 
 TEST_F(ClientConnections, AreSharedByManyThreads) {

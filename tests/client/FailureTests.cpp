@@ -1,9 +1,5 @@
-#include <sys/socket.h>
-#include <zlib.h>
-
-#include <cstdlib>
-
 #include "ClientFixture.h"
+#include "HostileBytes.h"
 
 namespace VarnelBase {
 
@@ -26,20 +22,6 @@ struct FailureCase {
     SentState sent = SentState::Answered;
     Manner manner = Manner::Whole;
 };
-
-std::string Repeat(const std::string& text, int times) {
-    std::string all;
-    while (times-- > 0) { all += text; }
-    return all;
-}
-
-std::string Deflate(const std::string& text) {
-    uLongf length = compressBound(text.size());
-    std::string bytes(length, '\0');
-    compress(reinterpret_cast<Bytef*>(bytes.data()), &length,
-             reinterpret_cast<const Bytef*>(text.data()), text.size());
-    return bytes.substr(0, length);
-}
 
 std::vector<FailureCase> MakeHostileAnswers(const std::string& elsewhere) {
     const std::string line = "HTTP/1.1 200 OK\r\n";

@@ -2,8 +2,6 @@
 #include <sys/stat.h>
 
 #include <csignal>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "ClientFixture.h"
@@ -17,22 +15,10 @@ namespace fs = std::filesystem;
 
 class ClientProjects : public ClientFixture {
 protected:
-    ClientProjects() {
-        std::string pattern = (fs::temp_directory_path() / "varnel-projects-XXXXXX").string();
-        directory = mkdtemp(pattern.data());
-    }
-    ~ClientProjects() override { fs::remove_all(directory); }
-
-    static std::string Read(const std::string& path) {
-        std::ifstream file(path);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
     std::size_t CountFiles() const {
-        return static_cast<std::size_t>(std::distance(fs::directory_iterator(directory), {}));
+        return static_cast<std::size_t>(std::distance(fs::directory_iterator(home), {}));
     }
 
-    fs::path directory;
     const std::string bytes = std::string("PK\0\xff", 4) + std::string(100'000, 'x');
     const std::string named = "Content-Disposition: attachment; filename=\"a.b.zip\"\r\n";
 };
@@ -51,20 +37,20 @@ TEST_F(ClientProjects, AreFilesWhenTheyAreWhole) {
     const char* const names[] = {"a.b.zip", "a.b-2.zip", "a.b-3.zip"};
     for (const char* name : names) {
         last = 0;
-        const ProjectOutcome outcome = client.SaveProject({}, directory, progress);
+        const ProjectOutcome outcome = client.SaveProject({}, home, progress);
         EXPECT_TRUE(outcome) << outcome.message;
-        EXPECT_EQ(outcome.path, directory / name);
+        EXPECT_EQ(outcome.path, home / name);
         EXPECT_EQ(outcome.fileName, "a.b.zip");
         EXPECT_EQ(outcome.size, bytes.size());
         EXPECT_EQ(last, bytes.size());
         EXPECT_EQ(Read(outcome.path), bytes);
     }
-    const std::string path = directory / "mine";
-    std::ofstream(path) << "old";
+    const std::string path = home / "mine";
+    Write(path, "old");
     EXPECT_EQ(client.SaveProject({}, path).path, path);
     EXPECT_EQ(Read(path), bytes);
     server.Answer(MakeAnswer(200, ""));
-    EXPECT_EQ(client.SaveProject({}, directory).path, directory / "project");
+    EXPECT_EQ(client.SaveProject({}, home).path, home / "project");
     EXPECT_EQ(CountFiles(), 5U);
 
     server.Answer(MakeAnswer(200, bytes, named));
@@ -76,8 +62,8 @@ TEST_F(ClientProjects, AreFilesWhenTheyAreWhole) {
 
 TEST_F(ClientProjects, LeaveNothingBehindWhenTheyFail) {
     ServiceClient client(Options());
-    const std::string path = directory / "mine";
-    std::ofstream(path) << "old";
+    const std::string path = home / "mine";
+    Write(path, "old");
     const std::pair<std::string, Failure> answers[] = {
         {MakeAnswer(404, "{}"), Failure::NotFound},
         {"HTTP/1.1 200 OK\r\nContent-Length: 999999\r\n\r\n" + bytes, Failure::Interrupted},
@@ -86,13 +72,13 @@ TEST_F(ClientProjects, LeaveNothingBehindWhenTheyFail) {
     for (const auto& [answer, failure] : answers) {
         server.Answer(answer);
         EXPECT_EQ(client.SaveProject({}, path).failure, failure);
-        EXPECT_EQ(client.SaveProject({}, directory).failure, failure);
+        EXPECT_EQ(client.SaveProject({}, home).failure, failure);
     }
     server.Answer(MakeAnswer(200, bytes));
-    const ProjectOutcome nowhere = client.SaveProject({}, directory / "none/file");
+    const ProjectOutcome nowhere = client.SaveProject({}, home / "none/file");
     EXPECT_EQ(nowhere.failure, Failure::NotSaved);
-    EXPECT_EQ(nowhere.message, (directory / "none/file").string() + ": No such file or directory");
-    const std::string pipe = directory / "pipe";
+    EXPECT_EQ(nowhere.message, (home / "none/file").string() + ": No such file or directory");
+    const std::string pipe = home / "pipe";
     EXPECT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     EXPECT_EQ(client.SaveProject({}, pipe).failure, Failure::NotSaved);
     fs::remove(pipe);

@@ -38,7 +38,7 @@ open_tunnel() {
     sed -n '/^```text$/,/^```$/p' "$document" | sed '/^```/d' |
         sed "s/^accept = .*/accept = 127.0.0.1:$port/; s/^connect = .*/connect = ${url#https://}/
              s|^CAfile = .*|CAfile = $HOME/cert.pem|; /^\[/i foreground = yes" >tunnel.conf
-    [[ $(grep -c '^\(accept\|connect\|CAfile\|foreground\) = ' tunnel.conf) = 4 ]] || fail "what tunnel is that?"
+    [[ $(grep -c '^\(accept\|connect\|CAfile\|foreground\) = ' tunnel.conf) = 4 ]] || fail "SECURITY.md has no tunnel with these four settings"
     rm -f told && mkfifo told
     stunnel tunnel.conf 2>told & tunnel=$!
     local line=

@@ -1,13 +1,13 @@
 #include <iostream>
 
-#include "AllocationFailures.h"
+#include "AllocationFixture.h"
 #include "Operations.h"
 
 namespace VarnelBase {
 
 namespace {
 
-using Allocations = AllocationFailures;
+using Allocations = AllocationFixture;
 
 /// Something to do while memory runs out.
 struct Work {

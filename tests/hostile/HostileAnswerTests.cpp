@@ -1,12 +1,12 @@
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/select.h>
-#include <zlib.h>
 
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 
+#include "HostileBytes.h"
 #include "HostileFixture.h"
 #include "Operations.h"
 
@@ -53,20 +53,9 @@ struct Answers {
     Manner manner = Manner::Whole;
 };
 
-std::string Repeat(const std::string& text, int times) {
-    std::string all;
-    while (times-- > 0) { all += text; }
-    return all;
-}
-
 /// Spaces and a digit as an answer compressed to a thousandth.
 std::string MakeBomb(const std::string& line, std::size_t size) {
-    const std::string text = std::string(size - 1, ' ') + "1";
-    uLongf length = compressBound(size);
-    std::string bytes(length, '\0');
-    compress(reinterpret_cast<Bytef*>(bytes.data()), &length,
-             reinterpret_cast<const Bytef*>(text.data()), size);
-    return line + "Content-Encoding: deflate\r\n\r\n" + bytes.substr(0, length);
+    return line + "Content-Encoding: deflate\r\n\r\n" + Deflate(std::string(size - 1, ' ') + "1");
 }
 
 std::vector<Answers> MakeAnswers(int status, const std::string& elsewhere) {

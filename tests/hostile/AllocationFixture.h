@@ -13,7 +13,7 @@ namespace VarnelBase {
 
 /// Has the allocations of something fail one after the other, in child processes: where one fails
 /// in a destructor of the JSON library, which ends the process, another one goes on behind it.
-class AllocationFailures : public HostileFixture {
+class AllocationFixture : public HostileFixture {
 protected:
     /// Runs `work`, which returns 0 or the number of what is wrong, in child processes.
     ///
