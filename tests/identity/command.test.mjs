@@ -1,30 +1,18 @@
 // Signing in and out from the command line, by a person at a terminal or far from a browser.
 
 import assert from 'node:assert/strict';
-import { spawn, spawnSync } from 'node:child_process';
-import { once } from 'node:events';
+import { spawnSync } from 'node:child_process';
 import { chownSync, mkdirSync, symlinkSync, writeFileSync } from 'node:fs';
 import { createServer } from 'node:http';
 import { join } from 'node:path';
 import { test } from 'node:test';
-import { listen, makeHome, makeToken, readTokens } from './harness.mjs';
+import { alice, listen, makeHome, makeToken, readTokens, runVarnel, withPassword } from './harness.mjs';
 import { signIn } from './people.mjs';
 import { startProvider } from './provider.mjs';
 
 const { issuer } = await startProvider();
 
-// Runs varnel, or another program that signs in; `see(text)` is called with standard error so far, whenever there is more of it.
-async function varnel(home, args, { env = {}, see = () => {}, umask = '22', prefix = [], program = process.env.VARNEL } = {}) {
-  const child = spawn('sh', ['-c', `umask ${umask}; exec "$@"`, 'sh', ...prefix, program, ...args], {
-    stdio: ['ignore', 'pipe', 'pipe'],
-    env: { PATH: process.env.PATH, HOME: home, VARNEL_AUTH_HOST: issuer, BROWSER: 'false', ...env },
-  });
-  const run = { out: '', err: '' };
-  child.stdout.on('data', (data) => { run.out += data; });
-  child.stderr.on('data', (data) => { run.err += data; see(run.err); });
-  [run.status] = await once(child, 'close');
-  return run;
-}
+const varnel = (home, args, { env, ...options } = {}) => runVarnel(home, args, { env: { VARNEL_AUTH_HOST: issuer, ...env }, ...options });
 
 // A provider whose token endpoint gives those answers in turn, and which notes what it was asked.
 async function startScripted(answers, device = {}) {
@@ -125,7 +113,6 @@ exec "$@"`, 'sh'];
   const place = (home) => join(home, '.local/state/varnel');
   const isRoot = process.getuid() === 0;
   const asFileModesAllow = isRoot ? ['setpriv', '--bounding-set=-dac_override,-dac_read_search'] : [];
-  const env = { VARNEL_USERNAME: 'alice', VARNEL_PASSWORD: 'wonderland' };
   for (const [prepare, reason, prefix = []] of [
     [() => ({ HOME: '' }), /set HOME or XDG_STATE_HOME to an absolute path/],
     [() => ({ HOME: '', XDG_STATE_HOME: 'relative' }), /set HOME or XDG_STATE_HOME to an absolute path/],
@@ -138,14 +125,14 @@ exec "$@"`, 'sh'];
     ...(isRoot ? [[(home) => { chownSync(home, 65534, 65534); }, /belongs to another user: run this as that user/]] : []),
   ]) {
     const home = makeHome();
-    const run = await varnel(home, ['login'], { env: { ...env, ...prepare(home) }, prefix });
+    const run = await varnel(home, ['login'], { env: { ...withPassword, ...prepare(home) }, prefix });
     assert.equal(run.status, 1, run.err);
     assert.match(run.err, /signed in, but not for the commands that follow/);
     assert.match(run.err, reason);
   }
   const home = makeHome(); // whatever the umask takes away
-  assert.equal((await varnel(home, ['login'], { env, umask: '777' })).status, 0);
-  assert.equal((await varnel(home, ['token'], { env: { VARNEL_USERNAME: 'alice' } })).status, 0);
+  assert.equal((await varnel(home, ['login'], { env: withPassword, umask: '777' })).status, 0);
+  assert.equal((await varnel(home, ['token'], { env: alice })).status, 0);
 });
 
 test('the doctor asks the provider what can be told without a person', async () => {
@@ -174,6 +161,6 @@ test('advice to sign in comes only where that helps', async () => {
       assert.equal((out + err).includes('varnel login'), isAdvised, command);
     }
   }
-  const busy = await varnel(makeHome(), ['login', '--as-other-user'], { env: { VARNEL_USERNAME: 'alice' } });
+  const busy = await varnel(makeHome(), ['login', '--as-other-user'], { env: alice });
   assert.equal(busy.status, 2);
 });

@@ -12,6 +12,8 @@ import { after } from 'node:test';
 import { signIn } from './people.mjs';
 
 const probe = process.env.SIGNIN_PROBE;
+export const alice = { VARNEL_USERNAME: 'alice' }; // without a password, so that only a refresh is left
+export const withPassword = { ...alice, VARNEL_PASSWORD: 'wonderland' };
 
 export function makeHome() {
   const home = mkdtempSync(join(tmpdir(), 'varnel-home-'));
@@ -95,6 +97,19 @@ export function startProbe(home, issuer, operations, { person = goBack, env = {}
 }
 
 export const runProbe = (home, issuer, operations, options) => startProbe(home, issuer, operations, options).done;
+
+// Runs varnel, or another program that signs in; `see(text)` is called with standard error so far, whenever there is more of it.
+export async function runVarnel(home, args, { env, see = () => {}, umask = '22', prefix = [], program = process.env.VARNEL }) {
+  const child = spawn('sh', ['-c', `umask ${umask}; exec "$@"`, 'sh', ...prefix, program, ...args], {
+    stdio: ['ignore', 'pipe', 'pipe'],
+    env: { PATH: process.env.PATH, HOME: home, BROWSER: 'false', ...env },
+  });
+  const run = { out: '', err: '' };
+  child.stdout.on('data', (data) => { run.out += data; });
+  child.stderr.on('data', (data) => { run.err += data; see(run.err); });
+  [run.status] = await once(child, 'close');
+  return run;
+}
 
 // An issuer that passes token requests on to a provider's realm and leaves it to
 // `answerToken({ status, text }, response)` what becomes of the realm's answer.

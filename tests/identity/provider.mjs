@@ -6,6 +6,7 @@ import { createServer as createHttpsServer } from 'node:https';
 import { generateKeyPairSync, randomBytes } from 'node:crypto';
 import { Provider, errors } from 'oidc-provider';
 import MemoryAdapter from 'oidc-provider/lib/adapters/memory_adapter.js';
+import { listen } from './harness.mjs';
 
 const audience = 'urn:test:api';
 const { privateKey } = generateKeyPairSync('rsa', { modulusLength: 2048 });
@@ -119,8 +120,7 @@ export async function startProvider(options = {}) {
     if (realms[realm]) realms[realm].serve(request, response, path); else response.writeHead(404).end();
   };
   const server = settings.tls ? createHttpsServer(settings.tls, serve) : createHttpServer(serve);
-  await new Promise((resolve) => { server.listen(0, '127.0.0.1', resolve).unref(); });
-  const origin = `${settings.tls ? 'https' : 'http'}://127.0.0.1:${server.address().port}`;
+  const origin = `${settings.tls ? 'https' : 'http'}://127.0.0.1:${await listen(server)}`;
   for (const name of settings.realms) realms[name] = makeRealm(name, origin, settings, counts);
   return {
     origin,

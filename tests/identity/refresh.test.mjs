@@ -3,11 +3,9 @@
 import assert from 'node:assert/strict';
 import { rmSync, writeFileSync } from 'node:fs';
 import { test } from 'node:test';
-import { ageToken, findFiles, makeAuthority, makeHome, makeToken, readTokens, runProbe, startProbe, startRelay } from './harness.mjs';
+import { ageToken, alice, findFiles, makeAuthority, makeHome, makeToken, readTokens, runProbe, startProbe, startRelay, withPassword } from './harness.mjs';
 import { startProvider } from './provider.mjs';
 
-const alice = { VARNEL_USERNAME: 'alice' }; // without a password, so that only a refresh is left
-const withPassword = { ...alice, VARNEL_PASSWORD: 'wonderland' };
 const askKey = async (home, issuer, env = {}, operations = ['key']) => (
   (await runProbe(home, issuer, operations, { env: { ...alice, ...env } })).lines.at(-1));
 

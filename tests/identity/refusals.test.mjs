@@ -4,12 +4,11 @@ import assert from 'node:assert/strict';
 import { createServer } from 'node:http';
 import { createServer as createHttpsServer } from 'node:https';
 import { test } from 'node:test';
-import { ageToken, listen, makeAuthority, makeHome, makeToken, runProbe, startProbe, startRelay } from './harness.mjs';
+import { ageToken, listen, makeAuthority, makeHome, makeToken, runProbe, startProbe, startRelay, withPassword } from './harness.mjs';
 import { startProvider } from './provider.mjs';
 
-const alice = { VARNEL_USERNAME: 'alice', VARNEL_PASSWORD: 'wonderland' };
 const run = async (issuer, operations, env = {}) => {
-  const { lines } = await runProbe(makeHome(), issuer, operations, { env: { ...alice, ...env } });
+  const { lines } = await runProbe(makeHome(), issuer, operations, { env: { ...withPassword, ...env } });
   return lines.at(-1);
 };
 

@@ -6,7 +6,7 @@
 
 import { readdirSync, readFileSync, statSync } from 'node:fs';
 import { join } from 'node:path';
-import { ageToken, findFiles, makeHome, readTokens, runProbe } from './harness.mjs';
+import { ageToken, alice, makeHome, readTokens, runProbe, withPassword } from './harness.mjs';
 import { signIn } from './people.mjs';
 import { startProvider } from './provider.mjs';
 
@@ -14,8 +14,6 @@ const errors = {
   openat: 'EMFILE', write: 'ENOSPC', fsync: 'EIO', rename: 'EIO', renameat: 'EIO', renameat2: 'EIO', flock: 'ENOLCK', connect: 'ECONNREFUSED', sendto: 'EPIPE', recvfrom: 'ECONNRESET',
 };
 const calls = Object.keys(errors);
-const alice = { VARNEL_USERNAME: 'alice' };
-const withPassword = { ...alice, VARNEL_PASSWORD: 'wonderland' };
 const person = async (address, run) => fetch(await signIn(address)).catch(() => run.child.kill());
 
 const operations = [
