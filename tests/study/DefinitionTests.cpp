@@ -70,8 +70,15 @@ TEST(Definition, NamesLineMemberAndReasonOfEveryError) {
     folder.Write("empty.csv", "a,b\n");
     folder.Write("broken.csv", "a,b\n1,2\n\"3,4\n");
     folder.Write("wrong.jsonl", "{\"a\": 1}\n[2]\n");
+    const auto vary = [](const std::string& parameters) {
+        return R"({"simulation": "s", "parameters": [)" + parameters + "]}";
+    };
+    const auto readColumn = [&vary](const std::string& file, const std::string& name) {
+        return vary(R"({"file": ")" + file + R"(", "columns": [{"column": ")" + name +
+                    R"(", "pointer": "/)" + name + R"("}]})");
+    };
     const struct {
-        const char* text;
+        std::string text;
         const char* problem; ///< after the path of the folder
     } cases[] = {
         {"{\n  \"simulation\": \"s\",\n", "study.json:3: this is not valid JSON"},
@@ -79,57 +86,41 @@ TEST(Definition, NamesLineMemberAndReasonOfEveryError) {
         {"{\n\"parameters\": [{}]}", "study.json:1: /simulation: is missing"},
         {"{\"simulation\": \"s\",\n\"base\": {}, // a comment\n\"base\": {}}",
          "study.json:3: /base: the member is given twice"},
-        {"{\"simulation\": \"s\", \"parameters\": [\n{\"pointer\": \"span\", \"values\": [1]}]}",
-         "study.json:2: /parameters/0/pointer: \"span\" is not a JSON pointer such as /span or "
-         "/loads/0"},
-        {"{\"simulation\": \"s\", \"parameters\": [\n{\"pointer\": \"/a\", \"values\": []}]}",
+        {vary("\n{\"pointer\": \"span\", \"values\": [1]}"),
+         R"(study.json:2: /parameters/0/pointer: "span" is not a JSON pointer such as /span or /loads/0)"},
+        {vary("\n{\"pointer\": \"/a\", \"values\": []}"),
          "study.json:2: /parameters/0/values: must be an array that is not empty"},
-        {"{\"simulation\": \"s\", \"parameters\": [{\"pointer\": \"/a\", \"values\": "
-         "[1],\n\"uint\": \"m\"}]}",
+        {vary("{\"pointer\": \"/a\", \"values\": [1],\n\"uint\": \"m\"}"),
          "study.json:2: /parameters/0/uint: is not known here"},
-        {"{\"simulation\": \"s\", \"parameters\": [{\"pointer\": \"/a\", \"from\": 1, \"to\": "
-         "2,\n\"step\": -1}]}",
-         "study.json:2: /parameters/0/step: does not lead from \"from\" to \"to\""},
-        {"{\"simulation\": \"s\", \"parameters\": [{\"pointer\": \"/a\", \"from\": 1, \"to\": "
-         "2,\n\"step\": 0}]}",
-         "study.json:2: /parameters/0/step: does not lead from \"from\" to \"to\""},
+        {vary("{\"pointer\": \"/a\", \"from\": 1, \"to\": 2,\n\"step\": -1}"),
+         R"(study.json:2: /parameters/0/step: does not lead from "from" to "to")"},
+        {vary("{\"pointer\": \"/a\", \"from\": 1, \"to\": 2,\n\"step\": 0}"),
+         R"(study.json:2: /parameters/0/step: does not lead from "from" to "to")"},
         {"{\"simulation\": \"s\",\n\"parameters\": [{\"pointer\": \"/a\", \"values\": [1]}, "
          "{\"pointer\": \"/a/b\", \"values\": [1]}]}",
          "study.json:2: /parameters: sets /a/b twice, by /a and /a/b"},
         {"{\"simulation\": \"s\", \"base\": {\"a\": 1},\n\"parameters\": [{\"pointer\": \"/a/b\", "
          "\"values\": [1]}]}",
          "study.json:2: /parameters: the base document has no place for /a/b"},
-        {"{\"simulation\": \"s\", \"parameters\": [{\"zip\": [{\"pointer\": \"/a\", \"values\": "
-         "[1]},\n{\"pointer\": \"/b\", \"values\": [1, 2]}]}]}",
+        {vary("{\"zip\": [{\"pointer\": \"/a\", \"values\": [1]},\n{\"pointer\": \"/b\", "
+              "\"values\": [1, 2]}]}"),
          "study.json:2: /parameters/0/zip/1/pointer: has 2 values, the first column 1"},
-        {"{\"simulation\": \"s\", \"parameters\": [{\"pointer\": \"/a\", \"from\": 0, \"to\": 1, "
-         "\"count\": 9999},\n{\"pointer\": \"/b\", \"from\": 0, \"to\": 1, \"count\": 9999}]}",
+        {vary("{\"pointer\": \"/a\", \"from\": 0, \"to\": 1, \"count\": 9999},\n{\"pointer\": "
+              "\"/b\", \"from\": 0, \"to\": 1, \"count\": 9999}"),
          "study.json:1: /parameters: make more than 10000000 points"},
-        {"{\"simulation\": \"s\", \"parameters\": [{\"sample\": \"sobol\", \"points\": 4, \"of\": "
-         "[{\"pointer\": \"/a\", \"from\": 1,\n\"to\": 1}]}]}",
-         "study.json:2: /parameters/0/of/0/to: must be greater than \"from\""},
-        {"{\"simulation\": \"s\", \"parameters\": [{\"file\": \"short.csv\", \"columns\": "
-         "[{\"column\": \"b\", \"pointer\": \"/b\"}]}]}",
-         "short.csv:3: the row has 1 fields, the header line 2"},
-        {"{\"simulation\": \"s\", \"parameters\": [{\"file\": \"short.csv\", \"columns\": "
-         "[{\"column\": \"c\", \"pointer\": \"/c\"}]}]}",
-         "short.csv:1: there is no column \"c\""},
-        {"{\"simulation\": \"s\", \"parameters\": [{\"file\": \"empty.csv\", \"columns\": "
-         "[{\"column\": \"a\", \"pointer\": \"/a\"}]}]}",
-         "empty.csv:1: there are no rows"},
-        {"{\"simulation\": \"s\", \"parameters\": [{\"file\": \"broken.csv\", \"columns\": "
-         "[{\"column\": \"a\", \"pointer\": \"/a\"}]}]}",
+        {vary("{\"sample\": \"sobol\", \"points\": 4, \"of\": [{\"pointer\": \"/a\", \"from\": "
+              "1,\n\"to\": 1}]}"),
+         R"(study.json:2: /parameters/0/of/0/to: must be greater than "from")"},
+        {readColumn("short.csv", "b"), "short.csv:3: the row has 1 fields, the header line 2"},
+        {readColumn("short.csv", "c"), R"(short.csv:1: there is no column "c")"},
+        {readColumn("empty.csv", "a"), "empty.csv:1: there are no rows"},
+        {readColumn("broken.csv", "a"),
          "broken.csv:3: error parsing data while strict checking enabled"},
-        {"{\"simulation\": \"s\", \"parameters\": [{\"file\": \"wrong.jsonl\", \"columns\": "
-         "[{\"column\": \"a\", \"pointer\": \"/a\"}]}]}",
-         "wrong.jsonl:2: this is not a JSON object"},
-        {"{\"simulation\": \"s\", \"parameters\": [{\"file\": \"missing.csv\", \"columns\": "
-         "[{\"column\": \"a\", \"pointer\": \"/a\"}]}]}",
-         "missing.csv: cannot be read: No such file or directory"},
+        {readColumn("wrong.jsonl", "a"), "wrong.jsonl:2: this is not a JSON object"},
+        {readColumn("missing.csv", "a"), "missing.csv: cannot be read: No such file or directory"},
         {"{\"simulation\": \"s\", \"parameters\": [{\"pointer\": \"/a\", \"values\": [1]}], "
          "\"limits\": {\n\"deadline\": \"2 hours\"}}",
-         "study.json:2: /limits/deadline: must be a time such as \"90s\", \"30m\", \"8h\" or "
-         "\"2d\""},
+         R"(study.json:2: /limits/deadline: must be a time such as "90s", "30m", "8h" or "2d")"},
         {"{\"simulation\": \"s\", \"parameters\": [{\"pointer\": \"/a\", \"values\": [1]}], "
          "\"limits\": {\n\"concurrent\": 0}}",
          "study.json:2: /limits/concurrent: must be a whole number from 1 to 10000000"},
