@@ -16,6 +16,7 @@
 #include "KnownSettings.h"
 #include "PrivateFile.h"
 #include "QuotedText.h"
+#include "TrackingIterator.h"
 #include "UserDirectory.h"
 
 namespace VarnelBase {
@@ -32,29 +33,6 @@ const KnownSetting* FindKnown(const std::string& name) {
                      [&name](const KnownSetting& setting) { return name == setting.name; });
     return known == KnownSettings.end() ? nullptr : known;
 }
-
-/// Reads a text and tells how far it got, which the parser's events do not.
-class TrackingIterator {
-public:
-    using iterator_category = std::input_iterator_tag;
-    using value_type = char;
-    using difference_type = std::ptrdiff_t;
-    using pointer = const char*;
-    using reference = const char&;
-
-    TrackingIterator(pointer start, pointer& furthestRead) : at(start), furthest(&furthestRead) {}
-    reference operator*() const { return *at; }
-    TrackingIterator& operator++() {
-        *furthest = ++at;
-        return *this;
-    }
-    bool operator==(const TrackingIterator& other) const { return at == other.at; }
-    bool operator!=(const TrackingIterator& other) const { return at != other.at; }
-
-private:
-    pointer at;
-    pointer* furthest;
-};
 
 /// Receives the parser's events: keeps the settings and stops at what the file may not hold.
 class ConfigReader : public json::json_sax_t {

@@ -1,5 +1,8 @@
 #include "LocatedJson.h"
 
+#include <TrackingIterator.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -11,70 +14,40 @@ namespace VarnelBase::Studies {
 
 namespace {
 
-/// Reads characters and counts the lines that have begun.
-class CountingIterator {
-public:
-    using iterator_category = std::input_iterator_tag;
-    using value_type = char;
-    using difference_type = std::ptrdiff_t;
-    using pointer = const char*;
-    using reference = const char&;
-
-    CountingIterator(const char* start, std::size_t& lineCount)
-        : position(start), line(&lineCount) {}
-
-    reference operator*() const { return *position; }
-    CountingIterator& operator++() {
-        if (*position++ == '\n') { ++*line; }
-        return *this;
-    }
-    bool operator==(const CountingIterator& other) const { return position == other.position; }
-    bool operator!=(const CountingIterator& other) const { return position != other.position; }
-
-private:
-    const char* position;
-    std::size_t* line;
-};
-
 /// Notes where each value of a document stands. The parser has read no further than to the end of
 /// the token that it reports.
-class LineRecorder {
+class LineRecorder : public json::json_sax_t {
 public:
-    using number_integer_t = json::number_integer_t;
-    using number_unsigned_t = json::number_unsigned_t;
-    using number_float_t = json::number_float_t;
-    using string_t = json::string_t;
-    using binary_t = json::binary_t;
+    LineRecorder(LocatedJson& recordedInto, const char* start)
+        : furthestRead(start), result(recordedInto), counted(start) {}
 
-    LineRecorder(LocatedJson& recordedInto, const std::size_t& currentLine)
-        : result(recordedInto), line(currentLine) {}
+    const char* furthestRead; ///< by the parser
 
-    // The parser's interface decides these names.
-    // NOLINTBEGIN(readability-identifier-naming)
-    bool null() { return RecordScalar(); }
-    bool boolean(bool /*value*/) { return RecordScalar(); }
-    bool number_integer(number_integer_t /*value*/) { return RecordScalar(); }
-    bool number_unsigned(number_unsigned_t /*value*/) { return RecordScalar(); }
-    bool number_float(number_float_t /*value*/, const string_t& /*text*/) { return RecordScalar(); }
-    bool string(string_t& /*value*/) { return RecordScalar(); }
-    bool binary(binary_t& /*value*/) { return RecordScalar(); }
-    bool start_object(std::size_t /*size*/) { return Open(false); }
-    bool start_array(std::size_t /*size*/) { return Open(true); }
-    bool end_object() { return Close(); }
-    bool end_array() { return Close(); }
-    bool key(string_t& name) {
+    bool null() override { return RecordScalar(); }
+    bool boolean(bool /*value*/) override { return RecordScalar(); }
+    bool number_integer(number_integer_t /*value*/) override { return RecordScalar(); }
+    bool number_unsigned(number_unsigned_t /*value*/) override { return RecordScalar(); }
+    bool number_float(number_float_t /*value*/, const string_t& /*text*/) override {
+        return RecordScalar();
+    }
+    bool string(string_t& /*value*/) override { return RecordScalar(); }
+    bool binary(binary_t& /*value*/) override { return RecordScalar(); }
+    bool start_object(std::size_t /*size*/) override { return Open(false); }
+    bool start_array(std::size_t /*size*/) override { return Open(true); }
+    bool end_object() override { return Close(); }
+    bool end_array() override { return Close(); }
+    bool key(string_t& name) override {
         path.back().pointer = path.back().base / name;
         const std::string here = path.back().pointer.to_string();
-        if (!result.lines.emplace(here, line).second) {
-            throw FileError(result.file, line, here + ": the member is given twice");
+        if (!result.lines.emplace(here, CountLines()).second) {
+            throw FileError(result.file, CountLines(), here + ": the member is given twice");
         }
         return true;
     }
     bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
-                     const json::exception& /*error*/) {
-        throw FileError(result.file, line, "this is not valid JSON");
+                     const json::exception& /*error*/) override {
+        throw FileError(result.file, CountLines(), "this is not valid JSON");
     }
-    // NOLINTEND(readability-identifier-naming)
 
 private:
     struct Level {
@@ -84,15 +57,21 @@ private:
         std::size_t index = 0;
     };
 
+    /// The line that the parser has got to.
+    std::size_t CountLines() {
+        line += static_cast<std::size_t>(std::count(counted, furthestRead, '\n'));
+        counted = furthestRead;
+        return line;
+    }
     /// Notes the value that begins here and tells where it stands.
     json::json_pointer Record() {
         if (path.empty()) {
-            result.lines.emplace("", line);
+            result.lines.emplace("", CountLines());
             return json::json_pointer();
         }
         Level& level = path.back();
         if (level.isArray) { level.pointer = level.base / level.index++; }
-        result.lines.emplace(level.pointer.to_string(), line);
+        result.lines.emplace(level.pointer.to_string(), CountLines());
         return level.pointer;
     }
     bool RecordScalar() {
@@ -110,7 +89,8 @@ private:
     }
 
     LocatedJson& result;
-    const std::size_t& line;
+    const char* counted; ///< the beginning of what `line` does not count yet
+    std::size_t line = 1;
     std::vector<Level> path;
 };
 
@@ -131,10 +111,9 @@ LocatedJson ReadLocatedJson(const std::string& file) {
     const std::string text = ReadWholeFile(file);
     LocatedJson result;
     result.file = file;
-    std::size_t line = 1;
-    LineRecorder recorder(result, line);
-    json::sax_parse(CountingIterator(text.data(), line),
-                    CountingIterator(text.data() + text.size(), line), &recorder,
+    LineRecorder recorder(result, text.data());
+    json::sax_parse(TrackingIterator(text.data(), recorder.furthestRead),
+                    TrackingIterator(text.data() + text.size(), recorder.furthestRead), &recorder,
                     json::input_format_t::json, true, true);
     result.document = json::parse(text, nullptr, true, true);
     return result;
