@@ -5,7 +5,7 @@ BEGIN { FS = "\t" }
 # Figures that differ in an operation or a size alone share a row.
 function name_row(figure) {
     sub(/^(client|retries): /, "", figure)
-    sub(/^[A-Za-z]+ over hand-written, /, "each operation over hand-written, ", figure)
+    if (figure !~ /instructions/) sub(/^[A-Za-z]+ over hand-written, /, "each operation over hand-written, ", figure)
     sub(/^(answer|body) of [0-9]+ MB/, "answers and bodies of 1, 10 and 100 MB", figure)
     return figure
 }
@@ -14,7 +14,7 @@ function name_table(figure) {
     if (figure ~ /^retries: /) return "retries"
     if (figure ~ /^client: /) return "client"
     if (figure ~ /study|window of 64/) return "studies"
-    return figure ~ /emulator/ ? "emulator" : "connector"
+    return figure ~ /emulator|with 100,000/ ? "emulator" : "connector"
 }
 
 function print_row(row,   goal, seen) {
