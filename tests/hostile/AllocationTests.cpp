@@ -38,6 +38,7 @@ TEST_F(Allocations, MayFailOneByOne) {
         std::cout.rdbuf(nullptr);
         ApiConnector connector;
         const auto store = [&] { TokenStore().Store({work.token, work.token}); };
+        std::filesystem::remove_all(directory); // with the files that a process before left behind
         store();
         const json expected = work.run(connector);
         store();
