@@ -1,9 +1,11 @@
 #include "CommandTree.h"
 
+#include <VersionFlags.h>
+#include <httplib.h>
+
 #include "commands/Commands.h"
 #include "doctor/Doctor.h"
 #include "output/ExitStatus.h"
-#include "shell/Releases.h"
 #include "shell/Shell.h"
 #include "trace/TraceCommand.h"
 
@@ -54,15 +56,6 @@ void AddCommonOptions(CLI::App& root, CommonOptions& options) {
     for (CLI::Option* option : added) { option->group(CommonOptionsGroup); }
 }
 
-void AddVersionFlags(CLI::App& root) {
-    const CLI::Option* verbose =
-        root.add_flag("--verbose", "With --version: the versions of the libraries too");
-    root.set_version_flag(
-        "--version",
-        [verbose] { return verbose->count() > 0 ? ListReleases() : "varnel " VARNEL_VERSION; },
-        "Print this program's version and exit");
-}
-
 std::string FormatExitStatuses() {
     std::string text = "Exit status:\n";
     for (const ExplainedStatus& explained : ExplainedStatuses) {
@@ -101,7 +94,7 @@ std::unique_ptr<CLI::App> BuildCommandTree(Session& session) {
     root->fallthrough();
     root->footer(FormatExitStatuses() +
                  "\nExamples:\n  varnel simulation list\n  varnel help simulation list");
-    AddVersionFlags(*root);
+    AddVersionFlags(*root, "cpp-httplib " CPPHTTPLIB_VERSION "\n");
     AddCommonOptions(*root, session.options);
     AddServiceCommands(*root, session);
     AddProjectCommands(*root, session);

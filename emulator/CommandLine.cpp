@@ -2,6 +2,9 @@
 
 #include <AccessTokenClaims.h>
 #include <PrivateFile.h>
+#include <VersionFlags.h>
+#include <sqlite3.h>
+#include <zip.h>
 #include <CLI/CLI.hpp>
 
 #include <iostream>
@@ -56,6 +59,8 @@ CommandLine ParseCommandLine(int argc, char* argv[]) {
     CommandLine line;
     CLI::App app("The simulation service on your own machine.", "varnel-emulator");
     app.fallthrough();
+    AddVersionFlags(app, std::string("SQLite ") + sqlite3_libversion() + "\nlibzip " +
+                             zip_libzip_version() + "\n");
     auto* port = app.add_option("--port", line.emulator.port, "Port; 0: a free one (default 8080)");
     app.add_option("--listen", line.emulator.address, "Address to listen on")
         ->capture_default_str();

@@ -38,10 +38,14 @@ echo '{"method": "get", "action": "reset", "required": true}' >rules
 # mistakes are told with the flag or file at fault
 echo '{"simulations": [{"_local": {"scop": "x"}}]}' >bad-seed
 for mistake in '--seed bad-seed' '--port 70000' '--auth some' '--speed -1' '--seed ./missing' 'exec --listen=::1 -- true' \
-    '--tls-key key.pem --tls-cert ./missing' '--allow-origin a.example' \
+    --verbose '--tls-key key.pem --tls-cert ./missing' '--allow-origin a.example' \
     '--record ./missing' '--replay ./missing' 'seed-from ./missing'; do
     "$emulator" $mistake >out 2>errors && fail "takes $mistake" || grep -q -- "${mistake##* }\|${mistake%% *}\|--listen" errors || fail "$mistake: $(cat errors)"
 done
+
+# version
+[[ $("$emulator" --version) =~ ^varnel-emulator\ [0-9.]+$ ]] || fail "--version"
+"$emulator" --version --verbose >out && grep -q '^libzip [0-9]' out && grep -q 'libcurl/' out || fail "--verbose: $(cat out)"
 
 # ready file, log, export, and the end by a signal
 start --ready-file ready --export-on-exit export.json --log
