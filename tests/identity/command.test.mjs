@@ -6,8 +6,7 @@ import { chownSync, mkdirSync, symlinkSync, writeFileSync } from 'node:fs';
 import { createServer } from 'node:http';
 import { join } from 'node:path';
 import { test } from 'node:test';
-import { alice, listen, makeHome, makeToken, readTokens, runVarnel, withPassword } from './harness.mjs';
-import { signIn } from './people.mjs';
+import { alice, listen, makeHome, makeToken, readTokens, runVarnel, signIn, withPassword } from './harness.mjs';
 import { startProvider } from './provider.mjs';
 
 const { issuer } = await startProvider();

@@ -1,40 +1,28 @@
-// glewlwyd, an OpenID Connect provider whose redirect URIs name a port, on 127.0.0.1: everything in a
-// directory of its own, over HTTPS with a private authority.
+// glewlwyd, an OpenID Connect provider whose redirect URIs name a port.
 
-import { execFileSync, spawn } from 'node:child_process';
-import { copyFileSync, cpSync, readFileSync, readdirSync, writeFileSync } from 'node:fs';
+import { execFileSync } from 'node:child_process';
+import { copyFileSync, cpSync, readFileSync, writeFileSync } from 'node:fs';
 import { request } from 'node:https';
 import { join } from 'node:path';
-import { createInterface } from 'node:readline';
-import { after } from 'node:test';
 import { gunzipSync } from 'node:zlib';
-import { findFreePort, makeAuthority, makeHome } from './harness.mjs';
+import { clientSecret, listLibraries, makePlace, root, startServer } from './packaged.mjs';
 
-const root = process.env.PACKAGES_ROOT;
-const environment = {
-  ...process.env,
-  PATH: `${root}/usr/bin:${process.env.PATH}`,
-  LD_LIBRARY_PATH: readdirSync(join(root, 'usr/lib')).map((name) => join(root, 'usr/lib', name)).join(':'),
-};
+const environment = { PATH: `${root}/usr/bin:${process.env.PATH}`, LD_LIBRARY_PATH: listLibraries('') };
 
 const quote = (values) => Object.entries(values).map(([name, value]) => `${name} = ${JSON.stringify(value)}\n`).join('');
 
 // The files of a provider that nobody has used yet: it knows "admin" with the password "password".
-function writeFiles(home, port) {
-  const authority = makeAuthority();
-  const { cert, key } = authority.issue('localhost', 'DNS:localhost');
-  writeFileSync(join(home, 'cert'), cert);
-  writeFileSync(join(home, 'key'), key);
+function writeFiles({ home, port, origin }) {
   const pages = join(home, 'pages');
   const settings = join(root, 'usr/share/glewlwyd/webapp/config.json'); // a link to where it would be installed
   cpSync(join(root, 'usr/share/glewlwyd/webapp'), pages, { recursive: true, dereference: true, filter: (file) => file !== settings });
   copyFileSync(join(root, 'etc/glewlwyd/config-2.7.json/config.json'), join(pages, 'config.json'));
   const tables = readFileSync(join(root, 'usr/share/doc/glewlwyd/database/init.sqlite3.sql.gz'));
-  execFileSync('sqlite3', ['database'], { cwd: home, env: environment, input: gunzipSync(tables) });
+  execFileSync('sqlite3', ['database'], { cwd: home, env: { ...process.env, ...environment }, input: gunzipSync(tables) });
   writeFileSync(join(home, 'settings'), quote({
     port,
     bind_address: '127.0.0.1',
-    external_url: `https://localhost:${port}`,
+    external_url: origin,
     login_url: 'login.html',
     api_prefix: 'api',
     static_files_path: `${pages}/`,
@@ -55,7 +43,6 @@ function writeFiles(home, port) {
   }) + `database = { ${quote({ type: 'sqlite3', path: join(home, 'database') })} };
     static_files_mime_types = (${['html', 'javascript:js', 'css', 'json'].map((one) => one.split(':')).map(([type, suffix]) => (
     `{ ${quote({ extension: `.${suffix ?? type}`, mime_type: `text/${type}` })} }`))});`);
-  return authority.file;
 }
 
 // Sends one request as a program that trusts the authority; resolves to status, cookies and text.
@@ -88,50 +75,24 @@ function* listChanges(origin, redirectUri) {
     display_name: 'Main',
     enabled: true,
     parameters: {
-      iss: `${origin}/api/main`,
-      'jwt-type': 'sha',
-      'jwt-key-size': '256',
-      key: 'key-of-the-test',
-      'access-token-duration': 300,
-      'refresh-token-duration': 86400,
-      'refresh-token-rolling': true,
-      'refresh-token-one-use': 'always',
-      'code-duration': 60,
-      'allow-non-oidc': true,
-      'auth-type-code-enabled': true,
-      'auth-type-password-enabled': true,
-      'auth-type-refresh-enabled': true,
-      'auth-type-device-enabled': true,
-      'device-authorization-expiration': 60,
-      'device-authorization-interval': 1,
-      'pkce-allowed': true,
-      'pkce-required': true,
-      'introspection-revocation-allowed': true,
-      'introspection-revocation-allow-target-client': true,
-      'oauth-as-iss-id': true,
+      iss: `${origin}/api/main`, key: 'key-of-the-test', 'jwt-type': 'sha', 'jwt-key-size': '256', 'oauth-as-iss-id': true,
+      'auth-type-code-enabled': true, 'auth-type-password-enabled': true, 'auth-type-refresh-enabled': true, 'auth-type-device-enabled': true,
+      'access-token-duration': 300, 'code-duration': 60, 'device-authorization-expiration': 60, 'device-authorization-interval': 1,
+      'refresh-token-duration': 86400, 'refresh-token-rolling': true, 'refresh-token-one-use': 'always',
+      'allow-non-oidc': true, 'pkce-allowed': true, 'pkce-required': true,
+      'introspection-revocation-allowed': true, 'introspection-revocation-allow-target-client': true,
       'additional-parameters': [{ 'user-parameter': 'groups', 'token-parameter': 'groups' }],
     },
   })];
 }
 
-export const clientSecret = 'secret-of-the-client';
-
 // Starts a provider with one user, alice, for programs that listen on one port; resolves to its issuer,
 // its authority's file, and what counts the lines of its log that hold a text.
 export async function startGlewlwyd(callbackPort) {
-  const home = makeHome();
-  const port = await findFreePort();
-  const authority = writeFiles(home, port);
-  const log = [];
-  const child = spawn(join(root, 'usr/bin/glewlwyd'), ['-c', join(home, 'settings')], { env: environment, stdio: ['ignore', 'pipe', 'pipe'] });
-  after(() => child.kill());
-  await new Promise((resolve, reject) => {
-    child.on('exit', () => reject(new Error(`glewlwyd has ended: ${log.join('\n')}`)));
-    for (const input of [child.stdout, child.stderr]) {
-      createInterface({ input }).on('line', (line) => { log.push(line); if (line.includes('started on port')) resolve(); });
-    }
-  });
-  const origin = `https://localhost:${port}`;
+  const place = await makePlace();
+  const { origin, authority } = place;
+  writeFiles(place);
+  const log = await startServer('glewlwyd', ['-c', join(place.home, 'settings')], environment, 'started on port');
   const signedIn = await send('POST', `${origin}/api/auth/`, { authority, body: { username: 'admin', password: 'password' } });
   const cookie = signedIn.cookies.map((one) => one.split(';')[0]).join('; ');
   for (const [method, path, makeBody] of listChanges(origin, `http://127.0.0.1:${callbackPort}/callback`)) {

@@ -5,14 +5,15 @@ import assert from 'node:assert/strict';
 import { writeFileSync } from 'node:fs';
 import { test } from 'node:test';
 import { openPage } from './chromium.mjs';
-import { clientSecret, startGlewlwyd } from './glewlwyd.mjs';
-import { ageToken, findFiles, findFreePort, makeHome, readTokens, runProbe, runVarnel } from './harness.mjs';
+import { startGlewlwyd } from './glewlwyd.mjs';
+import { ageToken, askKey, findFiles, findFreePort, makeHome, readTokens, runProbe, runVarnel } from './harness.mjs';
+import { clientSecret } from './packaged.mjs';
 
 const callbackPort = await findFreePort();
 const { issuer, authority, count } = await startGlewlwyd(callbackPort);
-const asPublic = { VARNEL_CA_FILE: authority, VARNEL_CLIENT_ID: 'public', VARNEL_CALLBACK_PORTS: `${callbackPort}` };
+const asPublic = { VARNEL_CA_FILE: authority, VARNEL_USERNAME: 'alice', VARNEL_CLIENT_ID: 'public', VARNEL_CALLBACK_PORTS: `${callbackPort}` };
 const withSecret = { ...asPublic, VARNEL_CLIENT_ID: 'varnel', VARNEL_CLIENT_SECRET: clientSecret };
-const withPassword = { ...withSecret, VARNEL_USERNAME: 'alice', VARNEL_PASSWORD: 'wonderland' };
+const withPassword = { ...withSecret, VARNEL_PASSWORD: 'wonderland' };
 
 async function signIn(page, passwords = ['wonderland']) {
   await page.type('#username', 'alice');
@@ -27,7 +28,6 @@ const goBack = (passwords) => (address) => openPage(address, async (page) => {
   await page.click('.btn-success');
   return page.readTitle();
 });
-const askKey = async (home, env, operations = ['key']) => (await runProbe(home, issuer, operations, { env })).lines;
 
 test('two logins in a browser on one port, and refreshes after them', async () => {
   for (const env of [asPublic, withSecret]) {
@@ -40,7 +40,7 @@ test('two logins in a browser on one port, and refreshes after them', async () =
     for (let i = 0; i < 2; i += 1) {
       const [{ refreshToken }] = readTokens(home);
       ageToken(home);
-      const [{ result }] = await askKey(home, env);
+      const { result } = await askKey(home, issuer, env);
       assert.equal(readTokens(home)[0].accessToken, result);
       assert.notEqual(readTokens(home)[0].refreshToken, refreshToken);
     }
@@ -55,15 +55,15 @@ test('a person who does not grant what the program asks for ends a login', async
 
 test('a refresh token that was used before ends the session, which a password begins anew', async () => {
   const home = makeHome();
-  assert.equal((await askKey(home, withPassword, ['key', 'group']))[1].result, 'alpha');
+  assert.equal((await askKey(home, issuer, withPassword, ['key', 'group'])).result, 'alpha');
   const [file] = findFiles(home, '.json');
   const [used] = readTokens(home);
   ageToken(home);
-  assert.equal((await askKey(home, withPassword))[0].error, undefined);
+  assert.equal((await askKey(home, issuer, withPassword)).error, undefined);
   for (const [password, reason] of [['', /^not signed in to .*: call Login\(\)/], ['wonderland', /^$/]]) {
     writeFileSync(file, JSON.stringify(used));
     ageToken(home);
-    const [{ error }] = await askKey(home, { ...withPassword, VARNEL_PASSWORD: password });
+    const { error } = await askKey(home, issuer, { ...withPassword, VARNEL_PASSWORD: password });
     assert.match(error ?? '', reason);
   }
 });
@@ -71,7 +71,8 @@ test('a refresh token that was used before ends the session, which a password be
 test('a wrong password is tried once', async () => {
   const refusals = () => count('Authorization invalid for username alice');
   const before = refusals();
-  const [first, ...later] = await askKey(makeHome(), { ...withPassword, VARNEL_PASSWORD: 'wrong' }, ['key', 'key', 'login', 'relogin']);
+  const env = { ...withPassword, VARNEL_PASSWORD: 'wrong' };
+  const { lines: [first, ...later] } = await runProbe(makeHome(), issuer, ['key', 'key', 'login', 'relogin'], { env });
   assert.match(first.error, /the password was refused/);
   for (const { error } of later) assert.match(error, /less than a minute ago/);
   assert.equal(refusals(), before + 1);
@@ -93,5 +94,5 @@ test('a login on another device, and the end of its session at the provider', { 
   assert.match((await runVarnel(home, ['logout'], { env })).err, /at the provider/);
   writeFileSync(file, JSON.stringify(tokens), { mode: 0o600 });
   ageToken(home);
-  assert.match((await askKey(home, withSecret))[0].error, /call Login/);
+  assert.match((await askKey(home, issuer, withSecret)).error, /call Login/);
 });

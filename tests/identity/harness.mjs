@@ -1,4 +1,4 @@
-// Runs signin_probe in a home directory of its own against a provider.
+// Runs signin_probe, or varnel, in a home directory of its own against a provider.
 
 import { execFileSync, spawn } from 'node:child_process';
 import { once } from 'node:events';
@@ -9,7 +9,6 @@ import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { createInterface } from 'node:readline';
 import { after } from 'node:test';
-import { signIn } from './people.mjs';
 
 const probe = process.env.SIGNIN_PROBE;
 export const alice = { VARNEL_USERNAME: 'alice' }; // without a password, so that only a refresh is left
@@ -55,6 +54,22 @@ export async function findFreePort() {
   return port;
 }
 
+// Follows the provider's pages as a browser would, up to the address that sends it back to the program,
+// and returns that one.
+export async function signIn(address) {
+  const cookies = new Map();
+  const redirectUri = new URL(address).searchParams.get('redirect_uri');
+  let url = address;
+  while (!url.startsWith(redirectUri)) {
+    const headers = { cookie: [...cookies].map((pair) => pair.join('=')).join('; ') };
+    const answer = await fetch(url, { headers, redirect: 'manual' });
+    if (answer.status >= 400) throw new Error(`${answer.status} at ${url}`);
+    for (const cookie of answer.headers.getSetCookie()) cookies.set(...cookie.split(/[=;]/, 2));
+    url = new URL(answer.headers.get('location'), url).href;
+  }
+  return url;
+}
+
 const goBack = async (address) => fetch(await signIn(address));
 
 // Runs operations, with `person(address, probe)` at the browser. Resolves to the reported lines, with
@@ -68,9 +83,8 @@ export function startProbe(home, issuer, operations, { person = goBack, env = {}
     const desk = await listen(createServer(async (request, response) => {
       const seen = JSON.parse(Buffer.concat(await request.toArray()).toString());
       response.end();
-      seen.start = seen.address; // the program's own, which sends the browser on
       run.browsers.push(seen);
-      const visit = fetch(seen.start, { redirect: 'manual' }).then((answer) => {
+      const visit = fetch(seen.address, { redirect: 'manual' }).then((answer) => { // the program's own, which sends the browser on
         seen.address = answer.headers.get('location');
         return person(seen.address, run);
       });
@@ -98,6 +112,18 @@ export function startProbe(home, issuer, operations, { person = goBack, env = {}
 
 export const runProbe = (home, issuer, operations, options) => startProbe(home, issuer, operations, options).done;
 
+// What the last of alice's operations reports.
+export const askKey = async (home, issuer, env = {}, operations = ['key']) => (
+  (await runProbe(home, issuer, operations, { env: { ...alice, ...env } })).lines.at(-1));
+
+// A home where alice has signed in with her password.
+export async function makeSignedInHome(issuer, env = {}) {
+  const home = makeHome();
+  const { error } = await askKey(home, issuer, { ...withPassword, ...env });
+  if (error) throw new Error(error);
+  return home;
+}
+
 // Runs varnel, or another program that signs in; `see(text)` is called with standard error so far, whenever there is more of it.
 export async function runVarnel(home, args, { env, see = () => {}, umask = '22', prefix = [], program = process.env.VARNEL }) {
   const child = spawn('sh', ['-c', `umask ${umask}; exec "$@"`, 'sh', ...prefix, program, ...args], {
@@ -120,7 +146,6 @@ export async function startRelay(realm, answerToken, { tls, document } = {}) {
     if (request.method === 'GET') {
       const standard = { issuer: relay.issuer, authorization_endpoint: `${realm}/auth`, token_endpoint: `${relay.issuer}/token` };
       relay.discoveries += 1;
-      if (relay.isSilent) return; // for ever
       if (relay.isDown) response.destroy(); else response.end(JSON.stringify({ ...standard, ...document }));
       return;
     }

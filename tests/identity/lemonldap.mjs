@@ -1,16 +1,10 @@
 // LemonLDAP::NG, an OpenID Connect provider that compares whole redirect URIs and issues refresh tokens
-// for offline_access alone, on 127.0.0.1: everything in a directory of its own, over HTTPS with a private
-// authority.
+// for offline_access alone.
 
-import { execFileSync, spawn } from 'node:child_process';
-import { mkdirSync, readFileSync, readdirSync, writeFileSync } from 'node:fs';
-import { connect } from 'node:net';
+import { execFileSync } from 'node:child_process';
+import { mkdirSync, readFileSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
-import { after } from 'node:test';
-import { findFreePort, makeAuthority, makeHome } from './harness.mjs';
-
-const root = process.env.PACKAGES_ROOT;
-export const clientSecret = 'secret-of-the-client';
+import { clientSecret, listLibraries, makePlace, root, startServer } from './packaged.mjs';
 
 // What an administrator sets: the place, the provider's keys, and one client.
 function makeSettings(home, origin, redirectUri) {
@@ -70,11 +64,7 @@ function makeSettings(home, origin, redirectUri) {
 
 // Starts a provider for a program that listens on one port; resolves to its issuer and its authority's file.
 export async function startLemonldap(callbackPort) {
-  const home = makeHome();
-  const port = await findFreePort();
-  const origin = `https://localhost:${port}`;
-  const authority = makeAuthority();
-  for (const [name, text] of Object.entries(authority.issue('localhost', 'DNS:localhost'))) writeFileSync(join(home, name), text);
+  const { home, port, origin, authority } = await makePlace();
   const settings = makeSettings(home, origin, `http://127.0.0.1:${callbackPort}/callback`);
   writeFileSync(join(home, 'conf/lmConf-1.json'), JSON.stringify(settings));
   writeFileSync(join(home, 'settings.ini'), `[all]
@@ -96,22 +86,11 @@ builder {
     do '${root}/usr/share/doc/liblemonldap-ng-portal-perl/examples/index.psgi';
 }
 `);
-  const child = spawn(join(root, 'usr/bin/starman'), ['--listen', `127.0.0.1:${port}:ssl`, '--workers', '4', '--ssl-key', join(home, 'key'),
-    '--ssl-cert', join(home, 'cert'), join(home, 'portal.psgi')], {
-    stdio: ['ignore', 'ignore', 'pipe'],
-    env: {
-      ...process.env,
-      LLNG_DEFAULTCONFFILE: join(home, 'settings.ini'),
-      PERL5LIB: [join(root, 'usr/share/perl5'), ...readdirSync(join(root, 'usr/lib')).map((name) => join(root, 'usr/lib', name, 'perl5/5.36'))].join(':'),
-    },
-  });
-  after(() => child.kill());
-  let log = '';
-  child.stderr.on('data', (data) => { log += data; });
-  const isUp = () => new Promise((resolve) => { connect(port, '127.0.0.1', () => resolve(true)).on('error', () => resolve(false)); });
-  while (!await isUp()) {
-    if (child.exitCode !== null) throw new Error(`LemonLDAP::NG has ended: ${log}`);
-    await new Promise((resolve) => { setTimeout(resolve, 50); });
-  }
-  return { issuer: origin, authority: authority.file };
+  const args = ['--listen', `127.0.0.1:${port}:ssl`, '--workers', '4', '--ssl-key', join(home, 'key'), '--ssl-cert', join(home, 'cert')];
+  const environment = {
+    LLNG_DEFAULTCONFFILE: join(home, 'settings.ini'),
+    PERL5LIB: `${join(root, 'usr/share/perl5')}:${listLibraries('perl5/5.36')}`,
+  };
+  await startServer('starman', [...args, join(home, 'portal.psgi')], environment, 'Setting gid');
+  return { issuer: origin, authority };
 }

@@ -4,26 +4,34 @@ import assert from 'node:assert/strict';
 import { readdirSync } from 'node:fs';
 import { connect } from 'node:net';
 import { test } from 'node:test';
-import { makeHome, readTokens, runProbe } from './harness.mjs';
-import { signIn } from './people.mjs';
+import { makeHome, readTokens, runProbe, signIn } from './harness.mjs';
 import { startProvider } from './provider.mjs';
 
 const { issuer } = await startProvider();
 const titleOf = (page) => /<title>(.*)<\/title>/.exec(page)[1];
 const visitAll = async (address) => titleOf(await (await fetch(await signIn(address))).text());
 
-test('two logins on one handler leave nothing behind', async () => {
+test('two logins on one handler, one cancelled between them, leave nothing behind', async () => {
   const home = makeHome();
-  const run = await runProbe(home, issuer, ['key', 'login', 'key', 'relogin', 'group'], { person: visitAll });
-  const [before, first, key, second, group] = run.lines;
+  const cancel = async (address) => {
+    const back = new URL(await signIn(address));
+    back.searchParams.delete('code');
+    back.searchParams.set('error', 'access_denied');
+    return titleOf(await (await fetch(back)).text());
+  };
+  const visits = [visitAll, cancel, visitAll];
+  const person = (address) => visits.shift()(address);
+  const run = await runProbe(home, issuer, ['key', 'login', 'key', 'relogin', 'relogin', 'group'], { person });
+  const [before, first, key, cancelled, second, group] = run.lines;
   assert.equal(before.error, `not signed in to ${issuer}: call Login()`);
   assert.equal(key.result, first.result);
+  assert.match(cancelled.error, /signing in was cancelled \(access_denied\)/);
   assert.notEqual(second.result, first.result);
   assert.equal(group.result, 'alpha');
   assert.deepEqual(readTokens(home).map((pair) => pair.accessToken), [second.result]);
-  assert.deepEqual(run.titles, ['You are signed in', 'You are signed in']);
-  assert.deepEqual(run.lines.map(({ threads, descriptors }) => [threads, descriptors]), Array(5).fill([1, before.descriptors]));
-  assert.deepEqual(run.browsers.map(({ descriptors }) => descriptors), [4, 4]); // its streams and the one that counts
+  assert.deepEqual(run.titles, ['You are signed in', 'Signing in failed', 'You are signed in']);
+  assert.deepEqual(run.lines.map(({ threads, descriptors }) => [threads, descriptors]), Array(6).fill([1, before.descriptors]));
+  assert.deepEqual(run.browsers.map(({ descriptors }) => descriptors), [4, 4, 4]); // its streams and the one that counts
   assert.equal(run.output, '');
 });
 

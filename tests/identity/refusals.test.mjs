@@ -4,13 +4,10 @@ import assert from 'node:assert/strict';
 import { createServer } from 'node:http';
 import { createServer as createHttpsServer } from 'node:https';
 import { test } from 'node:test';
-import { ageToken, listen, makeAuthority, makeHome, makeToken, runProbe, startProbe, startRelay, withPassword } from './harness.mjs';
+import { ageToken, askKey, listen, makeAuthority, makeHome, makeToken, runProbe, startProbe, startRelay, withPassword } from './harness.mjs';
 import { startProvider } from './provider.mjs';
 
-const run = async (issuer, operations, env = {}) => {
-  const { lines } = await runProbe(makeHome(), issuer, operations, { env: { ...withPassword, ...env } });
-  return lines.at(-1);
-};
+const run = (issuer, operations, env) => askKey(makeHome(), issuer, { ...withPassword, ...env }, operations);
 
 test('certificates that are not the server\'s are refused with the reason', async () => {
   const authority = makeAuthority();
@@ -70,19 +67,6 @@ test('a discovery document that is not the issuer\'s is refused with the reason'
     const relay = await startRelay('https://x.example', () => {}, { document });
     assert.match((await run(relay.issuer, ['login'])).error, reason);
     assert.equal(relay.requests, 0);
-  }
-});
-
-test('token answers of no use are refused without quoting them', async () => {
-  const provider = await startProvider();
-  for (const text of [
-    '{"access_token":"SECRET', '["SECRET"]', '{"access_token":"SECRET","token_type":"mac"}',
-    '{"access_token":"SECRET\\r\\nX: y","token_type":"Bearer"}', '{"access_token":"x","token_type":"bearer","refresh_token":"SECRET\\n"}',
-  ]) {
-    const relay = await startRelay(provider.issuer, (answer, response) => response.end(text));
-    const { error } = await run(relay.issuer, ['login']);
-    assert.match(error, /token/);
-    assert.doesNotMatch(error, /SECRET/);
   }
 });
 

@@ -36,9 +36,8 @@ void Report(const json& line) {
 }
 
 int OpenPage(const std::string& address) {
-    const json body = json::object({{"address", address},
-                                    {"hasSecret", std::getenv("VARNEL_CLIENT_SECRET") != nullptr},
-                                    {"descriptors", CountEntries("/proc/self/fd")}});
+    const json body =
+        json::object({{"address", address}, {"descriptors", CountEntries("/proc/self/fd")}});
     httplib::Client client("127.0.0.1", std::atoi(std::getenv("TEST_BROWSER")));
     return client.Post("/", body.dump(), "application/json") ? 0 : 1;
 }

@@ -6,8 +6,7 @@
 
 import { readdirSync, readFileSync, statSync } from 'node:fs';
 import { join } from 'node:path';
-import { ageToken, alice, makeHome, readTokens, runProbe, withPassword } from './harness.mjs';
-import { signIn } from './people.mjs';
+import { ageToken, alice, askKey, makeSignedInHome, readTokens, runProbe, signIn, withPassword } from './harness.mjs';
 import { startProvider } from './provider.mjs';
 
 const errors = {
@@ -24,8 +23,7 @@ const operations = [
 
 // A home with a session that is to be renewed.
 async function prepareHome(issuer) {
-  const home = makeHome();
-  await runProbe(home, issuer, ['key'], { env: withPassword });
+  const home = await makeSignedInHome(issuer);
   ageToken(home);
   return home;
 }
@@ -66,7 +64,7 @@ async function interrupt(issuer, operation, injection, counts, log) {
   if (!isPrivate(home)) problems.push('open to others');
   const stored = isWhole(home) ? readTokens(home)[0] : undefined;
   const received = run?.lines.at(-1)?.result; // the token that the operation has returned
-  const { lines: [{ error }] } = await runProbe(home, issuer, ['key'], { env: alice });
+  const { error } = await askKey(home, issuer);
   if (error) counts[injection.includes('KILL') ? 'ended by a kill' : 'ended by an error'] += 1;
   const isUnstored = received && received !== accessToken && received !== stored?.accessToken;
   const isForgotten = async () => await isHonoured(issuer, refreshToken) || (stored && await isHonoured(issuer, stored.refreshToken));

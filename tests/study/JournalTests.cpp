@@ -1,17 +1,17 @@
 #include "Journal.h"
 
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <functional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "Results.h"
-#include "StudyFolder.h"
+#include "StudyFixture.h"
 
 namespace VarnelBase::Studies {
 namespace {
@@ -19,13 +19,11 @@ namespace {
 constexpr auto ThreePoints = R"({"simulation": "s", "collect": [{"pointer": "/r"}],
     "parameters": [{"pointer": "/a", "values": [1, 2, 3]}]})";
 
-class JournalTest : public ::testing::Test {
+class JournalTest : public StudyFixture {
 protected:
     Journal Open(const std::string& study) {
-        definition = folder.Read(study);
-        Journal journal = Journal::OpenToWrite(folder.GetPath("study.journal"));
-        journal.TakePoints(definition, PointSet(definition));
-        return journal;
+        definition = ReadStudy(study);
+        return OpenJournal();
     }
 
     std::vector<std::string> Describe(Journal& journal) {
@@ -35,9 +33,6 @@ protected:
         });
         return points;
     }
-
-    StudyFolder folder;
-    Definition definition;
 };
 
 using Texts = std::vector<std::string>;
@@ -95,26 +90,25 @@ TEST_F(JournalTest, KeepsWhatIsDoneWhenTheStudyGrowsOrIsReordered) {
 }
 
 TEST_F(JournalTest, RefusesAnotherStudyASecondRunAndToReadWhatIsNotThere) {
-    const auto describe = [](auto act) -> std::string {
+    const auto refuse = [](const std::string& reason, const std::function<void()>& act) {
         try {
             act();
-        } catch (const std::runtime_error& error) { return error.what(); }
-        return "accepted";
+            ADD_FAILURE() << reason;
+        } catch (const std::runtime_error& error) {
+            EXPECT_PRED_FORMAT2(testing::IsSubstring, reason, error.what());
+        }
     };
-    const std::string file = folder.GetPath("study.journal");
-    EXPECT_NE(describe([&] { Journal::OpenToRead(file); }).find("has not been run"),
-              std::string::npos);
+    const std::string file = GetPath("study.journal");
+    refuse("has not been run", [&] { Journal::OpenToRead(file); });
     Open(ThreePoints);
-    EXPECT_NE(describe([&] {
-                  Open(R"({"simulation": "t", "parameters": [{"pointer": "/a", "values": [1]}]})");
-              }).find("another simulation"),
-              std::string::npos);
-    EXPECT_NE(describe([&] {
-                  Open(R"({"simulation": "s", "parameters": [{"pointer": "/b", "values": [1]}]})");
-              }).find("another list of parameters"),
-              std::string::npos);
+    refuse("another simulation", [&] {
+        Open(R"({"simulation": "t", "parameters": [{"pointer": "/a", "values": [1]}]})");
+    });
+    refuse("another list of parameters", [&] {
+        Open(R"({"simulation": "s", "parameters": [{"pointer": "/b", "values": [1]}]})");
+    });
     const RunLock lock(file);
-    EXPECT_NE(describe([&] { const RunLock second(file); }).find("another run"), std::string::npos);
+    refuse("another run", [&] { const RunLock second(file); });
 }
 
 TEST_F(JournalTest, TakesOverOnlyPointsThatNoRunHasTaken) {

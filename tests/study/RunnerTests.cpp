@@ -1,22 +1,18 @@
 #include "Runner.h"
 
 #include <Emulator.h>
-#include <gtest/gtest.h>
 
 #include <optional>
 #include <set>
 #include <string>
 
-#include "StudyFolder.h"
+#include "StudyFixture.h"
 
 namespace VarnelBase::Studies {
 namespace {
 
-constexpr auto Parameters =
-    R"("parameters": [{"pointer": "/span", "from": 1, "to": 12, "step": 1}])";
-
 /// A study of twelve points, run against an emulator in which time passes when the run waits.
-class RunnerTest : public ::testing::Test {
+class RunnerTest : public StudyFixture {
 protected:
     RunnerTest() : emulator(MakeEmulatorOptions()), client(MakeClientOptions()) { WriteStudy(""); }
 
@@ -36,9 +32,9 @@ protected:
     }
 
     void WriteStudy(const std::string& more) {
-        definition = folder.Read(
+        definition = ReadStudy(
             R"({"simulation": "sim-bridge", "base": {"load": 2}, "collect": [{"pointer": "/results/peak"}],)" +
-            more + Parameters + "}");
+            more + R"("parameters": [{"pointer": "/span", "from": 1, "to": 12, "step": 1}]})");
     }
 
     RunOptions MakeRunOptions() {
@@ -52,10 +48,8 @@ protected:
     }
 
     RunSummary Run(const RunOptions& options) {
-        Journal journal = Journal::OpenToWrite(folder.GetPath("study.journal"));
-        const PointSet points(definition);
-        journal.TakePoints(definition, points);
-        return Runner(definition, points, journal, client, options).Run();
+        Journal journal = OpenJournal();
+        return Runner(definition, PointSet(definition), journal, client, options).Run();
     }
 
     /// How many executions of the study's bodies the service has; each body counts once.
@@ -71,8 +65,6 @@ protected:
         return {starts, bodies.size()};
     }
 
-    StudyFolder folder;
-    Definition definition;
     Emulator emulator;
     ServiceClient client;
     std::chrono::steady_clock::time_point now{};
@@ -90,7 +82,7 @@ TEST_F(RunnerTest, StartsEachPointOnceAndCollectsItsResults) {
     EXPECT_EQ(most, 4U);
     EXPECT_EQ(CountStarts(), std::make_pair(std::size_t{12}, std::size_t{12}));
 
-    Journal journal = Journal::OpenToRead(folder.GetPath("study.journal"));
+    Journal journal = Journal::OpenToRead(GetPath("study.journal"));
     journal.VisitPoints(std::nullopt, [](const PointRecord& record) {
         const double span = record.parameters.at(0).get<double>();
         EXPECT_DOUBLE_EQ(record.results.at(0).get<double>(), 0.0025 * span * span * 2);
@@ -118,7 +110,7 @@ TEST_F(RunnerTest, SendsNoPointTwiceWhateverTheServiceDoes) {
     for (const auto& item : cases) {
         SCOPED_TRACE(std::string(item.fault) + item.study);
         emulator.Reset();
-        std::filesystem::remove(folder.GetPath("study.journal"));
+        std::filesystem::remove(GetPath("study.journal"));
         WriteStudy(item.study);
         json rule = json::parse(item.fault);
         rule["method"] = "POST";
@@ -175,7 +167,7 @@ TEST_F(RunnerTest, TellsTheTimeLeftWithoutTheTimeInWhichNothingCouldBeDone) {
     for (const auto& item : cases) {
         SCOPED_TRACE(item.gap);
         emulator.Reset();
-        std::filesystem::remove(folder.GetPath("study.journal"));
+        std::filesystem::remove(GetPath("study.journal"));
         if (*item.fault != 0) { emulator.AddFault(json::parse(item.fault)); }
         RunOptions options = MakeRunOptions();
         bool hasSlept = false;
@@ -195,13 +187,11 @@ TEST_F(RunnerTest, TellsTheTimeLeftWithoutTheTimeInWhichNothingCouldBeDone) {
 
 TEST_F(RunnerTest, FindsWhatAKilledRunHadSent) {
     {
-        Journal journal = Journal::OpenToWrite(folder.GetPath("study.journal"));
-        const PointSet points(definition);
-        journal.TakePoints(definition, points);
+        Journal journal = OpenJournal();
         journal.SettleInterruptedSends();
         const PointRecord record = journal.Reserve(1).at(0);
         journal.NoteSending(record.id);
-        ASSERT_TRUE(client.PostExecution("sim-bridge", points.BuildBody(0)));
+        ASSERT_TRUE(client.PostExecution("sim-bridge", PointSet(definition).BuildBody(0)));
     }
     const RunSummary summary = Run(MakeRunOptions());
     EXPECT_EQ(summary.counts[PointState::Finished], 12U);
