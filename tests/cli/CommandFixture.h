@@ -13,6 +13,15 @@
 
 namespace VarnelBase {
 
+// Unsigned tokens with the claims {"groups":["127"]} and {"groups":["a b"]}.
+constexpr const char* GroupToken = "eyJhbGciOiJub25lIn0.eyJncm91cHMiOlsiMTI3Il19.";
+constexpr const char* UnusableGroup = "eyJhbGciOiJub25lIn0.eyJncm91cHMiOlsiYSBiIl19.";
+
+/// For EXPECT_PRED2, which shows both.
+inline bool Has(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
 /// What a shell command gave.
 struct Outcome {
     int status;
@@ -34,18 +43,18 @@ protected:
         WriteConfig("");
     }
 
-    /// @param top members of the file's top level, each followed by a comma
-    void WriteConfig(const std::string& top) {
-        WriteConfigForPort(top, static_cast<unsigned int>(emulator.GetPort()));
+    /// @param top    members of the file's top level, each followed by a comma
+    /// @param number port of whoever is asked in place of the emulator; 0: the emulator is
+    void WriteConfig(const std::string& top, long number = 0) {
+        const std::string end =
+            R"(", "apiPort": )" + std::to_string(number == 0 ? emulator.GetPort() : number) + "}";
+        Write("config.json", "{" + top + R"("environments": {"local": {"apiHost": "127.0.0.1)" +
+                                 end + R"(, "staging": {"apiHost": "0.0.1)" + end + "}}");
     }
 
-    void WriteConfigForPort(const std::string& top, unsigned int number) {
-        const std::string port = std::to_string(number);
-        Write("config.json", "{" + top + R"("environments": {
-            "local": {"apiHost": "127.0.0.1", "apiPort": )" +
-                                 port + R"(},
-            "staging": {"apiHost": "0.0.1", "apiPort": )" +
-                                 port + "}}}");
+    static std::string MakeAnswer(const std::string& body, const std::string& status = "200 OK") {
+        return "HTTP/1.1 " + status + "\r\nContent-Length: " + std::to_string(body.size()) +
+               "\r\nConnection: close\r\n\r\n" + body;
     }
 
     void Write(const std::string& name, const std::string& bytes) {

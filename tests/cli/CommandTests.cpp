@@ -11,8 +11,6 @@ namespace {
 
 using nlohmann::json;
 
-class CommandTest : public CommandFixture {};
-
 /// A rule for the emulator.
 struct Fault {
     const char* action = nullptr; ///< none: no rule
@@ -29,8 +27,32 @@ struct AnswerCase {
     const char* err; ///< part of standard error; empty: there is nothing
 };
 
+class CommandTest : public CommandFixture {
+protected:
+    void Check(const AnswerCase& given, const std::string& before = "") {
+        emulator.Reset();
+        if (given.world.action != nullptr) {
+            json rule =
+                json::object({{"action", given.world.action}, {"times", given.world.times}});
+            if (*given.world.method != '\0') { rule["method"] = given.world.method; }
+            if (given.world.status != 0) { rule["status"] = given.world.status; }
+            emulator.AddFault(rule);
+        }
+        const std::string command = before + given.command;
+        const Outcome outcome =
+            Run(command.find("varnel ") == std::string::npos ? "varnel " + command : command);
+        SCOPED_TRACE(command + "\n" + outcome.out + outcome.err);
+        EXPECT_EQ(outcome.status, given.status);
+        EXPECT_PRED2(Has, outcome.out, given.out);
+        EXPECT_PRED2(Has, outcome.err, given.err);
+        EXPECT_TRUE(outcome.status == 0 || *given.out != '\0' || outcome.out.empty());
+        EXPECT_TRUE(*given.err != '\0' || outcome.err.empty());
+    }
+};
+
 TEST_F(CommandTest, TellsWhatHappened) {
-    const std::string link = "UI: https://127.0.0.1/simulations/sim-bridge\n";
+    const std::string page = "https://127.0.0.1/simulations/sim-bridge\n";
+    const std::string link = "UI: " + page;
     for (const AnswerCase& given : {
              AnswerCase{"version", {}, 0, "0.4.1", ""},
              {"version", {"reset", "", 0, 1}, 0, "0.4.1", ""},
@@ -77,33 +99,8 @@ TEST_F(CommandTest, TellsWhatHappened) {
              {"api GET '/users?limit=1&offset=1' --query /items/0/id", {}, 0, "usr-2\n", ""},
              {"api POST /agent --data '{\"command\":\"x\"}'", {}, 0, "agent-1", ""},
              {"api DELETE /users/nope", {}, 1, "", "404: there is no user"},
-             {"execution watch sim-bridge exe-1 -q", {}, 0, "finished", ""},
-             {"execution watch sim-bridge exe-1 -q --interval 0.01",
-              {"status", "", 503, 9},
-              0,
-              "finished",
-              ""},
-             {"execution watch sim-bridge exe-1 --interval 0.01 --retries 0",
-              {"invalidJson", "", 0, 2},
-              0,
-              "finished",
-              "asking again"},
-             {"execution watch sim-bridge exe-1", {"status", "", 401}, 4, "", "varnel login"},
-             {"execution watch sim-bridge exe-1 --field /nope", {}, 1, "", "--field"},
-             {"execution watch sim-bridge exe-1 --bad finished -q --good x",
-              {},
-              8,
-              "finished",
-              "has ended as finished"},
-             {"execution watch sim-bridge exe-2 --good failed -q", {}, 0, "diverged", ""},
-             {"execution watch sim-bridge exe-2 exe-1 -q -o jsonl", {}, 8, "exe-1", "exe-2 has"},
-             {"execution watch sim-bridge --all", {}, 8, "[", "exe-2 has"},
              {"execution show sim-bridge exe-2", {}, 0, "diverged", ""},
-             {"BROWSER=false varnel open simulation sim-bridge",
-              {},
-              0,
-              "https://127.0.0.1/simulations/sim-bridge",
-              "no browser"},
+             {"BROWSER=false varnel open simulation sim-bridge", {}, 0, page.c_str(), "no browser"},
              {"version --offline", {}, 0, "0.4.1", "offline mode is on"},
              {"user list --offline", {}, 6, "", "(VARNEL_OFFLINE)"},
              {"version --environment staging", {}, 4, "", "VARNEL_AUTH_HOST"},
@@ -115,23 +112,24 @@ TEST_F(CommandTest, TellsWhatHappened) {
              {"help simulation inputs set", {}, 0, "--data", ""},
              {"--version --verbose", {}, 0, "libcurl/", ""},
          }) {
-        emulator.Reset();
-        if (given.world.action != nullptr) {
-            json rule =
-                json::object({{"action", given.world.action}, {"times", given.world.times}});
-            if (*given.world.method != '\0') { rule["method"] = given.world.method; }
-            if (given.world.status != 0) { rule["status"] = given.world.status; }
-            emulator.AddFault(rule);
-        }
-        const std::string command = given.command;
-        const Outcome outcome =
-            Run(command.find("varnel ") == std::string::npos ? "varnel " + command : command);
-        SCOPED_TRACE(command + "\n" + outcome.out + outcome.err);
-        EXPECT_EQ(outcome.status, given.status);
-        EXPECT_NE(outcome.out.find(given.out), std::string::npos);
-        EXPECT_NE(outcome.err.find(given.err), std::string::npos);
-        EXPECT_TRUE(outcome.status == 0 || *given.out != '\0' || outcome.out.empty());
-        EXPECT_TRUE(*given.err != '\0' || outcome.err.empty());
+        Check(given);
+    }
+    for (const AnswerCase& given : {
+             AnswerCase{"exe-1 -q", {}, 0, "finished", ""},
+             {"exe-1 -q --interval 0.01", {"status", "", 503, 9}, 0, "finished", ""},
+             {"exe-1 --interval 0.01 --retries 0",
+              {"invalidJson", "", 0, 2},
+              0,
+              "finished",
+              "asking again"},
+             {"exe-1", {"status", "", 401}, 4, "", "varnel login"},
+             {"exe-1 --field /nope", {}, 1, "", "--field"},
+             {"exe-1 --bad finished -q --good x", {}, 8, "finished", "has ended as finished"},
+             {"exe-2 --good failed -q", {}, 0, "diverged", ""},
+             {"exe-2 exe-1 -q -o jsonl", {}, 8, "exe-1", "exe-2 has"},
+             {"--all", {}, 8, "[", "exe-2 has"},
+         }) {
+        Check(given, "execution watch sim-bridge ");
     }
     for (const auto& [setting, status] : std::vector<std::pair<std::string, int>>{
              {"VARNEL_API_PORT=1", 3}, {"VARNEL_API_HOST=a..b", 3}, {"VARNEL_API_PORT=x", 2}}) {
@@ -206,9 +204,9 @@ TEST_F(CommandTest, AnotherEnvironmentLeavesTheVariablesOfTheFirstAside) {
     EXPECT_EQ(local.find("other"), std::string::npos) << local;
     EXPECT_EQ(local.find("VARNEL_TOKEN"), std::string::npos) << local;
     EXPECT_EQ(local.find("VARNEL_SCOPE"), std::string::npos) << local;
-    EXPECT_NE(local.find("VARNEL_OFFLINE"), std::string::npos) << local;
+    EXPECT_PRED2(Has, local, "VARNEL_OFFLINE");
     const std::string staging = Run(variables + "Staging").out;
-    EXPECT_NE(staging.find("\"other\""), std::string::npos) << staging;
+    EXPECT_PRED2(Has, staging, "\"other\"");
     EXPECT_EQ(staging.find("secret"), std::string::npos) << staging;
 }
 
@@ -221,7 +219,7 @@ TEST_F(CommandTest, ReachesTheServiceOverTls) {
     options.tlsCertificateFile = (home / "cert.pem").string();
     options.tlsKeyFile = (home / "key.pem").string();
     const Emulator secure(options);
-    WriteConfigForPort("", static_cast<unsigned int>(secure.GetPort()));
+    WriteConfig("", secure.GetPort());
     for (const auto& [command, status, said] :
          std::vector<std::tuple<std::string, int, std::string>>{
              {"VARNEL_CA_FILE=cert.pem varnel version --tls", 0, "0.4.1"},
@@ -235,40 +233,33 @@ TEST_F(CommandTest, ReachesTheServiceOverTls) {
          }) {
         const Outcome outcome = Run(command);
         EXPECT_EQ(outcome.status, status) << command << outcome.out << outcome.err;
-        EXPECT_NE((outcome.out + outcome.err).find(said), std::string::npos)
-            << command << outcome.out << outcome.err;
+        EXPECT_PRED2(Has, outcome.out + outcome.err, said) << command;
     }
-}
-
-std::string Answer(const std::string& body, const std::string& status = "200 OK") {
-    return "HTTP/1.1 " + status + "\r\nContent-Length: " + std::to_string(body.size()) +
-           "\r\nConnection: close\r\n\r\n" + body;
 }
 
 /// The command against a server whose every byte the test chooses.
 class ScriptedCommandTest : public CommandFixture {
 protected:
-    ScriptedCommandTest() { WriteConfigForPort("", server.port); }
+    ScriptedCommandTest() { WriteConfig("", server.port); }
 
     ScriptedServer server;
 };
 
 TEST_F(ScriptedCommandTest, NumbersAndMembersPassUnchanged) {
     const std::string inputs = R"({"b":1.10,"a":12345678901234567890123,"a":-0,"c":[],"d":{}})";
-    server.Answer(Answer(inputs));
+    server.Answer(MakeAnswer(inputs));
     EXPECT_EQ(Run("varnel simulation inputs get x -o jsonl").out, inputs + "\n");
     const std::string indented = Run("varnel simulation inputs get x").out;
-    EXPECT_NE(indented.find("{\n  \"b\": 1.10,\n  \"a\": 12345678901234567890123,\n"),
-              std::string::npos);
-    EXPECT_NE(indented.find("\"c\": [],\n  \"d\": {}\n}"), std::string::npos) << indented;
+    EXPECT_PRED2(Has, indented, "{\n  \"b\": 1.10,\n  \"a\": 12345678901234567890123,\n");
+    EXPECT_PRED2(Has, indented, "\"c\": [],\n  \"d\": {}\n}");
     EXPECT_EQ(Run("varnel simulation inputs get x --query /a").status, 1);
     EXPECT_EQ(Run("varnel simulation inputs get x --query /c/0").status, 1);
     server.TakeRequests();
     Run("varnel simulation inputs set x --data ' " + inputs + "'");
     const std::string request = server.TakeRequests().front();
-    EXPECT_NE(request.find("\r\n\r\n " + inputs), std::string::npos) << request;
+    EXPECT_PRED2(Has, request, "\r\n\r\n " + inputs);
     EXPECT_EQ(Run("varnel simulation inputs set x --data '" + inputs + "'").status, 0);
-    server.Answer(Answer(R"({"b":1.10,"a":12345678901234567890124,"a":0,"c":[],"d":{}})"));
+    server.Answer(MakeAnswer(R"({"b":1.10,"a":12345678901234567890124,"a":0,"c":[],"d":{}})"));
     EXPECT_EQ(Run("varnel simulation inputs set x --data '{\"a\":12345678901234567890123}'").status,
               5);
 }
@@ -305,15 +296,15 @@ TEST_F(ScriptedCommandTest, ListsTellWhatTheyLeaveOut) {
              {"--all --limit 2 --state y", {one, two}, "b ", 2, ""},
          }) {
         Log answers;
-        for (const std::string& page : given.pages) { answers.push_back(Answer(page)); }
-        server.Answer(Answer("{}", "500 Too Many"), ScriptedServer::Manner::Whole, answers);
+        for (const std::string& page : given.pages) { answers.push_back(MakeAnswer(page)); }
+        server.Answer(MakeAnswer("{}", "500 Too Many"), ScriptedServer::Manner::Whole, answers);
         const Outcome outcome =
             Run(std::string("varnel user list --retries 0 -o json ") + given.options +
                 " | jq -r '(.items? // .)[].id' | tr '\\n' ' '");
         SCOPED_TRACE(given.options + outcome.err);
         EXPECT_EQ(outcome.out, given.out);
         EXPECT_EQ(server.TakeRequests().size(), given.requests);
-        EXPECT_NE(outcome.err.find(given.err), std::string::npos);
+        EXPECT_PRED2(Has, outcome.err, given.err);
         EXPECT_TRUE(*given.err != '\0' || outcome.err.empty());
     }
 }
@@ -323,41 +314,40 @@ TEST_F(ScriptedCommandTest, PeopleSeeTheNewestExecutionsFirst) {
         R"({"items":[{"id":"a","createdAt":"2025-01-01"},{"id":"b","createdAt":"2025-01-02"}],"total":9})";
     const std::string newest =
         R"({"items":[{"id":"h","createdAt":"2025-01-08"},{"id":"i","createdAt":"2025-01-09"}],"total":9})";
-    server.Answer("", ScriptedServer::Manner::Whole, {Answer(first), Answer(newest)});
+    server.Answer("", ScriptedServer::Manner::Whole, {MakeAnswer(first), MakeAnswer(newest)});
     const Outcome outcome = Run("varnel execution list x --limit 2 -o table");
     EXPECT_EQ(outcome.out, "id  createdAt\ni   2025-01-09\nh   2025-01-08\n");
-    EXPECT_NE(outcome.err.find("the newest 2 of 9 executions"), std::string::npos) << outcome.err;
+    EXPECT_PRED2(Has, outcome.err, "the newest 2 of 9 executions");
     EXPECT_EQ(server.TakeTargets().back(), "GET /simulations/x/executions?limit=2&offset=7");
 }
 
 TEST_F(ScriptedCommandTest, TerminalsAreNeitherSteeredNorOverflowed) {
     if (!HasTerminal()) { GTEST_SKIP(); }
-    if (!HasTerminal()) { GTEST_SKIP(); }
     const std::string longId = "sim-0123456789-0123456789-0123456789";
     server.Answer(
-        Answer(R"([{"id":")" + longId +
-               "\",\"name\":\"橋の上を走る列車\",\"note\":\"e\u0301\\u001b[2J\\u202ex\u0085\","
-               "\"scope\":\"something\"}]"));
+        MakeAnswer(R"([{"id":")" + longId +
+                   "\",\"name\":\"橋の上を走る列車\",\"note\":\"e\u0301\\u001b[2J\\u202ex\u0085\","
+                   "\"scope\":\"something\"}]"));
     const std::string wide = RunOnTerminal("varnel simulation list", 120);
-    EXPECT_NE(wide.find("\x1b[1mid"), std::string::npos) << wide;
-    EXPECT_NE(wide.find("橋の上を走る列車  e\u0301�[2J�x�"), std::string::npos) << wide;
+    EXPECT_PRED2(Has, wide, "\x1b[1mid");
+    EXPECT_PRED2(Has, wide, "橋の上を走る列車  e\u0301�[2J�x�");
     EXPECT_EQ(RunOnTerminal("NO_COLOR=1 varnel simulation list", 120).find('\x1b'),
               std::string::npos);
     const std::string narrow = RunOnTerminal("varnel simulation list", 48);
-    EXPECT_NE(narrow.find(longId + "  橋の"), std::string::npos) << narrow;
-    EXPECT_NE(narrow.find("no room for note, scope"), std::string::npos) << narrow;
-    EXPECT_NE(RunOnTerminal("varnel simulation list", 20).find(longId), std::string::npos);
+    EXPECT_PRED2(Has, narrow, longId + "  橋の");
+    EXPECT_PRED2(Has, narrow, "no room for note, scope");
+    EXPECT_PRED2(Has, RunOnTerminal("varnel simulation list", 20), longId);
     const std::string shown = RunOnTerminal("varnel simulation list -o json", 80);
-    EXPECT_NE(shown.find("\\u001b[2J\\u202ex\\u0085"), std::string::npos) << shown;
-    server.Answer(Answer(R"({"error":{"message":"a\u001b[2J\u202eb"}})", "404 Not Found"));
-    EXPECT_NE(Run("varnel version").err.find("a�[2J�b"), std::string::npos);
+    EXPECT_PRED2(Has, shown, "\\u001b[2J\\u202ex\\u0085");
+    server.Answer(MakeAnswer(R"({"error":{"message":"a\u001b[2J\u202eb"}})", "404 Not Found"));
+    EXPECT_PRED2(Has, Run("varnel version").err, "a�[2J�b");
 }
 
 TEST_F(ScriptedCommandTest, AReadIsOneRequest) {
-    server.Answer(Answer("[1]"));
+    server.Answer(MakeAnswer("[1]"));
     EXPECT_EQ(Run("varnel version").status, 0);
     EXPECT_EQ(server.TakeRequests().size(), 1);
-    server.Answer(Answer("{}", "201 Created"));
+    server.Answer(MakeAnswer("{}", "201 Created"));
     EXPECT_EQ(Run("varnel execution start x").status, 0);
     EXPECT_EQ(server.TakeRequests().size(), 1);
 }
@@ -366,9 +356,9 @@ TEST_F(CommandTest, DeletesOnATerminalOnlyWhatIsConfirmed) {
     if (!HasTerminal()) { GTEST_SKIP(); }
     const std::string remove = "varnel simulation delete sim-bridge";
     const std::string question = "Delete simulation sim-bridge? [y/N]";
-    EXPECT_NE(RunOnTerminal(remove, 80, "n").find(question), std::string::npos);
+    EXPECT_PRED2(Has, RunOnTerminal(remove, 80, "n"), question);
     EXPECT_EQ(emulator.GetRequests(), json::array());
-    EXPECT_NE(RunOnTerminal(remove, 80, "y").find("verified"), std::string::npos);
+    EXPECT_PRED2(Has, RunOnTerminal(remove, 80, "y"), "verified");
 }
 
 TEST_F(CommandTest, AWatchEndsInTime) {
@@ -376,11 +366,11 @@ TEST_F(CommandTest, AWatchEndsInTime) {
     const Outcome outcome =
         Run("varnel execution watch sim-bridge exe-3 --interval 0.01 --timeout 0.02");
     EXPECT_EQ(outcome.status, 7) << outcome.err;
-    EXPECT_NE(outcome.err.find("exe-3 (queued)"), std::string::npos) << outcome.err;
+    EXPECT_PRED2(Has, outcome.err, "exe-3 (queued)");
     EXPECT_EQ(outcome.out, "");
     if (!HasTerminal()) { GTEST_SKIP(); }
     const std::string shown = RunOnTerminal("varnel execution watch sim-bridge exe-1", 60);
-    EXPECT_NE(shown.find("[####################] finished 100 %"), std::string::npos) << shown;
+    EXPECT_PRED2(Has, shown, "[####################] finished 100 %");
 }
 
 } // namespace

@@ -24,7 +24,7 @@ struct DownloadCase {
 
 TEST_F(FileTest, ProjectFilesReplaceNothingUnaskedAndLeaveNothingHalf) {
     ScriptedServer server;
-    WriteConfigForPort("", server.port);
+    WriteConfig("", server.port);
     const std::string longName(300, 'n');
     for (const DownloadCase& given : {
              DownloadCase{"", Disposition("bridge.zip"), 0, "bridge.zip", ""},
@@ -52,7 +52,7 @@ TEST_F(FileTest, ProjectFilesReplaceNothingUnaskedAndLeaveNothingHalf) {
                                     std::string(given.options));
         SCOPED_TRACE(std::string(given.options) + outcome.out + outcome.err);
         EXPECT_EQ(outcome.status, given.status);
-        EXPECT_NE(outcome.err.find(given.err), std::string::npos);
+        EXPECT_PRED2(Has, outcome.err, given.err);
         EXPECT_EQ(Run("find work -name '*.part'").out, "");
         if (given.file == nullptr) {
             EXPECT_EQ(Run("cat work/nnn*").out, "bytes");
@@ -66,7 +66,7 @@ TEST_F(FileTest, ProjectFilesReplaceNothingUnaskedAndLeaveNothingHalf) {
     if (!HasTerminal()) { GTEST_SKIP(); }
     server.Answer(Disposition("bridge.zip"));
     const std::string shown = RunOnTerminal("varnel project generate --data {}", 70);
-    EXPECT_NE(shown.find("[####################] 5 B of 5 B"), std::string::npos) << shown;
+    EXPECT_PRED2(Has, shown, "[####################] 5 B of 5 B");
 }
 
 struct SignalCase {
@@ -85,7 +85,7 @@ TEST_F(FileTest, SignalsEndTheProgramAndLeaveNothingHalf) {
          }) {
         SCOPED_TRACE(std::string(given.command) + " " + strsignal(given.signal));
         SilentPeer peer;
-        WriteConfigForPort("", peer.port);
+        WriteConfig("", peer.port);
         // A loop in a shell goes on unless the program dies of the signal itself.
         const pid_t shell = Start("for i in 1 2; do varnel " + std::string(given.command) +
                                   " 2>err; echo again >>looped; done");
@@ -100,7 +100,7 @@ TEST_F(FileTest, SignalsEndTheProgramAndLeaveNothingHalf) {
         EXPECT_EQ(Run("find . -name '*.part'").out, "");
     }
     SilentPeer peer;
-    WriteConfigForPort("", peer.port);
+    WriteConfig("", peer.port);
     const pid_t ignoring = Start("trap '' INT; exec varnel version --timeout 0.2 --retries 0");
     peer.Receive();
     kill(-ignoring, SIGINT);
@@ -149,7 +149,7 @@ TEST_F(FileTest, SettingsChangeAndCommentsStay) {
         "VARNEL_CONFIG=new/config.json varnel config unset authHost");
     EXPECT_EQ(Read("new/config.json"), starting);
     const Outcome shown = Run("VARNEL_CONFIG=new/config.json varnel config");
-    EXPECT_NE(shown.out.find("new/config.json: environments.local.apiPort"), std::string::npos);
+    EXPECT_PRED2(Has, shown.out, "new/config.json: environments.local.apiPort");
 }
 
 } // namespace

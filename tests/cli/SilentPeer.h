@@ -1,12 +1,7 @@
 #pragma once
 
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <array>
-#include <string>
-
 #include "ListenOnLoopback.h"
+#include "RawConnection.h"
 
 /// Somebody on 127.0.0.1 who reads one request and says no more than a test wants.
 class SilentPeer {
@@ -20,18 +15,13 @@ public:
     SilentPeer& operator=(const SilentPeer&) = delete;
 
     /// Waits for a request.
-    std::string Receive() {
+    void Receive() {
         connection = accept(listener, nullptr, nullptr);
-        std::array<char, 65536> bytes{};
-        const ssize_t count = recv(connection, bytes.data(), bytes.size(), 0);
-        return {bytes.data(), count > 0 ? static_cast<std::size_t>(count) : 0};
+        ReadUntil(connection, "\r\n\r\n");
     }
 
     /// Waits until whoever sent it has gone.
-    void AwaitEnd() const {
-        std::array<char, 64> bytes{};
-        while (recv(connection, bytes.data(), bytes.size(), 0) > 0) {}
-    }
+    void AwaitEnd() const { ReadUntil(connection, ""); }
 
     unsigned int port = 0;
 

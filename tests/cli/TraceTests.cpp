@@ -2,7 +2,6 @@
 #include <nlohmann/json.hpp>
 
 #include <regex>
-#include <tuple>
 
 #include "CommandFixture.h"
 #include "RawConnection.h"
@@ -13,9 +12,7 @@ namespace {
 
 using nlohmann::json;
 
-// Unsigned tokens with the claims {"groups":["127"]} and {"groups":["a b"]}.
-constexpr const char* UnusableGroup = "eyJhbGciOiJub25lIn0.eyJncm91cHMiOlsiYSBiIl19.";
-constexpr const char* GroupToken = "eyJhbGciOiJub25lIn0.eyJncm91cHMiOlsiMTI3Il19.";
+using Manner = ScriptedServer::Manner;
 
 class TraceTest : public CommandFixture {};
 
@@ -65,8 +62,8 @@ TEST_F(TraceTest, BodiesOfAnySizePassUnchanged) {
     const Outcome outcome =
         Run("varnel trace -- varnel simulation inputs set sim-bridge --data @large.json");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_NE(outcome.err.find(R"("requestBytes":3000011)"), std::string::npos) << outcome.err;
-    EXPECT_NE(outcome.err.find(R"("responseBytes":3000011)"), std::string::npos) << outcome.err;
+    EXPECT_PRED2(Has, outcome.err, R"("requestBytes":3000011)");
+    EXPECT_PRED2(Has, outcome.err, R"("responseBytes":3000011)");
 }
 
 TEST_F(TraceTest, FindsTheHostOfTheTokensGroupAndTheStoredToken) {
@@ -75,7 +72,7 @@ TEST_F(TraceTest, FindsTheHostOfTheTokensGroupAndTheStoredToken) {
     const Outcome outcome = Run("varnel trace --format har -- varnel execution start sim-bridge");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     // The library does not know that there is a relay.
-    EXPECT_NE(outcome.err.find("UI: https://127.0.0.1/simulations"), std::string::npos);
+    EXPECT_PRED2(Has, outcome.err, "UI: https://127.0.0.1/simulations");
     const json archive = json::parse(outcome.err.substr(outcome.err.find('{')));
     const json& entry = archive.at("log").at("entries").at(0);
     EXPECT_EQ(entry.at("request").at("url"),
@@ -84,52 +81,53 @@ TEST_F(TraceTest, FindsTheHostOfTheTokensGroupAndTheStoredToken) {
     EXPECT_EQ(outcome.err.find(GroupToken), std::string::npos);
 }
 
+struct RecordCase {
+    std::string answer;
+    std::string problem; ///< part of what the record says; empty: it has none
+    Manner manner = Manner::Whole;
+};
+
 TEST_F(TraceTest, RecordsAnswersAsTheyCame) {
     ScriptedServer server;
-    WriteConfigForPort("", server.port);
-    using Manner = ScriptedServer::Manner;
+    WriteConfig("", server.port);
     const std::string ok = "HTTP/1.1 200 OK\r\n";
-    for (const auto& [answer, manner, problem] :
-         std::vector<std::tuple<std::string, Manner, std::string>>{
-             {ok + "Content-Length: 3\r\n\r\n[1]", Manner::Whole, ""},
-             {"HTTP/1.1 103 Hints\r\n\r\n" + ok + "Content-Length: 3\r\n\r\n[1]", Manner::Bytes,
-              ""},
-             {ok + "\r\n[1]", Manner::Whole, ""},
-             {ok + "Transfer-Encoding: chunked\r\n\r\n3;x\r\n[1]\r\n0\r\nA: b\r\n\r\n",
-              Manner::Bytes, ""},
-             {ok + "Content-Length: 9\r\n\r\n[1]", Manner::Whole, "ended after 3 of 9 bytes"},
-             {ok + "Content-Length: x\r\n\r\n[1]", Manner::Whole, "bad Content-Length"},
-             {ok + "Transfer-Encoding: chunked\r\n\r\n3\r\n[1]\r\n", Manner::Whole,
-              "of its chunks"},
-             {ok + "Transfer-Encoding: chunked\r\n\r\nx\r\n", Manner::Whole, "bad chunk"},
-             {ok + "Transfer-Encoding: chunked\r\n\r\n1\r\n[1]\r\n", Manner::Whole, "bad chunk"},
-             {ok + "Content-Le", Manner::Whole, "within its header"},
-             {"SSH-2.0-x\r\n", Manner::Whole, "is not HTTP"},
-             {"", Manner::Whole, "did not come"},
-             {ok + "Content-Length: 9\r\n\r\n[1]", Manner::ThenReset, "3 of 9 bytes"},
+    const std::string chunked = ok + "Transfer-Encoding: chunked\r\n\r\n";
+    for (const RecordCase& given : {
+             RecordCase{ok + "Content-Length: 3\r\n\r\n[1]", ""},
+             {"HTTP/1.1 103 Hints\r\n\r\n" + ok + "Content-Length: 3\r\n\r\n[1]", "",
+              Manner::Bytes},
+             {ok + "\r\n[1]", ""},
+             {chunked + "3;x\r\n[1]\r\n0\r\nA: b\r\n\r\n", "", Manner::Bytes},
+             {ok + "Content-Length: 9\r\n\r\n[1]", "ended after 3 of 9 bytes"},
+             {ok + "Content-Length: x\r\n\r\n[1]", "bad Content-Length"},
+             {chunked + "3\r\n[1]\r\n", "of its chunks"},
+             {chunked + "x\r\n", "bad chunk"},
+             {chunked + "1\r\n[1]\r\n", "bad chunk"},
+             {ok + "Content-Le", "within its header"},
+             {"SSH-2.0-x\r\n", "is not HTTP"},
+             {"", "did not come"},
+             {ok + "Content-Length: 9\r\n\r\n[1]", "3 of 9 bytes", Manner::ThenReset},
          }) {
-        server.Answer(answer, manner);
+        SCOPED_TRACE(given.answer);
+        server.Answer(given.answer, given.manner);
         Run("varnel trace --to trace.jsonl --force --bodies -- varnel version --retries 0");
         const json line = json::parse(Read("trace.jsonl"));
         const std::string found = line.value("problem", "");
-        EXPECT_EQ(found.empty(), problem.empty()) << answer << found;
-        EXPECT_NE(found.find(problem), std::string::npos) << answer << found;
-        if (problem.empty()) { EXPECT_EQ(line.at("responseBody").at("text"), "[1]") << answer; }
+        EXPECT_EQ(found.empty(), given.problem.empty()) << found;
+        EXPECT_PRED2(Has, found, given.problem);
+        if (found.empty()) { EXPECT_EQ(line.at("responseBody").at("text"), "[1]"); }
     }
     const Outcome unresolved =
         Run("VARNEL_API_HOST=a..b varnel trace -- varnel version --retries 0");
-    EXPECT_NE(unresolved.err.find(R"("problem":"the host name \"a..b\" does not resolve)"),
-              std::string::npos)
-        << unresolved.err;
+    EXPECT_PRED2(Has, unresolved.err, R"("problem":"the host name \"a..b\" does not resolve)");
     WriteConfig(R"("environment": "staging", "authHost": "https://id.invalid", )");
     TokenStore().Store({UnusableGroup, ""});
-    EXPECT_NE(
-        Run("varnel trace -- varnel version --retries 0").err.find("cannot be part of a host"),
-        std::string::npos);
+    EXPECT_PRED2(Has, Run("varnel trace -- varnel version --retries 0").err,
+                 "cannot be part of a host");
 }
 
 struct ConnectionCase {
-    ScriptedServer::Manner manner;
+    Manner manner;
     std::string sent;  ///< by a client that then closes its side for writing
     Log targets;       ///< that the service sees
     std::string lines; ///< of the record: target, status and problem
@@ -137,7 +135,7 @@ struct ConnectionCase {
 
 TEST_F(TraceTest, RelaysWhatAConnectionMayHold) {
     ScriptedServer server;
-    WriteConfigForPort("", server.port);
+    WriteConfig("", server.port);
     Run("mkfifo ready end");
     const pid_t trace = Start(
         "exec varnel trace --to trace.jsonl -- sh -c 'cp $VARNEL_CONFIG relay.json; "
@@ -146,16 +144,13 @@ TEST_F(TraceTest, RelaysWhatAConnectionMayHold) {
     const int relay = json::parse(Read("relay.json")).at("environments").at("local").at("apiPort");
     const std::string rest = " HTTP/1.1\r\nHost: x\r\n";
     std::string lines;
-    const auto kept = ScriptedServer::Manner::Kept;
+    const auto kept = Manner::Kept;
     const std::string both =
         "POST /a" + rest + "Content-Length: 3\r\n\r\n[1]GET /b" + rest + "\r\n";
     for (const ConnectionCase& given : {
              ConnectionCase{kept, "GET /a" + rest + "\r\n", {"GET /a"}, "/a 201 \n"},
              {kept, both, {"POST /a", "GET /b"}, "/a 201 \n/b 202 \n"},
-             {ScriptedServer::Manner::Whole,
-              both,
-              {"POST /a"},
-              "/a 201 \n/b 0 the answer did not come\n"},
+             {Manner::Whole, both, {"POST /a"}, "/a 201 \n/b 0 the answer did not come\n"},
              {kept,
               "POST /a" + rest + "Content-Length: 9\r\n\r\n[1]",
               {"POST /a"},
@@ -195,16 +190,16 @@ TEST_F(TraceTest, ARecordAnswersInTheServicesPlace) {
     EmulatorOptions options;
     options.recordFile = (home / "a.har").string();
     const Emulator replay(options);
-    WriteConfigForPort("", static_cast<unsigned int>(replay.GetPort()));
+    WriteConfig("", replay.GetPort());
     const Outcome replayed = Run(commands);
     EXPECT_EQ(replayed.out, std::regex_replace(traced.out, std::regex("word5678"), "(redacted)"));
     EXPECT_EQ(replayed.err, traced.err);
-    EXPECT_NE(traced.err.find("404"), std::string::npos) << traced.err;
+    EXPECT_PRED2(Has, traced.err, "404");
 }
 
 TEST_F(TraceTest, BodiesAreRecordedWithoutCredentials) {
     ScriptedServer server;
-    WriteConfigForPort(R"("clientSecret": "word5678", )", server.port);
+    WriteConfig(R"("clientSecret": "word5678", )", server.port);
     server.Answer(
         "HTTP/1.1 200 OK\r\nSet-Cookie: id=1\r\nContent-Length: 9\r\n\r\n\xff"
         "word5678");
@@ -221,7 +216,7 @@ TEST_F(TraceTest, BodiesAreRecordedWithoutCredentials) {
     EXPECT_EQ(entry.at("request").at("postData").at("mimeType"), "application/json");
     EXPECT_EQ(entry.at("response").at("content").at("encoding"), "base64");
     EXPECT_EQ(entry.at("response").at("content").at("text"), "/yhyZWRhY3RlZCk=");
-    EXPECT_NE(text.find("/x?access_token=(redacted)&b=2"), std::string::npos) << text;
+    EXPECT_PRED2(Has, text, "/x?access_token=(redacted)&b=2");
 }
 
 TEST_F(TraceTest, AnArchiveIsReadableWhateverEndsTheTrace) {

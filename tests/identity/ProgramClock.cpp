@@ -35,25 +35,16 @@ timespec ReadClock(clockid_t clock) {
     return time;
 }
 
-milliseconds Convert(const timespec& time) {
-    return milliseconds(time.tv_sec * 1000 + time.tv_nsec / 1000000);
-}
-
-/// Whether a wait for bytes ends here, by its time-out.
-bool EndsInSilence(milliseconds timeout, bool isForBytes) {
+/// Waits for a socket by a system call, unless that is in vain, and lets the clocks go on.
+int Wait(milliseconds timeout, bool isForBytes, const std::function<long(timespec*)>& call) {
     ProgramClock& clock = ProgramClock::Get();
     if (clock.atWait) { std::exchange(clock.atWait, nullptr)(); }
     clock.passed += clock.perWait;
-    if (!clock.isPeerSilent || !isForBytes || timeout <= milliseconds(0)) { return false; }
-    clock.passed += timeout;
-    return true;
-}
-
-int Sleep(const timespec& time) {
-    ProgramClock& clock = ProgramClock::Get();
-    if (clock.atSleep) { clock.atSleep(); }
-    clock.passed += Convert(time);
-    return 0;
+    const bool isInVain = clock.isPeerSilent && isForBytes && timeout > milliseconds(0);
+    timespec time{timeout.count() / 1000, timeout.count() % 1000 * 1000000};
+    const long ready = isInVain ? 0 : call(timeout < milliseconds(0) ? nullptr : &time);
+    if (ready == 0) { clock.passed += timeout; }
+    return static_cast<int>(ready);
 }
 
 } // namespace
@@ -63,10 +54,6 @@ namespace VarnelBase {
 ProgramClock& ProgramClock::Get() {
     static ProgramClock clock;
     return clock;
-}
-
-double ProgramClock::GetTime() const {
-    return static_cast<double>(std::time(nullptr));
 }
 
 } // namespace VarnelBase
@@ -85,38 +72,33 @@ extern "C" time_t time(time_t* result) noexcept {
     return now;
 }
 
-extern "C" int nanosleep(const timespec* time, timespec* /*left*/) {
-    return Sleep(*time);
-}
-
 extern "C" int clock_nanosleep(clockid_t /*clock*/, int /*flags*/, const timespec* time,
                                timespec* /*left*/) {
-    return Sleep(*time);
+    ProgramClock& clock = ProgramClock::Get();
+    if (clock.atSleep) { clock.atSleep(); }
+    clock.passed += milliseconds(time->tv_sec * 1000 + time->tv_nsec / 1000000);
+    return 0;
+}
+
+extern "C" int nanosleep(const timespec* time, timespec* left) {
+    return clock_nanosleep(CLOCK_REALTIME, 0, time, left);
 }
 
 extern "C" int select(int count, fd_set* toRead, fd_set* toWrite, fd_set* failed,
                       timeval* timeout) {
-    timespec time{timeout == nullptr ? 0 : timeout->tv_sec,
-                  timeout == nullptr ? 0 : timeout->tv_usec * 1000};
-    if (timeout != nullptr && EndsInSilence(Convert(time), toWrite == nullptr)) { return 0; }
-    const auto ready = static_cast<int>(syscall(SYS_pselect6, count, toRead, toWrite, failed,
-                                                timeout == nullptr ? nullptr : &time, nullptr));
-    if (ready == 0) {
-        ProgramClock::Get().passed +=
-            milliseconds(timeout->tv_sec * 1000 + timeout->tv_usec / 1000);
-    }
-    return ready;
+    const milliseconds longest(
+        timeout == nullptr ? -1 : timeout->tv_sec * 1000 + timeout->tv_usec / 1000);
+    return Wait(longest, toWrite == nullptr, [&](timespec* time) {
+        return syscall(SYS_pselect6, count, toRead, toWrite, failed, time, nullptr);
+    });
 }
 
 extern "C" int poll(pollfd* sockets, nfds_t count, int timeout) {
     const bool isForBytes = std::all_of(sockets, sockets + count,
                                         [](const pollfd& one) { return one.events == POLLIN; });
-    if (EndsInSilence(milliseconds(timeout), isForBytes)) { return 0; }
-    timespec time{timeout / 1000, timeout % 1000 * 1000000L};
-    const auto ready = static_cast<int>(
-        syscall(SYS_ppoll, sockets, count, timeout < 0 ? nullptr : &time, nullptr, 0));
-    if (ready == 0) { ProgramClock::Get().passed += milliseconds(timeout); }
-    return ready;
+    return Wait(milliseconds(timeout), isForBytes, [&](timespec* time) {
+        return syscall(SYS_ppoll, sockets, count, time, nullptr, 0);
+    });
 }
 
 extern "C" int listen(int socket, int count) noexcept {

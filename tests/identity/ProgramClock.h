@@ -16,8 +16,6 @@ struct ProgramClock {
     std::function<void()> atWait;         ///< done when it waits for a socket the next time
     std::function<void(int)> atListen;    ///< done with a socket that it listens at
 
-    double GetTime() const;
-
     /// The one that the calls go by.
     static ProgramClock& Get();
 };

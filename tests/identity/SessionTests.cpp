@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <ctime>
 
 #include "CryptoText.h"
 #include "HostileFixture.h"
@@ -25,15 +26,14 @@ class Sessions : public HostileFixture {
 protected:
     Sessions() { Set("VARNEL_AUTH_HOST", issuer); }
     ~Sessions() override {
-        const milliseconds passed =
-            clock.passed; // what is known of one test's time is so in the next
+        const milliseconds passed = clock.passed;
         clock = ProgramClock();
-        clock.passed = passed;
+        clock.passed = passed; // what is known of one test's time is so in the next
     }
 
     /// A token that was good for an hour, with so much left of it.
-    std::string MakeToken(double secondsLeft) const {
-        const auto expiry = static_cast<long long>(clock.GetTime() + secondsLeft);
+    static std::string MakeToken(long secondsLeft) {
+        const std::time_t expiry = std::time(nullptr) + secondsLeft;
         const json claims = {{"iat", expiry - 3600}, {"exp", expiry}};
         return "e30." + EncodeBase64Url(claims.dump()) + ".";
     }
@@ -168,7 +168,7 @@ TEST_F(Sessions, OfNeighboursInNameAreKeptApart) {
 }
 
 TEST_F(Sessions, WaitForALockAndDoNothingWithoutIt) {
-    for (const double left : {10, -10}) {
+    for (const int left : {10, -10}) {
         const std::string old = MakeToken(left);
         TokenStore().Store({old, "refresh"});
         const int holder = open((FindTokens().string() + ".lock").c_str(), O_RDWR | O_CREAT, 0600);
@@ -315,7 +315,7 @@ TEST_F(Sessions, AskAProviderInTroubleSeldom) {
 }
 
 TEST_F(Sessions, AreRenewedEarlyOnlyWhenTheAnswerCanBeAwaited) {
-    for (const auto& [perWait, left, isRenewed] : std::vector<std::tuple<int, double, bool>>{
+    for (const auto& [perWait, left, isRenewed] : std::vector<std::tuple<int, int, bool>>{
              {0, 20, true}, {600, 20, false}, {600, -10, true}}) {
         const std::string old = MakeToken(left);
         TokenStore().Store({old, "refresh"});
@@ -332,7 +332,7 @@ TEST_F(Sessions, ReadTheirSettingsOnce) {
     struct Case {
         const char* name;
         const char* password;
-        double left; ///< of the stored token
+        int left; ///< of the stored token
         std::function<void(AuthHandler&)> operation;
     };
     const auto run = [](const std::string& command) {
