@@ -25,18 +25,17 @@ ProjectFile::~ProjectFile() {
     unlink(temporary.c_str());
 }
 
-bool ProjectFile::Open(const std::string& nameInDirectory) {
+bool ProjectFile::Open() {
     std::error_code ignored;
     const auto there = std::filesystem::status(target, ignored);
     isInDirectory = std::filesystem::is_directory(there);
-    if (isInDirectory) {
-        target = std::filesystem::path(target) / nameInDirectory;
-    } else if (std::filesystem::exists(there) && !std::filesystem::is_regular_file(there)) {
+    if (!isInDirectory && std::filesystem::exists(there) &&
+        !std::filesystem::is_regular_file(there)) {
         errno = ENOTSUP; // A device must not be replaced by a file.
         return Fail();
     }
-    temporary = target.substr(0, target.find_last_of('/') + 1) + ".varnel-" +
-                std::to_string(std::random_device()()) + ".part";
+    temporary = (isInDirectory ? target + "/" : target.substr(0, target.find_last_of('/') + 1)) +
+                ".varnel-" + std::to_string(std::random_device()()) + ".part";
     descriptor =
         open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
     return descriptor >= 0 || Fail();
@@ -46,7 +45,8 @@ bool ProjectFile::Write(const char* bytes, std::size_t size) {
     return WriteAll(descriptor, bytes, size) || Fail();
 }
 
-bool ProjectFile::Finish() {
+bool ProjectFile::Finish(const std::string& nameInDirectory) {
+    if (isInDirectory) { target = std::filesystem::path(target) / nameInDirectory; }
     if (fsync(descriptor) != 0) { return Fail(); }
     const bool isPlaced =
         isInDirectory ? TakeFreeName() : std::rename(temporary.c_str(), target.c_str()) == 0;

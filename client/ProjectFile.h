@@ -17,15 +17,15 @@ public:
 
     /// Creates the temporary file.
     ///
-    /// @param nameInDirectory the file's name, when the path is a directory
     /// @return false if it cannot be written, like `Write` and `Finish`
-    bool Open(const std::string& nameInDirectory);
-    bool IsOpen() const { return descriptor >= 0; }
+    bool Open();
     bool Write(const char* bytes, std::size_t size);
 
     /// Puts the file in its place. An existing file is replaced if the path names it; in a
     /// directory it stays, and the new name gets a number.
-    bool Finish();
+    ///
+    /// @param nameInDirectory the file's name, when the path is a directory
+    bool Finish(const std::string& nameInDirectory);
 
     const std::string& GetPath() const { return target; }
 

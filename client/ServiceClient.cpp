@@ -59,6 +59,13 @@ void FailToSave(Outcome& outcome, const std::string& reason) {
     outcome.message = reason;
 }
 
+/// The outcome when there is no place for the project: nothing is sent.
+ProjectOutcome MakeNotSaved(const std::string& reason) {
+    ProjectOutcome outcome;
+    FailToSave(outcome, reason);
+    return outcome;
+}
+
 } // namespace
 
 ServiceClient::ServiceClient(const ClientOptions& options)
@@ -186,23 +193,22 @@ ProjectOutcome ServiceClient::SaveProject(const json& request, const std::string
                                           const ProjectProgress& progress,
                                           const CallOptions& call) {
     if (path.empty()) { throw std::invalid_argument("path: is empty"); }
-    ProjectFile file(path);
+    if (path.find('\0') != std::string::npos) {
+        throw std::invalid_argument("path: has a NUL byte");
+    }
     ServiceCall project = MakeProjectCall(request);
+    ProjectFile file(path);
+    if (!file.Open()) { return MakeNotSaved(file.DescribeError()); }
     std::uint64_t size = 0;
     project.receiver = [&](const AnswerHead& head, const char* bytes, std::size_t count) {
-        if (!file.IsOpen()) {
-            const std::string name = ReadFileName(head.disposition);
-            if (!file.Open(name.empty() ? "project" : name)) { return false; }
-        }
         if (!file.Write(bytes, count)) { return false; }
         size += count;
         if (progress) { progress(size, head.length); }
         return true;
     };
-    CallResult result = implementation->runner.Run(project, call);
-    if (result.outcome && size == 0) { project.receiver(result.head, "", 0); } // an empty file
-    ProjectOutcome outcome = MakeProjectOutcome(std::move(result));
-    if (outcome.failure == Failure::NotSaved || (outcome && (!file.IsOpen() || !file.Finish()))) {
+    ProjectOutcome outcome = MakeProjectOutcome(implementation->runner.Run(project, call));
+    const std::string name = outcome.fileName.empty() ? "project" : outcome.fileName;
+    if (outcome.failure == Failure::NotSaved || (outcome && !file.Finish(name))) {
         FailToSave(outcome, file.DescribeError());
     }
     if (outcome) {
@@ -215,10 +221,14 @@ ProjectOutcome ServiceClient::SaveProject(const json& request, const std::string
 ProjectOutcome ServiceClient::StreamProject(const json& request, std::ostream& output,
                                             const ProjectProgress& progress,
                                             const CallOptions& call) {
+    constexpr const char* unusable = "output: the stream takes no more";
+    if (!output) { return MakeNotSaved(unusable); }
     const auto write = [&output](const char* bytes, std::size_t size) {
         return static_cast<bool>(output.write(bytes, static_cast<std::streamsize>(size)));
     };
-    return StreamProject(request, ProjectReceiver(write), progress, call);
+    ProjectOutcome outcome = StreamProject(request, ProjectReceiver(write), progress, call);
+    if (outcome && !output.flush()) { FailToSave(outcome, unusable); }
+    return outcome;
 }
 
 ProjectOutcome ServiceClient::StreamProject(const json& request, const ProjectReceiver& receiver,

@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include <csignal>
+#include <fstream>
 #include <sstream>
 
 #include "ClientFixture.h"
@@ -74,6 +75,7 @@ TEST_F(ClientProjects, LeaveNothingBehindWhenTheyFail) {
         EXPECT_EQ(client.SaveProject({}, path).failure, failure);
         EXPECT_EQ(client.SaveProject({}, home).failure, failure);
     }
+    (void)server.TakeRequests();
     server.Answer(MakeAnswer(200, bytes));
     const ProjectOutcome nowhere = client.SaveProject({}, home / "none/file");
     EXPECT_EQ(nowhere.failure, Failure::NotSaved);
@@ -82,6 +84,9 @@ TEST_F(ClientProjects, LeaveNothingBehindWhenTheyFail) {
     EXPECT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     EXPECT_EQ(client.SaveProject({}, pipe).failure, Failure::NotSaved);
     fs::remove(pipe);
+    std::ofstream unopened(home / "none/file");
+    EXPECT_EQ(client.StreamProject({}, unopened).failure, Failure::NotSaved);
+    EXPECT_EQ(server.TakeRequests(), Log()); // without keeping the service busy
     rlimit usual{};
     getrlimit(RLIMIT_FSIZE, &usual);
     const rlimit little{1000, usual.rlim_max};
@@ -94,12 +99,12 @@ TEST_F(ClientProjects, LeaveNothingBehindWhenTheyFail) {
         std::logic_error);
     EXPECT_EQ(client.StreamProject({}, [](const char*, std::size_t) { return false; }).failure,
               Failure::NotSaved);
-    std::ostringstream broken;
-    broken.setstate(std::ios::badbit);
-    EXPECT_EQ(client.StreamProject({}, broken).failure, Failure::NotSaved);
     ClientOptions small = Options();
     small.maxDocumentBytes = 1000;
     EXPECT_EQ(ServiceClient(small).GenerateProject({}).failure, Failure::TooLarge);
+    server.Answer(MakeAnswer(200, "fits into the stream's buffer"));
+    std::ofstream full("/dev/full");
+    EXPECT_EQ(client.StreamProject({}, full).failure, Failure::NotSaved);
     EXPECT_EQ(CountFiles(), 1U);
     EXPECT_EQ(Read(path), "old");
 }
