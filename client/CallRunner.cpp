@@ -25,12 +25,6 @@ void Require(bool isFine, const char* option, const char* rule) {
     if (!isFine) { throw std::invalid_argument(std::string(option) + ": " + rule); }
 }
 
-void RequireDuration(milliseconds duration, const char* option) {
-    // As many as libcurl and the clock can count.
-    Require(duration.count() > 0, option, "must be longer than zero");
-    Require(duration < std::chrono::hours(24 * 365), option, "must be shorter than a year");
-}
-
 bool IsHostText(const std::string& host) {
     return std::all_of(host.begin(), host.end(), [](char c) {
         return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
@@ -124,6 +118,11 @@ bool IsPassing(const Outcome& outcome) {
 }
 
 } // namespace
+
+void RequireDuration(milliseconds duration, const char* option) {
+    Require(duration.count() > 0, option, "must be longer than zero");
+    Require(duration < std::chrono::hours(24 * 365), option, "must be shorter than a year");
+}
 
 /// One call while it runs.
 struct CallRunner::Attempt {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
@@ -11,6 +12,11 @@
 #include "TransferPool.h"
 
 namespace VarnelBase {
+
+/// Requires a duration that libcurl and the clock can count.
+///
+/// @throws std::invalid_argument naming the option
+void RequireDuration(std::chrono::milliseconds duration, const char* option);
 
 /// A request to the service, and what to do with its answer.
 struct ServiceCall {

@@ -68,7 +68,7 @@ struct AttemptReport {
 /// names the option.
 struct ClientOptions {
     /// Name or address of the service, without scheme and port. Set both host and port or neither:
-    /// if set, no settings are read.
+    /// if set, the settings are read for the token only, and with a `tokenSource` not at all.
     std::string host;
     unsigned int port = 0; ///< see `host`
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "CallRunner.h"
 #include "CancellationState.h"
 
 namespace VarnelBase {
@@ -44,10 +45,10 @@ ExecutionOutcome AwaitExecution(const std::function<Outcome(const CallOptions&)>
                                 milliseconds callTimeout, const WaitOptions& wait) {
     const json::json_pointer place = ParsePointer(wait.statePointer);
     RequireForWait(!wait.endStates.empty(), "endStates: is empty");
-    RequireForWait(wait.firstInterval.count() > 0, "firstInterval: must be longer than zero");
+    RequireDuration(wait.firstInterval, "firstInterval");
     RequireForWait(wait.maxInterval >= wait.firstInterval,
                    "maxInterval: is shorter than firstInterval");
-    RequireForWait(wait.timeout.count() > 0, "timeout: must be longer than zero");
+    RequireDuration(wait.timeout, "timeout");
 
     const auto start = std::chrono::steady_clock::now();
     const auto deadline = start + wait.timeout;
