@@ -1,5 +1,6 @@
 #include "Listing.h"
 
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -40,9 +41,11 @@ void Listing::State::Fetch() {
     const std::size_t count = items.size();
     offset += static_cast<int>(count);
     const auto total = document.find("total");
-    const bool hasTotal = total != document.end() && total->is_number_integer();
-    isEnded = count == 0 || (hasTotal ? offset >= total->get<long long>()
-                                      : count < static_cast<std::size_t>(pageSize));
+    // Some services send -1 when they do not know it.
+    const bool hasTotal = total != document.end() && total->is_number_unsigned();
+    isEnded =
+        count == 0 || (hasTotal ? static_cast<std::uint64_t>(offset) >= total->get<std::uint64_t>()
+                                : count < static_cast<std::size_t>(pageSize));
     std::vector<std::string> identifiers;
     for (const json& item : items) {
         const auto id = item.is_object() ? item.find("id") : item.end();

@@ -48,6 +48,7 @@ TEST_F(ClientLists, EndWhereTheServiceEndsThemAndNowhereElse) {
         {"a total beyond a short page",
          {page({a}, R"(,"total":2)"), page({b}, R"(,"total":2)")},
          {a, b}},
+        {"a total that is not known", {page({a, b}, R"(,"total":-1)"), page({c})}, {a, b, c}},
         {"an entry that moved", {page({a, b}), page({b, c}), page({})}, {a, b, c}},
         {"entries without an identifier", {page({"1", "1"}), page({"{}"})}, {"1", "1", "{}"}},
         {"a failure at once", {}, {"NotFound"}},
