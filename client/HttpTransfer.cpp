@@ -20,7 +20,7 @@ namespace {
 using std::chrono::microseconds;
 using std::chrono::milliseconds;
 
-constexpr milliseconds LongestPoll(60'000);
+constexpr long SwitchingProtocols = 101;
 constexpr const char* Compressions = "gzip";
 
 /// Once in a process: libcurl's own initialisation is not safe for threads in every release.
@@ -64,6 +64,7 @@ curl_slist* Append(curl_slist* list, const char* line) {
 HttpTransfer::HttpTransfer(const TransferSettings& common)
     : settings(common),
       multi(OpenMulti(), &curl_multi_cleanup),
+      longestPoll(curl_multi_wakeup(multi.get()) == CURLM_OK ? 60'000 : 50),
       easy(OpenEasy(), &curl_easy_cleanup) {
     // One connection: a request that was lost on it cannot go out on another kept one.
     curl_multi_setopt(multi.get(), CURLMOPT_MAXCONNECTS, 1L);
@@ -204,7 +205,7 @@ std::optional<CURLcode> HttpTransfer::Run(const TransferRequest& request, Transf
             break;
         }
         curl_multi_poll(multi.get(), nullptr, 0,
-                        static_cast<int>(std::min(left, LongestPoll).count()), nullptr);
+                        static_cast<int>(std::min(left, longestPoll).count()), nullptr);
     }
     int waiting = 0;
     for (const CURLMsg* message = nullptr;
@@ -227,8 +228,11 @@ void HttpTransfer::Explain(CURLcode code, TransferResult& result) {
     if (code == tooLarge) { return failForLength(); }
     switch (code) {
         case CURLE_OK:
-            if (head.status < 200) { fail(Failure::Unreadable, "the answer has no final status"); }
-            return;
+            if (head.status != 0) { return; }
+            if (Get<long>(easy.get(), CURLINFO_RESPONSE_CODE) == SwitchingProtocols) {
+                return fail(Failure::Unreadable, "the answer switches to another protocol");
+            }
+            break; // closed in the middle of the header
         case CURLE_COULDNT_RESOLVE_HOST:
         case CURLE_COULDNT_RESOLVE_PROXY:
             return fail(Failure::CannotResolve, detail);

@@ -101,6 +101,7 @@ private:
 
     const TransferSettings& settings;
     const std::unique_ptr<CURLM, CURLMcode (*)(CURLM*)> multi;
+    const std::chrono::milliseconds longestPoll; ///< short without a descriptor for wake-ups
     const std::unique_ptr<CURL, void (*)(CURL*)> easy;
     std::array<char, CURL_ERROR_SIZE> errorText{};
 

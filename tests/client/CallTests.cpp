@@ -1,3 +1,5 @@
+#include <sys/resource.h>
+
 #include <array>
 #include <fstream>
 #include <thread>
@@ -71,6 +73,17 @@ void AwaitSleep() {
         std::this_thread::yield();
         std::getline(std::ifstream("/proc/self/stat"), line);
     }
+}
+
+void FailWithoutDescriptor(ServiceClient& client) {
+    rlimit usual{};
+    getrlimit(RLIMIT_NOFILE, &usual);
+    const rlimit none{0, usual.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    CallOptions once;
+    once.maxAttempts = 1;
+    EXPECT_EQ(client.GetAgent(once).failure, Failure::CannotConnect);
+    setrlimit(RLIMIT_NOFILE, &usual);
 }
 
 } // namespace
@@ -192,6 +205,7 @@ TEST_F(ClientCalls, EndWhenCancelledAtAnyPoint) {
         Peer peer;
         std::string bytes; ///< that the peer has sent when the call is cancelled
         Work work = [](ServiceClient& c, const CallOptions& call) { return c.GetAgent(call); };
+        bool isStarved = false; ///< whether the client has made a call without a free descriptor
     };
     const Work wait = [](ServiceClient& c, const CallOptions& call) {
         WaitOptions options;
@@ -218,6 +232,7 @@ TEST_F(ClientCalls, EndWhenCancelledAtAnyPoint) {
         {"in the pause of a wait", Peer::Conversing, MakeKeptAnswer(200, R"({"state":"running"})"),
          wait},
         {"in its own callback", Peer::Conversing, begun + "\r\n[", stream},
+        {"in a wait after a call without a descriptor", Peer::Conversing, "", wait, true},
     };
     for (const Point& point : points) {
         SCOPED_TRACE(point.name);
@@ -228,6 +243,7 @@ TEST_F(ClientCalls, EndWhenCancelledAtAnyPoint) {
         options.port = listener.port;
         options.timeout = options.projectTimeout = options.connectTimeout = std::chrono::hours(1);
         ServiceClient client(options);
+        if (point.isStarved) { FailWithoutDescriptor(client); }
         if (point.peer == Peer::Conversing) {
             // libcurl wakes by itself while a connection is young.
             std::thread peer([&] { listener.Converse(MakeKeptAnswer(200, "[]")); });

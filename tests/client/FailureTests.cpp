@@ -33,6 +33,10 @@ std::vector<FailureCase> MakeHostileAnswers(const std::string& elsewhere) {
     return {
         {"", Failure::Interrupted, Maybe},
         {"HTTP/1.1 2", Failure::Interrupted, Maybe},
+        {line + "Content-", Failure::Interrupted, Maybe},
+        {"HTTP/1.1 100 Continue\r\n\r\n", Failure::Interrupted, Maybe},
+        {"HTTP/1.1 101 Switched\r\nUpgrade: b\r\nConnection: upgrade\r\n\r\n[]",
+         Failure::Unreadable, Maybe},
         {line + "Content-", Failure::Interrupted, Maybe, Manner::ThenReset},
         {"{}", Failure::Unreadable, Maybe},
         {"HTTP/9.9 200 OK\r\n\r\n[]", Failure::Unreadable, Maybe},
@@ -209,6 +213,7 @@ TEST_F(ClientFailures, OfBadOptionsNameThem) {
     call.maxAttempts = 0;
     check("maxAttempts", [&] { (void)client.GetVersion(call); });
     check("path", [&] { (void)client.SaveProject({}, ""); });
+    check("path", [&] { (void)client.SaveProject({}, std::string("a\0b", 3)); });
     check("receiver", [&] { (void)client.StreamProject({}, ProjectReceiver()); });
     const std::pair<const char*, std::function<void(WaitOptions&)>> spoiledWaits[] = {
         {"statePointer", [](auto& w) { w.statePointer = "state"; }},
@@ -216,6 +221,7 @@ TEST_F(ClientFailures, OfBadOptionsNameThem) {
         {"firstInterval", [](auto& w) { w.firstInterval = milliseconds(0); }},
         {"maxInterval", [](auto& w) { w.maxInterval = milliseconds(1); }},
         {"timeout", [](auto& w) { w.timeout = milliseconds(0); }},
+        {"timeout", [](auto& w) { w.timeout = milliseconds::max(); }},
     };
     for (const auto& [name, spoil] : spoiledWaits) {
         WaitOptions wait;
