@@ -42,7 +42,7 @@ ln -s /usr/include/{openssl,nlohmann,httplib.h} /include/
 ln -s "/usr/include/$(dpkg-architecture -q DEB_HOST_MULTIARCH)/openssl" /include-of-processor/
 for source in src/*.cpp; do
     clang++ --target=x86_64-linux-musl -std=c++17 -fsyntax-only -nostdinc -DCPPHTTPLIB_OPENSSL_SUPPORT \
-        -stdlib=libc++ -D_LIBCPP_HAS_MUSL_LIBC -isystem /usr/lib/llvm-14/include/c++/v1 \
+        -D_LIBCPP_HAS_MUSL_LIBC -isystem /usr/lib/llvm-14/include/c++/v1 \
         -isystem /usr/include/x86_64-linux-musl -isystem "$(clang -print-resource-dir)/include" \
         -isystem /include -isystem /include-of-processor "$source"
 done
