@@ -1,5 +1,6 @@
 #include "Connection.h"
 
+#include <UtcTime.h>
 #include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/http/read.hpp>
@@ -7,8 +8,6 @@
 #include <algorithm>
 #include <cmath>
 #include <utility>
-
-#include "UtcTime.h"
 
 namespace VarnelBase::Emulation {
 

@@ -1,9 +1,9 @@
 #include "EmulatedClock.h"
 
+#include <UtcTime.h>
+
 #include <algorithm>
 #include <cmath>
-
-#include "UtcTime.h"
 
 namespace VarnelBase::Emulation {
 

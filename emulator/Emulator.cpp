@@ -1,6 +1,7 @@
 #include "Emulator.h"
 
 #include <PrivateFile.h>
+#include <UtcTime.h>
 
 #include <filesystem>
 #include <mutex>
@@ -14,7 +15,6 @@
 #include "PageRoutes.h"
 #include "RecordingRelay.h"
 #include "ServiceRoutes.h"
-#include "UtcTime.h"
 
 namespace VarnelBase {
 
@@ -56,7 +56,7 @@ Emulation::Seed ReadStart(const EmulatorOptions& options) {
         }
         return {std::move(file.bytes), SeededStart};
     }
-    return {Emulation::ExampleSeed, Emulation::GetMachineTime()};
+    return {Emulation::ExampleSeed, GetMachineTime()};
 }
 
 std::unique_ptr<Emulation::ServiceState> OpenState(const EmulatorOptions& options,
@@ -96,7 +96,7 @@ struct Emulator::Implementation {
           faults(options.filesDirectory),
           requests(options.log, feed) {
         if (options.rules) { faults.Add(*options.rules); }
-        const Emulation::Redaction secrets(options.secretMembers);
+        const Redaction secrets(options.secretMembers);
         if (!options.upstream.empty()) {
             relay.emplace(options.recordFile, options.upstream, secrets);
         } else if (!options.recordFile.empty()) {

@@ -1,14 +1,13 @@
 #include "HttpRecord.h"
 
 #include <CryptoText.h>
+#include <HarDocument.h>
 #include <PrivateFile.h>
+#include <RequestTarget.h>
 #include <strings.h>
 
 #include <algorithm>
 #include <filesystem>
-
-#include "RequestTarget.h"
-#include "UtcTime.h"
 
 namespace VarnelBase::Emulation {
 
@@ -26,13 +25,6 @@ std::string DecodeBase64(std::string text) {
         throw std::runtime_error("a body is not the base64 that it is said to be");
     }
     return bytes;
-}
-
-bool IsUtf8(const std::string& text) {
-    try {
-        json(text).dump();
-        return true;
-    } catch (const json::exception&) { return false; }
 }
 
 /// Whether a header says how its answer was sent, to whom, or from which cache.
@@ -78,46 +70,7 @@ RecordedExchange ReadEntry(const json& entry) {
     return exchange;
 }
 
-json WriteHeaders(const std::vector<HeaderLine>& headers) {
-    json lines = json::array();
-    for (const auto& [name, value] : headers) {
-        lines.push_back(json::object({{"name", name}, {"value", value}}));
-    }
-    return lines;
-}
-
-/// A body as text, or in base64 where it is none.
-void WriteBody(const std::string& body, json& holder) {
-    const bool isText = IsUtf8(body);
-    holder["text"] = isText ? body : EncodeBase64(body);
-    if (!isText) { holder["encoding"] = "base64"; }
-}
-
-json WriteRequest(const Request& request, const std::string& origin) {
-    json query = json::array();
-    for (const auto& [name, value] : ParseQuery(request.target)) {
-        query.push_back(json::object({{"name", name}, {"value", value}}));
-    }
-    json document = json::object({{"method", request.method},
-                                  {"url", origin + request.target},
-                                  {"httpVersion", "HTTP/1.1"},
-                                  {"cookies", json::array()},
-                                  {"headers", WriteHeaders(request.headers)},
-                                  {"queryString", std::move(query)},
-                                  {"headersSize", -1},
-                                  {"bodySize", request.body.size()}});
-    if (!request.body.empty()) {
-        document["postData"] = json::object({{"mimeType", request.FindHeader("Content-Type")}});
-        WriteBody(request.body, document["postData"]);
-    }
-    return document;
-}
-
 } // namespace
-
-const char* const HarBegin =
-    R"({"log":{"version":"1.2","creator":{"name":"varnel-emulator","version":"1"},"entries":[)";
-const char* const HarEnd = "\n]}}\n";
 
 std::vector<RecordedExchange> ReadHar(const json& document) {
     std::vector<RecordedExchange> exchanges;
@@ -151,24 +104,22 @@ std::vector<RecordedExchange> ReadHarFile(const std::string& path, bool isOption
 
 json WriteHarEntry(const RecordedExchange& exchange, const std::string& origin,
                    std::int64_t startedAt, double durationMs) {
-    const Answer& answer = exchange.answer;
+    const auto& [asked, answer] = exchange;
+    json request = json::object({{"method", asked.method},
+                                 {"url", origin + asked.target},
+                                 {"headers", WriteHarHeaders(asked.headers)},
+                                 {"bodySize", asked.body.size()}});
+    if (!asked.body.empty()) {
+        request["postData"]["mimeType"] = asked.FindHeader("Content-Type");
+        WriteHarBody(asked.body, request["postData"]);
+    }
     json content = json::object({{"size", answer.body.size()}, {"mimeType", answer.contentType}});
-    WriteBody(answer.body, content);
-    return json::object(
-        {{"startedDateTime", FormatUtcTime(startedAt)},
-         {"time", durationMs},
-         {"request", WriteRequest(exchange.request, origin)},
-         {"response", json::object({{"status", answer.status},
-                                    {"statusText", ""},
-                                    {"httpVersion", "HTTP/1.1"},
-                                    {"cookies", json::array()},
-                                    {"headers", WriteHeaders(answer.headers)},
-                                    {"content", std::move(content)},
-                                    {"redirectURL", ""},
-                                    {"headersSize", -1},
-                                    {"bodySize", answer.body.size()}})},
-         {"cache", json::object()},
-         {"timings", json::object({{"send", 0}, {"wait", durationMs}, {"receive", 0}})}});
+    WriteHarBody(answer.body, content);
+    json response = json::object({{"status", answer.status},
+                                  {"headers", WriteHarHeaders(answer.headers)},
+                                  {"content", std::move(content)},
+                                  {"bodySize", answer.body.size()}});
+    return MakeHarEntry(std::move(request), std::move(response), startedAt, durationMs);
 }
 
 } // namespace VarnelBase::Emulation

@@ -24,10 +24,6 @@ std::vector<RecordedExchange> ReadHar(const json& document);
 /// @throws std::runtime_error naming the file
 std::vector<RecordedExchange> ReadHarFile(const std::string& path, bool isOptional = false);
 
-/// What a HAR document has around its entries.
-extern const char* const HarBegin;
-extern const char* const HarEnd;
-
 /// An exchange as an entry of a HAR document.
 ///
 /// @param origin    "http://host:port" of the service

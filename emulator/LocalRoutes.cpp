@@ -1,9 +1,10 @@
 #include "LocalRoutes.h"
 
+#include <UtcTime.h>
+
 #include "EmbeddedDocuments.h"
 #include "MemberReader.h"
 #include "PageQuery.h"
-#include "UtcTime.h"
 
 namespace VarnelBase::Emulation {
 

@@ -1,6 +1,6 @@
 #include "MemberReader.h"
 
-#include "UtcTime.h"
+#include <UtcTime.h>
 
 namespace VarnelBase::Emulation {
 

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "JsonText.h"
+#include "JsonDepth.h"
 
 namespace VarnelBase::Emulation {
 
@@ -46,10 +46,6 @@ std::string Request::FindHeader(const std::string& name) const {
 
 Refusal::Refusal(int httpStatus, std::string errorCode, const std::string& message)
     : std::runtime_error(message), status(httpStatus), code(std::move(errorCode)) {}
-
-std::string WriteJson(const json& document) {
-    return document.dump(-1, ' ', false, json::error_handler_t::replace);
-}
 
 json ReadJson(const std::string& text) {
     if (MeasureJsonDepth(text) > MaxJsonDepth) {

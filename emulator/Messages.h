@@ -1,5 +1,7 @@
 #pragma once
 
+#include <HeaderLine.h>
+#include <WriteJson.h>
 #include <nlohmann/json.hpp>
 
 #include <atomic>
@@ -16,9 +18,6 @@
 namespace VarnelBase::Emulation {
 
 using nlohmann::json;
-
-/// A header's name and value, in the order of arrival or sending.
-using HeaderLine = std::pair<std::string, std::string>;
 
 /// Whether a header's name is one of these, in letters of any case.
 bool IsHeader(const std::string& name, std::initializer_list<const char*> names);
@@ -70,9 +69,6 @@ private:
     int status;
     std::string code;
 };
-
-/// Compact text of a document. Bytes that are not UTF-8 become U+FFFD.
-std::string WriteJson(const json& document);
 
 /// A document of a bounded depth, so that whatever walks it stays within its stack.
 ///

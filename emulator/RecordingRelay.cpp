@@ -1,17 +1,18 @@
 #include "RecordingRelay.h"
 
+#include <HarDocument.h>
 #include <PrivateFile.h>
+#include <RequestTarget.h>
+#include <UtcTime.h>
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <stdexcept>
-
-#include "RequestTarget.h"
-#include "UtcTime.h"
 
 namespace VarnelBase::Emulation {
 
@@ -21,14 +22,26 @@ namespace {
     throw std::runtime_error(file + ": cannot be written: " + std::strerror(errno));
 }
 
+void RedactExchange(const Redaction& redaction, RecordedExchange& exchange) {
+    auto& [request, answer] = exchange;
+    redaction.Redact(
+        {&request.headers, &answer.headers, {&request.target}, {&request.body, &answer.body}});
+    // A cookie that was redacted serves nobody.
+    answer.headers.erase(std::remove_if(answer.headers.begin(), answer.headers.end(),
+                                        [&redaction](const HeaderLine& line) {
+                                            return redaction.IsSecretName(line.first);
+                                        }),
+                         answer.headers.end());
+}
+
 } // namespace
 
 RecordingRelay::RecordingRelay(std::string path, const std::string& upstream,
                                const Redaction& redaction)
     : file(std::move(path)), service(upstream), secrets(redaction), replay({}, redaction) {
-    std::string text = HarBegin;
+    std::string text = BeginHar("varnel-emulator");
     for (RecordedExchange& exchange : ReadHarFile(file, true)) {
-        secrets.Redact(exchange);
+        RedactExchange(secrets, exchange);
         replay.Add(exchange);
         text += (hasEntries ? ",\n" : "\n") +
                 WriteJson(WriteHarEntry(exchange, service.GetAddress(), GetMachineTime(), 0));
@@ -72,7 +85,7 @@ Answer RecordingRelay::Learn(const Request& request, const std::atomic<bool>& is
     }
     RecordedExchange learnt{request, answer};
     learnt.request.target = TakeOriginForm(request.target);
-    secrets.Redact(learnt);
+    RedactExchange(secrets, learnt);
     const auto durationMs = static_cast<double>(GetMachineTime() - startedAt);
     const std::lock_guard<std::mutex> lock(mutex);
     replay.Add(learnt);

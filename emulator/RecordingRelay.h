@@ -1,9 +1,10 @@
 #pragma once
 
+#include <Redaction.h>
+
 #include <mutex>
 #include <string>
 
-#include "Redaction.h"
 #include "Replay.h"
 #include "Upstream.h"
 

@@ -1,9 +1,10 @@
 #include "Replay.h"
 
+#include <RequestTarget.h>
+
 #include <utility>
 
-#include "JsonText.h"
-#include "RequestTarget.h"
+#include "JsonDepth.h"
 
 namespace VarnelBase::Emulation {
 
@@ -92,7 +93,7 @@ void Replay::Restart() {
 }
 
 std::string Replay::MakeKey(Request request) const {
-    redaction.Redact(request);
+    redaction.Redact({&request.headers, nullptr, {&request.target}, {&request.body}});
     std::string key = request.method + "\n" + request.GetPath() + "\n";
     for (const auto& [name, value] : ParseQuery(request.target)) {
         key += name + "=" + value + "\n";

@@ -1,12 +1,13 @@
 #pragma once
 
+#include <Redaction.h>
+
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "HttpRecord.h"
-#include "Redaction.h"
 
 namespace VarnelBase::Emulation {
 

@@ -2,13 +2,12 @@
 
 #include <CryptoText.h>
 #include <HexText.h>
+#include <UtcTime.h>
 
 #include <algorithm>
 #include <iterator>
 #include <map>
 #include <ostream>
-
-#include "UtcTime.h"
 
 namespace VarnelBase::Emulation {
 

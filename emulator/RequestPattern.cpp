@@ -1,11 +1,10 @@
 #include "RequestPattern.h"
 
+#include <RequestTarget.h>
 #include <fnmatch.h>
 
 #include <algorithm>
 #include <array>
-
-#include "RequestTarget.h"
 
 namespace VarnelBase::Emulation {
 

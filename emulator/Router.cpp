@@ -1,10 +1,10 @@
 #include "Router.h"
 
+#include <RequestTarget.h>
+
 #include <algorithm>
 #include <array>
 #include <exception>
-
-#include "RequestTarget.h"
 
 namespace VarnelBase::Emulation {
 

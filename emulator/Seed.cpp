@@ -1,11 +1,13 @@
 #include "Seed.h"
 
+#include <JsonView.h>
+#include <UtcTime.h>
+
 #include <cmath>
 
-#include "JsonText.h"
+#include "JsonDepth.h"
 #include "MemberReader.h"
 #include "SeededDraw.h"
-#include "UtcTime.h"
 
 namespace VarnelBase::Emulation {
 
@@ -93,9 +95,7 @@ json MakeIdleAgent(std::int64_t clock) {
 }
 
 std::int64_t CountElements(std::string_view array) {
-    std::int64_t count = 0;
-    VisitElements(array, [&count](std::string_view /*element*/) { ++count; });
-    return count;
+    return static_cast<std::int64_t>(JsonView(array).ReadElements().size());
 }
 
 SeedSettings ReadSettings(MemberReader& members, std::int64_t now) {
@@ -137,23 +137,21 @@ Seed::Seed(std::string seedText, std::int64_t now) : text(std::move(seedText)) {
                       "the seed is not one JSON value in UTF-8 of at most " +
                           std::to_string(MaxJsonDepth) + " levels");
     }
-    if (text[text.find_first_not_of(" \t\r\n")] != '{') {
-        throw Refusal(422, "invalid", "the seed must be an object");
-    }
+    if (!JsonView(text).IsObject()) { throw Refusal(422, "invalid", "the seed must be an object"); }
     json rest = json::object();
-    VisitMembers(text, [&](const std::string& name, std::string_view value) {
+    for (const auto& [name, value] : JsonView(text).ReadMembers()) {
         std::string_view* const list = name == "simulations"  ? &simulations
                                        : name == "executions" ? &executions
                                        : name == "users"      ? &users
                                                               : nullptr;
         if (list == nullptr) {
-            rest[name] = json::parse(value);
-        } else if (value.front() == '[') {
-            *list = value;
-        } else if (value != "null") {
+            rest[name] = json::parse(value.GetText());
+        } else if (value.IsArray()) {
+            *list = value.GetText();
+        } else if (!value.IsNull()) {
             throw Refusal(422, "invalid", name + ": must be an array");
         }
-    });
+    }
     MemberReader members(rest, "");
     settings = ReadSettings(members, now);
     settings.simulationsMade =
@@ -168,10 +166,10 @@ void Seed::ReadEntries(const SeedReceiver& receiver) const {
     const auto readList = [](std::string_view list, const std::string& kind,
                              const std::string& prefix, const auto& read) {
         std::size_t position = 0;
-        VisitElements(list, [&](std::string_view element) {
+        for (const JsonView& element : JsonView(list).ReadElements()) {
             const std::string where = kind + "[" + std::to_string(position++) + "]";
-            read(json::parse(element), where, prefix + std::to_string(position));
-        });
+            read(json::parse(element.GetText()), where, prefix + std::to_string(position));
+        }
     };
     readList(simulations, "simulations", "sim-",
              [&](json document, const std::string& where, const std::string& newId) {

@@ -79,9 +79,9 @@ public:
 private:
     std::string text;
     SeedSettings settings;
-    std::string_view simulations;
-    std::string_view executions;
-    std::string_view users;
+    std::string_view simulations = "[]";
+    std::string_view executions = "[]";
+    std::string_view users = "[]";
 };
 
 /// Reads one simulation as it stands in a seed, with its member "_local".

@@ -1,5 +1,7 @@
 #include "SeedFromRecord.h"
 
+#include <RequestTarget.h>
+
 #include <algorithm>
 #include <cctype>
 #include <functional>
@@ -7,8 +9,6 @@
 #include <optional>
 #include <set>
 #include <string>
-
-#include "RequestTarget.h"
 
 namespace VarnelBase::Emulation {
 

@@ -1,12 +1,13 @@
 #include "ServiceState.h"
 
+#include <UtcTime.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <utility>
 
 #include "ComputedResults.h"
-#include "UtcTime.h"
 
 namespace VarnelBase::Emulation {
 

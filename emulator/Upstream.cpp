@@ -1,5 +1,6 @@
 #include "Upstream.h"
 
+#include <RequestTarget.h>
 #include <TrimBlanks.h>
 #include <curl/curl.h>
 
@@ -8,8 +9,6 @@
 #include <new>
 #include <stdexcept>
 #include <string_view>
-
-#include "RequestTarget.h"
 
 namespace VarnelBase::Emulation {
 

@@ -1,7 +1,9 @@
 // varnel-emulator: the simulation service on your own machine.
 #include <ChildProgram.h>
 #include <IdentityUrl.h>
+#include <JsonView.h>
 #include <PrivateFile.h>
+#include <Redaction.h>
 #include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -17,7 +19,6 @@
 
 #include "CommandLine.h"
 #include "ExecCommand.h"
-#include "Redaction.h"
 #include "SeedFromRecord.h"
 
 namespace {
@@ -79,10 +80,10 @@ void RaiseDescriptorLimit() {
 }
 
 int WriteSeed(const CommandLine& line) {
-    auto seed = VarnelBase::Emulation::MakeSeedFromRecord(
+    const auto seed = VarnelBase::Emulation::MakeSeedFromRecord(
         VarnelBase::Emulation::ReadHarFile(line.seedSource));
-    VarnelBase::Emulation::Redaction(line.emulator.secretMembers).Redact(seed);
-    std::cout << seed.dump(2) << '\n';
+    const VarnelBase::Redaction redaction(line.emulator.secretMembers);
+    std::cout << VarnelBase::JsonView(redaction.RedactBody(seed.dump())).Format(2) << '\n';
     return 0;
 }
 

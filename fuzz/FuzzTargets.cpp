@@ -1,6 +1,7 @@
 // What others write, each kind a target of libFuzzer. FUZZ_TARGET names the one to run, and HOME a
 // directory of its own.
 
+#include <RequestTarget.h>
 #include <strings.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -20,7 +21,6 @@
 #include "IdentitySettings.h"
 #include "Operations.h"
 #include "RequestHead.h"
-#include "RequestTarget.h"
 #include "RetryPolicy.h"
 #include "TokenFile.h"
 
@@ -194,13 +194,13 @@ void FuzzRequests(const std::string& input) {
     Require(count("Content-Length") + count("Transfer-Encoding") <= 1);
     Require(head.GetPath()[0] == '/' || head.target == "*");
     Require(head.GetAuthority().find_first_of("/@?#, ") == std::string::npos);
-    Emulation::ParseQuery(head.target);
+    ParseQuery(head.target);
     parser.eager(true);
     while (!error && !parser.is_done() && used < input.size()) {
         used += parser.put(boost::asio::buffer(input.substr(used)), error);
     }
     try {
-        Emulation::WriteJson(Emulation::ReadJson(parser.get().body()));
+        WriteJson(Emulation::ReadJson(parser.get().body()));
     } catch (const Emulation::Refusal& refusal) { Require(refusal.GetStatus() == 400); }
 }
 

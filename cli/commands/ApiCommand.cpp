@@ -1,6 +1,7 @@
+#include <JsonView.h>
+
 #include "commands/Commands.h"
 #include "output/ExitStatus.h"
-#include "output/JsonView.h"
 #include "session/ChangeRequest.h"
 #include "session/Verdict.h"
 

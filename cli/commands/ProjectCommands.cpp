@@ -1,3 +1,5 @@
+#include <JsonView.h>
+
 #include <array>
 #include <chrono>
 #include <cmath>
@@ -6,7 +8,6 @@
 #include "commands/Commands.h"
 #include "commands/DownloadTarget.h"
 #include "output/ExitStatus.h"
-#include "output/JsonView.h"
 #include "output/Progress.h"
 #include "session/ChangeRequest.h"
 #include "session/Verdict.h"

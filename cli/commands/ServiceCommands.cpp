@@ -1,12 +1,12 @@
 #include <AsciiCase.h>
+#include <JsonView.h>
 #include <OfflineVersion.h>
+#include <Utf8Text.h>
 
 #include <iostream>
 
 #include "commands/Commands.h"
 #include "output/ExitStatus.h"
-#include "output/JsonView.h"
-#include "output/Utf8Text.h"
 #include "session/ChangeRequest.h"
 #include "session/Listing.h"
 

@@ -5,6 +5,7 @@
 #include <ConfigFile.h>
 #include <EnvironmentVariable.h>
 #include <IdentitySettings.h>
+#include <JsonView.h>
 #include <ProviderClock.h>
 #include <SettingSources.h>
 #include <sys/stat.h>
@@ -17,7 +18,6 @@
 #include "doctor/Findings.h"
 #include "doctor/ProviderCheck.h"
 #include "doctor/ServiceProbe.h"
-#include "output/JsonView.h"
 #include "session/SettingReport.h"
 #include "session/SignInAdvice.h"
 #include "session/TokenReport.h"

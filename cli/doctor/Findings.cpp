@@ -1,6 +1,6 @@
 #include "doctor/Findings.h"
 
-#include "output/Utf8Text.h"
+#include <Utf8Text.h>
 
 namespace VarnelBase {
 

@@ -1,5 +1,6 @@
 #include "doctor/ServiceProbe.h"
 
+#include <Utf8Text.h>
 #include <boost/asio/connect.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
@@ -7,8 +8,6 @@
 #include <boost/beast/http.hpp>
 
 #include <set>
-
-#include "output/Utf8Text.h"
 
 namespace VarnelBase {
 

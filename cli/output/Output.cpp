@@ -1,5 +1,6 @@
 #include "output/Output.h"
 
+#include <Utf8Text.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -8,9 +9,9 @@
 #include <system_error>
 
 #include "output/ExitStatus.h"
+#include "output/JsonPointer.h"
 #include "output/Table.h"
 #include "output/Terminal.h"
-#include "output/Utf8Text.h"
 
 namespace VarnelBase {
 
@@ -57,7 +58,7 @@ void WriteOutput(const std::string& bytes) {
 }
 
 void PrintDocument(const std::string& document, const OutputOptions& options) {
-    const std::optional<JsonView> part = JsonView(document).FindPointed(options.query);
+    const std::optional<JsonView> part = FindPointed(JsonView(document), options.query);
     if (!part) {
         throw CommandError(ExitStatus::Refused,
                            "the answer has nothing at " + options.query + ", see it with -o json");

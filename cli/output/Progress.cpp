@@ -1,5 +1,6 @@
 #include "output/Progress.h"
 
+#include <Utf8Text.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,7 +9,6 @@
 
 #include "EnvironmentVariable.h"
 #include "output/Terminal.h"
-#include "output/Utf8Text.h"
 
 namespace VarnelBase {
 

@@ -1,11 +1,11 @@
 #include "output/Table.h"
 
+#include <Utf8Text.h>
+
 #include <algorithm>
 #include <array>
 #include <map>
 #include <set>
-
-#include "output/Utf8Text.h"
 
 namespace VarnelBase {
 

@@ -1,11 +1,11 @@
 #pragma once
 
+#include <JsonView.h>
+
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "output/JsonView.h"
 
 namespace VarnelBase {
 

@@ -1,6 +1,8 @@
 #include "session/Arguments.h"
 
 #include <HexText.h>
+#include <JsonView.h>
+#include <Utf8Text.h>
 
 #include <algorithm>
 #include <cctype>
@@ -9,8 +11,6 @@
 #include <iterator>
 
 #include "output/ExitStatus.h"
-#include "output/JsonView.h"
-#include "output/Utf8Text.h"
 
 namespace VarnelBase {
 

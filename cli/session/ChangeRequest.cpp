@@ -1,14 +1,15 @@
 #include "session/ChangeRequest.h"
 
+#include <JsonView.h>
+#include <Utf8Text.h>
 #include <unistd.h>
 
 #include <iostream>
 #include <utility>
 
 #include "output/ExitStatus.h"
-#include "output/JsonView.h"
+#include "output/JsonPointer.h"
 #include "output/Terminal.h"
-#include "output/Utf8Text.h"
 #include "session/Interruption.h"
 #include "session/Verdict.h"
 
@@ -51,7 +52,7 @@ void PrintAccepted(Session& session, const ChangeRequest& change, const std::str
     const std::string made = change.Describe() + " was done" + FormatIdentifier(document);
     const std::string& query = session.options.output.query;
     try {
-        if (JsonView(document).FindPointed(query)) {
+        if (FindPointed(JsonView(document), query)) {
             session.Print(document);
             return;
         }

@@ -1,5 +1,6 @@
 #include "session/Interruption.h"
 
+#include <Utf8Text.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -7,8 +8,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <utility>
-
-#include "output/Utf8Text.h"
 
 namespace VarnelBase {
 

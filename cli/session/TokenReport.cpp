@@ -2,10 +2,9 @@
 
 #include <AccessTokenClaims.h>
 #include <TokenLifetimes.h>
+#include <UtcTime.h>
 
 #include <array>
-
-#include "output/UtcTime.h"
 
 namespace VarnelBase {
 
@@ -13,6 +12,14 @@ namespace {
 
 /// Claims that name the holder, the most readable one first (OpenID Connect Core 1.0, section 5.1).
 constexpr std::array<const char*, 3> NameClaims{"preferred_username", "email", "sub"};
+
+/// A claim may hold any number.
+std::string FormatExpiry(double seconds) {
+    const double milliseconds = seconds * 1000;
+    return milliseconds >= FirstTime && milliseconds <= LastTime
+               ? FormatUtcTime(static_cast<std::int64_t>(milliseconds))
+               : "unknown";
+}
 
 } // namespace
 
@@ -28,7 +35,7 @@ nlohmann::json ReportToken(const std::string& token, const std::string& groupsCl
     const std::string group = ReadFirstGroup(token, groupsClaim);
     if (!group.empty()) { report["group"] = group; }
     const auto expiry = FindTokenLifetime(token).expiry;
-    if (expiry) { report["expires"] = FormatUtcTime(*expiry); }
+    if (expiry) { report["expires"] = FormatExpiry(*expiry); }
     return report;
 }
 

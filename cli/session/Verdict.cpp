@@ -1,9 +1,9 @@
 #include "session/Verdict.h"
 
+#include <JsonView.h>
 #include <SettingSources.h>
+#include <Utf8Text.h>
 
-#include "output/JsonView.h"
-#include "output/Utf8Text.h"
 #include "session/SignInAdvice.h"
 
 namespace VarnelBase {

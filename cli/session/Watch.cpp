@@ -1,12 +1,14 @@
 #include "session/Watch.h"
 
+#include <JsonView.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <thread>
 
 #include "output/ExitStatus.h"
-#include "output/JsonView.h"
+#include "output/JsonPointer.h"
 #include "output/Progress.h"
 #include "output/Table.h"
 #include "session/Verdict.h"
@@ -113,7 +115,7 @@ private:
 
     void Judge(WatchedExecution& execution) {
         const JsonView document(execution.document);
-        const std::optional<JsonView> found = document.FindPointed(rules.field);
+        const std::optional<JsonView> found = FindPointed(document, rules.field);
         if (!found || found->IsObject() || found->IsArray()) {
             throw CommandError(ExitStatus::Refused, "execution " + execution.identifier +
                                                         " has no state at " + rules.field +

@@ -1,9 +1,9 @@
 #include <KnownSettings.h>
+#include <Utf8Text.h>
 
 #include <map>
 #include <utility>
 
-#include "output/Utf8Text.h"
 #include "session/Interruption.h"
 #include "shell/CommandOutline.h"
 #include "shell/IdentifierCache.h"

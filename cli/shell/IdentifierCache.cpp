@@ -3,6 +3,7 @@
 #include <ConfigFile.h>
 #include <CryptoText.h>
 #include <EnvironmentVariable.h>
+#include <JsonView.h>
 #include <PrivateFile.h>
 #include <UserDirectory.h>
 #include <sys/stat.h>
@@ -16,7 +17,6 @@
 #include <limits>
 #include <sstream>
 
-#include "output/JsonView.h"
 #include "session/Listing.h"
 
 namespace VarnelBase {

@@ -4,6 +4,7 @@
 #include <IdentitySettings.h>
 #include <KnownSettings.h>
 #include <PrivateConfigFile.h>
+#include <Redaction.h>
 #include <SettingSources.h>
 #include <unistd.h>
 
@@ -14,7 +15,6 @@
 #include <string_view>
 
 #include "output/ExitStatus.h"
-#include "trace/Redaction.h"
 #include "trace/TraceCommand.h"
 #include "trace/TraceLog.h"
 #include "trace/TraceRelay.h"
@@ -115,18 +115,21 @@ void TraceProgram(Session& session, const TraceOptions& options) {
         throw CommandError(ExitStatus::Usage,
                            "trace reads plain HTTP: leave --tls and VARNEL_API_TLS out");
     }
-    const Redaction redaction(ListSecrets());
+    const Redaction redaction({}, ListSecrets());
     TraceLog log(options.format == "har" ? TraceFormat::Har : TraceFormat::JsonLines, options.file,
                  options.isForced, options.hasBodies);
     BlockChildSignals();
     int status = 0;
     {
         const std::vector<RelayedService> services = FindServices();
-        TraceRelay relay(services, options.hasBodies ? KeptBodyBytes : 0,
-                         [&](TracedExchange exchange) {
-                             redaction.Apply(exchange);
-                             log.Add(exchange);
-                         });
+        TraceRelay relay(
+            services, options.hasBodies ? KeptBodyBytes : 0, [&](TracedExchange exchange) {
+                redaction.Redact({&exchange.request.headers,
+                                  &exchange.response.headers,
+                                  {&exchange.url, &exchange.request.target},
+                                  {&exchange.requestBody.bytes, &exchange.responseBody.bytes}});
+                log.Add(exchange);
+            });
         status = RunTraced(options.program, MakeConfig(services, relay));
         // A service that does not answer may keep the relay for a while.
         UnblockChildSignals();

@@ -1,6 +1,8 @@
 #include "trace/TraceLog.h"
 
-#include <CryptoText.h>
+#include <HarDocument.h>
+#include <UtcTime.h>
+#include <WriteJson.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -10,8 +12,6 @@
 #include <utility>
 
 #include "output/ExitStatus.h"
-#include "output/UtcTime.h"
-#include "output/Utf8Text.h"
 
 namespace VarnelBase {
 
@@ -19,50 +19,17 @@ namespace {
 
 using nlohmann::json;
 
-/// Text of headers need not be UTF-8.
-std::string Dump(const json& document) {
-    return document.dump(-1, ' ', false, json::error_handler_t::replace);
-}
-
-json DescribeHeaders(const HttpHead& head) {
-    json headers = json::array();
-    for (const auto& [name, value] : head.headers) {
-        headers.push_back(json::object({{"name", name}, {"value", value}}));
-    }
-    return headers;
-}
-
-/// The parameters behind "?" in an address.
-json DescribeQuery(const std::string& target) {
-    json query = json::array();
-    for (std::size_t begin = target.find('?'); begin != std::string::npos;) {
-        const std::size_t end = target.find('&', ++begin);
-        const std::string part = target.substr(begin, end - begin);
-        const std::size_t equals = part.find('=');
-        query.push_back(
-            json::object({{"name", part.substr(0, equals)},
-                          {"value", equals == std::string::npos ? "" : part.substr(equals + 1)}}));
-        begin = end;
-    }
-    return query;
-}
-
-bool IsText(const std::string& bytes) {
-    return FindInvalidUtf8(bytes) == std::string::npos;
-}
-
 /// The text of a body in an archive: nothing when it was not kept.
 void AddText(json& part, const TracedBody& body) {
     if (!body.isKept) {
         part["comment"] = "the body of " + std::to_string(body.size) + " bytes was not recorded";
         return;
     }
-    part["text"] = IsText(body.bytes) ? body.bytes : EncodeBase64(body.bytes);
-    if (!IsText(body.bytes)) { part["encoding"] = "base64"; }
+    WriteHarBody(body.bytes, part);
 }
 
 json MakeLine(const TracedExchange& exchange, bool hasBodies) {
-    json line = json::object({{"time", FormatUtcTime(exchange.startSeconds)},
+    json line = json::object({{"time", FormatUtcTime(exchange.startedAt)},
                               {"environment", exchange.environment},
                               {"method", exchange.request.method},
                               {"url", exchange.url},
@@ -80,41 +47,33 @@ json MakeLine(const TracedExchange& exchange, bool hasBodies) {
 }
 
 json MakeArchiveEntry(const TracedExchange& exchange, bool hasBodies) {
-    const HttpHead& request = exchange.request;
-    const HttpHead& response = exchange.response;
-    json entry = json::object({{"startedDateTime", FormatUtcTime(exchange.startSeconds)},
-                               {"time", exchange.milliseconds},
-                               {"cache", json::object()},
-                               {"comment", exchange.problem}});
-    entry["request"] = json::object({{"method", request.method},
-                                     {"url", exchange.url},
-                                     {"httpVersion", request.version},
-                                     {"cookies", json::array()},
-                                     {"headers", DescribeHeaders(request)},
-                                     {"queryString", DescribeQuery(request.target)},
-                                     {"headersSize", -1},
-                                     {"bodySize", exchange.requestBody.size}});
-    entry["response"] =
-        json::object({{"status", response.status},
-                      {"statusText", response.reason},
-                      {"httpVersion", response.version},
-                      {"cookies", json::array()},
-                      {"headers", DescribeHeaders(response)},
-                      {"content", json::object({{"size", exchange.responseBody.size},
-                                                {"mimeType", response.Find("Content-Type")}})},
-                      {"redirectURL", response.Find("Location")},
-                      {"headersSize", -1},
-                      {"bodySize", exchange.responseBody.size}});
+    const HttpHead& asked = exchange.request;
+    const HttpHead& answered = exchange.response;
+    json request = json::object({{"method", asked.method},
+                                 {"url", exchange.url},
+                                 {"httpVersion", asked.version},
+                                 {"headers", WriteHarHeaders(asked.headers)},
+                                 {"bodySize", exchange.requestBody.size}});
+    json content = json::object(
+        {{"size", exchange.responseBody.size}, {"mimeType", answered.Find("Content-Type")}});
     if (hasBodies) {
-        AddText(entry["response"]["content"], exchange.responseBody);
+        AddText(content, exchange.responseBody);
         if (exchange.requestBody.size > 0) {
-            json& data = entry["request"]["postData"];
-            data["mimeType"] = request.Find("Content-Type");
-            AddText(data, exchange.requestBody);
+            request["postData"]["mimeType"] = asked.Find("Content-Type");
+            AddText(request["postData"], exchange.requestBody);
         }
     }
-    // The relay does not tell these apart.
-    entry["timings"] = json::object({{"send", 0}, {"wait", exchange.milliseconds}, {"receive", 0}});
+    json response = json::object({{"status", answered.status},
+                                  {"statusText", answered.reason},
+                                  {"httpVersion", answered.version},
+                                  {"headers", WriteHarHeaders(answered.headers)},
+                                  {"content", std::move(content)},
+                                  {"redirectURL", answered.Find("Location")},
+                                  {"bodySize", exchange.responseBody.size}});
+    // The relay does not tell sending, waiting and receiving apart.
+    json entry = MakeHarEntry(std::move(request), std::move(response), exchange.startedAt,
+                              exchange.milliseconds);
+    entry["comment"] = exchange.problem;
     return entry;
 }
 
@@ -129,13 +88,6 @@ int OpenLog(const std::string& path, bool isReplacing) {
                                                : ": " + std::generic_category().message(errno)));
 }
 
-std::string BeginArchive() {
-    const json creator = json::object({{"name", "varnel"}, {"version", VARNEL_VERSION}});
-    return R"({"log":{"version":"1.2","creator":)" + creator.dump() + ",\"entries\":[\n";
-}
-
-constexpr const char* ArchiveEnd = "\n]}}\n";
-
 } // namespace
 
 TraceLog::TraceLog(TraceFormat chosen, const std::string& path, bool isReplacing, bool withBodies)
@@ -144,21 +96,21 @@ TraceLog::TraceLog(TraceFormat chosen, const std::string& path, bool isReplacing
       hasBodies(withBodies),
       isFile(!path.empty()),
       output(OpenLog(path, isReplacing)) {
-    if (format == TraceFormat::Har) { Write(BeginArchive(), ArchiveEnd); }
+    if (format == TraceFormat::Har) { Write(BeginHar("varnel"), HarEnd); }
 }
 
 void TraceLog::Add(const TracedExchange& exchange) {
     if (format == TraceFormat::JsonLines) {
-        Write(Dump(MakeLine(exchange, hasBodies)) + "\n", "");
+        Write(WriteJson(MakeLine(exchange, hasBodies)) + "\n", "");
         return;
     }
-    const std::string entry = Dump(MakeArchiveEntry(exchange, hasBodies));
-    Write((hasEntries ? ",\n" : "") + entry, ArchiveEnd);
+    const std::string entry = WriteJson(MakeArchiveEntry(exchange, hasBodies));
+    Write((hasEntries ? ",\n" : "\n") + entry, HarEnd);
     hasEntries = true;
 }
 
 void TraceLog::Finish() {
-    if (!waiting.empty()) { WriteBytes(std::exchange(waiting, "") + ArchiveEnd); }
+    if (!waiting.empty()) { WriteBytes(std::exchange(waiting, "") + HarEnd); }
     if (error != 0) {
         throw CommandError(ExitStatus::Refused, name + ": not everything could be written: " +
                                                     std::generic_category().message(error));

@@ -3,6 +3,7 @@
 #include <AccessTokenClaims.h>
 #include <AsciiCase.h>
 #include <HostLabel.h>
+#include <UtcTime.h>
 #include <fcntl.h>
 #include <boost/asio.hpp>
 
@@ -52,11 +53,6 @@ std::string FormatRequest(const HttpHead& head) {
 
 bool IsClosing(const HttpHead& head) {
     return LowerCase(head.Find("Connection")) == "close" || head.version == "HTTP/1.0";
-}
-
-double SecondsSince1970() {
-    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch())
-        .count();
 }
 
 /// What the connections have in common.
@@ -114,7 +110,7 @@ private:
         const std::string host = BuildHost(service, head);
         const std::string authority = FormatAuthority(host, service.port);
         exchange->traced.environment = service.environment;
-        exchange->traced.startSeconds = SecondsSince1970();
+        exchange->traced.startedAt = GetMachineTime();
         exchange->traced.url = "http://" + authority + head.target;
         head.Replace("Host", authority);
         // Nobody can read or redact a body that is compressed.

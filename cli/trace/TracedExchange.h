@@ -1,7 +1,9 @@
 #pragma once
 
+#include <HeaderLine.h>
+
+#include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace VarnelBase {
@@ -13,7 +15,7 @@ struct HttpHead {
     int status = 0; ///< of a response; 0: there was none
     std::string reason;
     std::string version;
-    std::vector<std::pair<std::string, std::string>> headers;
+    std::vector<HeaderLine> headers;
 
     /// The first header of that name, in letters of any case; empty: there is none.
     std::string Find(const std::string& name) const;
@@ -36,7 +38,7 @@ struct TracedBody {
 struct TracedExchange {
     std::string environment;
     std::string url;
-    double startSeconds = 0; ///< since 1970-01-01 UTC
+    std::int64_t startedAt = 0; ///< machine time in milliseconds
     double milliseconds = 0;
     HttpHead request;
     HttpHead response;

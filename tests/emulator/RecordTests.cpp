@@ -100,7 +100,7 @@ TEST(Record, IsReplayedInItsOrder) {
 TEST(Record, LearnsFromTheServiceWithoutItsSecrets) {
     Emulator service;
     service.AddFault(json::parse(R"({"path": "/sign-in", "times": 0, "action": "answer",
-        "body": {"session": "hidden-1", "access_token": "hidden-2", "echo": "hidden-token"},
+        "body": {"session": "hidden-1", "accessToken": "hidden-2", "echo": "hidden-token"},
         "headers": {"Set-Cookie": "sid=hidden-3", "X-Token-Was": "hidden-token"}})"));
     EmulatorOptions options;
     options.recordFile = MakeDirectory() + "/record.har";

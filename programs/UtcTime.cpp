@@ -8,12 +8,11 @@
 #include <ctime>
 #include <string_view>
 
-namespace VarnelBase::Emulation {
+namespace VarnelBase {
 
 namespace {
 
 constexpr std::int64_t MillisecondsInMinute = 60000;
-constexpr std::int64_t FirstTime = -62167219200000; // 0000-01-01T00:00:00Z
 
 bool IsDigit(char c) {
     return std::isdigit(static_cast<unsigned char>(c)) != 0;
@@ -90,4 +89,4 @@ std::optional<std::int64_t> ParseUtcTime(const std::string& text) {
     return utc;
 }
 
-} // namespace VarnelBase::Emulation
+} // namespace VarnelBase

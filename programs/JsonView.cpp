@@ -1,14 +1,12 @@
-#include "output/JsonView.h"
+#include "JsonView.h"
 
 #include <TrimBlanks.h>
 
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
 #include <cctype>
 
-#include "output/ExitStatus.h"
-#include "output/Utf8Text.h"
+#include "Utf8Text.h"
 
 namespace VarnelBase {
 
@@ -164,30 +162,6 @@ std::optional<JsonView> JsonView::Find(const std::string& name) const {
         if (key == name) { return value; }
     }
     return std::nullopt;
-}
-
-std::optional<JsonView> JsonView::FindPointed(const std::string& pointer) const {
-    std::optional<JsonView> found(*this);
-    for (std::size_t begin = 0; found && begin < pointer.size();) {
-        const std::size_t end = std::min(pointer.find('/', begin + 1), pointer.size());
-        // The library's own unescaping of "~0" and "~1".
-        const std::string name = json::json_pointer(pointer.substr(begin, end - begin)).back();
-        begin = end;
-        std::vector<JsonView> matches;
-        for (const auto& [key, value] : found->ReadMembers()) {
-            if (key == name) { matches.push_back(value); }
-        }
-        const std::vector<JsonView> elements = found->ReadElements();
-        for (std::size_t i = 0; i < elements.size(); ++i) {
-            if (name == std::to_string(i)) { matches.push_back(elements[i]); }
-        }
-        if (matches.size() > 1) {
-            throw CommandError(ExitStatus::Refused,
-                               "the answer holds " + pointer.substr(0, end) + " twice");
-        }
-        found = matches.empty() ? std::nullopt : std::optional(matches.front());
-    }
-    return found;
 }
 
 std::string JsonView::GetString() const {

@@ -2,7 +2,7 @@
 
 #include <HexText.h>
 
-namespace VarnelBase::Emulation {
+namespace VarnelBase {
 
 std::vector<std::string> SplitText(const std::string& text, char separator) {
     std::vector<std::string> parts;
@@ -52,4 +52,4 @@ std::multimap<std::string, std::string> ParseQuery(const std::string& target) {
     return query;
 }
 
-} // namespace VarnelBase::Emulation
+} // namespace VarnelBase

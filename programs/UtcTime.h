@@ -4,9 +4,10 @@
 #include <optional>
 #include <string>
 
-namespace VarnelBase::Emulation {
+namespace VarnelBase {
 
-/// The last time that can be written, 9999-12-31T23:59:59.999Z.
+/// The first and the last time that can be written: 0000-01-01T00:00:00Z, 9999-12-31T23:59:59.999Z.
+constexpr std::int64_t FirstTime = -62167219200000;
 constexpr std::int64_t LastTime = 253402300799999;
 
 /// Milliseconds since 1970-01-01 UTC by the machine's clock.
@@ -19,4 +20,4 @@ std::string FormatUtcTime(std::int64_t milliseconds);
 /// day that does not exist, or a time outside of the years 0 to 9999.
 std::optional<std::int64_t> ParseUtcTime(const std::string& text);
 
-} // namespace VarnelBase::Emulation
+} // namespace VarnelBase

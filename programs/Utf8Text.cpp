@@ -1,4 +1,4 @@
-#include "output/Utf8Text.h"
+#include "Utf8Text.h"
 
 #include <array>
 #include <cstdio>

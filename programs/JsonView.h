@@ -43,10 +43,8 @@ public:
     /// An object's first member of that name.
     std::optional<JsonView> Find(const std::string& name) const;
 
-    /// The value that a JSON pointer (RFC 6901) leads to.
-    ///
-    /// @throws CommandError when a member on the way occurs twice
-    std::optional<JsonView> FindPointed(const std::string& pointer) const;
+    /// The value as it was written.
+    std::string_view GetText() const { return text; }
 
     /// The characters of a string.
     std::string GetString() const;

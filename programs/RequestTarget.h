@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace VarnelBase::Emulation {
+namespace VarnelBase {
 
 std::vector<std::string> SplitText(const std::string& text, char separator);
 
@@ -17,4 +17,4 @@ std::string TakeOriginForm(const std::string& url);
 /// Names and values of a request target's query, decoded, those of one name in their order.
 std::multimap<std::string, std::string> ParseQuery(const std::string& target);
 
-} // namespace VarnelBase::Emulation
+} // namespace VarnelBase

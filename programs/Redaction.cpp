@@ -1,0 +1,131 @@
+#include "Redaction.h"
+
+#include <AsciiCase.h>
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "JsonView.h"
+#include "RequestTarget.h"
+
+namespace VarnelBase {
+
+namespace {
+
+constexpr const char* Redacted = "(redacted)";
+// Shorter texts would be found in places that have nothing to do with them; what headers hold is
+// often no secret, such as a cookie's "dark".
+constexpr std::size_t MinKnownLength = 4;
+constexpr std::size_t MinHeaderLength = 6;
+
+/// A name that holds one of these, in letters of any case, suggests a credential.
+constexpr std::array<const char*, 10> SecretNameParts{
+    "authorization", "cookie",     "token",  "password", "passwd",
+    "secret",        "credential", "apikey", "api_key",  "api-key"};
+
+void ReplaceAll(std::string& text, const std::string& secret) {
+    const std::string replacement = Redacted;
+    for (std::size_t at = text.find(secret); at != std::string::npos;
+         at = text.find(secret, at + replacement.size())) {
+        text.replace(at, secret.size(), replacement);
+    }
+}
+
+/// A JSON text in which the values of certain members are replaced.
+std::string ReplaceMembers(const JsonView& value, const Redaction& redaction, bool& hasReplaced) {
+    std::string text;
+    const auto add = [&text](const char* begin, const std::string& part) {
+        text += (text.empty() ? begin : ",") + part;
+    };
+    if (value.IsObject()) {
+        for (const auto& [name, member] : value.ReadMembers()) {
+            const bool isSecret = redaction.IsSecretName(name);
+            hasReplaced = hasReplaced || isSecret;
+            add("{", nlohmann::json(name).dump() + ":" +
+                         (isSecret ? nlohmann::json(Redacted).dump()
+                                   : ReplaceMembers(member, redaction, hasReplaced)));
+        }
+        return text.empty() ? "{}" : text + "}";
+    }
+    if (!value.IsArray()) { return std::string(value.GetText()); }
+    for (const JsonView& element : value.ReadElements()) {
+        add("[", ReplaceMembers(element, redaction, hasReplaced));
+    }
+    return text.empty() ? "[]" : text + "]";
+}
+
+} // namespace
+
+Redaction::Redaction(const std::vector<std::string>& names, std::vector<std::string> values)
+    : secretValues(std::move(values)) {
+    for (const std::string& name : names) { secretNames.insert(LowerCase(name)); }
+}
+
+bool Redaction::IsSecretName(const std::string& name) const {
+    const std::string lower = LowerCase(name);
+    return secretNames.count(lower) > 0 ||
+           std::any_of(SecretNameParts.begin(), SecretNameParts.end(), [&lower](const char* part) {
+               return lower.find(part) != std::string::npos;
+           });
+}
+
+std::string Redaction::RedactFields(const std::string& fields) const {
+    std::string redacted;
+    for (const std::string& field : SplitText(fields, '&')) {
+        const std::size_t equals = field.find('=');
+        const bool isSecret =
+            equals != std::string::npos && IsSecretName(DecodePercent(field.substr(0, equals)));
+        redacted += (redacted.empty() ? "" : "&") +
+                    (isSecret ? field.substr(0, equals + 1) + Redacted : field);
+    }
+    return redacted;
+}
+
+std::string Redaction::RedactBody(const std::string& body) const {
+    if (FindJsonProblem(body).empty()) {
+        bool hasReplaced = false;
+        std::string text = ReplaceMembers(JsonView(body), *this, hasReplaced);
+        return hasReplaced ? text : body;
+    }
+    // No form holds what other texts are full of.
+    return body.find_first_of(" \t\r\n\"<") == std::string::npos ? RedactFields(body) : body;
+}
+
+void Redaction::Redact(const RecordedTexts& texts) const {
+    std::vector<std::string> secrets;
+    const auto addSecret = [&secrets](const std::string& secret, std::size_t minLength) {
+        if (secret.size() >= minLength) { secrets.push_back(secret); }
+    };
+    for (const std::string& value : secretValues) { addSecret(value, MinKnownLength); }
+    for (const auto& [name, value] : *texts.requestHeaders) {
+        if (!IsSecretName(name)) { continue; }
+        // What follows "Bearer", and the values of cookies.
+        for (const std::string& part : SplitText(value, ';')) {
+            addSecret(part.substr(part.find_last_of(" =") + 1), MinHeaderLength);
+        }
+    }
+    std::vector<std::string*> changed = texts.targets;
+    for (std::string* target : texts.targets) {
+        const std::size_t query = target->find('?') + 1;
+        if (query > 0) { *target = target->substr(0, query) + RedactFields(target->substr(query)); }
+    }
+    for (std::string* body : texts.bodies) {
+        *body = RedactBody(*body);
+        changed.push_back(body);
+    }
+    for (auto* headers : {texts.requestHeaders, texts.answerHeaders}) {
+        if (headers == nullptr) { continue; }
+        for (auto& [name, value] : *headers) {
+            if (IsSecretName(name)) { value = Redacted; }
+            changed.push_back(&value);
+        }
+    }
+    for (const std::string& secret : secrets) {
+        for (std::string* text : changed) { ReplaceAll(*text, secret); }
+    }
+}
+
+} // namespace VarnelBase
