@@ -2,10 +2,8 @@
 
 #include <Emulator.h>
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 
-#include <array>
 #include <csignal>
 #include <cstdlib>
 
@@ -96,17 +94,14 @@ protected:
     /// Starts a shell in a process group of its own, in which no signal is ignored.
     pid_t Start(const std::string& command) {
         const std::string line = "cd '" + home.string() + "'; " + command;
-        posix_spawnattr_t attributes;
-        posix_spawnattr_init(&attributes);
-        sigset_t all;
-        sigfillset(&all);
-        posix_spawnattr_setsigdefault(&attributes, &all);
-        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
-        std::array<std::string, 3> words{"bash", "-c", line};
-        std::array<char*, 4> pointers{words[0].data(), words[1].data(), words[2].data(), nullptr};
-        pid_t child = 0;
-        EXPECT_EQ(posix_spawnp(&child, "bash", nullptr, &attributes, pointers.data(), environ), 0);
-        posix_spawnattr_destroy(&attributes);
+        const pid_t child = fork();
+        if (child == 0) {
+            setpgid(0, 0);
+            for (int number = 1; number < NSIG; ++number) { std::signal(number, SIG_DFL); }
+            execlp("bash", "bash", "-c", line.c_str(), nullptr);
+            _exit(127);
+        }
+        EXPECT_GT(child, 0);
         return child;
     }
 

@@ -52,16 +52,16 @@ test('an ID token that comes belongs to this login', async () => {
 });
 
 test('the client\'s secret goes where the provider takes it', async () => {
-  const basic = `Basic ${Buffer.from('varnel:s%20%26%2B%3A').toString('base64')}`;
+  const basic = `Basic ${Buffer.from('varnel:s%20%26%25%2B%3A').toString('base64')}`;
   for (const [methods, credentials, secret] of [
     [undefined, basic, null],
     [['client_secret_post', 'client_secret_basic'], basic, null],
     [['private_key_jwt'], basic, null],
-    [['client_secret_post'], undefined, 's &+:'],
+    [['client_secret_post'], undefined, 's &%+:'],
   ]) {
     const document = { token_endpoint_auth_methods_supported: methods };
     const relay = await startRelay(provider.issuer, ({ text }, response) => response.end(text), { document });
-    await askKey(makeHome(), relay.issuer, { ...withPassword, VARNEL_CLIENT_SECRET: 's &+:' });
+    await askKey(makeHome(), relay.issuer, { ...withPassword, VARNEL_CLIENT_SECRET: 's &%+:' });
     assert.equal(relay.sent.credentials, credentials);
     assert.equal(relay.sent.form.get('client_secret'), secret);
   }

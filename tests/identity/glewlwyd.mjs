@@ -20,26 +20,14 @@ function writeFiles({ home, port, origin }) {
   const tables = readFileSync(join(root, 'usr/share/doc/glewlwyd/database/init.sqlite3.sql.gz'));
   execFileSync('sqlite3', ['database'], { cwd: home, env: { ...process.env, ...environment }, input: gunzipSync(tables) });
   writeFileSync(join(home, 'settings'), quote({
-    port,
-    bind_address: '127.0.0.1',
-    external_url: origin,
-    login_url: 'login.html',
-    api_prefix: 'api',
-    static_files_path: `${pages}/`,
-    log_mode: 'console',
-    log_level: 'INFO',
-    cookie_domain: 'localhost',
-    cookie_secure: 1,
-    admin_scope: 'g_admin',
-    profile_scope: 'g_profile',
-    user_module_path: `${root}/usr/lib/glewlwyd/user`,
-    user_middleware_module_path: `${root}/var`, // there are none
-    client_module_path: `${root}/usr/lib/glewlwyd/client`,
+    port, bind_address: '127.0.0.1', external_url: origin, cookie_domain: 'localhost', cookie_secure: 1,
+    login_url: 'login.html', api_prefix: 'api', static_files_path: `${pages}/`,
+    log_mode: 'console', log_level: 'INFO',
+    admin_scope: 'g_admin', profile_scope: 'g_profile',
+    user_module_path: `${root}/usr/lib/glewlwyd/user`, user_middleware_module_path: `${root}/var`, // there are none
+    client_module_path: `${root}/usr/lib/glewlwyd/client`, plugin_module_path: `${root}/usr/lib/glewlwyd/plugin`,
     user_auth_scheme_module_path: `${root}/usr/lib/glewlwyd/scheme`,
-    plugin_module_path: `${root}/usr/lib/glewlwyd/plugin`,
-    use_secure_connection: true,
-    secure_connection_key_file: join(home, 'key'),
-    secure_connection_pem_file: join(home, 'cert'),
+    use_secure_connection: true, secure_connection_key_file: join(home, 'key'), secure_connection_pem_file: join(home, 'cert'),
   }) + `database = { ${quote({ type: 'sqlite3', path: join(home, 'database') })} };
     static_files_mime_types = (${['html', 'javascript:js', 'css', 'json'].map((one) => one.split(':')).map(([type, suffix]) => (
     `{ ${quote({ extension: `.${suffix ?? type}`, mime_type: `text/${type}` })} }`))});`);
@@ -68,12 +56,10 @@ function* listChanges(origin, redirectUri) {
   yield ['POST', 'user/', () => ({ username: 'alice', password: 'wonderland', name: 'Alice', scope: ['openid', 'api'], groups: ['alpha'], enabled: true })];
   const client = { enabled: true, redirect_uri: [redirectUri], authorization_type: ['code', 'refresh_token', 'password', 'device_authorization'] };
   yield ['POST', 'client/', () => ({ ...client, client_id: 'public', name: 'Public', confidential: false })];
-  yield ['POST', 'client/', () => ({ ...client, client_id: 'varnel', name: 'VarnelBase', confidential: true, client_secret: clientSecret, token_endpoint_auth_method: ['client_secret_basic'] })];
+  const confidential = { confidential: true, client_secret: clientSecret, token_endpoint_auth_method: ['client_secret_basic'] };
+  yield ['POST', 'client/', () => ({ ...client, ...confidential, client_id: 'varnel', name: 'VarnelBase' })];
   yield ['POST', 'mod/plugin/', () => ({
-    module: 'oidc',
-    name: 'main',
-    display_name: 'Main',
-    enabled: true,
+    module: 'oidc', name: 'main', display_name: 'Main', enabled: true,
     parameters: {
       iss: `${origin}/api/main`, key: 'key-of-the-test', 'jwt-type': 'sha', 'jwt-key-size': '256', 'oauth-as-iss-id': true,
       'auth-type-code-enabled': true, 'auth-type-password-enabled': true, 'auth-type-refresh-enabled': true, 'auth-type-device-enabled': true,

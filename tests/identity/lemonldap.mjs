@@ -14,35 +14,20 @@ function makeSettings(home, origin, redirectUri) {
   const store = (name) => ({ Directory: join(home, name), LockDirectory: join(home, name) });
   for (const name of ['conf', 'cache', 'sessions', 'psessions']) mkdirSync(join(home, name));
   return {
-    cfgNum: 1,
-    cfgDate: 1,
-    portal: `${origin}/`,
-    domain: 'localhost',
-    authentication: 'Demo', // dwho, with the password dwho
-    userDB: 'Same',
-    passwordDB: 'Demo',
-    demoExportedVars: { cn: 'cn', mail: 'mail', uid: 'uid' },
-    cookieName: 'lemonldap',
-    securedCookie: 1,
-    groups: { alpha: '$uid eq "dwho"' },
-    whatToTrace: 'uid',
-    locationRules: { localhost: { default: 'accept' } },
-    exportedHeaders: {},
-    globalStorage: 'Apache::Session::File',
-    globalStorageOptions: store('sessions'),
-    persistentStorage: 'Apache::Session::File',
-    persistentStorageOptions: store('psessions'),
+    cfgNum: 1, cfgDate: 1,
+    portal: `${origin}/`, domain: 'localhost', cookieName: 'lemonldap', securedCookie: 1,
+    authentication: 'Demo', userDB: 'Same', passwordDB: 'Demo', // dwho, with the password dwho
+    demoExportedVars: { cn: 'cn', mail: 'mail', uid: 'uid' }, whatToTrace: 'uid', groups: { alpha: '$uid eq "dwho"' },
+    locationRules: { localhost: { default: 'accept' } }, exportedHeaders: {},
+    globalStorage: 'Apache::Session::File', globalStorageOptions: store('sessions'),
+    persistentStorage: 'Apache::Session::File', persistentStorageOptions: store('psessions'),
     localSessionStorageOptions: { cache_root: join(home, 'cache'), namespace: 'sessions', default_expires_in: 600, cache_depth: 3 },
-    portalCheckLogins: 0,
     captcha: '::Plugins::History', // none is shown; the usual module draws pictures
-    portalDisplayRegister: 0,
-    portalDisplayResetPassword: 0,
-    issuerDBOpenIDConnectActivation: 1,
+    portalCheckLogins: 0, portalDisplayRegister: 0, portalDisplayResetPassword: 0,
+    issuerDBOpenIDConnectActivation: 1, oidcServiceAllowAuthorizationCodeFlow: 1, oidcServiceIgnoreScopeForClaims: 1,
     oidcServicePrivateKeySig: readFileSync(join(home, 'signing.key'), 'utf8'),
     oidcServicePublicKeySig: readFileSync(join(home, 'signing.pub'), 'utf8'),
     oidcServiceKeyIdSig: 'key',
-    oidcServiceAllowAuthorizationCodeFlow: 1,
-    oidcServiceIgnoreScopeForClaims: 1,
     oidcRPMetaDataExportedVars: { varnel: { groups: 'groups' } },
     oidcRPMetaDataOptions: {
       varnel: {

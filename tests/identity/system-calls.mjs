@@ -10,7 +10,8 @@ import { ageToken, alice, askKey, makeSignedInHome, readTokens, runProbe, signIn
 import { startProvider } from './provider.mjs';
 
 const errors = {
-  openat: 'EMFILE', write: 'ENOSPC', fsync: 'EIO', rename: 'EIO', renameat: 'EIO', renameat2: 'EIO', flock: 'ENOLCK', connect: 'ECONNREFUSED', sendto: 'EPIPE', recvfrom: 'ECONNRESET',
+  openat: 'EMFILE', write: 'ENOSPC', fsync: 'EIO', rename: 'EIO', renameat: 'EIO', renameat2: 'EIO',
+  flock: 'ENOLCK', connect: 'ECONNREFUSED', sendto: 'EPIPE', recvfrom: 'ECONNRESET',
 };
 const calls = Object.keys(errors);
 const person = async (address, run) => fetch(await signIn(address)).catch(() => run.child.kill());
@@ -28,8 +29,10 @@ async function prepareHome(issuer) {
   return home;
 }
 
-const trace = (home, issuer, { env, steps }, options) => (
-  runProbe(home, issuer, steps, { env, person, under: ['strace', '-qq', '-o', join(home, 'trace'), '-e', `trace=${calls}`, ...options] }).catch(() => {})); // a browser that cannot go on
+const trace = (home, issuer, { env, steps }, options) => {
+  const under = ['strace', '-qq', '-o', join(home, 'trace'), '-e', `trace=${calls}`, ...options];
+  return runProbe(home, issuer, steps, { env, person, under }).catch(() => {}); // a browser that cannot go on
+};
 
 // What the operation asks of the kernel: for each call, which ones of its kind are not the loader's.
 async function listCalls(issuer, operation) {
@@ -51,8 +54,10 @@ const isWhole = (home) => {
     return readTokens(home).every(({ accessToken, refreshToken }) => accessToken && typeof refreshToken === 'string');
   } catch { return false; }
 };
-const isHonoured = async (issuer, refreshToken) => (
-  (await fetch(`${issuer}/token`, { method: 'POST', body: new URLSearchParams({ client_id: 'varnel', grant_type: 'refresh_token', refresh_token: refreshToken }) })).ok);
+async function isHonoured(issuer, refreshToken) {
+  const body = new URLSearchParams({ client_id: 'varnel', grant_type: 'refresh_token', refresh_token: refreshToken });
+  return (await fetch(`${issuer}/token`, { method: 'POST', body })).ok;
+}
 
 async function interrupt(issuer, operation, injection, counts, log) {
   const home = await prepareHome(issuer);
@@ -85,7 +90,8 @@ for (const rotate of [true, false]) {
     }
     console.log(`${operation.name}, refresh tokens good ${rotate ? 'once' : 'for ever'}: ${
       Object.entries(counts).map(([name, count]) => `${count} ${name}`).join(', ')}`);
-    hasFailed ||= counts.interrupted === 0 || counts['broken file'] + counts['open to others'] + counts['lost session'] > 0 || (!rotate && counts['ended by an error'] + counts['ended by a kill'] > 0);
+    hasFailed ||= counts.interrupted === 0 || counts['broken file'] + counts['open to others'] + counts['lost session'] > 0
+      || (!rotate && counts['ended by an error'] + counts['ended by a kill'] > 0);
   }
 }
 process.exit(hasFailed ? 1 : 0);
