@@ -69,9 +69,9 @@ std::unique_ptr<Emulation::ServiceState> OpenState(const EmulatorOptions& option
         const std::filesystem::path file =
             std::filesystem::path(options.dataDirectory) / "emulator.db";
         return std::make_unique<Emulation::ServiceState>(file.string(), start, options.speed);
-    } catch (const Emulation::Refusal&) {
-        throw; // about the seed
     } catch (const std::exception& error) {
+        const auto* refusal = dynamic_cast<const Emulation::Refusal*>(&error);
+        if (refusal != nullptr && refusal->GetStatus() != 507) { throw; } // about the seed
         throw std::runtime_error("data directory " + options.dataDirectory + ": " + error.what());
     }
 }

@@ -112,7 +112,11 @@ ServiceState::ServiceState(const std::string& path, const Seed& start, double sp
     clock.machineBase = std::stoll(ReadSetting("clockMachineBase"));
     clock.speed = std::stod(ReadSetting("clockSpeed"));
     clock.SetSpeed(speed);
-    SaveClock();
+    try {
+        SaveClock();
+    } catch (const Refusal&) {
+        // The disk is full. What is kept can be read all the same.
+    }
     ReadOrder();
 }
 
@@ -360,6 +364,7 @@ json ServiceState::CreateUser(const std::string& email, const std::string& role)
     shape.Put(user.document, "email", email);
     shape.Put(user.document, "role", role);
     shape.Put(user.document, "createdAt", FormatUtcTime(clock.GetTime()));
+    user.id = shape.FindText(user.document, "id"); // the email, where a service identifies by it
     Insert(user);
     const std::int64_t number = database.GetLastNumber();
     transaction.Commit();

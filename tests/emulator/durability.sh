@@ -61,8 +61,8 @@ for ((n = 0; n < 500; ++n)); do
 done
 [ "$status" = 507 ] && grep -q insufficient_storage answer || fail "a full disk gives $status: $(head -c 300 answer)"
 compare
-kill $pid && wait $pid
-start
+kill -KILL $pid
+start limited
 compare
 curl -fsS "$url/_local/export" >export.json
 kill $pid && wait $pid
