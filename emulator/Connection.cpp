@@ -23,7 +23,6 @@ constexpr milliseconds StallTime{30000}; ///< that a client may take no byte
 constexpr milliseconds ClosingTime{500}; ///< that it may go on sending after the last answer
 constexpr milliseconds TimeAfterStop{1000};
 constexpr std::size_t MaxDrainBytes = std::size_t{4} << 20U;
-constexpr std::size_t MaxArrivedBytes = std::size_t{128} << 10U; ///< more than the parser takes
 constexpr std::size_t BlockBytes = 65536;
 constexpr std::size_t WaiterThreads = 8;
 
@@ -38,7 +37,7 @@ bool IsMisuse(const boost::system::error_code& error) {
 Connection::Connection(ServerParts& shared, int accepted)
     : parts(shared),
       stream(shared.loop, accepted, shared.tls ? &*shared.tls : nullptr),
-      arrived(MaxArrivedBytes) {}
+      arrived(MaxHeadBytes) {}
 
 /// A handler that goes on with a step, unless the connection has ended.
 auto Connection::Continue(Step step) {

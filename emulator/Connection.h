@@ -65,7 +65,6 @@ private:
     void BeginRequest(const Error& error);
     void ReadBody();
     void EndRequest(const Error& error);
-    void Refuse(const Error& error);
     void Deliver(Answer answer);
     void DeliverLater(Answer answer);
     void BeginSending();

@@ -10,7 +10,6 @@ namespace {
 
 namespace http = boost::beast::http;
 
-constexpr std::uint32_t MaxHeadBytes = 65536; ///< of the request line, and of the headers
 constexpr std::uint64_t MaxBodyBytes = std::uint64_t{64} << 20U;
 
 std::string ToText(boost::beast::string_view text) {
@@ -117,6 +116,10 @@ Answer ExplainMisuse(const boost::system::error_code& error, const Request& head
                                             "the headers are longer than " + limit)
                           : MakeErrorAnswer(414, "uri_too_long",
                                             "the request line is longer than " + limit);
+    }
+    if (error == http::error::buffer_overflow) {
+        return MakeErrorAnswer(400, "bad_request",
+                               "the trailers, or what precedes a chunk, are longer than " + limit);
     }
     if (error == http::error::bad_version && HasOtherVersion(bytes)) {
         return MakeErrorAnswer(505, "version_not_supported",

@@ -10,6 +10,9 @@
 
 namespace VarnelBase::Emulation {
 
+/// Of the request line, of the headers, and of the trailers: the parser throws at a longer field.
+constexpr std::uint32_t MaxHeadBytes = 65536;
+
 /// Reads a request within the limits of this server.
 struct RequestParser : boost::beast::http::request_parser<boost::beast::http::string_body> {
     RequestParser();

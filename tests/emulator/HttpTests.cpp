@@ -137,8 +137,9 @@ TEST(Http, TrailersChangeNoRequest) {
     const Emulator emulator;
     const std::string next = Get + "Connection: close\r\n\r\n";
     // Releases of Beast refuse or ignore them.
-    for (const std::string& trailer : std::vector<std::string>{
-             "Content-Length: 5\r\n\r\n", "Host: other\r\n\r\n", "A: " + Repeat(200000)}) {
+    for (const std::string& trailer :
+         std::vector<std::string>{"Content-Length: 5\r\n\r\n", "Host: other\r\n\r\n",
+                                  "A: " + Repeat(200000), "A: " + Repeat(70000) + "\r\n\r\n"}) {
         const std::string answers =
             SendRaw(emulator.GetPort(), Chunked + "\r\n0\r\n" + trailer + next);
         EXPECT_EQ(answers.substr(0, 10), "HTTP/1.1 4") << answers;
