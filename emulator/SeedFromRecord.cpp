@@ -80,7 +80,8 @@ struct Kind {
     std::vector<json> lists;
     std::map<std::string, json> own; ///< members "_local" by identifier
     std::set<std::string> pathIds;
-    json created; ///< what a POST has answered
+    json asked;   ///< what a POST has sent
+    json created; ///< what it was answered
     json shape = json::object();
 
     void Meet(const std::string& id) {
@@ -207,6 +208,10 @@ void DescribeExecutions(Kind& executions, json& shapes) {
                    [](const json& value) { return value.is_number(); });
     DescribePlaces(executions, example, {{"data", {"data", "inputs", "parameters", "request"}}},
                    [](const json& value) { return value.is_structured(); });
+    const auto echoed = FindPlaces(example, [&executions](const std::string&, const json& value) {
+        return value.is_structured() && value == executions.asked;
+    });
+    if (!echoed.empty()) { executions.shape["data"] = echoed.front().to_string(); }
     executions.shape["new"] = example;
     if (executions.shape["state"].is_null()) { return; }
     const Place statePlace(executions.shape["state"].get<std::string>());
@@ -242,15 +247,16 @@ public:
         if (path.size() == 1 && isRead && (path[0] == "version" || path[0] == "agent")) {
             seed[path[0]] = document;
         } else if (path[0] == "users" && path.size() <= 2) {
-            ReadEntry(users, path.size() == 2 ? path[1] : "", method, document);
+            ReadEntry(users, path.size() == 2 ? path[1] : "", method, asked, document);
         } else if (path[0] == "simulations" && path.size() <= 2) {
-            ReadEntry(simulations, path.size() == 2 ? path[1] : "", method, document);
+            ReadEntry(simulations, path.size() == 2 ? path[1] : "", method, asked, document);
         } else if (path[0] == "simulations" && path.size() == 3 && path[2] == "inputs") {
             simulations.Meet(path[1]);
             simulations.own[path[1]]["inputs"] = isRead ? document : asked;
         } else if (path[0] == "simulations" && path.size() <= 4 && path[2] == "executions") {
             simulations.Meet(path[1]);
-            ReadEntry(executions[path[1]], path.size() == 4 ? path[3] : "", method, document);
+            ReadEntry(executions[path[1]], path.size() == 4 ? path[3] : "", method, asked,
+                      document);
         }
     }
 
@@ -262,13 +268,17 @@ public:
         seed["executions"] = json::array();
         for (auto& [simulationId, kind] : executions) {
             for (json& entry : MakeEntries(kind)) {
-                if (entry.value("simulationId", "") != simulationId) {
+                const auto named = entry.find("simulationId");
+                if (named == entry.end() || *named != simulationId) {
                     entry["_local"]["simulationId"] = simulationId;
                 }
                 seed["executions"].push_back(std::move(entry));
             }
             all.details.insert(kind.details.begin(), kind.details.end());
-            if (!kind.created.is_null()) { all.created = kind.created; }
+            if (!kind.created.is_null()) {
+                all.asked = kind.asked;
+                all.created = kind.created;
+            }
             all.shape.update(kind.shape);
         }
         DescribeExecutions(all, shapes);
@@ -296,9 +306,12 @@ private:
     }
 
     static void ReadEntry(Kind& kind, const std::string& id, const std::string& method,
-                          const json& document) {
+                          const json& asked, const json& document) {
         if (id.empty() && method == "GET") { kind.lists.push_back(document); }
-        if (id.empty() && method == "POST") { kind.created = document; }
+        if (id.empty() && method == "POST") {
+            kind.asked = asked;
+            kind.created = document;
+        }
         if (!id.empty() && (method == "GET" || method == "PATCH")) {
             kind.Meet(id);
             kind.pathIds.insert(id);

@@ -200,13 +200,13 @@ TEST(Record, BecomesASeedOfTheSameShape) {
                             "id": "/uuid"},
             "executions": {"items": "", "total": null, "id": "/run", "state": "/status/phase",
                            "progress": null, "name": null, "createdAt": "/started_at",
-                           "simulationId": null, "data": "/parameters"},
+                           "simulationId": null, "data": "/given"},
             "users": {"items": "/people", "total": null, "email": "/contact/mail"},
             "states": {"queued": "PENDING", "finished": "COMPLETED"}},
         "simulations": [{"uuid": "b1", "title": "Bridge", "_local":
             {"inputs": {"span": 1}, "listed": {"uuid": "b1"}}}, {"uuid": "b2"}],
-        "executions": [{"run": "r-1", "started_at": "2025-01-01T00:00:00Z", "output": {"max": 3},
-            "status": {"phase": "COMPLETED"}, "_local": {"simulationId": "b1"}}],
+        "executions": [{"run": "r-1", "simulationId": 1, "started_at": "2025-01-01T00:00:00Z",
+            "output": {"max": 3}, "status": {"phase": "COMPLETED"}, "_local": {"simulationId": "b1"}}],
         "users": [{"id": 4, "contact": {"mail": "a@b"}, "role": "admin"}]})");
     EmulatorOptions options;
     options.seed = RecordSeed(service);
@@ -224,7 +224,7 @@ TEST(Record, BecomesASeedOfTheSameShape) {
     }
     const json made = AskEmulator(copy, "POST", "/simulations/b1/executions", "[5]").document;
     EXPECT_EQ(made["status"]["phase"], "PENDING");
-    EXPECT_EQ(made["parameters"], json({5}));
+    EXPECT_EQ(made["given"], json({5}));
     copy.FinishExecution("b1", made["run"].get<std::string>());
     const json ended = AskEmulator(copy, "GET", "/simulations/b1/executions?offset=1").document[0];
     EXPECT_EQ(ended["status"]["phase"], "COMPLETED");
