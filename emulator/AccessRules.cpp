@@ -62,6 +62,14 @@ Answer MakeUnauthorized(const std::string& message) {
     return answer;
 }
 
+void CheckHostText(const std::string& host) {
+    if (IsAddress(host)) { return; }
+    if (host.empty() || host.find_first_of(" ,:/*?#@[]") != std::string::npos) {
+        throw std::invalid_argument("allowed host \"" + host +
+                                    "\": must be a name or address without a port, web.test say");
+    }
+}
+
 void CheckOriginText(const std::string& origin) {
     const std::size_t colon = origin.find("://");
     const std::string scheme = origin.substr(0, colon);
@@ -86,7 +94,10 @@ AccessRules::AccessRules(const EmulatorOptions& options)
       address(LowerCase(options.address)),
       hosts(options.allowedHosts),
       origins(options.allowedOrigins) {
-    for (std::string& host : hosts) { host = LowerCase(host); }
+    for (std::string& host : hosts) {
+        CheckHostText(host);
+        host = LowerCase(host);
+    }
     for (const std::string& origin : origins) { CheckOriginText(origin); }
     if (access != EmulatorAccess::Off) { localKey = MakeRandomText(); }
 }
@@ -109,10 +120,10 @@ std::optional<Answer> AccessRules::CheckOrigin(const Request& request) const {
     const std::string authority = request.GetAuthority();
     const bool isUnnamed = authority.empty() && !request.isHttp11; // by a program, not a browser
     if (const std::string host = BuildHost(authority); !isUnnamed && !IsOwnHost(host)) {
-        return MakeErrorAnswer(403, "foreign_host",
-                               "the request names the host \"" + host +
-                                   "\", which is not this emulator's; --allow-host " + host +
-                                   " would make it one");
+        return MakeErrorAnswer(
+            403, "foreign_host",
+            "the request names the host \"" + host + "\", which is not this emulator's" +
+                (host.empty() ? "" : "; --allow-host " + host + " would make it one"));
     }
     const std::string origin = request.FindHeader("Origin");
     if (IsAllowedOrigin(origin)) {

@@ -121,7 +121,11 @@ CommandLine ParseCommandLine(int argc, char* argv[]) {
         app.parse(argc, argv);
         line.emulator.access = AccessNames.at(access);
         if (port->count() == 0 && line.command.empty()) { line.emulator.port = DefaultPort; }
-        if (!line.command.empty()) { PrepareExec(line); }
+        if (!line.command.empty()) {
+            PrepareExec(line);
+        } else if (!line.emulator.token.empty() && access == "off") {
+            throw CLI::ValidationError("--token", "needs --auth any or groups");
+        }
     } catch (const CLI::ParseError& error) {
         line.exitStatus = app.exit(error) == 0 ? 0 : UsageStatus;
         return line;

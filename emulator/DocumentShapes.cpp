@@ -28,6 +28,7 @@ void DocumentShape::Read(const json& document) {
                                      (isNeeded ? "" : ", or null for nowhere"));
         }
     }
+    if (places.at("items")->empty() && !members.IsGiven("total")) { places["total"].reset(); }
     if (members.Has("list")) { list = members.Find("list"); }
     if (members.Has("new")) { start = members.Find("new"); }
     members.RefuseOthers();

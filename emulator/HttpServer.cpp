@@ -2,11 +2,13 @@
 
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <unistd.h>
 #include <boost/asio/basic_socket_acceptor.hpp>
 #include <boost/asio/post.hpp>
 
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
@@ -51,13 +53,17 @@ Acceptor Listen(asio::io_context& loop, const ServerAddress& address) {
 void UseTls(const ServerAddress& address, asio::ssl::context& context) {
     SSL_CTX_set_min_proto_version(context.native_handle(), TLS1_2_VERSION);
     error_code error;
-    const auto require = [&error](const std::string& what) {
-        if (error) { throw std::runtime_error(what + ": " + error.message()); }
+    const auto require = [&error](const std::string& kind, const std::string& file) {
+        const bool isReadable = access(file.c_str(), R_OK) == 0; // which OpenSSL does not explain
+        if (!isReadable || error) {
+            throw std::runtime_error(kind + " " + file + ": " +
+                                     (isReadable ? error.message() : std::strerror(errno)));
+        }
     };
     context.use_certificate_chain_file(address.certificateFile, error);
-    require("certificate " + address.certificateFile);
+    require("certificate", address.certificateFile);
     context.use_private_key_file(address.keyFile, asio::ssl::context::pem, error);
-    require("key " + address.keyFile);
+    require("key", address.keyFile);
 }
 
 class Listener final : public HttpServer {

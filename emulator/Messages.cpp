@@ -45,7 +45,7 @@ std::string Request::FindHeader(const std::string& name) const {
 }
 
 Refusal::Refusal(int httpStatus, std::string errorCode, const std::string& message)
-    : std::runtime_error(message), status(httpStatus), code(std::move(errorCode)) {}
+    : std::runtime_error(message), status(httpStatus), code(std::move(errorCode)), text(message) {}
 
 json ReadJson(const std::string& text) {
     if (MeasureJsonDepth(text) > MaxJsonDepth) {

@@ -64,10 +64,12 @@ public:
 
     int GetStatus() const { return status; }
     const std::string& GetCode() const { return code; }
+    const std::string& GetMessage() const { return text; } ///< whole, where what() ends at a NUL
 
 private:
     int status;
     std::string code;
+    std::string text;
 };
 
 /// A document of a bounded depth, so that whatever walks it stays within its stack.

@@ -83,7 +83,7 @@ Answer Router::Dispatch(const Request& request) const {
             call.query = ParseQuery(request.target);
             return route.handler(call);
         } catch (const Refusal& refusal) {
-            return MakeErrorAnswer(refusal.GetStatus(), refusal.GetCode(), refusal.what());
+            return MakeErrorAnswer(refusal.GetStatus(), refusal.GetCode(), refusal.GetMessage());
         } catch (const std::exception& error) {
             return MakeErrorAnswer(500, "internal", error.what());
         }

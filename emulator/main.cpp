@@ -58,15 +58,17 @@ void AwaitStop(const Emulator& emulator, const CommandLine& line) {
     if (!line.readyFile.empty()) { std::filesystem::remove(line.readyFile); }
 }
 
-/// Ends before there is anything to lose when the state cannot be written at the end.
-void RequireWritable(const std::string& exportFile) {
-    const std::filesystem::path file(exportFile);
+/// Ends before there is anything to lose when a file cannot be written later. Others than regular
+/// ones, /dev/stdout say, would be replaced.
+void RequireWritable(const std::string& option, const std::string& path) {
+    if (path.empty()) { return; }
+    const std::filesystem::path file(path);
     const std::string directory = file.parent_path().string();
-    if (std::filesystem::is_directory(file)) {
-        throw std::runtime_error("--export-on-exit " + exportFile + ": is a directory");
+    if (std::filesystem::exists(file) && !std::filesystem::is_regular_file(file)) {
+        throw std::runtime_error(option + " " + path + ": not a regular file");
     }
     if (access(directory.empty() ? "." : directory.c_str(), W_OK | X_OK) != 0) {
-        throw std::runtime_error("--export-on-exit " + exportFile +
+        throw std::runtime_error(option + " " + path +
                                  ": its directory cannot be written: " + std::strerror(errno));
     }
 }
@@ -88,7 +90,8 @@ int WriteSeed(const CommandLine& line) {
 }
 
 int Run(const CommandLine& line) {
-    if (!line.exportFile.empty()) { RequireWritable(line.exportFile); }
+    RequireWritable("--export-on-exit", line.exportFile);
+    RequireWritable("--ready-file", line.readyFile);
     if (!line.seedSource.empty()) { return WriteSeed(line); }
     // The emulator's threads inherit this, so that the signals wait for whoever awaits them.
     if (line.command.empty()) {

@@ -171,6 +171,11 @@ TEST(Access, RefusesOptionsThatAreNone) {
         options.allowedOrigins = {origin};
         EXPECT_THROW(const Emulator emulator(options), std::invalid_argument) << origin;
     }
+    for (const char* host : {"", "*", "web.test:80", "http://web.test"}) {
+        EmulatorOptions options;
+        options.allowedHosts = {host};
+        EXPECT_THROW(const Emulator emulator(options), std::invalid_argument) << host;
+    }
     Emulator emulator;
     for (const double seconds : {-1.0, std::nan(""), 1e300, 3.2e11}) {
         EXPECT_THROW(emulator.AdvanceClock(seconds), std::runtime_error) << seconds;

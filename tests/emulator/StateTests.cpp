@@ -159,7 +159,7 @@ TEST(State, ServesDocumentsAsTheyStand) {
     Emulator emulator(MakeOptions(json::parse(R"({
         "version": {"api": "7.2"}, "agent": ["none"],
         "shapes": {
-            "simulations": {"items": "", "total": null, "id": "/meta/uuid", "scope": "/visibility"},
+            "simulations": {"items": "", "id": "/meta/uuid", "scope": "/visibility"},
             "executions": {"list": {"page": 1}, "items": "/runs", "total": "/count", "id": "/run",
                            "state": "/status/phase", "progress": null, "simulationId": null,
                            "name": null, "createdAt": null, "data": "/spec", "new": {"v": 2}},
@@ -193,6 +193,15 @@ TEST(State, ServesDocumentsAsTheyStand) {
     EXPECT_EQ(Get(emulator, "/simulations/s/executions?offset=1"),
               json::parse(R"({"page": 1, "count": 2, "runs": [{"run": "exe-2", "spec": null, "v": 2,
                   "status": {"phase": "COMPLETED"}, "output": {"max": 3}}]})"));
+}
+
+TEST(State, AnEmailCanBeTheIdentifier) {
+    const Emulator emulator(
+        MakeOptions(json::parse(R"({"shapes": {"users": {"id": "/mail", "email": "/mail"}}})")));
+    const json made =
+        AskEmulator(emulator, "POST", "/users", R"({"email": "a@b", "role": "r"})").document;
+    EXPECT_EQ(made["mail"], "a@b");
+    EXPECT_EQ(Get(emulator, "/users/a@b"), made);
 }
 
 TEST(State, TotalsAndPagesFollowEveryChange) {
@@ -257,7 +266,7 @@ TEST(State, NamesWhatCannotBeUsed) {
              {R"({"users": [{"email": "a@b"}, {"email": "A@B"}]})", "\"A@B\""},
              {R"({"shapes": {"users": {"id": null}}})", "shapes.users.id"},
              {R"({"shapes": {"users": {"email": "mail"}}})", "shapes.users.email"},
-             {R"({"shapes": {"users": {"items": ""}}})", "shapes.users.total"},
+             {R"({"shapes": {"users": {"items": "", "total": "/n"}}})", "shapes.users.total"},
              {R"({"shapes": {"states": {"done": 1}}})", "shapes.states.done"},
              {R"({"shapes": {"results": {"finished": {"peak": {"$product": [2, "span"]}}}}})",
               "shapes.results.finished"},

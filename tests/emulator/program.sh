@@ -37,8 +37,10 @@ echo '{"method": "get", "action": "reset", "required": true}' >rules
 
 # mistakes are told with the flag or file at fault
 echo '{"simulations": [{"_local": {"scop": "x"}}]}' >bad-seed
+mkfifo pipe
 for mistake in '--seed bad-seed' '--port 70000' '--auth some' '--speed -1' '--seed ./missing' 'exec --listen=::1 -- true' \
-    --verbose '--tls-key key.pem --tls-cert ./missing' '--allow-origin a.example' \
+    --verbose '--tls-key key.pem --tls-cert ./missing' '--allow-origin a.example' '--token secret' \
+    '--export-on-exit pipe' '--ready-file pipe' \
     '--record ./missing' '--replay ./missing' 'seed-from ./missing'; do
     "$emulator" $mistake >out 2>errors && fail "takes $mistake" || grep -q -- "${mistake##* }\|${mistake%% *}\|--listen" errors || fail "$mistake: $(cat errors)"
 done
