@@ -22,9 +22,9 @@ constexpr const char* BashScript = R"(# Completion of varnel for bash
 _varnel() {
     local line current=${COMP_WORDS[COMP_CWORD]} words=() i
     COMPREPLY=()
-    # "@" may be a word of its own.
+    # "@" and "=" may be words of their own.
     for ((i = 1; i <= COMP_CWORD; i++)); do
-        if [[ $i -gt 1 && ${COMP_WORDS[i - 1]} == @ ]]; then
+        if [[ $i -gt 1 && (${COMP_WORDS[i]} == = || ${COMP_WORDS[i - 1]} == [=@]) ]]; then
             words[-1]+=${COMP_WORDS[i]}
         else
             words+=("${COMP_WORDS[i]}")
@@ -42,7 +42,11 @@ _varnel() {
             done < <(compgen -f -- "${current#@}")
             ;;
         :program) mapfile -t COMPREPLY < <(compgen -c -- "$current") ;;
-        *) COMPREPLY+=("${line%%$'\t'*}") ;;
+        *)
+            line=${line%%$'\t'*}
+            [[ $line != --*=* ]] || line=${line#*=}
+            COMPREPLY+=("$line")
+            ;;
         esac
     done < <(varnel complete -- "${words[@]}" 2>/dev/null)
 }
@@ -58,7 +62,7 @@ _varnel() {
         case $line in
         '') ;;
         :files-after-at) compset -P '@'; _files; return ;;
-        :files) _files; return ;;
+        :files) compset -P '--*='; _files; return ;;
         :program)
             while [[ ${words[1]} != -- ]]; do shift words; (( CURRENT-- )); done
             shift words; (( CURRENT-- ))
@@ -77,7 +81,10 @@ function __varnel_complete
     for line in (varnel complete -- (commandline -opc)[2..-1] "$current" 2>/dev/null)
         switch $line
             case :files
-                __fish_complete_path "$current"
+                set -l option (string match -r -- '^--[^=]*=' "$current")
+                for path in (__fish_complete_path (string replace -r -- '^--[^=]*=' '' "$current"))
+                    echo "$option$path"
+                end
             case :files-after-at
                 for path in (__fish_complete_path (string sub -s 2 -- "$current"))
                     echo "@$path"
@@ -167,13 +174,14 @@ private:
     std::string text;
 };
 
-void OfferValues(Offer& offer, const CLI::Option& option) {
+/// @param name what stands before the value in the same word: "--output="
+void OfferValues(Offer& offer, const CLI::Option& option, const std::string& name) {
     const std::string kind = option.get_type_name();
     if (kind == "FILE") { offer.Direct(CompleteFiles); }
     if (kind == DataKind && offer.current.rfind('@', 0) == 0) {
         offer.Direct(CompleteFilesAfterAt);
     }
-    offer.AddAll(ListChoices(kind));
+    for (const std::string& choice : ListChoices(kind)) { offer.Add(name + choice); }
 }
 
 void OfferCommands(Offer& offer, const CLI::App& command) {
@@ -233,10 +241,15 @@ void Complete(Session& session, const CLI::App& root, const WordOptions& options
     if (words.empty()) { return; }
     Offer offer(words.back());
     const Place place = FindPlace(root, words, session.options);
+    const std::size_t nameLength =
+        words.back().rfind("--", 0) == 0 ? words.back().find('=') + 1 : 0;
     if (place.option != nullptr) {
-        OfferValues(offer, *place.option);
+        OfferValues(offer, *place.option, "");
     } else if (place.isProgram) {
         offer.Direct(place.positionals.empty() ? CompleteProgram : CompleteFiles);
+    } else if (nameLength > 0) {
+        const CLI::Option* option = FindOption(*place.command, words.back());
+        if (option != nullptr) { OfferValues(offer, *option, words.back().substr(0, nameLength)); }
     } else if (words.back().rfind('-', 0) == 0) {
         for (const CLI::App* level = place.command; level != nullptr; level = level->get_parent()) {
             const bool isOwn = level == place.command;

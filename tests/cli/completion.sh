@@ -85,6 +85,8 @@ declare -A completed=(
     ['varnel simulation list --l']='--limit'
     ['varnel config set apiP']='apiPort'
     ['varnel trace --to one']='one file.har'
+    ['varnel trace --to=one']='--to=one file.har'
+    ['varnel user list --output=ta']='--output=table'
     ['varnel agent send --data @one']='@one' # has no such option
     ['varnel execution start x --data @one']='@one file.har'
     ['varnel project generate -O a']='a dir/'
