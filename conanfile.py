@@ -11,11 +11,11 @@ class VarnelBase(ConanFile):
     description = "C++ client library for a remote simulation service"
     package_type = "library"
     settings = "os", "arch", "compiler", "build_type"
-    options = {"shared": [True, False], "fPIC": [True, False]}
-    default_options = {"shared": True, "fPIC": True, "cpp-httplib/*:with_openssl": True}
+    options = {"client": [True, False], "shared": [True, False], "fPIC": [True, False]}
+    default_options = {"client": False, "shared": True, "fPIC": True, "cpp-httplib/*:with_openssl": True}
     implements = ["auto_shared_fpic"]
     exports = "CMakeLists.txt"
-    exports_sources = "CMakeLists.txt", "LICENSE", "README.md", "CHANGELOG.md", "cmake/*", "docs/*", "src/*"
+    exports_sources = "CMakeLists.txt", "LICENSE", "README.md", "CHANGELOG.md", "client/*", "cmake/*", "docs/*", "src/*"
 
     def set_version(self):
         project = Path(self.recipe_folder, "CMakeLists.txt").read_text()
@@ -28,6 +28,8 @@ class VarnelBase(ConanFile):
         self.requires(f"cpp-httplib/[{releases}]", transitive_headers=True, transitive_libs=True)
         self.requires("nlohmann_json/[>=3.11 <4]", transitive_headers=True)
         self.requires("openssl/[>=3 <4]", transitive_headers=True, transitive_libs=True)
+        if self.options.client:
+            self.requires("libcurl/[>=7.68 <9]", transitive_libs=True)
 
     def layout(self):
         cmake_layout(self)
@@ -35,7 +37,8 @@ class VarnelBase(ConanFile):
     def generate(self):
         CMakeDeps(self).generate()
         toolchain = CMakeToolchain(self)
-        for part in ("CLI", "CLIENT", "EMULATOR", "EXAMPLES", "STUDY", "TESTS"):
+        toolchain.cache_variables["VARNELBASE_BUILD_CLIENT"] = bool(self.options.client)
+        for part in ("CLI", "EMULATOR", "EXAMPLES", "STUDY", "TESTS"):
             toolchain.cache_variables[f"VARNELBASE_BUILD_{part}"] = False
         toolchain.generate()
 

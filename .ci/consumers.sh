@@ -132,4 +132,12 @@ must_refuse_host "no CPPHTTPLIB_OPENSSL_SUPPORT" "needs CPPHTTPLIB_OPENSSL_SUPPO
 must_refuse_host "another CPPHTTPLIB_USE_POLL" "LibraryBuiltWithAnother::UsePoll" ${otherPoll}CPPHTTPLIB_USE_POLL
 must_refuse_host "another CPPHTTPLIB_HEADER_MAX_COUNT" "LibraryBuiltWithAnother::HeaderMaxCount" \
     -UCPPHTTPLIB_HEADER_MAX_COUNT -DCPPHTTPLIB_HEADER_MAX_COUNT=50
+
+# The package managers' files know the parts that CMake builds.
+for part in $(sed -n 's/^option(VARNELBASE_BUILD_\([A-Z]*\) .*PROJECT_IS_TOP_LEVEL.*/\1/p' CMakeLists.txt); do
+    grep -q "[_\"]$part\"" conanfile.py || fail "conanfile.py neither offers nor leaves out VARNELBASE_BUILD_$part"
+done
+for feature in $(jq -r '.features | keys[]' vcpkg.json); do
+    grep -q "^option(VARNELBASE_BUILD_${feature^^} " CMakeLists.txt || fail "vcpkg.json offers $feature, which CMake does not know"
+done
 echo "consumers: all of them run"
