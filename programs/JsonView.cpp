@@ -56,25 +56,26 @@ private:
     std::size_t depth = 0;
 };
 
-/// Builds a document in which integers beyond 64 bits are kept, as texts that no JSON text holds.
-class ExactReader : public nlohmann::detail::json_sax_dom_parser<json> {
-public:
-    using json_sax_dom_parser::json_sax_dom_parser;
-
-    bool number_float(json::number_float_t value, const json::string_t& text) {
-        if (text.find_first_of(".eE") != std::string::npos) {
-            return json_sax_dom_parser::number_float(value, text);
+/// A document in which integers beyond 64 bits are kept, as texts that no JSON text holds.
+json ReadExactly(const JsonView& value) {
+    if (value.IsObject()) {
+        json object = json::object();
+        for (const auto& [name, member] : value.ReadMembers()) {
+            object[name] = ReadExactly(member);
         }
-        json::string_t kept = "\xff" + text;
-        return string(kept);
+        return object;
     }
-};
-
-json ReadExactly(const std::string& text) {
-    json document;
-    ExactReader reader(document);
-    json::sax_parse(text, &reader);
-    return document;
+    if (value.IsArray()) {
+        json array = json::array();
+        for (const JsonView& element : value.ReadElements()) {
+            array.push_back(ReadExactly(element));
+        }
+        return array;
+    }
+    const std::string text = value.Format(0);
+    json read = json::parse(text);
+    const bool isInteger = text.find_first_of(".eE") == std::string::npos;
+    return read.is_number_float() && isInteger ? json("\xff" + text) : read;
 }
 
 bool IsSpace(char c) {
@@ -102,7 +103,7 @@ std::string FindJsonProblem(const std::string& text) {
 }
 
 bool IsSameJson(const std::string& one, const std::string& other) {
-    return ReadExactly(one) == ReadExactly(other);
+    return ReadExactly(JsonView(one)) == ReadExactly(JsonView(other));
 }
 
 bool HasDuplicateMembers(const std::string& text) {
