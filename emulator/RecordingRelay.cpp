@@ -18,10 +18,6 @@ namespace VarnelBase::Emulation {
 
 namespace {
 
-[[noreturn]] void ThrowUnwritten(const std::string& file) {
-    throw std::runtime_error(file + ": cannot be written: " + std::strerror(errno));
-}
-
 void RedactExchange(const Redaction& redaction, RecordedExchange& exchange) {
     auto& [request, answer] = exchange;
     redaction.Redact(
@@ -52,7 +48,9 @@ RecordingRelay::RecordingRelay(std::string path, const std::string& upstream,
     ReplacePrivateFile(directory.empty() ? "." : directory, target.filename().string(),
                        text + HarEnd);
     descriptor = open(file.c_str(), O_WRONLY | O_CLOEXEC);
-    if (descriptor < 0) { ThrowUnwritten(file); }
+    if (descriptor < 0) {
+        throw std::runtime_error(file + ": cannot be written: " + std::strerror(errno));
+    }
 }
 
 RecordingRelay::~RecordingRelay() {
@@ -98,9 +96,15 @@ Answer RecordingRelay::Learn(const Request& request, const std::atomic<bool>& is
 /// killed process leaves a whole one.
 void RecordingRelay::Append(const json& entry) {
     const std::string text = (hasEntries ? ",\n" : "\n") + WriteJson(entry) + HarEnd;
-    const off_t end = lseek(descriptor, 0, SEEK_END) - static_cast<off_t>(std::strlen(HarEnd));
-    if (pwrite(descriptor, text.data(), text.size(), end) != static_cast<ssize_t>(text.size())) {
-        ThrowUnwritten(file);
+    const auto endSize = static_cast<ssize_t>(std::strlen(HarEnd));
+    const off_t end = lseek(descriptor, 0, SEEK_END) - endSize;
+    const ssize_t written = pwrite(descriptor, text.data(), text.size(), end);
+    if (written != static_cast<ssize_t>(text.size())) {
+        const std::string problem = std::strerror(written < 0 ? errno : ENOSPC);
+        const bool isWhole = pwrite(descriptor, HarEnd, std::strlen(HarEnd), end) == endSize &&
+                             ftruncate(descriptor, end + endSize) == 0;
+        throw std::runtime_error(file + (isWhole ? ": cannot be written: " : ": is damaged: ") +
+                                 problem);
     }
     hasEntries = true;
 }

@@ -1,7 +1,10 @@
 // Records: replaying them, learning them from a service, and what they must not hold.
+#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -146,6 +149,30 @@ TEST(Record, LearnsFromTheServiceWithoutItsSecrets) {
     const Reply reply = AskEmulator(relay, "GET", "/agent");
     EXPECT_EQ(reply.status, 502);
     EXPECT_NE(reply.body.find(service.GetUrl() + " does not answer"), std::string::npos);
+}
+
+TEST(Record, StaysWholeWhenTheDiskIsFull) {
+    const Emulator service;
+    EmulatorOptions options;
+    options.recordFile = MakeDirectory() + "/record.har";
+    options.upstream = service.GetUrl();
+    const Emulator relay(options);
+    EXPECT_EQ(AskEmulator(relay, "GET", "/version").status, 200);
+    // A limit on the size of files stands in for the full disk.
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit little{std::filesystem::file_size(options.recordFile) + 100, before.rlim_max};
+    const auto handler = signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &little);
+    const Reply refused = AskEmulator(relay, "GET", "/simulations");
+    setrlimit(RLIMIT_FSIZE, &before);
+    signal(SIGXFSZ, handler);
+    EXPECT_EQ(refused.status, 500);
+    EXPECT_NE(refused.body.find("record.har: cannot be written: "), std::string::npos)
+        << refused.body;
+    EXPECT_EQ(ReadHarFile(options.recordFile).size(), 1U);
+    EXPECT_EQ(AskEmulator(relay, "GET", "/users").status, 200);
+    EXPECT_EQ(ReadHarFile(options.recordFile).size(), 2U);
 }
 
 TEST(Record, NamesWhatCannotBeRead) {
