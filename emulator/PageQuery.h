@@ -7,7 +7,7 @@ namespace VarnelBase::Emulation {
 
 /// The part of a list that a request's query asks for with "limit" and "offset".
 ///
-/// @throws Refusal 422 when they are no numbers, or too large
+/// @throws Refusal 422 when one is given twice, is no number, or is too large
 Page ReadPage(const Call& call);
 
 } // namespace VarnelBase::Emulation

@@ -52,6 +52,8 @@ TEST(Emulator, AnswersWithTheStatusOfTheCase) {
         {"GET", "/simulations?scope=other", "", 422},
         {"GET", "/simulations?limit=-1", "", 422},
         {"GET", "/users?offset=1x", "", 422},
+        {"GET", "/users?offset=", "", 422},
+        {"GET", "/users?limit=1&limit=2", "", 422},
         {"GET", "/simulations/", "", 404},
         {"GET", "/simulations/%73", "", 200},
         {"POST", "/simulations/s/inputs", "[1]", 200},
