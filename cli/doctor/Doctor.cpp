@@ -48,13 +48,15 @@ void CheckConfigFile(Findings& findings) {
     const std::string path = LocateConfigFile();
     struct stat status {};
     if (path.empty()) {
-        findings.Add(Health::Ok, "configuration file", "none: HOME is not set");
+        findings.Add(Health::Warn, "configuration file", "none: HOME is not set",
+                     "set VARNEL_CONFIG, unless variables hold every setting");
     } else if (stat(path.c_str(), &status) != 0) {
-        findings.Add(Health::Ok, "configuration file", "none: " + path + " does not exist");
-    } else if ((status.st_mode & 022U) != 0) {
+        findings.Add(Health::Warn, "configuration file", "none: " + path + " does not exist",
+                     "write one with \"varnel config init\", unless variables hold every setting");
+    } else if (S_ISREG(status.st_mode) && (status.st_mode & 022U) != 0) {
         findings.Add(Health::Warn, "configuration file", path + " can be changed by others",
                      "chmod 600 " + path);
-    } else {
+    } else if (S_ISREG(status.st_mode)) {
         findings.Add(Health::Ok, "configuration file", path);
     }
 }
@@ -105,26 +107,27 @@ void CheckProxies(Findings& findings) {
     }
 }
 
-void CheckToken(Findings& findings, Facts& facts) {
+/// Whether it is known which host the token leads to.
+bool CheckToken(Findings& findings, Facts& facts) {
     AuthHandler handler;
     const std::string claim = ReadIdentitySettings(facts.environment).groupsClaim;
     try {
         facts.token = handler.GetApiKey();
     } catch (const std::runtime_error& error) {
         findings.Fail(ExitStatus::LoginNeeded, "token", error.what(), AdviseForToken(error));
-        return;
+        return facts.environment == Environment::Local;
     }
     if (facts.token.empty()) {
         findings.Add(Health::Ok, "token",
                      "none, and none is needed for " + NameEnvironment(facts.environment));
-        return;
+        return true;
     }
     const json report = ReportToken(facts.token, claim);
     const bool hasEnd = report.contains("expires");
     findings.Add(hasEnd ? Health::Ok : Health::Warn, "token expires",
                  hasEnd ? report.at("expires").get<std::string>() : "unknown",
                  hasEnd ? "" : "sign in again when the service refuses it: it is not renewed");
-    if (facts.environment == Environment::Local) { return; }
+    if (facts.environment == Environment::Local) { return true; }
     const std::string advice =
         "have the provider put the group into the claim, or name another with VARNEL_GROUPS_CLAIM";
     try {
@@ -132,11 +135,12 @@ void CheckToken(Findings& findings, Facts& facts) {
     } catch (const std::runtime_error& error) {
         findings.Fail(ExitStatus::LoginNeeded, "token's group (claim " + claim + ")", error.what(),
                       advice);
-        return;
+        return false;
     }
     const bool isGrouped = !facts.group.empty();
     findings.Add(isGrouped ? Health::Ok : Health::Warn, "token's group (claim " + claim + ")",
                  isGrouped ? facts.group : "none", isGrouped ? "" : advice);
+    return true;
 }
 
 /// Whether the name of the service's host resolves, with the group and without it.
@@ -250,9 +254,9 @@ void CheckEverything(Session& session) {
                          "unset the setting \"offline\" to reach it");
         } else {
             CheckProxies(findings);
-            CheckToken(findings, facts);
+            const bool isHostKnown = CheckToken(findings, facts);
             AskProvider(findings);
-            if (CheckConnection(findings, facts)) {
+            if (isHostKnown && CheckConnection(findings, facts)) {
                 CheckService(findings, facts);
                 if (!facts.isTls) { CheckClock(findings, facts.date); }
             }
