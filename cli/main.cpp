@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <clocale>
 #include <csignal>
 #include <exception>
@@ -8,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "CommandTree.h"
 #include "output/ExitStatus.h"
@@ -32,10 +34,27 @@ void FillStandardStreams() {
     }
 }
 
+/// The words of the command line, the last one first. "--to=", which an unset variable leaves
+/// behind, becomes an option with an empty value: the parser would take the next word for the
+/// value.
+std::vector<std::string> ListWordsBackwards(int argc, char** argv) {
+    std::vector<std::string> words;
+    bool isProgram = false;
+    for (const std::string& word : std::vector<std::string>(argv + 1, argv + argc)) {
+        isProgram = isProgram || word == "--";
+        const bool isEmptied =
+            !isProgram && word.rfind("--", 0) == 0 && word.find('=') + 1 == word.size();
+        words.push_back(isEmptied ? word.substr(0, word.size() - 1) : word);
+        if (isEmptied) { words.emplace_back(); }
+    }
+    std::reverse(words.begin(), words.end());
+    return words;
+}
+
 /// Parses the command line; whether there is a command to run.
 bool Parse(CLI::App& tree, int argc, char** argv) {
     try {
-        tree.parse(argc, argv);
+        tree.parse(ListWordsBackwards(argc, argv));
         return true;
     } catch (const CLI::CallForVersion& version) {
         VarnelBase::WriteOutput(std::string(version.what()) + "\n");
@@ -72,6 +91,8 @@ int main(int argc, char** argv) {
         Run(session, argc, argv);
         return static_cast<int>(ExitStatus::Done);
     } catch (const CommandError& error) {
+        // A traced program has ended so: the shell that waits for this one ends its loop only then.
+        if (error.GetStatus() == ExitStatus::Interrupted) { std::raise(SIGINT); }
         return Fail(error.GetStatus(), error.what());
     } catch (const std::system_error& error) {
         return Fail(ExitStatus::Refused, error.what());

@@ -10,6 +10,7 @@
 #include "output/ExitStatus.h"
 #include "output/Progress.h"
 #include "session/ChangeRequest.h"
+#include "session/Interruption.h"
 #include "session/Verdict.h"
 
 namespace VarnelBase {
@@ -85,6 +86,7 @@ void GenerateProject(Session& session, const GenerateOptions& options) {
         return;
     }
     DownloadTarget target(options.file, options.isForced);
+    const ChangeInFlight announced(change.Describe());
     std::optional<TransferProgress> progress(session.options.isQuiet);
     const ProjectOutcome outcome = session.GetClient().StreamProject(
         request,

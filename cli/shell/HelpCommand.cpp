@@ -20,12 +20,13 @@ void PrintHelp(const CLI::App& root, const HelpOptions& options) {
         }
         command = inner;
     }
-    std::string parents;
+    std::string path = command->get_name();
     for (const CLI::App* above = command->get_parent(); above != nullptr;
          above = above->get_parent()) {
-        parents = above->get_name() + (parents.empty() ? "" : " ") + parents;
+        path = above->get_name() + " " + path;
     }
-    WriteOutput(command->help(parents));
+    // CLI11's help() would describe the command that was chosen: this one.
+    WriteOutput(command->get_formatter()->make_help(command, path, CLI::AppFormatMode::Normal));
 }
 
 } // namespace

@@ -79,7 +79,8 @@ TEST_F(FileTest, SignalsEndTheProgramAndLeaveNothingHalf) {
     for (const SignalCase& given : {
              SignalCase{"user create a@b --role x", SIGINT, "POST /users may have been made"},
              {"user delete usr-1 --yes --retries 0", SIGINT, ""},
-             {"project generate --data {}", SIGINT, ""},
+             {"project generate --data {}", SIGINT, "POST /generateProject may have been made"},
+             {"trace -- varnel version", SIGINT, ""},
              {"project generate --data {}", SIGTERM, ""},
              {"project generate --data {}", SIGHUP, ""},
          }) {
