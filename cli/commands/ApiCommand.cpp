@@ -32,10 +32,12 @@ void SendRequest(Session& session, const ApiOptions& options) {
     if (!outcome.Succeeded()) {
         throw JudgeFailure(request.Describe(), outcome, isRead ? Purpose::Read : Purpose::Change);
     }
-    if (FindJsonProblem(outcome.text).empty()) {
+    if (!FindJsonProblem(outcome.text).empty()) {
+        WriteText(outcome.text);
+    } else if (isRead) {
         session.Print(outcome.text);
     } else {
-        WriteOutput(outcome.text);
+        PrintAccepted(session, request, outcome.text);
     }
 }
 

@@ -79,10 +79,11 @@ void ReplaceInputs(Session& session, const ServiceOptions& options) {
 
 void StartExecution(Session& session, const ServiceOptions& options) {
     const std::string data = options.data.empty() ? "{}" : ReadData(options.data);
+    // The host depends on the token, which may end before the answer comes.
+    const std::string page =
+        session.FormatPageUrl(options.identifiers.Fill("/simulations/{SIMULATION}"));
     MakeChange(session, options.MakeChange(data), options.isDryRun, [&] {
         if (session.options.isQuiet) { return; }
-        const std::string page =
-            session.FormatPageUrl(options.identifiers.Fill("/simulations/{SIMULATION}"));
         std::cerr << "UI: " << MakePrintable(page) << std::endl;
     });
 }

@@ -31,7 +31,9 @@ void Watch(Session& session, const WatchOptions& options) {
     for (const std::string& name : names) {
         watched.emplace_back(name, target + "/" + options.identifiers.Escape("EXECUTION", name));
     }
-    WatchExecutions(session, std::move(watched), options.rules);
+    WatchRules rules = options.rules;
+    rules.isList = options.isAll;
+    WatchExecutions(session, std::move(watched), rules);
 }
 
 } // namespace

@@ -57,6 +57,10 @@ void WriteOutput(const std::string& bytes) {
         error == EPIPE ? "" : "standard output: " + std::generic_category().message(error));
 }
 
+void WriteText(const std::string& text) {
+    WriteOutput(IsTerminal(STDOUT_FILENO) ? EscapeUnprintable(text) : text);
+}
+
 void PrintDocument(const std::string& document, const OutputOptions& options) {
     const std::optional<JsonView> part = FindPointed(JsonView(document), options.query);
     if (!part) {
@@ -68,9 +72,7 @@ void PrintDocument(const std::string& document, const OutputOptions& options) {
     } else if (options.format.empty() && !options.query.empty() && part->IsString()) {
         WriteOutput(part->GetString() + "\n");
     } else {
-        const std::string text =
-            options.format == "jsonl" ? FormatJsonLines(*part) : part->Format(2) + "\n";
-        WriteOutput(IsTerminal(STDOUT_FILENO) ? EscapeUnprintable(text) : text);
+        WriteText(options.format == "jsonl" ? FormatJsonLines(*part) : part->Format(2) + "\n");
     }
 }
 

@@ -18,6 +18,11 @@ bool WantsTable(const OutputOptions& options);
 /// @throws CommandError when they cannot be written; without a text when nobody reads any more
 void WriteOutput(const std::string& bytes);
 
+/// Writes text to standard output, on a terminal with everything escaped that could control it.
+///
+/// @throws like `WriteOutput`
+void WriteText(const std::string& text);
+
 /// Writes a document, or the part of it that was asked for, to standard output, and what had no
 /// room in a table to standard error. A single value that was asked for is written bare unless a
 /// format was.

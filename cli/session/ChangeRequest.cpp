@@ -47,25 +47,6 @@ std::string FormatIdentifier(const std::string& document) {
     return id ? " (id " + (id->IsString() ? id->GetString() : id->Format(0)) + ")" : "";
 }
 
-/// Prints the document of a change that was made, whatever keeps it from being shown as wanted.
-void PrintAccepted(Session& session, const ChangeRequest& change, const std::string& document) {
-    const std::string made = change.Describe() + " was done" + FormatIdentifier(document);
-    const std::string& query = session.options.output.query;
-    try {
-        if (FindPointed(JsonView(document), query)) {
-            session.Print(document);
-            return;
-        }
-        PrintDocument(document, {session.options.output.format, ""});
-    } catch (const CommandError& error) {
-        const std::string reason = error.what();
-        throw CommandError(error.GetStatus(),
-                           made + ", but its answer could not be written" +
-                               (reason.empty() ? ": nobody reads it any more" : ": " + reason));
-    }
-    throw CommandError(ExitStatus::Refused, made + ", but its answer has nothing at " + query);
-}
-
 /// Prints the document in the answer to a change.
 void PrintAnswer(Session& session, const ChangeRequest& change, const Outcome& outcome) {
     if (!outcome.Succeeded()) { throw JudgeFailure(change.Describe(), outcome, Purpose::Change); }
@@ -90,6 +71,24 @@ void PrintRequest(Session& session, const ChangeRequest& change) {
                         ",\"target\":" + json(session.FormatUrl(change.target)).dump();
     if (change.body) { shown += ",\"body\":" + *change.body; }
     session.Print(shown + "}");
+}
+
+void PrintAccepted(Session& session, const ChangeRequest& change, const std::string& document) {
+    const std::string made = change.Describe() + " was done" + FormatIdentifier(document);
+    const std::string& query = session.options.output.query;
+    try {
+        if (FindPointed(JsonView(document), query)) {
+            session.Print(document);
+            return;
+        }
+        PrintDocument(document, {session.options.output.format, ""});
+    } catch (const CommandError& error) {
+        const std::string reason = error.what();
+        throw CommandError(error.GetStatus(),
+                           made + ", but its answer could not be written" +
+                               (reason.empty() ? ": nobody reads it any more" : ": " + reason));
+    }
+    throw CommandError(ExitStatus::Refused, made + ", but its answer has nothing at " + query);
 }
 
 Outcome SendChange(Session& session, const ChangeRequest& change) {
@@ -122,7 +121,7 @@ void MakeCheckedChange(Session& session, const ChangeRequest& change, const Chec
     const std::optional<bool> isMade = check.judge(found);
     if (isMade.value_or(false)) {
         session.Note("verified: " + check.made);
-        if (check.isShown) { session.Print(found.text); }
+        if (check.isShown) { PrintAccepted(session, change, found.text); }
         return;
     }
     const std::string sent =

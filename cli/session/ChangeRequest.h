@@ -31,6 +31,12 @@ struct Check {
 /// Shows a request instead of sending it.
 void PrintRequest(Session& session, const ChangeRequest& change);
 
+/// Prints the document that shows what a change has made, the whole of it where --query finds
+/// nothing.
+///
+/// @throws CommandError when it cannot be shown as wanted, with what was made
+void PrintAccepted(Session& session, const ChangeRequest& change, const std::string& document);
+
 /// Sends a change. A signal that ends the program meanwhile says that it may have been made.
 Outcome SendChange(Session& session, const ChangeRequest& change);
 

@@ -21,6 +21,7 @@ struct Page {
     std::vector<std::string> entries; ///< the list's in it
     bool isList = false;              ///< there is a list in it
     std::optional<std::size_t> total; ///< of entries that the service has
+    bool isCut = false;               ///< there may be further entries that are wanted
 };
 
 Page ParsePage(std::string text) {
@@ -76,12 +77,15 @@ Page ReadPages(Session& session, const PagedList& list, const PageOptions& optio
             const bool isWanted =
                 options.state.empty() || FindText(entry, StateMember) == options.state;
             const bool isNew = known.insert(FindIdentity(entry)).second;
-            if (isNew && isWanted && entries.size() < wanted) { entries.push_back(entry); }
+            if (!isNew || !isWanted) { continue; }
+            page.isCut = entries.size() == wanted;
+            if (!page.isCut) { entries.push_back(entry); }
         }
         offset += page.entries.size();
         const bool isShort =
             options.limit < 0 || page.entries.size() < static_cast<std::size_t>(options.limit);
         const bool isLast = page.total ? offset >= *page.total : isShort;
+        page.isCut = page.isCut || (entries.size() == wanted && !isLast);
         if (known.size() == before || entries.size() == wanted || isLast) { break; }
         progress.Show(std::to_string(known.size()) + " " + list.entries,
                       page.total ? std::optional(static_cast<double>(offset) /
@@ -134,11 +138,11 @@ void NoteRest(const Session& session, const PagedList& list, const PageOptions& 
     const std::size_t shown = page.entries.size();
     const std::size_t first = static_cast<std::size_t>(std::max(options.offset, 0));
     const bool isFull = options.limit > 0 && shown >= static_cast<std::size_t>(options.limit);
-    if (page.total && (first > 0 || *page.total > shown)) {
+    if (options.state.empty() && page.total && (first > 0 || *page.total > shown)) {
         session.Note(which + GroupDigits(shown) + " of " + GroupDigits(*page.total) + " " +
                      list.entries + ", --all for the rest");
-    } else if (!page.total && isFull) {
-        session.Note(GroupDigits(shown) + " " + list.entries +
+    } else if (page.isCut || (!page.total && isFull)) {
+        session.Note(which + GroupDigits(shown) + " " + list.entries +
                      ", and there may be more: --all for the rest");
     }
 }
@@ -175,9 +179,20 @@ void PrintList(Session& session, const PagedList& list, const PageOptions& optio
     Page page;
     if (options.isAll || !options.state.empty()) {
         const bool isLimited = !options.isAll && options.limit >= 0;
-        page = ReadPages(session, list, options,
-                         isLimited ? static_cast<std::size_t>(options.limit)
-                                   : std::numeric_limits<std::size_t>::max());
+        const std::size_t all = std::numeric_limits<std::size_t>::max();
+        const std::size_t wanted = isLimited ? static_cast<std::size_t>(options.limit) : all;
+        PageOptions pages = options;
+        if (isLimited) { pages.limit = std::max(options.limit, PageOptions().limit); }
+        // Which entries are the newest is known once all have been read.
+        page = ReadPages(session, list, pages, isReversed ? all : wanted);
+        if (page.entries.size() > wanted) {
+            const bool isNewestLast = IsOldestFirst(page.entries);
+            const auto begin = page.entries.end() - static_cast<std::ptrdiff_t>(wanted);
+            if (isNewestLast) { page.entries.erase(page.entries.begin(), begin); }
+            page.entries.resize(wanted);
+            page.isCut = true;
+            which = isNewestLast ? "the newest " : "";
+        }
     } else {
         page = ReadPage(session, list, options.limit, options.offset);
         const std::size_t shown = page.entries.size();
@@ -191,7 +206,7 @@ void PrintList(Session& session, const PagedList& list, const PageOptions& optio
         std::reverse(page.entries.begin(), page.entries.end());
     }
     session.Print(Assemble(page));
-    if (!options.isAll && options.state.empty()) { NoteRest(session, list, options, page, which); }
+    if (!options.isAll) { NoteRest(session, list, options, page, which); }
 }
 
 } // namespace VarnelBase

@@ -43,8 +43,8 @@ bool Session::UsesTls() const {
 }
 
 Outcome Session::Send(const std::string& method, const std::string& target,
-                      const std::optional<std::string>& body) {
-    return GetClient().Send(method, target, body);
+                      const std::optional<std::string>& body, const CallOptions& call) {
+    return GetClient().Send(method, target, body, call);
 }
 
 std::string Session::Read(const std::string& target) {
@@ -63,8 +63,9 @@ std::string Session::FormatPageUrl(const std::string& path) {
 }
 
 std::string Session::BuildHost() {
+    ServiceClient& used = GetClient();
     try {
-        return GetClient().GetHostname();
+        return used.GetHostname();
     } catch (const std::runtime_error& error) {
         throw CommandError(ExitStatus::LoginNeeded, DescribeMissingToken(error));
     }

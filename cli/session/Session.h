@@ -31,7 +31,7 @@ public:
     ServiceClient& GetClient();
 
     Outcome Send(const std::string& method, const std::string& target,
-                 const std::optional<std::string>& body = {});
+                 const std::optional<std::string>& body = {}, const CallOptions& call = {});
 
     /// Sends a GET request for a document.
     ///

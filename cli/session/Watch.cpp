@@ -58,7 +58,6 @@ public:
           progress(used.options.isQuiet) {}
 
     void Run() {
-        const auto start = WatchClock::now();
         std::chrono::milliseconds wait =
             rules.intervalSeconds ? MakeDuration(*rules.intervalSeconds) : ShortestWait;
         while (true) {
@@ -67,15 +66,9 @@ public:
             }
             ShowProgress();
             if (CountRunning() == 0) { return; }
-            const auto now = WatchClock::now();
-            std::chrono::milliseconds pause = wait;
-            if (rules.timeoutSeconds) {
-                const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-                    start + MakeDuration(*rules.timeoutSeconds) - now);
-                if (left.count() <= 0) { ThrowStillRunning(); }
-                pause = std::min(pause, left);
-            }
-            std::this_thread::sleep_for(pause);
+            const std::chrono::milliseconds left = FindTimeLeft();
+            if (left.count() <= 0) { ThrowStillRunning(); }
+            std::this_thread::sleep_for(std::min(wait, left));
             if (!rules.intervalSeconds) { wait = std::min(wait * 2, LongestWait); }
         }
     }
@@ -83,9 +76,18 @@ public:
     const std::vector<WatchedExecution>& GetExecutions() const { return executions; }
 
 private:
+    /// What is left of --timeout.
+    std::chrono::milliseconds FindTimeLeft() const {
+        if (!rules.timeoutSeconds) { return std::chrono::milliseconds::max(); }
+        return std::chrono::duration_cast<std::chrono::milliseconds>(
+            start + MakeDuration(*rules.timeoutSeconds) - WatchClock::now());
+    }
+
     void Update(WatchedExecution& execution) {
         const std::string request = "GET " + execution.target;
-        const Outcome outcome = session.Send("GET", execution.target);
+        CallOptions call;
+        call.timeout = std::clamp(FindTimeLeft(), std::chrono::milliseconds(1), callPatience);
+        const Outcome outcome = session.Send("GET", execution.target, {}, call);
         if (IsPassing(outcome)) {
             Survive(request, outcome);
             return;
@@ -168,9 +170,13 @@ private:
     std::vector<WatchedExecution> executions;
     const WatchRules& rules;
     Progress progress;
+    const std::chrono::milliseconds callPatience =
+        session.options.timeoutSeconds ? MakeDuration(*session.options.timeoutSeconds)
+                                       : ClientOptions().timeout;
+    const WatchClock::time_point start = WatchClock::now();
     bool isAnswering = true; ///< the last question was answered
     bool wasAnswered = false;
-    WatchClock::time_point lastAnswer = WatchClock::now();
+    WatchClock::time_point lastAnswer = start;
 };
 
 } // namespace
@@ -189,7 +195,8 @@ void WatchExecutions(Session& session, std::vector<WatchedExecution> executions,
         bad +=
             (bad.empty() ? "" : ", ") + execution.identifier + " has ended as " + execution.state;
     }
-    session.Print(ended.size() == 1 ? documents : "[" + documents + "]");
+    const bool isList = rules.isList || ended.size() != 1;
+    session.Print(isList ? "[" + documents + "]" : documents);
     if (!bad.empty()) { throw CommandError(ExitStatus::ExecutionFailed, bad); }
 }
 

@@ -16,6 +16,7 @@ struct WatchRules {
     std::vector<std::string> badStates;  ///< that end it badly, besides "failed"
     std::optional<double> timeoutSeconds;
     std::optional<double> intervalSeconds;
+    bool isList = false; ///< whether the result is a list however many there are
 };
 
 /// An execution and what was last seen of it.

@@ -2,6 +2,7 @@
 
 #include <HarDocument.h>
 #include <UtcTime.h>
+#include <Utf8Text.h>
 #include <WriteJson.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -101,10 +102,10 @@ TraceLog::TraceLog(TraceFormat chosen, const std::string& path, bool isReplacing
 
 void TraceLog::Add(const TracedExchange& exchange) {
     if (format == TraceFormat::JsonLines) {
-        Write(WriteJson(MakeLine(exchange, hasBodies)) + "\n", "");
+        Write(EscapeUnprintable(WriteJson(MakeLine(exchange, hasBodies))) + "\n", "");
         return;
     }
-    const std::string entry = WriteJson(MakeArchiveEntry(exchange, hasBodies));
+    const std::string entry = EscapeUnprintable(WriteJson(MakeArchiveEntry(exchange, hasBodies)));
     Write((hasEntries ? ",\n" : "\n") + entry, HarEnd);
     hasEntries = true;
 }

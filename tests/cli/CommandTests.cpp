@@ -5,6 +5,7 @@
 
 #include "CommandFixture.h"
 #include "ScriptedServer.h"
+#include "SilentPeer.h"
 
 namespace VarnelBase {
 namespace {
@@ -108,8 +109,15 @@ TEST_F(CommandTest, TellsWhatHappened) {
              {"version >&-", {}, 1, "", "standard output"},
              {"user create a@b --role x >/dev/full", {}, 1, "", "(id usr-3)"},
              {"user create a@b --role x --query /nope", {}, 1, "usr-3", "nothing at /nope"},
+             {"user set-role usr-2 admin --query /nope", {}, 1, "usr-2", "nothing at /nope"},
+             {"api POST /agent --data '{\"command\":\"x\"}' >/dev/full",
+              {},
+              1,
+              "",
+              "POST /agent was done"},
              {"simulation list --help", {}, 0, "Examples:", ""},
              {"help simulation inputs set", {}, 0, "--data", ""},
+             {"help", {}, 0, "Exit status:", ""},
              {"--version --verbose", {}, 0, "libcurl/", ""},
          }) {
         Check(given);
@@ -131,6 +139,7 @@ TEST_F(CommandTest, TellsWhatHappened) {
          }) {
         Check(given, "execution watch sim-bridge ");
     }
+    EXPECT_EQ(Run("varnel execution watch sim-pendulum --all").out, "[]\n");
     for (const auto& [setting, status] : std::vector<std::pair<std::string, int>>{
              {"VARNEL_API_PORT=1", 3}, {"VARNEL_API_HOST=a..b", 3}, {"VARNEL_API_PORT=x", 2}}) {
         EXPECT_EQ(Run(setting + " varnel version --retries 0").status, status);
@@ -153,7 +162,9 @@ TEST_F(CommandTest, SendsNothingThatItShouldNot) {
              {"simulation list --scope 'user&limit=1'", "--scope"},
              {"simulation delete sim-bridge", "--yes"},
              {set + "''", "--data: is empty"},
-             {"execution start sim-bridge --data=", "--data"},
+             {"execution start sim-bridge --data=", "--data: is empty"},
+             {"execution list --state= sim-bridge", "--state: is empty"},
+             {"trace --to= -- varnel version", "--to: is empty"},
              {"user list --environment ''", "--environment: is empty"},
              {"project generate --data {} -O ''", "is empty"},
              {set + "'{\"a\":}'", "--data: not JSON at byte offset 5"},
@@ -291,7 +302,7 @@ TEST_F(ScriptedCommandTest, ListsTellWhatTheyLeaveOut) {
              {"--limit 5 --all", {one, last, none}, "a b d ", 3, ""},
              {"--limit 2 --all --offset 2", {two}, "c d ", 1, ""},
              {"--limit 2 --all", {one, none}, "a b ", 2, ""},
-             {"--limit 1 --state x", {one}, "a ", 1, ""},
+             {"--limit 1 --state x", {one}, "a ", 1, "1 users, and there may be more"},
              {"--limit 2 --state x", {one, two}, "a c ", 2, ""},
              {"--all --limit 2 --state y", {one, two}, "b ", 2, ""},
          }) {
@@ -319,6 +330,13 @@ TEST_F(ScriptedCommandTest, PeopleSeeTheNewestExecutionsFirst) {
     EXPECT_EQ(outcome.out, "id  createdAt\ni   2025-01-09\nh   2025-01-08\n");
     EXPECT_PRED2(Has, outcome.err, "the newest 2 of 9 executions");
     EXPECT_EQ(server.TakeTargets().back(), "GET /simulations/x/executions?limit=2&offset=7");
+
+    const std::string states =
+        R"([{"id":"a","state":"x","createdAt":"1"},{"id":"b","state":"x","createdAt":"2"},{"id":"c","state":"y","createdAt":"3"}])";
+    server.Answer(MakeAnswer(states));
+    const Outcome chosen = Run("varnel execution list x --limit 1 --state x -o table");
+    EXPECT_EQ(chosen.out, "id  state  createdAt\nb   x      2\n");
+    EXPECT_PRED2(Has, chosen.err, "the newest 1 executions, and there may be more");
 }
 
 TEST_F(ScriptedCommandTest, TerminalsAreNeitherSteeredNorOverflowed) {
@@ -339,6 +357,11 @@ TEST_F(ScriptedCommandTest, TerminalsAreNeitherSteeredNorOverflowed) {
     EXPECT_PRED2(Has, RunOnTerminal("varnel simulation list", 20), longId);
     const std::string shown = RunOnTerminal("varnel simulation list -o json", 80);
     EXPECT_PRED2(Has, shown, "\\u001b[2J\\u202ex\\u0085");
+    server.Answer(MakeAnswer("a\u202eb"));
+    for (const char* command :
+         {"varnel api GET /x", "varnel trace --bodies -- varnel api GET /x"}) {
+        EXPECT_PRED2(Has, RunOnTerminal(command, 200), "a\\u202eb");
+    }
     server.Answer(MakeAnswer(R"({"error":{"message":"a\u001b[2J\u202eb"}})", "404 Not Found"));
     EXPECT_PRED2(Has, Run("varnel version").err, "a�[2J�b");
 }
@@ -364,10 +387,14 @@ TEST_F(CommandTest, DeletesOnATerminalOnlyWhatIsConfirmed) {
 TEST_F(CommandTest, AWatchEndsInTime) {
     Run("varnel execution start sim-bridge");
     const Outcome outcome =
-        Run("varnel execution watch sim-bridge exe-3 --interval 0.01 --timeout 0.02");
+        Run("varnel execution watch sim-bridge exe-3 --interval 0.1 --timeout 1");
     EXPECT_EQ(outcome.status, 7) << outcome.err;
-    EXPECT_PRED2(Has, outcome.err, "exe-3 (queued)");
+    EXPECT_PRED2(Has, outcome.err, "exe-3 is queued");
     EXPECT_EQ(outcome.out, "");
+    const SilentPeer peer;
+    WriteConfig("", peer.port);
+    EXPECT_EQ(Run("timeout 30 varnel execution watch x y --timeout 1").status, 7);
+    WriteConfig("");
     if (!HasTerminal()) { GTEST_SKIP(); }
     const std::string shown = RunOnTerminal("varnel execution watch sim-bridge exe-1", 60);
     EXPECT_PRED2(Has, shown, "[####################] finished 100 %");
