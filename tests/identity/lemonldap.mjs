@@ -76,6 +76,6 @@ builder {
     LLNG_DEFAULTCONFFILE: join(home, 'settings.ini'),
     PERL5LIB: `${join(root, 'usr/share/perl5')}:${listLibraries('perl5/5.36')}`,
   };
-  await startServer('starman', [...args, join(home, 'portal.psgi')], environment, 'Setting gid');
+  await startServer('starman', [...args, join(home, 'portal.psgi')], environment, 'Binding to ');
   return { issuer: origin, authority };
 }
