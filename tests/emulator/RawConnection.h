@@ -1,11 +1,12 @@
 #pragma once
 
-#include <arpa/inet.h>
+#include <Emulator.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -43,4 +44,16 @@ inline std::string SendRaw(int port, const std::string& bytes) {
     const std::string answer = ReadUntil(peer, "");
     close(peer);
     return answer;
+}
+
+/// Sends a request as it stands on a connection of its own; everything that comes back.
+///
+/// @param request method and target
+/// @param headers separated by "|"
+inline std::string SendRequest(const VarnelBase::Emulator& emulator, const std::string& request,
+                               const std::string& headers, const std::string& body = "") {
+    const std::string lines = std::regex_replace(headers, std::regex("\\|"), "\r\n");
+    return SendRaw(emulator.GetPort(), request + " HTTP/1.1\r\nConnection: close\r\n" + lines +
+                                           "\r\nContent-Length: " + std::to_string(body.size()) +
+                                           "\r\n\r\n" + body);
 }

@@ -1,25 +1,12 @@
 // Rules, scenarios, and what a test can say about the requests that came.
-#include <cstdlib>
-#include <fstream>
-#include <stdexcept>
-#include <string>
-#include <tuple>
-#include <vector>
-
-#include "AskEmulator.h"
+#include "TestedEmulator.h"
 
 namespace {
 
-using nlohmann::json;
-using VarnelBase::Emulator;
-using VarnelBase::EmulatorOptions;
-
 TEST(Rules, AnswerInPlaceOfTheService) {
-    std::string directory = testing::TempDir() + "varnel-rules-XXXXXX";
-    ASSERT_NE(mkdtemp(directory.data()), nullptr);
-    std::ofstream(directory + "/a.zip") << "PK";
     EmulatorOptions options;
-    options.filesDirectory = directory;
+    options.filesDirectory = MakeDirectory();
+    std::ofstream(options.filesDirectory + "/a.zip") << "PK";
     Emulator emulator(options);
     for (const auto& [members, type, body] :
          std::vector<std::tuple<const char*, const char*, const char*>>{
@@ -31,12 +18,11 @@ TEST(Rules, AnswerInPlaceOfTheService) {
         emulator.ClearFaults();
         emulator.AddFault(json::parse(std::string(R"({"action": "answer", "status": 418, )") +
                                       members + R"(, "path": "/made/*/up"})"));
-        httplib::Client client("127.0.0.1", emulator.GetPort());
-        const auto result = client.Post("/made/1/up");
-        EXPECT_EQ(result->status, 418) << members;
-        EXPECT_EQ(result->body, body);
-        EXPECT_EQ(result->get_header_value("Content-Type"), type);
-        EXPECT_EQ(result->has_header("X-Odd"), std::string(type) == "a/b");
+        const Reply reply = Ask(emulator, "POST /made/1/up");
+        EXPECT_EQ(reply.status, 418) << members;
+        EXPECT_EQ(reply.body, body);
+        EXPECT_EQ(reply.headers.find("Content-Type")->second, type);
+        EXPECT_EQ(reply.headers.count("X-Odd"), std::string(type) == "a/b" ? 1U : 0U);
     }
     for (const char* const members :
          {R"("body": 1, "text": "x")", R"("file": "../a.zip")", R"("file": "/etc/passwd")",
@@ -62,16 +48,16 @@ TEST(Rules, AreFoundByNameAndCounted) {
     const std::string number = add({{"path", "/users"}, {"required", true}})["id"].dump();
     EXPECT_THROW(add({{"name", "any"}}), std::runtime_error);
     EXPECT_THROW(add({{"name", "7"}}), std::runtime_error);
-    EXPECT_EQ(AskEmulator(emulator, "GET", "/users/usr-1").status, 200);
-    EXPECT_EQ(AskEmulator(emulator, "GET", "/users/usr-1/").status, 404);
-    EXPECT_EQ(AskEmulator(emulator, "GET", "/users/a/b").status, 404);
-    EXPECT_EQ(AskEmulator(emulator, "GET", "/_local/faults/any").document["matched"], 1);
-    EXPECT_EQ(AskEmulator(emulator, "GET", "/_local/faults/none").status, 404);
+    EXPECT_EQ(Ask(emulator, "GET /users/usr-1").status, 200);
+    EXPECT_EQ(Ask(emulator, "GET /users/usr-1/").status, 404);
+    EXPECT_EQ(Ask(emulator, "GET /users/a/b").status, 404);
+    EXPECT_EQ(Get(emulator, "/_local/faults/any")["matched"], 1);
+    EXPECT_EQ(Ask(emulator, "GET /_local/faults/none").status, 404);
     EXPECT_NE(emulator.CheckFaults().find("/users) was never applied"), std::string::npos);
-    EXPECT_EQ(AskEmulator(emulator, "POST", "/_local/check/faults").status, 409);
-    EXPECT_EQ(AskEmulator(emulator, "GET", "/users").status, 503);
+    EXPECT_EQ(Ask(emulator, "POST /_local/check/faults").status, 409);
+    EXPECT_EQ(Ask(emulator, "GET /users").status, 503);
     EXPECT_EQ(emulator.CheckFaults(), "");
-    EXPECT_EQ(AskEmulator(emulator, "DELETE", "/_local/faults/" + number).status, 200);
+    EXPECT_EQ(Ask(emulator, "DELETE /_local/faults/" + number).status, 200);
     emulator.RemoveFault("any");
     EXPECT_EQ(emulator.GetFaults(), json::array());
 
@@ -79,7 +65,7 @@ TEST(Rules, AreFoundByNameAndCounted) {
     add({{"name", "first"}});
     add({{"name", "second"}, {"times", 0}});
     for (const int status : {503, 503, 503}) {
-        EXPECT_EQ(AskEmulator(emulator, "GET", "/users/usr-1").status, status);
+        EXPECT_EQ(Ask(emulator, "GET /users/usr-1").status, status);
     }
     const json rules = emulator.GetFaults();
     EXPECT_EQ(rules[0]["matched"].dump() + rules[0]["applied"].dump(), "31");
@@ -109,24 +95,23 @@ TEST(Rules, ScenariosLeadFromStateToState) {
          "scenario": {"name": "boot", "in": "started", "then": "warm"}},
         {"path": "/version", "times": 0, "action": "answer", "text": "warm",
          "scenario": {"name": "boot", "in": "warm", "then": "hot"}}])"));
-    const auto ask = [&] { return AskEmulator(emulator, "GET", "/version").body; };
+    const auto ask = [&] { return Ask(emulator, "GET /version").body; };
     for (const char* const answer : {"cold", "warm", "[\"0.4.1\"]"}) { EXPECT_EQ(ask(), answer); }
-    EXPECT_EQ(
-        AskEmulator(emulator, "POST", "/_local/scenarios", R"({"name": "boot", "state": "warm"})")
-            .document["items"][0]["state"],
-        "warm");
+    EXPECT_EQ(Ask(emulator, "POST /_local/scenarios", R"({"name": "boot", "state": "warm"})")
+                  .document["items"][0]["state"],
+              "warm");
     EXPECT_EQ(ask(), "warm");
     emulator.Reset();
-    EXPECT_EQ(AskEmulator(emulator, "GET", "/_local/scenarios").document["total"], 0);
+    EXPECT_EQ(Get(emulator, "/_local/scenarios")["total"], 0);
 }
 
 TEST(Requests, AreHeldAgainstExpectations) {
     Emulator emulator;
     for (const char* const span : {"40", "41", "40"}) {
-        AskEmulator(emulator, "POST", "/simulations/sim-bridge/executions?dry=1",
-                    std::string(R"({"options": {"span": )") + span + "}}");
+        Ask(emulator, "POST /simulations/sim-bridge/executions?dry=1",
+            std::string(R"({"options": {"span": )") + span + "}}");
     }
-    AskEmulator(emulator, "GET", "/users?limit=7");
+    Ask(emulator, "GET /users?limit=7");
     const std::string start = R"({"method": "POST", "path": "/simulations/*/executions")";
     for (const auto& [expectation, problem] : std::vector<std::pair<std::string, const char*>>{
              {start + "}", ""},
@@ -145,12 +130,12 @@ TEST(Requests, AreHeldAgainstExpectations) {
         const std::string told = emulator.CheckRequests(json::parse(expectation));
         EXPECT_EQ(told.empty(), *problem == 0) << expectation << told;
         EXPECT_NE(told.find(problem), std::string::npos) << told;
-        EXPECT_EQ(AskEmulator(emulator, "POST", "/_local/check/requests", expectation).status,
+        EXPECT_EQ(Ask(emulator, "POST /_local/check/requests", expectation).status,
                   *problem == 0 ? 200 : 409);
     }
     EXPECT_EQ(emulator.GetRequests({{"body", {{"/options/span", 41}}}}).size(), 1U);
-    const std::string target = "/_local/requests?method=POST&status=201&text=41&path=/sim*/*/exe*";
-    EXPECT_EQ(AskEmulator(emulator, "GET", target).document["total"], 1);
+    const std::string query = "method=POST&status=201&text=41&path=/sim*/*/exe*";
+    EXPECT_EQ(Get(emulator, "/_local/requests?" + query)["total"], 1);
     EXPECT_THROW(emulator.CheckRequests({{"tims", 3}}), std::runtime_error);
     EXPECT_THROW(emulator.CheckRequests({{"body", {{"span", 3}}}}), std::runtime_error);
 }

@@ -2,89 +2,58 @@
 #include <array>
 #include <map>
 #include <set>
-#include <stdexcept>
-#include <string>
 #include <thread>
-#include <tuple>
-#include <vector>
 
-#include "AskEmulator.h"
+#include "TestedEmulator.h"
 
 namespace {
-
-using nlohmann::json;
-using VarnelBase::Emulator;
-using VarnelBase::EmulatorOptions;
-
-EmulatorOptions MakeOptions(const json& seed) {
-    EmulatorOptions options;
-    options.seed = seed;
-    options.speed = 0;
-    return options;
-}
-
-json Get(const Emulator& emulator, const std::string& target) {
-    return AskEmulator(emulator, "GET", target).document;
-}
 
 /// The number in an identifier ("exe-7").
 int ReadNumber(const std::string& id) {
     return std::stoi(id.substr(id.find('-') + 1));
 }
 
-/// What an emulator with these options says when it does not start.
-std::string TellProblem(const EmulatorOptions& options) {
-    try {
-        const Emulator emulator(options);
-    } catch (const std::runtime_error& error) { return error.what(); }
-    return "";
-}
-
 TEST(State, ExecutionsFollowTheClockAlone) {
-    Emulator emulator(MakeOptions(json::parse(
-        R"({"simulations": [{"id": "s"}], "executions": [
+    Emulator emulator(MakeOptions(R"({"simulations": [{"id": "s"}], "executions": [
             {"simulationId": "s", "_local": {"duration": 10}},
-            {"simulationId": "s", "_local": {"duration": 10, "outcome": "failed"}}]})")));
+            {"simulationId": "s", "_local": {"duration": 10, "outcome": "failed"}}]})"));
     const auto show = [&](const std::string& id) {
         const json execution = Get(emulator, "/simulations/s/executions/" + id);
         return execution["state"].get<std::string>() + " " + execution["progress"].dump();
     };
     std::string course;
     for (const double step : {0.0, 0.999, 4.501, 4.5}) {
-        course += AskEmulator(emulator, "DELETE", "/simulations/s").status == 409 ? "kept, " : "";
+        course += Ask(emulator, "DELETE /simulations/s").status == 409 ? "kept, " : "";
         emulator.AdvanceClock(step);
         course += show("exe-1") + ", " + show("exe-2") + "; ";
     }
     EXPECT_EQ(course,
               "kept, queued 0.0, queued 0.0; kept, queued 0.0, queued 0.0; "
               "kept, running 0.5, failed 0.5; kept, finished 1.0, failed 0.5; ");
-    EXPECT_EQ(AskEmulator(emulator, "DELETE", "/simulations/s").status, 204);
+    EXPECT_EQ(Ask(emulator, "DELETE /simulations/s").status, 204);
     EXPECT_TRUE(emulator.Export()["executions"].empty());
 }
 
 TEST(State, SeedsRepeatAndRoundTrip) {
-    const json seed = json::parse(R"({"seed": 7, "failureRate": 0.5, "simulations": [
+    const std::string seed = R"({"seed": 7, "failureRate": 0.5, "simulations": [
         {"id": "s"}, {"id": 7, "kind": "\u0000odd", "_local": {"scope": "l\u0000b", "listed": {"id": 7}}}],
-        "executions": [{"simulationId": "s", "state": "DONE"}], "users": [{"login": "x"}]})");
+        "executions": [{"simulationId": "s", "state": "DONE"}], "users": [{"login": "x"}]})";
     const auto use = [](Emulator& emulator) {
-        for (int i = 0; i < 8; ++i) {
-            AskEmulator(emulator, "POST", "/simulations/s/executions", "{}");
-        }
-        AskEmulator(emulator, "POST", "/users", R"({"email": "a\u0000@b", "role": "r"})");
-        EXPECT_EQ(AskEmulator(emulator, "POST", "/users", R"({"email": "a\u0000@c", "role": "r"})")
-                      .status,
+        for (int i = 0; i < 8; ++i) { Ask(emulator, "POST /simulations/s/executions", "{}"); }
+        Ask(emulator, "POST /users", R"({"email": "a\u0000@b", "role": "r"})");
+        EXPECT_EQ(Ask(emulator, "POST /users", R"({"email": "a\u0000@c", "role": "r"})").status,
                   201);
         EXPECT_EQ(Get(emulator, "/simulations?scope=l%00b")["total"], 1);
-        AskEmulator(emulator, "PATCH", "/users/usr-1", R"({"role": "r"})");
-        AskEmulator(emulator, "POST", "/agent", R"({"command": "start"})");
-        AskEmulator(emulator, "POST", "/_local/simulations", R"({"name": "new"})");
+        Ask(emulator, "PATCH /users/usr-1", R"({"role": "r"})");
+        Ask(emulator, "POST /agent", R"({"command": "start"})");
+        Ask(emulator, "POST /_local/simulations", R"({"name": "new"})");
         emulator.AdvanceClock(7.25);
         return emulator.Export();
     };
     Emulator first(MakeOptions(seed));
     const json start = first.Export();
     const json used = use(first);
-    Emulator second(MakeOptions(used));
+    Emulator second(MakeOptions(used.dump()));
     EXPECT_EQ(second.Export(), used);
     first.Reset();
     EXPECT_EQ(first.Export(), start);
@@ -101,20 +70,22 @@ TEST(State, SeedsRepeatAndRoundTrip) {
 }
 
 TEST(State, GivesEachIdentifierOnce) {
-    const Emulator emulator(MakeOptions(json::parse(R"({
+    const Emulator emulator(MakeOptions(R"({
         "simulations": [{"id": "s"}, {"id": "sim-3"}], "users": [{"id": "usr-2"}],
-        "executions": [{"id": "exe-2", "simulationId": "s"}]})")));
+        "executions": [{"id": "exe-2", "simulationId": "s"}]})"));
     std::set<std::string> ids{"s", "sim-3", "usr-2", "exe-2"};
+    const std::pair<std::string, const char*> creations[] = {
+        {"/simulations", "{}"},
+        {"/simulations/s/executions", "{}"},
+        {"/users", R"({"email": "a@b", "role": "r"})"}};
     for (int round = 0; round < 3; ++round) {
-        for (const auto& [target, body] :
-             std::map<std::string, std::string>{{"/_local/simulations", "{}"},
-                                                {"/simulations/s/executions", "{}"},
-                                                {"/users", R"({"email": "a@b", "role": "r"})"}}) {
-            const json made = AskEmulator(emulator, "POST", target, body).document;
+        for (const auto& [target, body] : creations) {
+            const bool isSteered = target == "/simulations";
+            const json made =
+                Ask(emulator, (isSteered ? "POST /_local" : "POST ") + target, body).document;
             const std::string id = made.value("id", "");
             EXPECT_TRUE(ids.insert(id).second) << made;
-            AskEmulator(emulator, "DELETE",
-                        (target == "/users" ? "/users/" : "/simulations/") + id);
+            Ask(emulator, "DELETE " + target + "/" + id);
         }
     }
 }
@@ -123,8 +94,8 @@ TEST(State, SeveralClientsShareOneCourse) {
     constexpr int Clients = 4;
     constexpr int Starts = 20;
     const auto run = [] {
-        EmulatorOptions options = MakeOptions(
-            json::parse(R"({"seed": 7, "failureRate": 0.5, "simulations": [{"id": "s"}]})"));
+        EmulatorOptions options =
+            MakeOptions(R"({"seed": 7, "failureRate": 0.5, "simulations": [{"id": "s"}]})");
         options.rules = json::parse(R"([{"method": "POST", "occurrence": 5, "times": 9,
                                          "action": "status"}])");
         Emulator emulator(options);
@@ -134,8 +105,8 @@ TEST(State, SeveralClientsShareOneCourse) {
             threads.emplace_back([&emulator, client,
                                   &made = own.at(static_cast<std::size_t>(client))] {
                 for (int i = 0; i < Starts; ++i) {
-                    const Reply reply = AskEmulator(emulator, "POST", "/simulations/s/executions",
-                                                    json({client, i}).dump());
+                    const Reply reply =
+                        Ask(emulator, "POST /simulations/s/executions", json({client, i}).dump());
                     if (reply.status == 201) { made.push_back(reply.document); }
                 }
             });
@@ -156,7 +127,7 @@ TEST(State, SeveralClientsShareOneCourse) {
 }
 
 TEST(State, ServesDocumentsAsTheyStand) {
-    Emulator emulator(MakeOptions(json::parse(R"({
+    Emulator emulator(MakeOptions(R"({
         "version": {"api": "7.2"}, "agent": ["none"],
         "shapes": {
             "simulations": {"items": "", "id": "/meta/uuid", "scope": "/visibility"},
@@ -169,11 +140,10 @@ TEST(State, ServesDocumentsAsTheyStand) {
         "simulations": [{"meta": {"uuid": "s"}, "visibility": "lab", "x": [1],
                          "_local": {"inputs": [1], "listed": {"short": true}}}],
         "executions": [{"run": 9, "status": {"phase": "OLD"}, "_local": {"simulationId": "s"}}],
-        "users": [{"id": 4, "contact": {"mail": "a@b"}, "roles": ["admin", "x"]}]})")));
-    EXPECT_EQ(AskEmulator(emulator, "POST", "/simulations/s/executions", "null").status, 201);
-    EXPECT_EQ(AskEmulator(emulator, "PATCH", "/users/4", R"({"role": "r"})").status, 200);
-    EXPECT_EQ(AskEmulator(emulator, "POST", "/users", R"({"email": "A@B", "role": "r"})").status,
-              409);
+        "users": [{"id": 4, "contact": {"mail": "a@b"}, "roles": ["admin", "x"]}]})"));
+    EXPECT_EQ(Ask(emulator, "POST /simulations/s/executions", "null").status, 201);
+    EXPECT_EQ(Ask(emulator, "PATCH /users/4", R"({"role": "r"})").status, 200);
+    EXPECT_EQ(Ask(emulator, "POST /users", R"({"email": "A@B", "role": "r"})").status, 409);
     emulator.AdvanceClock(1.9);
     const std::map<std::string, const char*> expected{
         {"/version", R"({"api": "7.2"})"},
@@ -197,9 +167,8 @@ TEST(State, ServesDocumentsAsTheyStand) {
 
 TEST(State, AnEmailCanBeTheIdentifier) {
     const Emulator emulator(
-        MakeOptions(json::parse(R"({"shapes": {"users": {"id": "/mail", "email": "/mail"}}})")));
-    const json made =
-        AskEmulator(emulator, "POST", "/users", R"({"email": "a@b", "role": "r"})").document;
+        MakeOptions(R"({"shapes": {"users": {"id": "/mail", "email": "/mail"}}})"));
+    const json made = Ask(emulator, "POST /users", R"({"email": "a@b", "role": "r"})").document;
     EXPECT_EQ(made["mail"], "a@b");
     EXPECT_EQ(Get(emulator, "/users/a@b"), made);
 }
@@ -209,7 +178,7 @@ TEST(State, TotalsAndPagesFollowEveryChange) {
     for (int i = 0; i < 9; ++i) {
         seed["simulations"].push_back({{"id", i}, {"scope", i % 3 == 0 ? "public" : "group"}});
     }
-    Emulator emulator(MakeOptions(seed));
+    Emulator emulator(MakeOptions(seed.dump()));
     const auto show = [&](const std::string& query) {
         const json list = Get(emulator, "/simulations?" + query);
         std::string ids = list["total"].dump() + ":";
@@ -218,8 +187,8 @@ TEST(State, TotalsAndPagesFollowEveryChange) {
     };
     const std::string query = "scope=group&limit=3&offset=2";
     EXPECT_EQ(show(query) + show("offset=8") + show("limit=0") + show("offset=99"), "6:4579:89:9:");
-    AskEmulator(emulator, "DELETE", "/simulations/4");
-    AskEmulator(emulator, "DELETE", "/simulations/0");
+    Ask(emulator, "DELETE /simulations/4");
+    Ask(emulator, "DELETE /simulations/0");
     emulator.CreateSimulation({{"id", 10}, {"scope", "group"}});
     EXPECT_EQ(show(query) + show("scope=public") + show("offset=6"), "6:5782:368:810");
     emulator.Reset();
@@ -227,14 +196,13 @@ TEST(State, TotalsAndPagesFollowEveryChange) {
 }
 
 TEST(State, ChangesAtRunTime) {
-    Emulator emulator(MakeOptions(json::parse(R"({"simulations": [{"id": "s"}], "executions": [
-        {"simulationId": "s"}, {"simulationId": "s"}, {"simulationId": "s", "state": "STUCK"}]})")));
+    Emulator emulator(MakeOptions(R"({"simulations": [{"id": "s"}], "executions": [
+        {"simulationId": "s"}, {"simulationId": "s"}, {"simulationId": "s", "state": "STUCK"}]})"));
     EXPECT_EQ(emulator.CreateSimulation({{"name", "n"}}), json({{"id", "sim-2"}, {"name", "n"}}));
-    EXPECT_EQ(AskEmulator(emulator, "POST", "/_local/simulations", R"({"id": "s"})").status, 422);
+    EXPECT_EQ(Ask(emulator, "POST /_local/simulations", R"({"id": "s"})").status, 422);
     const json results = {{"max", 3}};
     emulator.FinishExecution("s", "exe-1", {{"results", results}});
-    EXPECT_EQ(AskEmulator(emulator, "POST", "/_local/simulations/s/executions/exe-2/fail").status,
-              200);
+    EXPECT_EQ(Ask(emulator, "POST /_local/simulations/s/executions/exe-2/fail").status, 200);
     emulator.FinishExecution("s", "exe-3");
     EXPECT_THROW(emulator.FailExecution("s", "exe-4"), std::runtime_error);
     const json items = Get(emulator, "/simulations/s/executions")["items"];
@@ -248,7 +216,7 @@ TEST(State, ChangesAtRunTime) {
                  std::runtime_error);
     EXPECT_EQ(emulator.Export(), before) << "half a seed is taken";
     emulator.LoadSeed(json::parse(R"({"simulations": [{"id": "t"}]})"));
-    EXPECT_EQ(AskEmulator(emulator, "DELETE", "/simulations/t").status, 204);
+    EXPECT_EQ(Ask(emulator, "DELETE /simulations/t").status, 204);
     emulator.Reset();
     EXPECT_EQ(Get(emulator, "/simulations")["items"][0]["id"], "t");
 }
@@ -276,30 +244,23 @@ TEST(State, NamesWhatCannotBeUsed) {
              {R"({"clock": "yesterday"})", "clock"},
              {R"({"failureRate": 2})", "failureRate"},
              {R"({"seed": 18446744073709551615})", "seed"}}) {
-        EXPECT_NE(TellProblem(MakeOptions(json::parse(seed))).find(named), std::string::npos)
-            << seed << TellProblem(MakeOptions(json::parse(seed)));
+        SCOPED_TRACE(seed);
+        ExpectProblem(MakeOptions(seed), named);
     }
-    EmulatorOptions missing;
-    missing.seedFile = "/nonexistent/seed.json";
-    EXPECT_NE(TellProblem(missing).find(missing.seedFile), std::string::npos);
 }
 
 TEST(State, IsKeptInADirectory) {
-    std::string directory = testing::TempDir() + "varnel-state-XXXXXX";
-    ASSERT_NE(mkdtemp(directory.data()), nullptr);
     EmulatorOptions options;
-    options.dataDirectory = directory;
+    options.dataDirectory = MakeDirectory();
     options.speed = 0;
     json used;
     {
         Emulator emulator(options);
-        AskEmulator(emulator, "POST", "/simulations/sim-bridge/executions", "{}");
-        AskEmulator(emulator, "DELETE", "/simulations/sim-pendulum");
-        EXPECT_EQ(
-            AskEmulator(emulator, "POST", "/users", "{\"email\": \"ADMIN@example.com\"}").status,
-            422);
+        Ask(emulator, "POST /simulations/sim-bridge/executions", "{}");
+        Ask(emulator, "DELETE /simulations/sim-pendulum");
+        EXPECT_EQ(Ask(emulator, "POST /users", "{\"email\": \"ADMIN@example.com\"}").status, 422);
         used = emulator.Export();
-        EXPECT_FALSE(TellProblem(options).empty()) << "two emulators share a directory";
+        ExpectProblem(options, options.dataDirectory + ": in use");
     }
     options.seed = json::object();
     {

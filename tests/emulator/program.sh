@@ -82,11 +82,6 @@ SSL_CERT_FILE=./missing learn | grep -q 'its certificate cannot be checked.* \./
 SSL_CERT_FILE=cert.pem learn | grep -q 0.4.1 || fail "no TLS upstream"
 kill $pid && wait $pid
 
-# one emulator at a time
-start --data state
-"$emulator" --port 0 --data state 2>refusal && fail "shares its data" || grep -q 'state.*in use' refusal || fail "$(cat refusal)"
-kill $pid && wait $pid
-
 # every line of the documentation works, from the same port to the other
 start && free=${url##*:} && kill $pid && wait $pid
 start
