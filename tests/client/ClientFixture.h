@@ -20,6 +20,12 @@ protected:
         return options;
     }
 
+    ClientOptions OneAttempt() const {
+        ClientOptions options = Options();
+        options.maxAttempts = 1;
+        return options;
+    }
+
     static std::string MakeKeptAnswer(int status, const std::string& body,
                                       const std::string& headers = "") {
         return "HTTP/1.1 " + std::to_string(status) + " Answer\r\n" + headers +

@@ -9,12 +9,8 @@
 
 namespace VarnelBase {
 
-namespace {
-
 using Manner = ScriptedServer::Manner;
 using ClientConnections = ClientFixture;
-
-} // namespace
 
 TEST_F(ClientConnections, AreKeptAndReplacedSilently) {
     ServiceClient client(Options());
@@ -120,25 +116,21 @@ TEST_F(ClientConnections, GoThroughAProxyButNeverToThisMachine) {
 }
 
 TEST_F(ClientConnections, AreTlsOnlyWithACertificateThatNamesTheHost) {
-    struct TlsCase {
-        const char* certificate; ///< what it says, as an argument of openssl
-        bool isTrusted;
-        Failure failure;
+    // What the certificate says, as an argument of openssl, and whether it is trusted.
+    const std::tuple<std::string, bool, Failure> cases[] = {
+        {"subjectAltName=IP:127.0.0.1", true, Failure::None},
+        {"subjectAltName=IP:127.0.0.1", false, Failure::Untrusted},
+        {"subjectAltName=IP:127.0.0.2", true, Failure::Untrusted},
+        {"subjectAltName=DNS:127.0.0.1", true, Failure::Untrusted},
+        {"nsComment=none", true, Failure::Untrusted}, // only the common name names the host
     };
     const std::string certificate = home / "cert.pem";
     const std::string key = home / "key.pem";
-    for (const TlsCase& given : {
-             TlsCase{"subjectAltName=IP:127.0.0.1", true, Failure::None},
-             {"subjectAltName=IP:127.0.0.1", false, Failure::Untrusted},
-             {"subjectAltName=IP:127.0.0.2", true, Failure::Untrusted},
-             {"subjectAltName=DNS:127.0.0.1", true, Failure::Untrusted},
-             {"nsComment=none", true, Failure::Untrusted}, // only the common name names the host
-         }) {
+    for (const auto& [content, isTrusted, failure] : cases) {
         const std::string command =
             "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 2 "
             "-subj /CN=127.0.0.1 -addext " +
-            std::string(given.certificate) + " -keyout " + key + " -out " + certificate +
-            " 2>/dev/null";
+            content + " -keyout " + key + " -out " + certificate + " 2>/dev/null";
         ASSERT_EQ(std::system(command.c_str()), 0) << command;
         httplib::SSLServer service(certificate.c_str(), key.c_str());
         const auto answer = [](const auto&, auto& response) { response.set_content("[]", ""); };
@@ -149,15 +141,15 @@ TEST_F(ClientConnections, AreTlsOnlyWithACertificateThatNamesTheHost) {
         options.tls = true;
         std::thread serving([&service] { service.listen_after_bind(); });
         for (const bool isByVariable : {false, true}) {
-            setenv("SSL_CERT_FILE", isByVariable && given.isTrusted ? certificate.c_str() : "/none",
-                   1);
-            options.caFile = !isByVariable && given.isTrusted ? certificate : "";
+            const std::string trusted = isTrusted ? certificate : "/none";
+            setenv("SSL_CERT_FILE", isByVariable ? trusted.c_str() : "/none", 1);
+            options.caFile = !isByVariable && isTrusted ? certificate : "";
             ServiceClient client(options);
             const Outcome outcome = client.PostExecution("a", {});
-            EXPECT_EQ(outcome.failure, given.failure) << given.certificate << outcome.message;
+            EXPECT_EQ(outcome.failure, failure) << content << outcome.message;
             EXPECT_EQ(outcome.sent == SentState::NotSent, !outcome);
             EXPECT_EQ(outcome.attempts, 1);
-            EXPECT_EQ(client.GetAgent().failure, given.failure);
+            EXPECT_EQ(client.GetAgent().failure, failure);
         }
         service.stop();
         serving.join();

@@ -7,14 +7,7 @@ namespace {
 
 using Manner = ScriptedServer::Manner;
 
-class ClientFailures : public ClientFixture {
-protected:
-    ClientOptions OneAttempt() const {
-        ClientOptions options = Options();
-        options.maxAttempts = 1;
-        return options;
-    }
-};
+using ClientFailures = ClientFixture;
 
 struct FailureCase {
     std::string bytes;
@@ -102,15 +95,10 @@ TEST_F(ClientFailures, AreToldApartWhateverTheServiceAnswers) {
 }
 
 TEST_F(ClientFailures, HaveTheServicesWords) {
-    struct StatusCase {
-        int status;
-        const char* body;
-        Failure failure;
-        const char* code;
-        const char* message;
-    };
+    using Text = const char*;
     ServiceClient client(OneAttempt());
-    for (const StatusCase& given : std::initializer_list<StatusCase>{
+    for (const auto& [status, body, failure, code, message] :
+         std::vector<std::tuple<int, Text, Failure, Text, Text>>{
              {400, R"({"error":{"code":"bad","message":"m"}})", Failure::BadRequest, "bad", "m"},
              {401, R"({"error":"invalid_token","error_description":"m"})", Failure::Unauthorized,
               "invalid_token", "m"},
@@ -124,16 +112,15 @@ TEST_F(ClientFailures, HaveTheServicesWords) {
              {500, "<html>", Failure::ServiceError, "", ""},
              {503, R"({"error":{"message":"\u001b[2J"}})", Failure::ServiceError, "", "\x1b[2J"},
          }) {
-        server.Answer(MakeAnswer(given.status, given.body));
+        server.Answer(MakeAnswer(status, body));
         const Outcome outcome = client.GetUser("a");
-        EXPECT_EQ(outcome.failure, given.failure) << given.status;
-        EXPECT_EQ(outcome.status, given.status);
-        EXPECT_EQ(outcome.text, given.body);
-        EXPECT_EQ(outcome.serviceCode, given.code);
-        EXPECT_EQ(outcome.serviceMessage, given.message);
-        EXPECT_EQ(
-            outcome.message.rfind("GET /users/a: refused with " + std::to_string(given.status), 0),
-            0U);
+        EXPECT_EQ(outcome.failure, failure) << status;
+        EXPECT_EQ(outcome.status, status);
+        EXPECT_EQ(outcome.text, body);
+        EXPECT_EQ(outcome.serviceCode, code);
+        EXPECT_EQ(outcome.serviceMessage, message);
+        const std::string refused = "GET /users/a: refused with " + std::to_string(status);
+        EXPECT_EQ(outcome.message.rfind(refused, 0), 0U);
         EXPECT_EQ(outcome.message.find('\x1b'), std::string::npos);
     }
     for (const int status : {200, 201, 202, 204}) {

@@ -4,29 +4,7 @@
 
 namespace VarnelBase {
 
-namespace {
-
-class ClientLists : public ClientFixture {
-protected:
-    /// What a loop sees; the kind of the failure that ends it behind that.
-    Log Walk(const Log& pages, int pageSize = 2) {
-        ClientOptions options = Options();
-        options.pageSize = pageSize;
-        ServiceClient client(options);
-        Log answers;
-        for (const std::string& page : pages) { answers.push_back(MakeAnswer(200, page)); }
-        server.Answer(MakeAnswer(404, ""), ScriptedServer::Manner::Whole, answers);
-        Log seen;
-        try {
-            for (const json& entry : client.Simulations("user")) { seen.push_back(entry.dump()); }
-        } catch (const CallFailed& failed) {
-            seen.emplace_back(NameFailure(failed.GetOutcome().failure));
-        }
-        return seen;
-    }
-};
-
-} // namespace
+using ClientLists = ClientFixture;
 
 TEST_F(ClientLists, EndWhereTheServiceEndsThemAndNowhereElse) {
     const std::string a = R"({"id":"a"})", b = R"({"id":"b"})", c = R"({"id":"c"})";
@@ -35,12 +13,8 @@ TEST_F(ClientLists, EndWhereTheServiceEndsThemAndNowhereElse) {
         for (const std::string& entry : entries) { text += (text.size() > 10 ? "," : "") + entry; }
         return text + "]" + rest + "}";
     };
-    struct WalkCase {
-        const char* what;
-        Log pages;
-        Log seen;
-    };
-    const WalkCase walks[] = {
+    // The service's pages, what a loop sees, and the kind of the failure that ends it behind that.
+    const std::tuple<const char*, Log, Log> walks[] = {
         {"a short page", {page({a, b}), page({c})}, {a, b, c}},
         {"an empty page", {page({a, b}), page({})}, {a, b}},
         {"nothing", {page({})}, {}},
@@ -56,7 +30,21 @@ TEST_F(ClientLists, EndWhereTheServiceEndsThemAndNowhereElse) {
         {"a page that is no list", {page({a, b}), R"({"items":{}})"}, {a, b, "Unreadable"}},
         {"an offset that is not looked at", {page({a, b}), page({a, b})}, {a, b, "Unreadable"}},
     };
-    for (const WalkCase& walk : walks) { EXPECT_EQ(Walk(walk.pages), walk.seen) << walk.what; }
+    ClientOptions options = Options();
+    options.pageSize = 2;
+    for (const auto& [what, pages, expected] : walks) {
+        ServiceClient client(options);
+        Log answers;
+        for (const std::string& bytes : pages) { answers.push_back(MakeAnswer(200, bytes)); }
+        server.Answer(MakeAnswer(404, ""), ScriptedServer::Manner::Whole, answers);
+        Log seen;
+        try {
+            for (const json& entry : client.Simulations("user")) { seen.push_back(entry.dump()); }
+        } catch (const CallFailed& failed) {
+            seen.emplace_back(NameFailure(failed.GetOutcome().failure));
+        }
+        EXPECT_EQ(seen, expected) << what;
+    }
     EXPECT_EQ(server.TakeTargets().back(), "GET /simulations?scope=user&limit=2&offset=2");
 }
 
@@ -83,9 +71,7 @@ TEST_F(ClientLists, AreWholeWithAService) {
 
 TEST_F(ClientLists, WaitForWhatTheyStart) {
     using std::chrono::milliseconds;
-    ClientOptions options = Options();
-    options.maxAttempts = 1;
-    ServiceClient client(options);
+    ServiceClient client(OneAttempt());
     WaitOptions wait;
     wait.firstInterval = wait.maxInterval = milliseconds(1);
     wait.statePointer = "/run/phase";

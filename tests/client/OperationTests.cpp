@@ -6,11 +6,7 @@
 
 namespace VarnelBase {
 
-namespace {
-
 using ClientOperations = ClientFixture;
-
-} // namespace
 
 TEST_F(ClientOperations, SendWhatTheirTableSays) {
     ServiceClient client(Options());
