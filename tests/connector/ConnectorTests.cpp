@@ -15,12 +15,8 @@ static_assert(std::is_same_v<decltype(&ApiConnector::GetPort), unsigned (ApiConn
 static_assert(std::is_same_v<decltype(&ApiConnector::PutSimulationData),
                              void (ApiConnector::*)(const std::string&, json&)>);
 
-namespace {
-
 using Connector = ConnectorFixture;
 using Hostname = ConnectorFixture;
-
-} // namespace
 
 TEST_F(Connector, IsBuiltFromItsSettingsThenAHandlerWithItsOwn) {
     environment = Environment::Staging;

@@ -1,4 +1,3 @@
-#include <cstring>
 #include <iostream>
 #include <memory>
 
@@ -8,56 +7,27 @@
 
 namespace VarnelBase {
 
-namespace {
-
 using Operations = ConnectorFixture;
 
 const char* const Link = "UI: https://127.0.0.1/simulations/s1\n";
 
-} // namespace
-
 TEST_F(Operations, LeaveTheTargetToTheEscapingOfTheHttpClient) {
-    if (HttplibRelease >= 2900 && HttplibRelease < 4900) {
-        GTEST_SKIP() << "skipped: this release of cpp-httplib escapes queries once more";
-    }
-    std::string given, sent;
-    for (int code = 1; code < 256; ++code) {
-        const char c = static_cast<char>(code);
-        given += c;
-        const bool isEscaped = code >= 0x80 || std::strchr(" +\r\n',;", c) != nullptr;
-        const std::string escape{'%', "0123456789ABCDEF"[code / 16], "0123456789ABCDEF"[code % 16]};
-        sent += isEscaped ? escape : std::string(1, c);
-    }
+    // The capture of the wire has every byte.
+    const std::string given = "a %2F;&\xff#", sent = "a%20%2F%3B&%FF#";
     ApiConnector connector;
-    connector.GetSimulations(given, 1, 2);
     connector.GetExecutions("", 0, 0);
     connector.GetExecution(given, "");
     connector.PostExecution(given + '\0' + given, json());
     connector.UpdateUser(given, "reader");
-    EXPECT_EQ(server.TakeTargets(), (Log{"GET /simulations?scope=" + sent + "&limit=1&offset=2",
-                                         "GET /simulations//executions?limit=0&offset=0",
+    EXPECT_EQ(server.TakeTargets(), (Log{"GET /simulations//executions?limit=0&offset=0",
                                          "GET /simulations/" + sent + "/executions/",
                                          "POST /simulations/" + sent, "PATCH /users/" + sent}));
 }
 
 TEST_F(Operations, ReadTheAnswersThatTheirGatesLetThrough) {
-    const int none = 0;
-    std::vector<std::pair<int, std::string>> answers;
-    for (const char* bytes :
-         {"", "HTTP/1.1 200 OK\r\nContent-Le", "nonsense\r\n\r\n{}",
-          "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{}", "HTTP/1.1 204 No Content\r\n\r\n"}) {
-        answers.emplace_back(none, bytes);
-    }
-    for (const int status : {200, 201, 202, 203, 206, 226, 300, 302, 400, 401, 404, 500, 503}) {
-        for (const char* body : {R"({"b":[1,{"c":null}],"a":"é"})", " 7\n", "null", "\"text\"", "",
-                                 "<html>", "{\"a\":", "[] x", "/* c */ 1", "\"\xff\""}) {
-            answers.emplace_back(status, body);
-        }
-    }
     ApiConnector connector;
-    for (const auto& [status, text] : answers) {
+    const auto check = [&](int status, const std::string& text) {
         Answer(status, text, "Location: /elsewhere\r\n");
-        if (status == none) { server.Answer(text); }
         for (const Operation& operation : AllOperations) {
             SCOPED_TRACE(operation.request + " " + std::to_string(status) + text);
             json result;
@@ -65,6 +35,12 @@ TEST_F(Operations, ReadTheAnswersThatTheirGatesLetThrough) {
             EXPECT_EQ(result, ExpectedResult(operation.gate, status, text));
             EXPECT_EQ(output, operation.gate == Gate::Execution && status == 201 ? Link : "");
             EXPECT_EQ(server.TakeTargets(), Log{operation.request});
+        }
+    };
+    for (const int status : {200, 201, 202, 203, 206, 226, 300, 302, 400, 401, 404, 500, 503}) {
+        for (const char* body : {R"({"b":[1,{"c":null}],"a":"é"})", " 7\n", "null", "\"text\"", "",
+                                 "<html>", "{\"a\":", "[] x", "/* c */ 1", "\"\xff\""}) {
+            check(status, body);
         }
     }
 }
@@ -125,6 +101,61 @@ TEST_F(Operations, EndBeforeTheRequestWhenABodyIsNotUtf8) {
         server.TakeLog();
         EXPECT_THROW(call(connector), json::type_error);
         EXPECT_EQ(server.TakeLog(), (Log{"token", "token"}));
+    }
+}
+
+TEST_F(Operations, CollectTheIdentifiersOfWhateverTheServiceLists) {
+    const std::vector<std::pair<std::string, SimulationNamesListType>> documents{
+        {R"({"items":[{"id":"b"},{"id":"a"},{"id":"b","x":1},{"id":"\u0000"}]})",
+         {std::string(1, '\0'), "a", "b"}},
+        {R"({"items":{"x":{"id":"b"},"y":{"id":"a"}}})", {"a", "b"}},
+        {R"({"items":[null,7,"id",[{"id":"a"}],{},{"ID":"a"},{"id":""}]})", {""}},
+        {R"({"items":{"id":"a"}})", {}},
+        {R"({"items":"id"})", {}},
+        {R"({"items":null})", {}},
+        {R"({"ITEMS":[{"id":"a"}]})", {}},
+        {R"([{"id":"a"}])", {}},
+        {R"("items")", {}},
+        {"", {}},
+    };
+    ApiConnector connector;
+    for (const auto& [document, names] : documents) {
+        Answer(200, document);
+        EXPECT_EQ(connector.GetSimulationNames(), names) << document;
+        Answer(404, document);
+        EXPECT_EQ(connector.GetSimulationNames(), SimulationNamesListType()) << document;
+    }
+    for (const std::string id : {"7", "null", "[\"a\"]", "{}"}) {
+        Answer(200, R"({"items":[{"id":"a"},{"id":)" + id + "}]}");
+        EXPECT_THROW(connector.GetSimulationNames(), json::type_error) << id;
+    }
+    for (const std::string& target : server.TakeTargets()) {
+        EXPECT_EQ(target, "GET /simulations?scope=user&limit=50&offset=0");
+    }
+    Answer(404, R"({"error":1})");
+    EXPECT_EQ(connector.GetSimulationPreexecutionData("s1"), json({{"error", 1}}));
+    EXPECT_EQ(server.TakeTargets(), Log{"GET /simulations/s1/inputs"});
+}
+
+TEST_F(Operations, ReturnAProjectsBytesAndTheRawNameThatTheServiceSent) {
+    const std::string bytes("PK\0\xFF\xFE\r\n\0", 8);
+    const std::vector<std::pair<std::string, json>> cases{
+        {"", nullptr},
+        {"Content-Disposition:\r\n", nullptr},
+        {"X-Content-Disposition: x\r\n", nullptr},
+        {"Content-Disposition: a; filename=\"b c.zip\" \r\n", "a; filename=\"b c.zip\""},
+        {"content-disposition: a\r\n", "a"},
+        {"CONTENT-DISPOSITION: a\r\n", "a"},
+        {"Content-Disposition: first\r\nX: y\r\ncontent-disposition: second\r\n", "first"},
+        {"Content-Disposition: %00a\r\n", ""},
+        {"Content-Disposition: %41+b%00c\r\n", "A+b"},
+    };
+    ApiConnector connector;
+    for (const auto& [headerLines, filename] : cases) {
+        json expected{{"status", "ok"}, {"body", bytes}};
+        if (!filename.is_null()) { expected["filename"] = filename; }
+        Answer(200, bytes, headerLines);
+        EXPECT_EQ(connector.GenerateProject(json()), expected) << headerLines;
     }
 }
 

@@ -67,7 +67,7 @@ std::vector<Answers> MakeAnswers(int status, const std::string& elsewhere) {
         " There\r\nLocation: " + elsewhere + "\r\nContent-Length: 2\r\n\r\n[]";
     // clang-format off
     return {
-        {{"", "{}", "HTTP/1.1 2", "HTTP/9.9 200 OK\r\n\r\n[]", "HTTP/1.1 20000 OK\r\n\r\n[]",
+        {{"", "{}", "HTTP/1.1 2", line + "Content-", "HTTP/9.9 200 OK\r\n\r\n[]", "HTTP/1.1 20000 OK\r\n\r\n[]",
           std::string("\x15\x03\x01\0\x02\x02\x46", 7), std::string("HTTP/1.1 \0 200 OK\r\n\r\n[]", 23),
           Repeat("HTTP/1.1 100 Continue\r\n\r\n", 2000), line + large, line + "A: " + large + "\r\n\r\n[]",
           line + Repeat("A: b\r\n", 2000), length + "3\r\n\r\n[]", length + "-1\r\n\r\n[]",
@@ -83,7 +83,7 @@ std::vector<Answers> MakeAnswers(int status, const std::string& elsewhere) {
           line + Repeat("A: b\r\n", 2000) + "\r\n[]", length + "2\r\nContent-Length: 3\r\n\r\n[]",
           line.substr(0, 13) + std::string(8000, ' ') + "\r\n\r\n[]", "HTTP/1.1 101 Switch\r\n\r\n[]"}, true},
         {{chunks + "1\r\n[]\r\n0\r\n\r\n"}, true, true, "["},
-        {{length + "x\r\n\r\n[]"}, true, true, ""},
+        {{length + "x\r\n\r\n[]", "HTTP/1.1 204 No Content\r\n\r\n"}, true, true, ""},
         {{MakeBomb(line, 1 << 22)}, true, true, std::string((1 << 22) - 1, ' ') + "1"},
         {{line + "\r\n" + std::string(100000, '[')}, true, false, std::string(100000, '[')},
         {{line + "\r\n[\"\xff\"]"}, true, false, "[\"\xff\"]"},
@@ -120,7 +120,9 @@ TEST_F(HostileAnswers, GiveWhatTheGatesSayAndNoTokenToOthers) {
         EXPECT_TRUE((answers.mayBeRead && result == expected) ||
                     (answers.mayBeRefused && result == json()));
         EXPECT_TRUE(printed.empty() || (status == 201 && operation.gate == Gate::Execution));
-        for (const std::string& request : server.TakeRequests()) {
+        const Log requests = server.TakeRequests();
+        EXPECT_LE(requests.size(), 1U);
+        for (const std::string& request : requests) {
             const std::size_t place = request.find("\r\nAuthorization: Bearer " + token + "\r\n");
             EXPECT_EQ(request.find(token), place + 24) << request;
             EXPECT_EQ(request.rfind(token), place + 24) << request;

@@ -2,18 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <vector>
 
 namespace VarnelBase {
 
 TEST(SignInPlan, JudgesATokenByItsLifetime) {
-    struct Case {
-        std::string token;
-        TokenLifetime lifetime;
-        double now;
-        TokenAge age;
-    };
-    const std::vector<Case> cases{
+    const std::tuple<const char*, TokenLifetime, double, TokenAge> cases[] = {
         {"", {}, 0, TokenAge::Ended},
         {"", {1000, 2000}, 1000, TokenAge::Ended},
         {"t", {}, 1e12, TokenAge::Fresh},
@@ -27,9 +22,9 @@ TEST(SignInPlan, JudgesATokenByItsLifetime) {
         {"t", {1000, 2000}, 2000, TokenAge::Ended},
         {"t", {1000, 2000}, 0, TokenAge::Fresh},
     };
-    for (const Case& c : cases) {
-        EXPECT_EQ(JudgeToken(c.token, c.lifetime, c.now), c.age)
-            << c.token << " " << c.now << " of " << c.lifetime.expiry.value_or(-1);
+    for (const auto& [token, lifetime, now, age] : cases) {
+        EXPECT_EQ(JudgeToken(token, lifetime, now), age)
+            << token << " " << now << " of " << lifetime.expiry.value_or(-1);
     }
 }
 
@@ -66,16 +61,9 @@ SignInState MakeState(SignInPurpose purpose, const std::string& settings, TokenA
 TEST(SignInPlan, ChoosesTheNextStep) {
     using Step = SignInStep;
     using Age = TokenAge;
-    struct Case {
-        SignInPurpose purpose;
-        std::string settings;
-        Age age;
-        Attempt refresh;
-        Attempt password;
-        Step step;
-    };
     // clang-format off
-    const std::vector<Case> cases{
+    // With the attempts to refresh and to use the password.
+    const std::tuple<SignInPurpose, const char*, Age, Attempt, Attempt, Step> cases[] = {
         // Nobody is to sign in, or nobody can.
         {Key, "l", Age::Ended, None, None, Step::UseNothing},
         {Login, "low", Age::Ended, None, None, Step::UseNothing},
@@ -110,9 +98,9 @@ TEST(SignInPlan, ChoosesTheNextStep) {
         {Relogin, "pw", Age::Ended, None, Failed, Step::Fail},
     };
     // clang-format on
-    for (const Case& c : cases) {
-        const SignInState state = MakeState(c.purpose, c.settings, c.age, c.refresh, c.password);
-        EXPECT_EQ(ChooseStep(state), c.step) << "case " << &c - cases.data() << ": " << c.settings;
+    for (const auto& [purpose, settings, age, refresh, password, step] : cases) {
+        const SignInState state = MakeState(purpose, settings, age, refresh, password);
+        EXPECT_EQ(ChooseStep(state), step) << settings << " of age " << static_cast<int>(age);
     }
     for (const auto& [settings, isFree] : std::vector<std::pair<const char*, bool>>{
              {"l", true}, {"p", false}, {"pl", false}, {"po", true}, {"pw", true}, {"pr", true}}) {
@@ -122,9 +110,9 @@ TEST(SignInPlan, ChoosesTheNextStep) {
 }
 
 TEST(SignInPlan, RestsLongerAfterEachFailure) {
-    const std::vector<int> seconds{5, 10, 20, 30, 30};
-    for (std::size_t i = 0; i < seconds.size(); ++i) {
-        EXPECT_EQ(ChooseRest(static_cast<int>(i) + 1).count(), seconds[i]);
+    int failures = 0;
+    for (const int seconds : {5, 10, 20, 30, 30}) {
+        EXPECT_EQ(ChooseRest(++failures).count(), seconds);
     }
 }
 

@@ -1,45 +1,78 @@
-#include "TokenStore.h"
-
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
+#include <cstdarg>
 #include <cstring>
 
-#include "TestHome.h"
+#include "HostileFixture.h"
+#include "OwnedFile.h"
+#include "RefreshLock.h"
 
 namespace {
 
-using Steps = std::vector<std::string>;
+bool hasLocks = true; ///< whether the file system has locks
 
-Steps diskSteps;         ///< what the store asked of the disk
-std::string failingStep; ///< which of it fails
+int calls = 0;                ///< on the files of tokens
+int failing = 0;              ///< which of them fails, counted from 1; 0: none
+std::string_view failingKind; ///< the kind of call that fails
+Log* kinds = nullptr;         ///< where each call notes its kind, unless null
 
-bool MustFail(const char* step) {
-    diskSteps.emplace_back(step);
-    errno = EIO;
-    return step == failingStep;
+bool IsToFail(const char* kind, int error) {
+    if (kinds != nullptr) { kinds->emplace_back(kind); }
+    const bool isToFail = kind == failingKind || (failing != 0 && ++calls == failing);
+    if (isToFail) { errno = error; }
+    return isToFail;
 }
 
 } // namespace
 
-// In place of the C library's.
-extern "C" int fsync(int file) {
-    struct stat status {};
-    fstat(file, &status);
-    const bool mustFail = MustFail(S_ISDIR(status.st_mode) ? "sync directory" : "sync file");
-    return mustFail ? -1 : static_cast<int>(syscall(SYS_fsync, file));
+// In place of the C library's; what is compiled for 64-bit file sizes calls this one.
+extern "C" int open64(const char* path, int flags, ...) {
+    mode_t mode = 0;
+    if ((flags & O_CREAT) != 0) {
+        std::va_list arguments; // NOLINT(cppcoreguidelines-init-variables)
+        va_start(arguments, flags);
+        mode = va_arg(arguments, mode_t);
+        va_end(arguments);
+    }
+    if (std::string(path).find("/tokens") != std::string::npos && IsToFail("open", EMFILE)) {
+        return -1;
+    }
+    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+
+extern "C" int openat64(int directory, const char* path, int flags, ...) {
+    std::va_list arguments; // NOLINT(cppcoreguidelines-init-variables)
+    va_start(arguments, flags);
+    const auto mode = va_arg(arguments, mode_t);
+    va_end(arguments);
+    if (IsToFail("open", EMFILE)) { return -1; }
+    return static_cast<int>(syscall(SYS_openat, directory, path, flags, mode));
 }
 
 extern "C" ssize_t write(int file, const void* bytes, size_t size) {
-    return MustFail("write") ? -1 : syscall(SYS_write, file, bytes, size);
+    return IsToFail("write", ENOSPC) ? -1 : syscall(SYS_write, file, bytes, size);
 }
 
-extern "C" int renameat(int from, const char* name, int to, const char* newName) noexcept {
-    const bool mustFail = MustFail("rename");
-    return mustFail ? -1 : static_cast<int>(syscall(SYS_renameat2, from, name, to, newName, 0));
+extern "C" int fsync(int file) {
+    struct stat status {};
+    fstat(file, &status);
+    const bool isToFail = IsToFail(S_ISDIR(status.st_mode) ? "sync directory" : "sync file", EIO);
+    return isToFail ? -1 : static_cast<int>(syscall(SYS_fsync, file));
+}
+
+extern "C" int renameat(int from, const char* oldName, int to, const char* newName) noexcept {
+    if (IsToFail("rename", EIO)) { return -1; }
+    return static_cast<int>(syscall(SYS_renameat2, from, oldName, to, newName, 0));
+}
+
+extern "C" int flock(int file, int operation) noexcept {
+    if (hasLocks) { return static_cast<int>(syscall(SYS_flock, file, operation)); }
+    errno = ENOLCK;
+    return -1;
 }
 
 namespace VarnelBase {
@@ -48,7 +81,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class Tokens : public TestHome {
+class Tokens : public HostileFixture {
 protected:
     std::string LoadBoth() {
         const TokenSet tokens = store.Load();
@@ -61,7 +94,6 @@ protected:
     }
 
     TokenStore store;
-    fs::path directory = home / ".local/state/varnel/tokens";
 };
 
 } // namespace
@@ -71,10 +103,13 @@ TEST_F(Tokens, AreWrittenPrivatelyAndToTheDiskBeforeTheyReplaceOthers) {
     fs::create_directories(directory);
     fs::permissions(directory, fs::perms(0777));
     const mode_t saved = umask(0);
-    diskSteps.clear();
+    Log steps;
+    kinds = &steps;
     store.Store({"a", ""});
+    kinds = nullptr;
     umask(saved);
-    EXPECT_EQ(diskSteps, (Steps{"write", "sync file", "rename", "sync directory"}));
+    steps.erase(std::remove(steps.begin(), steps.end(), "open"), steps.end());
+    EXPECT_EQ(steps, (Log{"write", "sync file", "rename", "sync directory"}));
     EXPECT_EQ(LoadBoth(), "a|");
     ASSERT_EQ(List().size(), 1U);
     EXPECT_EQ(fs::status(directory).permissions(), fs::perms(0700));
@@ -91,7 +126,7 @@ TEST_F(Tokens, StayWhenOthersCannotBeStored) {
     store.Store({"old", "pair"});
     const fs::path path = List().at(0);
     for (const char* step : {"write", "sync file", "rename"}) {
-        failingStep = step;
+        failingKind = step;
         std::string message;
         try {
             store.Store({"s3cret", "s3cret"});
@@ -101,7 +136,7 @@ TEST_F(Tokens, StayWhenOthersCannotBeStored) {
         EXPECT_EQ(LoadBoth(), "old|pair") << step;
         EXPECT_EQ(List(), std::vector<fs::path>{path}) << step;
     }
-    failingStep = "";
+    failingKind = {};
     const std::string nul("a\0", 2);
     const std::string large(40000, 'x');
     const std::vector<std::vector<std::string>> refused{
@@ -118,12 +153,11 @@ TEST_F(Tokens, CountAsNoneInAFileThatCannotBeTrustedAndStayThere) {
     const fs::path path = List().at(0);
     const std::string good = R"({"accessToken":"a","refreshToken":"r r"})";
     for (const char* bytes :
-         {"", "[]", R"({"accessToken":"a"})", R"({"refreshToken":"r"})",
+         {"[]", R"({"accessToken":"a"})", R"({"refreshToken":"r"})",
           R"({"accessToken":"a","refreshToken":5})", R"({"accessToken":"","refreshToken":"r"})",
           R"({"accessToken":"a\n","refreshToken":"r"})",
           R"({"accessToken":"a","refreshToken":"r"}x)",
-          R"({"accessToken":"a","refreshToken":"\n"})",
-          R"({"accessToken":"a","refreshToken":"r)"}) {
+          R"({"accessToken":"a","refreshToken":"\n"})"}) {
         Write(path, bytes);
         EXPECT_EQ(LoadBoth(), "|") << bytes;
         EXPECT_EQ(fs::file_size(path), std::strlen(bytes));
@@ -182,6 +216,55 @@ TEST_F(Tokens, AreRemovedWithWhatKilledWritersHaveLeft) {
         if (isCleared) { expected.erase(expected.begin()); }
         EXPECT_EQ(left, expected);
     }
+}
+
+TEST_F(Tokens, AreNotLostWhenTheDiskFailsOnceInARefresh) {
+    server.Answer(MakeAnswer(200, MakeProviderDocument("renewed", "next").dump()));
+    Set("VARNEL_AUTH_HOST", issuer);
+    int renewals = 0;
+    bool hasFailed = true;
+    for (int number = 1; hasFailed; ++number) {
+        store.Store({ExpiredToken, "refresh"});
+        AuthHandler handler;
+        calls = 0;
+        failing = number;
+        try {
+            handler.GetApiKey();
+        } catch (const std::runtime_error&) {} // not even asked for
+        failing = 0;
+        hasFailed = calls >= number;
+        bool isAsked = false;
+        for (const std::string& target : server.TakeTargets()) {
+            isAsked = isAsked || target.rfind("POST", 0) == 0;
+        }
+        renewals += isAsked ? 1 : 0;
+        EXPECT_EQ(store.Load().refreshToken, isAsked ? "next" : "refresh") << number;
+    }
+    EXPECT_GE(renewals, 5);
+}
+
+TEST_F(Tokens, AreRefreshedByOneAtATimeWhereTheDiskHasNoLocks) {
+    hasLocks = false;
+    fs::create_directories(directory);
+    const TokenFile file{directory.string(), "tokens.json"};
+    const std::string owned = file.GetPath() + ".lock.owner";
+    const auto isBusy = [&] {
+        return RefreshLock(file, std::chrono::steady_clock::now()).IsBusy();
+    };
+    {
+        const RefreshLock lock(file);
+        EXPECT_FALSE(lock.IsBusy());
+        EXPECT_TRUE(isBusy());
+        EXPECT_EQ(AwaitChild(StartChild([&] { return isBusy() ? 7 : 0; })), 7);
+    }
+    EXPECT_FALSE(fs::exists(owned));
+    EXPECT_EQ(AwaitChild(StartChild([&] { return CreateOwnedFile(owned) ? 7 : 0; })), 7);
+    EXPECT_FALSE(isBusy()) << "its owner has ended";
+    Write(owned, "elsewhere 1 ");
+    EXPECT_TRUE(isBusy());
+    fs::last_write_time(owned, fs::file_time_type::clock::now() - std::chrono::minutes(3));
+    EXPECT_FALSE(isBusy()) << "it is too old";
+    hasLocks = true;
 }
 
 } // namespace VarnelBase
