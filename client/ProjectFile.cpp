@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "FileDescriptor.h"
+#include "FreeName.h"
 
 namespace VarnelBase {
 
@@ -49,20 +50,17 @@ bool ProjectFile::Finish(const std::string& nameInDirectory) {
     if (isInDirectory) { target = std::filesystem::path(target) / nameInDirectory; }
     if (fsync(descriptor) != 0) { return Fail(); }
     const bool isPlaced =
-        isInDirectory ? TakeFreeName() : std::rename(temporary.c_str(), target.c_str()) == 0;
+        isInDirectory ? TakeNumberedName() : std::rename(temporary.c_str(), target.c_str()) == 0;
     if (!isPlaced) { return Fail(); }
     close(descriptor);
     descriptor = -1;
     return true;
 }
 
-bool ProjectFile::TakeFreeName() {
+bool ProjectFile::TakeNumberedName() {
     const std::filesystem::path wanted = target;
     for (int number = 2; number < MostNumbers; ++number) {
-        if (renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) ==
-            0) {
-            return true;
-        }
+        if (TakeFreeName(temporary, target)) { return true; }
         if (errno != EEXIST) { return false; }
         target = wanted.parent_path() / (wanted.stem().string() + "-" + std::to_string(number) +
                                          wanted.extension().string());

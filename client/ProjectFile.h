@@ -34,7 +34,7 @@ public:
 
 private:
     bool Fail();
-    bool TakeFreeName();
+    bool TakeNumberedName();
 
     std::string target;
     std::string temporary;

@@ -1,5 +1,6 @@
 #include "commands/DownloadTarget.h"
 
+#include <FreeName.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -32,10 +33,9 @@ void RequireFree(const std::string& path, bool isReplacing) {
 
 /// Puts the complete temporary file in its place; 0, or the number of the error.
 int MoveIntoPlace(const std::string& temporary, const std::string& path, bool isReplacing) {
-    const int moved = isReplacing ? std::rename(temporary.c_str(), path.c_str())
-                                  : renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, path.c_str(),
-                                              RENAME_NOREPLACE);
-    return moved == 0 ? 0 : errno;
+    const bool isMoved = isReplacing ? std::rename(temporary.c_str(), path.c_str()) == 0
+                                     : TakeFreeName(temporary, path);
+    return isMoved ? 0 : errno;
 }
 
 } // namespace

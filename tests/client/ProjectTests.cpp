@@ -1,12 +1,28 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <fstream>
 #include <sstream>
 
 #include "ClientFixture.h"
 #include "ContentDisposition.h"
+
+namespace {
+
+bool isWithoutNoReplace = false; ///< as file systems such as NFS are
+
+} // namespace
+
+extern "C" int renameat2(int oldDirectory, const char* oldName, int newDirectory,
+                         const char* newName, unsigned int flags) noexcept {
+    if (isWithoutNoReplace) { return errno = EINVAL, -1; }
+    return static_cast<int>(
+        syscall(SYS_renameat2, oldDirectory, oldName, newDirectory, newName, flags));
+}
 
 namespace VarnelBase {
 
@@ -38,6 +54,7 @@ TEST_F(ClientProjects, AreFilesWhenTheyAreWhole) {
     const char* const names[] = {"a.b.zip", "a.b-2.zip", "a.b-3.zip"};
     for (const char* name : names) {
         last = 0;
+        isWithoutNoReplace = name != names[0];
         const ProjectOutcome outcome = client.SaveProject({}, home, progress);
         EXPECT_TRUE(outcome) << outcome.message;
         EXPECT_EQ(outcome.path, home / name);
@@ -46,6 +63,7 @@ TEST_F(ClientProjects, AreFilesWhenTheyAreWhole) {
         EXPECT_EQ(last, bytes.size());
         EXPECT_EQ(Read(outcome.path), bytes);
     }
+    isWithoutNoReplace = false;
     const std::string path = home / "mine";
     Write(path, "old");
     EXPECT_EQ(client.SaveProject({}, path).path, path);
