@@ -27,12 +27,16 @@ using VarnelBase::Emulator;
 using VarnelBase::Emulation::CommandLine;
 
 constexpr int FailureStatus = 1;
+constexpr int InterruptedStatus = 128 + SIGINT; ///< as a shell has it
 
 sigset_t MakeStopSignals() {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
+    struct sigaction hangUp {};
+    sigaction(SIGHUP, nullptr, &hangUp);
+    if (hangUp.sa_handler != SIG_IGN) { sigaddset(&signals, SIGHUP); } // nohup has it ignored
     return signals;
 }
 
@@ -132,7 +136,11 @@ int Run(const CommandLine& line) {
 int main(int argc, char* argv[]) {
     try {
         const CommandLine line = VarnelBase::Emulation::ParseCommandLine(argc, argv);
-        return line.exitStatus ? *line.exitStatus : Run(line);
+        const int status = line.exitStatus ? *line.exitStatus : Run(line);
+        // Its command was interrupted: the shell that waits for this program ends its loop only if
+        // a signal ends this one too.
+        if (status == InterruptedStatus) { std::raise(SIGINT); }
+        return status;
     } catch (const std::exception& error) {
         std::cerr << "varnel-emulator: " << error.what() << '\n';
         return FailureStatus;

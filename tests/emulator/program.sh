@@ -21,6 +21,7 @@ start() {
 export VARNEL_TOKEN=real VARNEL_API_HOST=real.example.com
 "$emulator" exec -- sh -c 'exit 7' && fail "exec hides a failure" || [ $? = 7 ] || fail "exec changes the status"
 "$emulator" exec -- sh -c 'kill -TERM $$' && fail "exec hides a signal" || [ $? = 143 ] || fail "exec tells signals wrongly"
+perl -e 'exit((system(@ARGV) & 127) != 2)' "$emulator" exec -- sh -c 'kill -INT $$' || fail "exec lets loops go on after Ctrl-C"
 "$emulator" exec -- ./missing 2>/dev/null && fail "exec runs nothing" || [ $? = 127 ] || fail "exec tells nothing found wrongly"
 "$emulator" exec -- sh -c 'cd /proc/$PPID/task; grep SigBlk */status | grep -v "^$PPID/"' >masks || fail "exec has one thread" # others than the one that waits
 while read -r _ mask; do
@@ -63,7 +64,7 @@ start --auth any --ready-file ready
 read -r line <&5 && [ "${line##* }" = "$(tail -n 1 ready)" ] && [ "$(head -n 1 ready)" = "$url" ] || fail "key: $line"
 [ "$(curl -s -o /dev/null -w '%{http_code}' "$url/_local/clock")" = 401 ] || fail "/_local is open"
 curl -fsS -H "Authorization: Bearer ${line##* }" "$url/_local/clock" >/dev/null
-kill $pid && wait $pid
+kill -HUP $pid && wait $pid
 
 # TLS
 for certificate in other.pem cert.pem; do
