@@ -8,8 +8,6 @@ namespace VarnelBase {
 
 namespace {
 
-constexpr const char* SimulationPage = "/simulations/{SIMULATION}";
-
 void OpenSimulation(Session& session, const Identifiers& identifiers) {
     const std::string address = session.FormatPageUrl(identifiers.Fill(SimulationPage));
     if (!LaunchBrowser(address)) {

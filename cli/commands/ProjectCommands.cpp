@@ -1,4 +1,5 @@
 #include <JsonView.h>
+#include <OperationTable.h>
 
 #include <array>
 #include <chrono>
@@ -80,7 +81,8 @@ json ReadRequest(const std::string& argument) {
 
 void GenerateProject(Session& session, const GenerateOptions& options) {
     const json request = ReadRequest(options.data);
-    const ChangeRequest change{"POST", "/generateProject", request.dump()};
+    constexpr const ServiceOperation& operation = FindOperation("GenerateProject");
+    const ChangeRequest change{operation.method, operation.target, request.dump()};
     if (options.isDryRun) {
         PrintRequest(session, change);
         return;

@@ -1,6 +1,7 @@
 #include <AsciiCase.h>
 #include <JsonView.h>
 #include <OfflineVersion.h>
+#include <OperationTable.h>
 #include <Utf8Text.h>
 
 #include <iostream>
@@ -80,8 +81,7 @@ void ReplaceInputs(Session& session, const ServiceOptions& options) {
 void StartExecution(Session& session, const ServiceOptions& options) {
     const std::string data = options.data.empty() ? "{}" : ReadData(options.data);
     // The host depends on the token, which may end before the answer comes.
-    const std::string page =
-        session.FormatPageUrl(options.identifiers.Fill("/simulations/{SIMULATION}"));
+    const std::string page = session.FormatPageUrl(options.identifiers.Fill(SimulationPage));
     MakeChange(session, options.MakeChange(data), options.isDryRun, [&] {
         if (session.options.isQuiet) { return; }
         std::cerr << "UI: " << MakePrintable(page) << std::endl;
@@ -158,16 +158,16 @@ class Noun {
 public:
     Noun(CLI::App& commands, Session& used) : app(commands), session(used) {}
 
-    /// @param request    method and target; each of the target's arguments is one of the command's
+    /// @param operation  of the service; each of its path's arguments is one of the command's
     /// @param addOptions none: the command has no further ones
-    void Add(const char* verb, const char* description, const std::string& request,
+    void Add(const char* verb, const char* description, const char* operation,
              void (*run)(Session&, const ServiceOptions&),
              void (*addOptions)(CLI::App& command, ServiceOptions& options),
              const std::vector<std::string>& examples) {
         const auto [command, options] =
             AddCommand<ServiceOptions>(app, session, verb, description, run, examples);
-        options.method = request.substr(0, request.find(' '));
-        options.target = request.substr(request.find(' ') + 1);
+        options.method = FindOperation(operation).method;
+        options.target = GetPath(operation);
         if (!ListArguments(options.target).empty()) {
             AddIdentifiers(command, options.identifiers, options.target);
         }
@@ -189,23 +189,23 @@ void AddServiceCommands(CLI::App& root, Session& session) {
     CLI::App& simulations =
         AddNoun(root, "simulation", "Simulations and their inputs", "varnel simulation list");
     Noun simulation(simulations, session);
-    simulation.Add("list", "List simulations", "GET /simulations", ListSimulations, AddScopeAndPage,
+    simulation.Add("list", "List simulations", "GetSimulations", ListSimulations, AddScopeAndPage,
                    {"varnel simulation list", "varnel simulation list --all -o jsonl",
                     "varnel simulation list --limit 1 --query /items/0/id"});
-    simulation.Add("show", "Show a simulation", "GET /simulations/{SIMULATION}", Show, nullptr,
+    simulation.Add("show", "Show a simulation", "GetSimulationData", Show, nullptr,
                    {"varnel simulation show sim-bridge"});
-    simulation.Add("delete", "Delete a simulation and check that it is gone",
-                   "DELETE /simulations/{SIMULATION}", DeleteNamed, nullptr,
+    simulation.Add("delete", "Delete a simulation and check that it is gone", "DeleteSimulation",
+                   DeleteNamed, nullptr,
                    {"varnel simulation delete sim-bridge --yes",
                     "varnel simulation delete sim-bridge --dry-run"});
 
     Noun inputs(AddNoun(simulations, "inputs", "What a simulation starts from",
                         "varnel simulation inputs get sim-bridge"),
                 session);
-    inputs.Add("get", "Show a simulation's inputs", "GET /simulations/{SIMULATION}/inputs", Show,
-               nullptr, {"varnel simulation inputs get sim-bridge > inputs.json"});
+    inputs.Add("get", "Show a simulation's inputs", "GetSimulationInputs", Show, nullptr,
+               {"varnel simulation inputs get sim-bridge > inputs.json"});
     inputs.Add("set", "Replace a simulation's inputs and check that they arrived",
-               "POST /simulations/{SIMULATION}/inputs", ReplaceInputs, AddInputs,
+               "PostSimulationInputs", ReplaceInputs, AddInputs,
                {"varnel simulation inputs set sim-bridge --data '{\"load\": 12.5}'",
                 "varnel simulation inputs get sim-bridge | varnel simulation inputs set "
                 "sim-bridge --data -"});
@@ -213,36 +213,35 @@ void AddServiceCommands(CLI::App& root, Session& session) {
     CLI::App& executions = AddNoun(root, "execution", "Executions of a simulation",
                                    "varnel execution list sim-bridge");
     Noun execution(executions, session);
-    execution.Add("list", "List a simulation's executions",
-                  "GET /simulations/{SIMULATION}/executions", ListExecutions, AddPage,
+    execution.Add("list", "List a simulation's executions", "GetExecutions", ListExecutions,
+                  AddPage,
                   {"varnel execution list sim-bridge --state finished",
                    "varnel execution list sim-bridge --all -o jsonl"});
-    execution.Add("start", "Start an execution of a simulation",
-                  "POST /simulations/{SIMULATION}/executions", StartExecution, AddStartingPoint,
+    execution.Add("start", "Start an execution of a simulation", "PostExecution", StartExecution,
+                  AddStartingPoint,
                   {"varnel execution start sim-bridge",
                    "varnel execution start sim-bridge --data '{\"steps\": 100}' --query /id"});
-    execution.Add("show", "Show an execution",
-                  "GET /simulations/{SIMULATION}/executions/{EXECUTION}", Show, nullptr,
+    execution.Add("show", "Show an execution", "GetExecution", Show, nullptr,
                   {"varnel execution show sim-bridge exe-1"});
     AddWatchCommand(executions, session);
 
     Noun user(AddNoun(root, "user", "People who may use the service", "varnel user list"), session);
-    user.Add("list", "List users", "GET /users", ListUsers, AddPage,
+    user.Add("list", "List users", "GetUsers", ListUsers, AddPage,
              {"varnel user list", "varnel user list --all -o table"});
-    user.Add("create", "Create a user", "POST /users", CreateUser, AddEmailAndRole,
+    user.Add("create", "Create a user", "CreateUser", CreateUser, AddEmailAndRole,
              {"varnel user create kim@example.com --role viewer"});
-    user.Add("show", "Show a user", "GET /users/{USER}", Show, nullptr, {"varnel user show usr-2"});
-    user.Add("set-role", "Change a user's role and check that it is changed", "PATCH /users/{USER}",
+    user.Add("show", "Show a user", "GetUser", Show, nullptr, {"varnel user show usr-2"});
+    user.Add("set-role", "Change a user's role and check that it is changed", "UpdateUser",
              ChangeRole, AddNewRole, {"varnel user set-role usr-2 viewer"});
-    user.Add("delete", "Delete a user and check that the user is gone", "DELETE /users/{USER}",
-             DeleteNamed, nullptr, {"varnel user delete usr-2 --yes"});
+    user.Add("delete", "Delete a user and check that the user is gone", "DeleteUser", DeleteNamed,
+             nullptr, {"varnel user delete usr-2 --yes"});
 
     Noun agent(AddNoun(root, "agent", "The service's agent", "varnel agent show"), session);
-    agent.Add("show", "Show the agent's state", "GET /agent", Show, nullptr, {"varnel agent show"});
-    agent.Add("send", "Send a command to the agent", "POST /agent", SendCommand, AddAgentCommand,
-              {"varnel agent send start"});
+    agent.Add("show", "Show the agent's state", "GetAgent", Show, nullptr, {"varnel agent show"});
+    agent.Add("send", "Send a command to the agent", "SendAgentCommand", SendCommand,
+              AddAgentCommand, {"varnel agent send start"});
     Noun(root, session)
-        .Add("version", "Show the service's version", "GET /version", ShowVersion, nullptr,
+        .Add("version", "Show the service's version", "GetVersion", ShowVersion, nullptr,
              {"varnel version", "varnel version --offline"});
 }
 

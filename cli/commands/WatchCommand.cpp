@@ -10,8 +10,6 @@ namespace VarnelBase {
 
 namespace {
 
-constexpr const char* Executions = "/simulations/{SIMULATION}/executions";
-
 struct WatchOptions {
     Identifiers identifiers;
     std::vector<std::string> executions;
@@ -23,7 +21,7 @@ void Watch(Session& session, const WatchOptions& options) {
     if (options.executions.empty() && !options.isAll) {
         throw CommandError(ExitStatus::Usage, "EXECUTION: name one, or pass --all");
     }
-    const std::string target = options.identifiers.Fill(Executions);
+    const std::string target = options.identifiers.Fill(GetPath("GetExecutions"));
     std::vector<std::string> names = options.executions;
     if (options.isAll) { names = ListIdentifiers(ReadAll(session, {target, "executions"}, {})); }
     std::vector<WatchedExecution> watched;
@@ -45,7 +43,7 @@ void AddWatchCommand(CLI::App& execution, Session& session) {
          "varnel execution watch sim-bridge --all --good failed --timeout 3600 -o jsonl",
          "varnel execution watch sim-bridge exe-1 --field /state --bad cancelled"});
     WatchRules& rules = watch.options.rules;
-    AddIdentifiers(watch.app, watch.options.identifiers, Executions);
+    AddIdentifiers(watch.app, watch.options.identifiers, GetPath("GetExecutions"));
     CLI::Option* executions =
         watch.app
             .add_option("EXECUTION", watch.options.executions, "Identifiers of the executions")

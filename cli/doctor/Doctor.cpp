@@ -6,6 +6,7 @@
 #include <EnvironmentVariable.h>
 #include <IdentitySettings.h>
 #include <JsonView.h>
+#include <OperationTable.h>
 #include <ProviderClock.h>
 #include <SettingSources.h>
 #include <sys/stat.h>
@@ -209,8 +210,9 @@ void CheckService(Findings& findings, const Facts& facts) {
     options.tokenSource = [&facts] { return facts.token; };
     options.timeout = AnswerPatience;
     options.maxAttempts = 1;
-    const std::string request = "GET /version";
-    const Outcome outcome = ServiceClient(options).Send("GET", "/version");
+    constexpr const ServiceOperation& operation = FindOperation("GetVersion");
+    const std::string request = std::string(operation.method) + " " + operation.target;
+    const Outcome outcome = ServiceClient(options).Send(operation.method, operation.target);
     try {
         findings.Add(Health::Ok, "service version",
                      JsonView(RequireDocument(request, outcome)).Format(0));

@@ -2,6 +2,7 @@
 
 #include <HexText.h>
 #include <JsonView.h>
+#include <OperationTable.h>
 #include <Utf8Text.h>
 
 #include <algorithm>
@@ -69,6 +70,18 @@ std::string Identifiers::Escape(const std::string& name, const std::string& text
     std::string escaped;
     for (const char c : text) { escaped += IsUnreserved(c) ? std::string(1, c) : EscapeByte(c); }
     return escaped;
+}
+
+std::string GetPath(std::string_view operation) {
+    const std::string_view target = FindOperation(operation).target;
+    std::string path(target.substr(0, target.find('?')));
+    for (const std::string& name : ListArguments(path)) {
+        // "userId" is "USER" there.
+        std::string noun = name.substr(0, name.size() - std::string_view("Id").size());
+        for (char& c : noun) { c = static_cast<char>(std::toupper(static_cast<unsigned char>(c))); }
+        path.replace(path.find("{" + name) + 1, name.size(), noun);
+    }
+    return path;
 }
 
 std::vector<std::string> ListArguments(const std::string& target) {

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace VarnelBase {
@@ -14,8 +15,7 @@ struct Identifiers {
     /// A target with the identifiers in it: "/users/{USER}" becomes "/users/usr-1".
     ///
     /// @throws CommandError, naming the argument, when one would change the request, unless
-    /// --raw-id
-    ///         was given
+    ///         --raw-id was given
     std::string Fill(const std::string& target) const;
 
     /// A part of a request's address that a text becomes.
@@ -23,6 +23,13 @@ struct Identifiers {
     /// @param name what the argument is called
     std::string Escape(const std::string& name, const std::string& text) const;
 };
+
+/// The service's own page that shows a simulation.
+constexpr const char* SimulationPage = "/simulations/{SIMULATION}";
+
+/// The path of an operation of the service, with its arguments as they are called on the command
+/// line: "/users/{USER}".
+std::string GetPath(std::string_view operation);
 
 /// The names of the arguments in a target: "USER" of "/users/{USER}".
 std::vector<std::string> ListArguments(const std::string& target);

@@ -192,9 +192,9 @@ void OfferCommands(Offer& offer, const CLI::App& command) {
 
 /// The lists that hold the identifiers which an argument may have.
 const std::map<std::string, std::string> IdentifierLists{
-    {"SIMULATION", "/simulations?scope=user&"},
-    {"EXECUTION", "/simulations/{SIMULATION}/executions?"},
-    {"USER", "/users?"}};
+    {"SIMULATION", GetPath("GetSimulations") + "?scope=user&"},
+    {"EXECUTION", GetPath("GetExecutions") + "?"},
+    {"USER", GetPath("GetUsers") + "?"}};
 
 void OfferIdentifiers(Offer& offer, Session& session, const Place& place, const std::string& list) {
     ApplyEnvironmentOptions(session.options);
