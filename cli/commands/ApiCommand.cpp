@@ -32,8 +32,15 @@ void SendRequest(Session& session, const ApiOptions& options) {
     if (!outcome.Succeeded()) {
         throw JudgeFailure(request.Describe(), outcome, isRead ? Purpose::Read : Purpose::Change);
     }
-    if (!FindJsonProblem(outcome.text).empty()) {
-        WriteText(outcome.text);
+    const std::string problem = FindJsonProblem(outcome.text);
+    const bool hasQuery = !session.options.output.query.empty();
+    if (!problem.empty()) {
+        if (!isRead || !hasQuery) { WriteText(outcome.text); }
+        if (hasQuery) {
+            throw CommandError(
+                ExitStatus::Refused,
+                request.Describe() + " was answered, but --query finds nothing: " + problem);
+        }
     } else if (isRead) {
         session.Print(outcome.text);
     } else {
