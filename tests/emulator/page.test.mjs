@@ -39,6 +39,7 @@ async function withPage(use, size = '1100,1000') {
       picture: async (name) => process.env.PICTURES && writeFileSync(`${process.env.PICTURES}/${name}.png`, await driver.takeScreenshot(), 'base64'),
     };
     await page.shows('#connection', 'Live');
+    await page.shows('#now', ':'); // has read the emulator's state
     await use(page);
     const problems = (await driver.manage().logs().get(Type.BROWSER)).map(({ message }) => message);
     assert.deepEqual(problems.filter((message) => !/status of 4\d\d/.test(message)), []);
