@@ -39,7 +39,7 @@ std::string Request::GetAuthority() const {
 
 std::string Request::FindHeader(const std::string& name) const {
     const auto found = std::find_if(headers.begin(), headers.end(), [&](const HeaderLine& line) {
-        return strcasecmp(line.first.c_str(), name.c_str()) == 0;
+        return IsHeader(line.first, {name.c_str()});
     });
     return found == headers.end() ? "" : found->second;
 }

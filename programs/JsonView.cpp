@@ -72,7 +72,7 @@ json ReadExactly(const JsonView& value) {
         }
         return array;
     }
-    const std::string text = value.Format(0);
+    const std::string text(value.GetText());
     json read = json::parse(text);
     const bool isInteger = text.find_first_of(".eE") == std::string::npos;
     return read.is_number_float() && isInteger ? json("\xff" + text) : read;
