@@ -4,22 +4,26 @@
     .ci/mutation.py [--count N] [--seed N] [--jobs N] [DIRECTORY...]
 
 N changes are drawn from the sources in the directories: src, client, cli, emulator and study if none is given. One
-that does not compile, or that leaves the machine code as it is, does not count, and another is drawn. Takes some
-20 s to two minutes for each change; clones, in which it builds, are made in $TMPDIR and deleted afterwards.
+that does not compile, or that leaves the machine code as it is, does not count, and another is drawn. Clones, in which
+it builds, are made in $TMPDIR and deleted afterwards.
 """
 
 import argparse
+import contextlib
 import hashlib
 import os
 import random
 import re
+import resource
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
+import threading
+import time
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
-from queue import Queue
 
 # The tests that are to notice a change of a directory, the quickest first.
 TESTS = {
@@ -68,26 +72,33 @@ class Clone:
     def __init__(self, source, work, name):
         self.root = work / name
         run("git", "clone", "--quiet", source, self.root)
-        run("cmake", "--preset", "dev", cwd=self.root)
+        # One object for each source, so that little is compiled for a change, and what does not compile is told.
+        options = ["-DCMAKE_UNITY_BUILD=OFF", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON", "-DCMAKE_COMPILE_WARNING_AS_ERROR=OFF"]
+        run("cmake", "--preset", "dev", *options, cwd=self.root)
         self.build()
-        self.code = self.hash_code()
+        self.code = self.hash_code(0)
 
     def build(self):
         return subprocess.run(["cmake", "--build", "--preset", "dev"], cwd=self.root, capture_output=True).returncode == 0
 
-    def hash_code(self):
-        """What the objects hold, but for what is told to debuggers."""
+    def hash_code(self, since):
+        """What the objects that were built since then hold, but for what is told to debuggers."""
         codes = {}
         for file in (self.root / "build/dev").rglob("*.o"):
-            bare = self.root / "bare.o"
-            run("objcopy", "--strip-debug", file, bare)
-            codes[file] = hashlib.sha256(bare.read_bytes()).digest()
+            if file.stat().st_mtime >= since:
+                bare = self.root / "bare.o"
+                run("objcopy", "--strip-debug", file, bare)
+                codes[file] = hashlib.sha256(bare.read_bytes()).digest()
         return codes
 
     def passes(self, tests):
         for name in tests:
             command = ["ctest", "--test-dir", f"build/dev/tests/{name}", "--stop-on-failure", "--timeout", "120"]
-            if subprocess.run(command, cwd=self.root, capture_output=True).returncode != 0:
+            with subprocess.Popen(command, cwd=self.root, stdout=subprocess.DEVNULL, start_new_session=True) as ctest:
+                status = ctest.wait()
+            with contextlib.suppress(ProcessLookupError):
+                os.killpg(ctest.pid, signal.SIGKILL)  # what a test left running
+            if status != 0:
                 return False
         return True
 
@@ -98,8 +109,9 @@ class Clone:
         lines = text.splitlines()
         lines[number] = line
         target.write_text("\n".join(lines) + "\n")
+        start = time.time()
         try:
-            if not self.build() or self.hash_code() == self.code:
+            if not self.build() or self.hash_code(start).items() <= self.code.items():
                 return None
             return not self.passes(tests)
         finally:
@@ -119,6 +131,7 @@ def main():
     options = parser.parse_args()
 
     source = Path(__file__).resolve().parent.parent
+    resource.setrlimit(resource.RLIMIT_DATA, (8 << 30, 8 << 30))  # A loop may no longer end.
     os.environ["CMAKE_BUILD_PARALLEL_LEVEL"] = os.environ["CTEST_PARALLEL_LEVEL"] = "1"
     changes = [
         (file.relative_to(source), number, line, TESTS[directory])
@@ -132,33 +145,32 @@ def main():
 
     work = Path(tempfile.mkdtemp(prefix="mutation-"))
     counted = []
+    lock = threading.Lock()
+
+    def judge_changes(clone):
+        while True:
+            with lock:
+                change = next(drawn, None) if len(counted) < options.count else None
+            if not change:
+                return
+            is_noticed = clone.judge(*change)
+            if is_noticed is None:
+                continue
+            file, number, line, _ = change
+            with lock:
+                counted.append(is_noticed)
+                print(f"{sum(counted)} of {len(counted)}", file=sys.stderr, flush=True)
+                if not is_noticed:
+                    old = (source / file).read_text().splitlines()[number].strip()
+                    print(f"let through: {file}:{number + 1}: {old}\n    as: {line.strip() or '(nothing)'}", flush=True)
+
     try:
         with ThreadPoolExecutor(options.jobs) as pool:
-            clones = Queue()
-            for clone in pool.map(lambda name: Clone(source, work, str(name)), range(options.jobs)):
-                clones.put(clone)
+            clones = list(pool.map(lambda name: Clone(source, work, str(name)), range(options.jobs)))
             every = sorted({name for tests in TESTS.values() for name in tests})
-            if not clones.queue[0].passes(every):
+            if not clones[0].passes(every):
                 sys.exit("mutation: the tests fail without any change")
-
-            def judge(change):
-                clone = clones.get()
-                try:
-                    return change, clone.judge(*change)
-                finally:
-                    clones.put(clone)
-
-            while len(counted) < options.count:
-                batch = [change for _, change in zip(range(min(options.jobs, options.count - len(counted))), drawn)]
-                if not batch:
-                    break
-                for (file, number, line, _), is_noticed in pool.map(judge, batch):
-                    if is_noticed is None:
-                        continue
-                    counted.append(is_noticed)
-                    if not is_noticed:
-                        old = (source / file).read_text().splitlines()[number].strip()
-                        print(f"let through: {file}:{number + 1}: {old}\n    as: {line.strip() or '(nothing)'}", flush=True)
+            list(pool.map(judge_changes, clones))
     finally:
         shutil.rmtree(work, ignore_errors=True)
     if not counted:
