@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Changes the code in one place at a time and says which changes the tests let through.
 
-    .ci/mutation.py [--count N] [--seed N] [--jobs N] [DIRECTORY...]
+    .ci/mutation.sh [--count N] [--seed N] [--jobs N] [DIRECTORY...]
 
 N changes are drawn from the sources in the directories: src, client, cli, emulator and study if none is given. One
 that does not compile, or that leaves the machine code as it is, does not count, and another is drawn. Clones, in which
