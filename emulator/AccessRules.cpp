@@ -160,11 +160,16 @@ Answer AccessRules::AnswerPreflight(const Request& request) const {
 
 void AccessRules::AddOriginHeaders(const Request& request, Answer& answer) const {
     if (origins.empty()) { return; }
+    std::string names; // since a page that sends credentials takes "*" for a header's name
+    for (const HeaderLine& line : answer.headers) {
+        if (!IsAccessControl(line.first)) { names += (names.empty() ? "" : ", ") + line.first; }
+    }
     answer.headers.emplace_back("Vary", "Origin");
     const std::string origin = request.FindHeader("Origin");
     if (!IsAllowedOrigin(origin)) { return; }
     answer.headers.emplace_back("Access-Control-Allow-Origin", origin);
-    answer.headers.emplace_back("Access-Control-Expose-Headers", "*");
+    answer.headers.emplace_back("Access-Control-Allow-Credentials", "true");
+    if (!names.empty()) { answer.headers.emplace_back("Access-Control-Expose-Headers", names); }
 }
 
 std::optional<Answer> AccessRules::CheckCredentials(const Request& request) const {

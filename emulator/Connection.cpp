@@ -159,6 +159,7 @@ void Connection::Deliver(Answer answer) {
         DeliverLater(std::move(answer));
         return;
     }
+    parts.callbacks.complete(exchange.request, answer);
     delivery = PlanDelivery(std::move(answer), exchange.request, fault);
     if (delivery->delaySeconds > 0) {
         AwaitTime(delivery->delaySeconds, &Connection::BeginSending);

@@ -116,7 +116,10 @@ struct Emulator::Implementation {
         callbacks.answer = [this](const Request& request, const std::optional<Fault>& fault) {
             Answer answer = AnswerRequest(request, fault);
             if (request.method != "GET" || fault) { feed.Publish("change", json()); }
-            return LetPagesRead(request, std::move(answer));
+            return answer;
+        };
+        callbacks.complete = [this](const Request& request, Answer& answer) {
+            access.AddOriginHeaders(request, answer);
         };
         callbacks.record = [this](Emulation::Exchange exchange) {
             if (!IsLocal(exchange.request)) { requests.Add(std::move(exchange)); }
@@ -155,17 +158,6 @@ struct Emulator::Implementation {
         std::unique_lock<std::mutex> lock(mutex);
         feed.Publish("change", json());
         return lock;
-    }
-
-    /// The answer with what lets a page of an allowed origin read it.
-    Answer LetPagesRead(const Request& request, Answer answer) const {
-        access.AddOriginHeaders(request, answer);
-        if (answer.later) {
-            answer.later = [this, request, make = std::move(answer.later)](const auto& isStopping) {
-                return LetPagesRead(request, make(isStopping));
-            };
-        }
-        return answer;
     }
 
     /// Begins again, with the state locked.

@@ -4,7 +4,6 @@
 #include <HarDocument.h>
 #include <PrivateFile.h>
 #include <RequestTarget.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -29,8 +28,7 @@ std::string DecodeBase64(std::string text) {
 
 /// Whether a header says how its answer was sent, to whom, or from which cache.
 bool IsOfTransport(const std::string& name) {
-    return name.empty() || name.front() == ':' ||
-           strncasecmp(name.c_str(), "Access-Control-", 15) == 0 ||
+    return name.empty() || name.front() == ':' || IsAccessControl(name) ||
            IsHeader(name, {"Content-Length", "Transfer-Encoding", "Content-Encoding", "Connection",
                            "Keep-Alive", "Date", "Set-Cookie", "Content-Type", "Trailer", "Upgrade",
                            "Alt-Svc", "ETag", "Last-Modified", "Strict-Transport-Security"});

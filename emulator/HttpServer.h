@@ -25,6 +25,8 @@ struct ServerCallbacks {
     std::function<std::optional<Fault>(const Request&)> chooseFault;
     /// Carries a request out, unless the fault prevents it.
     std::function<Answer(const Request&, const std::optional<Fault>&)> answer;
+    /// Adds what a page needs to read an answer, also to the server's own refusals.
+    std::function<void(const Request&, Answer&)> complete;
     /// Told of every request, before its answer is sent.
     std::function<void(Exchange)> record;
 };

@@ -24,6 +24,10 @@ bool IsHeader(const std::string& name, std::initializer_list<const char*> names)
                        [&name](const char* one) { return strcasecmp(one, name.c_str()) == 0; });
 }
 
+bool IsAccessControl(const std::string& name) {
+    return strncasecmp(name.c_str(), "Access-Control-", 15) == 0;
+}
+
 std::string Request::GetPath() const {
     const std::size_t begin = FindPath(target);
     const std::size_t end = std::min(target.find('?', begin), target.size());

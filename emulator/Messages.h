@@ -22,6 +22,9 @@ using nlohmann::json;
 /// Whether a header's name is one of these, in letters of any case.
 bool IsHeader(const std::string& name, std::initializer_list<const char*> names);
 
+/// Whether a header tells a browser which pages may read an answer.
+bool IsAccessControl(const std::string& name);
+
 /// A request as it arrived.
 struct Request {
     std::string method;

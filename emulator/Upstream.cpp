@@ -48,7 +48,7 @@ std::size_t TakeHeader(const char* bytes, std::size_t size, std::size_t count, v
         const std::string name = line.substr(0, colon);
         if (IsHeader(name, {"Content-Type"})) {
             answer.contentType = value;
-        } else if (!IsOfConnection(name)) {
+        } else if (!IsOfConnection(name) && !IsAccessControl(name)) {
             answer.headers.emplace_back(name, value);
         }
     }

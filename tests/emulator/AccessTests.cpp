@@ -74,7 +74,8 @@ TEST(Access, AllowedOriginsReadWhatTheyAskFor) {
           "\r\nAccess-Control-Allow-Methods: GET, HEAD, POST, PUT, PATCH, DELETE\r\n",
           "\r\nAccess-Control-Allow-Headers: authorization, x\r\n", "\r\nVary: Origin\r\n",
           "\r\nAccess-Control-Allow-Private-Network: true\r\n",
-          "\r\nAccess-Control-Allow-Origin: http://front.end\r\n"}) {
+          "\r\nAccess-Control-Allow-Origin: http://front.end\r\n",
+          "\r\nAccess-Control-Allow-Credentials: true\r\n"}) {
         EXPECT_NE(preflight.find(line), std::string::npos) << line << preflight;
     }
     for (const char* status : {"503", "401"}) { // the fault is not spent on the preflight
@@ -82,6 +83,21 @@ TEST(Access, AllowedOriginsReadWhatTheyAskFor) {
         EXPECT_EQ(answer.substr(9, 3), status);
         EXPECT_NE(answer.find("\r\nAccess-Control-Allow-Origin: http://front.end\r\n"),
                   std::string::npos);
+        EXPECT_EQ(answer.find("Expose-Headers: WWW-Authenticate\r\n") != std::string::npos,
+                  std::string(status) == "401");
+    }
+    for (const auto& [lines, status] :
+         std::vector<std::pair<std::string, std::string>>{{"|Host: twice", "400"},
+                                                          {"|Transfer-Encoding: gzip", "400"},
+                                                          {"|A: b\rc", "400"},
+                                                          {"|Content-Length: 67108865", "413"},
+                                                          {"|Expect: more", "417"}}) {
+        const std::string answer = SendRaw(
+            emulator.GetPort(), "POST /users HTTP/1.1\r\n" + JoinLines(page + lines) + "\r\n\r\n");
+        EXPECT_EQ(answer.substr(9, 3), status) << lines;
+        EXPECT_NE(answer.find("\r\nAccess-Control-Allow-Origin: http://front.end\r\n"),
+                  std::string::npos)
+            << answer;
     }
     const std::string other =
         SendRequest(emulator, "GET /users", "Host: localhost|Origin: http://evil");

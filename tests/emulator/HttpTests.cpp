@@ -199,6 +199,7 @@ std::unique_ptr<Emulation::HttpServer> ServeAnswers(
     Emulation::ServerCallbacks callbacks;
     callbacks.chooseFault = [](const auto& /*request*/) { return std::nullopt; };
     callbacks.answer = [make](const auto& /*request*/, const auto& /*fault*/) { return make(); };
+    callbacks.complete = [](const auto& /*request*/, const auto& /*answer*/) {};
     callbacks.record = [](const Emulation::Exchange& /*exchange*/) {};
     return Emulation::StartHttpServer({"127.0.0.1", 0, "", ""}, std::move(callbacks));
 }

@@ -46,14 +46,18 @@ inline std::string SendRaw(int port, const std::string& bytes) {
     return answer;
 }
 
+/// @param headers separated by "|"
+inline std::string JoinLines(const std::string& headers) {
+    return std::regex_replace(headers, std::regex("\\|"), "\r\n");
+}
+
 /// Sends a request as it stands on a connection of its own; everything that comes back.
 ///
 /// @param request method and target
 /// @param headers separated by "|"
 inline std::string SendRequest(const VarnelBase::Emulator& emulator, const std::string& request,
                                const std::string& headers, const std::string& body = "") {
-    const std::string lines = std::regex_replace(headers, std::regex("\\|"), "\r\n");
-    return SendRaw(emulator.GetPort(), request + " HTTP/1.1\r\nConnection: close\r\n" + lines +
-                                           "\r\nContent-Length: " + std::to_string(body.size()) +
-                                           "\r\n\r\n" + body);
+    return SendRaw(emulator.GetPort(),
+                   request + " HTTP/1.1\r\nConnection: close\r\n" + JoinLines(headers) +
+                       "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
 }

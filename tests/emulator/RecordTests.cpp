@@ -79,11 +79,12 @@ TEST(Record, IsReplayedInItsOrder) {
 }
 
 TEST(Record, LearnsFromTheServiceWithoutItsSecrets) {
-    Emulator service;
+    EmulatorOptions options;
+    options.allowedOrigins = {"http://front.end"};
+    Emulator service(options);
     service.AddFault(json::parse(R"({"path": "/sign-in", "times": 0, "action": "answer",
         "body": {"session": "hidden-1", "accessToken": "hidden-2", "echo": "hidden-token"},
         "headers": {"Set-Cookie": "sid=hidden-3", "X-Token-Was": "hidden-token"}})"));
-    EmulatorOptions options;
     options.recordFile = MakeDirectory() + "/record.har";
     options.upstream = service.GetUrl() + "/";
     options.secretMembers = {"Session"};
@@ -93,10 +94,13 @@ TEST(Record, LearnsFromTheServiceWithoutItsSecrets) {
         const Emulator relay(options);
         std::string answers;
         for (int i = 0; i < rounds; ++i) {
-            answers +=
-                Ask(relay, "POST " + target, body,
-                    {{"Authorization", "Bearer hidden-token"}, {"Cookie", "sid=hidden-cookie"}})
-                    .body;
+            const Reply reply = Ask(relay, "POST " + target, body,
+                                    {{"Authorization", "Bearer hidden-token"},
+                                     {"Cookie", "sid=hidden-cookie"},
+                                     {"Origin", "http://front.end"}});
+            const auto [first, last] = reply.headers.equal_range("Access-Control-Allow-Origin");
+            for (auto line = first; line != last; ++line) { answers += line->second; }
+            answers += reply.body;
             answers += Ask(relay, "GET /version").body;
             answers += std::to_string(Ask(relay, "GET /users/none").status);
         }
@@ -104,6 +108,7 @@ TEST(Record, LearnsFromTheServiceWithoutItsSecrets) {
     };
     const std::string learnt = ask(1);
     EXPECT_NE(learnt.find("hidden-1"), std::string::npos) << "the answer itself is not changed";
+    EXPECT_EQ(learnt.find("http://front.end{"), 0U) << learnt;
     const json asked = service.GetRequests();
     ASSERT_EQ(asked.size(), 3U);
     EXPECT_EQ(asked[0]["body"], body);
