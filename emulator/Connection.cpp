@@ -3,6 +3,7 @@
 #include <UtcTime.h>
 #include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
+#include <boost/beast/core/read_size.hpp>
 #include <boost/beast/http/read.hpp>
 
 #include <algorithm>
@@ -52,6 +53,7 @@ auto Connection::Continue(Step step) {
 
 void Connection::Start() {
     parts.connections.insert(shared_from_this());
+    parser.emplace();
     SetTimeLeft(IdleTime);
     if (stream.tls) {
         stream.tls->async_handshake(asio::ssl::stream_base::server,
@@ -59,6 +61,10 @@ void Connection::Start() {
     } else {
         ReadHead();
     }
+}
+
+std::string_view Connection::GetArrived() const {
+    return {static_cast<const char*>(arrived.cdata().data()), arrived.size()};
 }
 
 void Connection::CheckTime(Clock::time_point now) {
@@ -89,18 +95,22 @@ void Connection::AwaitTime(double seconds, Step step) {
 }
 
 void Connection::ReadHead() {
-    parser.emplace();
-    http::async_read_header(stream, arrived, *parser,
-                            [self = shared_from_this()](const Error& error, std::size_t /*size*/) {
-                                self->BeginRequest(error);
-                            });
+    Error error;
+    arrived.consume(parser->put(arrived.data(), error));
+    if (error != http::error::need_more) {
+        BeginRequest(error);
+    } else if (HasBareLineFeed(GetArrived())) { // or the parser would wait for another end
+        BeginRequest(http::error::bad_line_ending);
+    } else {
+        stream.async_read_some(arrived.prepare(boost::beast::read_size(arrived, BlockBytes)),
+                               [self = shared_from_this()](const Error& end, std::size_t size) {
+                                   self->arrived.commit(size);
+                                   self->Continue (&Connection::ReadHead)(end);
+                               });
+    }
 }
 
 void Connection::BeginRequest(const Error& error) {
-    if (!stream.socket.is_open() || (error && !IsMisuse(error))) {
-        Close();
-        return;
-    }
     isBetweenRequests = false;
     begin = Clock::now();
     SetTimeLeft(BodyTime);
@@ -146,9 +156,7 @@ void Connection::EndRequest(const Error& error) {
     } else if (IsMisuse(error)) {
         request.isKeptAlive = false;
         fault.reset();
-        const auto bytes = arrived.cdata();
-        Deliver(
-            ExplainMisuse(error, request, {static_cast<const char*>(bytes.data()), bytes.size()}));
+        Deliver(ExplainMisuse(error, request, GetArrived()));
     } else {
         Close();
     }
@@ -278,6 +286,7 @@ void Connection::EndAnswer() {
         isBetweenRequests = true;
         SetTimeLeft(IdleTime);
         arrived.shrink_to_fit();
+        parser.emplace();
         ReadHead();
         return;
     }

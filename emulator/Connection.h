@@ -61,6 +61,7 @@ private:
     void SetTimeLeft(std::chrono::milliseconds time);
     void AwaitTime(double seconds, Step step);
 
+    std::string_view GetArrived() const;
     void ReadHead();
     void BeginRequest(const Error& error);
     void ReadBody();

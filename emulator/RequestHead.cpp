@@ -52,6 +52,14 @@ RequestParser::RequestParser() {
     body_limit(MaxBodyBytes);
 }
 
+bool HasBareLineFeed(std::string_view bytes) {
+    std::size_t at = bytes.find('\n');
+    while (at != std::string_view::npos && at > 0 && bytes[at - 1] == '\r') {
+        at = bytes.find('\n', at + 1);
+    }
+    return at != std::string_view::npos;
+}
+
 Request CopyHead(const RequestParser& parser) {
     const auto& head = parser.get();
     Request request;

@@ -18,6 +18,9 @@ struct RequestParser : boost::beast::http::request_parser<boost::beast::http::st
     RequestParser();
 };
 
+/// Whether a line of a head that is not read to its end ends without "\r".
+bool HasBareLineFeed(std::string_view bytes);
+
 /// The request as far as it was read, but for its body.
 Request CopyHead(const RequestParser& parser);
 

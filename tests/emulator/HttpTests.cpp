@@ -140,6 +140,15 @@ TEST(Http, EachRequestEndsWhereItShouldWhateverOtherClientsDo) {
     for (const int peer : idle) { close(peer); }
 }
 
+TEST(Http, RefusesBareLineFeedsBeforeTheHeadEnds) {
+    const Emulator emulator;
+    for (const std::string& bytes :
+         {std::string("\n"), std::string("GET /version HTTP/1.1\n"), Get + "\n",
+          "GET /version" + Line + "Host: localhost\n", Get + "A: b\r\n\n"}) {
+        EXPECT_EQ(ListStatuses(SendRaw(emulator.GetPort(), bytes)), "400 ") << bytes;
+    }
+}
+
 TEST(Http, TrailersChangeNoRequest) {
     const Emulator emulator;
     // Releases of Beast refuse or ignore them.
