@@ -15,24 +15,19 @@ namespace {
 
 using ClientAllocations = AllocationFixture;
 
-/// Has libcurl's allocations fail in their turn, too.
-CURLcode FailInCurl() {
-    const auto renew = [](void* memory, std::size_t size) {
-        return IsFailingAllocation() ? nullptr : std::realloc(memory, size);
-    };
-    const auto create = [](std::size_t size) {
-        return IsFailingAllocation() ? nullptr : std::malloc(size);
-    };
-    const auto copy = [](const char* text) {
-        return IsFailingAllocation() ? nullptr : ::strdup(text);
-    };
-    const auto createMany = [](std::size_t count, std::size_t size) {
-        return IsFailingAllocation() ? nullptr : std::calloc(count, size);
-    };
-    return curl_global_init_mem(CURL_GLOBAL_DEFAULT, create, &std::free, renew, copy, createMany);
+/// A function of the C library, whose allocation fails in its turn, too.
+template <auto Function, typename... Arguments>
+void* Allocate(Arguments... arguments) {
+    return IsFailingAllocation() ? nullptr : Function(arguments...);
 }
 
-const CURLcode CurlReadiness = FailInCurl(); // before anybody else initialises it
+char* CopyText(const char* text) {
+    return IsFailingAllocation() ? nullptr : strdup(text);
+}
+
+const CURLcode CurlReadiness = curl_global_init_mem( // before anybody else initialises it
+    CURL_GLOBAL_DEFAULT, Allocate<std::malloc>, std::free, Allocate<std::realloc>, CopyText,
+    Allocate<std::calloc>);
 
 /// Something to do while memory runs out; returns nothing when it failed.
 struct Work {

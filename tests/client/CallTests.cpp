@@ -1,11 +1,10 @@
 #include <sys/resource.h>
 
-#include <array>
 #include <fstream>
+#include <future>
 #include <thread>
 
 #include "ClientFixture.h"
-#include "ListenOnLoopback.h"
 
 namespace VarnelBase {
 
@@ -21,46 +20,6 @@ CallOptions Within(milliseconds timeout) {
     call.timeout = timeout;
     return call;
 }
-
-/// A listener that says nothing by itself.
-class MuteListener {
-public:
-    MuteListener() { port = ListenOnLoopback(sockets[0]); }
-    ~MuteListener() {
-        for (const int one : sockets) { close(one); }
-    }
-    MuteListener(const MuteListener&) = delete;
-    MuteListener& operator=(const MuteListener&) = delete;
-
-    /// From now on a client's attempts to connect are neither accepted nor refused.
-    void Fill() {
-        listen(sockets[0], 0);
-        sockaddr address{};
-        socklen_t size = sizeof address;
-        for (int result = getsockname(sockets[0], &address, &size); result == 0;) {
-            sockets.push_back(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-            result = connect(sockets.back(), &address, size);
-        }
-    }
-
-    /// Reads a request on the one connection and sends these bytes.
-    void Converse(const std::string& bytes) {
-        if (sockets.size() == 1) { sockets.push_back(accept(sockets[0], nullptr, nullptr)); }
-        std::string request;
-        std::array<char, 4096> chunk{};
-        while (request.find("\r\n\r\n") == std::string::npos) {
-            const ssize_t count = recv(sockets.back(), chunk.data(), chunk.size(), 0);
-            if (count <= 0) { return; }
-            request.append(chunk.data(), static_cast<std::size_t>(count));
-        }
-        send(sockets.back(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    }
-
-    unsigned int port = 0;
-
-private:
-    std::vector<int> sockets{socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)}; ///< itself first
-};
 
 /// Returns once the program's first thread, which makes the calls, sleeps.
 void AwaitSleep() {
@@ -167,10 +126,8 @@ TEST_F(ClientCalls, WaitAsTheServiceAsksButNotPastTheirTime) {
 }
 
 TEST_F(ClientCalls, EndInTimeWhateverThePeerDoes) {
-    const MuteListener mute;
-    ClientOptions options = Options();
-    options.port = mute.port;
-    ServiceClient client(options);
+    ServiceClient client(Options());
+    server.Answer("HTTP/1.1 100 Continue\r\n\r\n", Manner::Kept);
     const Outcome silent = client.GetAgent(Within(milliseconds(50)));
     EXPECT_EQ(silent.failure, Failure::TimedOut);
     EXPECT_EQ(silent.sent, SentState::MayHaveBeenSent);
@@ -179,7 +136,7 @@ TEST_F(ClientCalls, EndInTimeWhateverThePeerDoes) {
         std::string endless = *bytes == '[' ? "HTTP/1.1 200 OK\r\n\r\n" : "";
         while (endless.size() < 1 << 22) { endless += bytes; }
         server.Answer(endless, Manner::Bytes);
-        options = Options();
+        ClientOptions options = Options();
         options.maxHeaderLines = 1 << 30;
         options.maxHeaderBytes = 1 << 30;
         const Outcome outcome =
@@ -189,15 +146,8 @@ TEST_F(ClientCalls, EndInTimeWhateverThePeerDoes) {
 }
 
 TEST_F(ClientCalls, EndWhenCancelledAtAnyPoint) {
-    enum class Peer { Absent, Full, Conversing };
     using Work = std::function<Outcome(ServiceClient&, const CallOptions&)>;
-    struct Point {
-        const char* name;
-        Peer peer;
-        std::string bytes; ///< that the peer has sent when the call is cancelled
-        Work work = [](ServiceClient& c, const CallOptions& call) { return c.GetAgent(call); };
-        bool isStarved = false; ///< whether the client has made a call without a free descriptor
-    };
+    const Work ask = [](ServiceClient& c, const CallOptions& call) { return c.GetAgent(call); };
     const Work wait = [](ServiceClient& c, const CallOptions& call) {
         WaitOptions options;
         options.cancellation = call.cancellation;
@@ -211,49 +161,53 @@ TEST_F(ClientCalls, EndWhenCancelledAtAnyPoint) {
         };
         return Outcome(c.StreamProject({}, cancel, nullptr, call));
     };
-    const std::string begun = "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n";
-    const Point points[] = {
-        {"before it begins", Peer::Absent, ""},
-        {"connecting", Peer::Full, ""},
-        {"waiting for an answer", Peer::Conversing, ""},
-        {"in the header", Peer::Conversing, begun},
-        {"in the body", Peer::Conversing, begun + "\r\n["},
-        {"in the pause before a retry", Peer::Conversing,
-         MakeAnswer(503, "", "Retry-After: 1800\r\n")},
-        {"in the pause of a wait", Peer::Conversing, MakeKeptAnswer(200, R"({"state":"running"})"),
-         wait},
-        {"in its own callback", Peer::Conversing, begun + "\r\n[", stream},
-        {"in a wait after a call without a descriptor", Peer::Conversing, "", wait, true},
-    };
-    for (const Point& point : points) {
-        SCOPED_TRACE(point.name);
-        MuteListener listener;
-        if (point.peer == Peer::Full) { listener.Fill(); }
+    const auto check = [](ServiceClient& client, const Work& work, const auto& isTime) {
         Cancellation cancellation;
-        ClientOptions options = Options();
-        options.port = listener.port;
-        options.timeout = options.projectTimeout = options.connectTimeout = std::chrono::hours(1);
-        ServiceClient client(options);
-        if (point.isStarved) { FailWithoutDescriptor(client); }
-        if (point.peer == Peer::Conversing) {
-            // libcurl wakes by itself while a connection is young.
-            std::thread peer([&] { listener.Converse(MakeKeptAnswer(200, "[]")); });
-            EXPECT_TRUE(client.GetAgent());
-            peer.join();
-        }
-        if (point.peer == Peer::Absent) { cancellation.Cancel(); }
-        std::thread canceller([&] {
-            if (point.peer == Peer::Conversing) { listener.Converse(point.bytes); }
-            if (point.peer != Peer::Absent) { AwaitSleep(); }
+        const bool isBefore = isTime();
+        if (isBefore) { cancellation.Cancel(); }
+        const auto cancelling = std::async(std::launch::async, [&] {
+            while (!isTime()) { std::this_thread::yield(); }
+            AwaitSleep();
             cancellation.Cancel();
         });
         CallOptions call;
         call.cancellation = cancellation;
-        const Outcome outcome = point.work(client, call);
-        canceller.join();
+        const Outcome outcome = work(client, call);
         EXPECT_EQ(outcome.failure, Failure::Cancelled) << outcome.message;
         EXPECT_LT(outcome.duration, std::chrono::seconds(30)); // a call that is not woken takes 60
-        EXPECT_EQ(outcome.attempts, point.peer == Peer::Absent ? 0 : 1);
+        EXPECT_EQ(outcome.attempts, isBefore ? 0 : 1);
+    };
+    ClientOptions options = Options();
+    options.timeout = options.projectTimeout = options.connectTimeout = std::chrono::hours(1);
+    options.tls = true; // The service waits for a request, the client for a handshake.
+    ServiceClient connecting(options);
+    check(connecting, ask, [] { return true; });
+    check(connecting, ask, [this] { return server.TakeConnections() > 0; });
+    options.tls = false;
+
+    const std::string silence = "HTTP/1.1 100 Continue\r\n\r\n";
+    const std::string begun = "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n";
+    const std::string running = MakeKeptAnswer(200, R"({"state":"running"})");
+    // What the service has sent when the call is cancelled, and whether the client has made a call
+    // without a free descriptor before.
+    const std::tuple<const char*, std::string, Work, bool> points[] = {
+        {"waiting for an answer", silence, ask, false},
+        {"in the header", begun, ask, false},
+        {"in the body", begun + "\r\n[", ask, false},
+        {"in the pause before a retry", MakeAnswer(503, "", "Retry-After: 1800\r\n"), ask, false},
+        {"in the pause of a wait", running, wait, false},
+        {"in its own callback", begun + "\r\n[", stream, false},
+        {"in a wait after a call without a descriptor", silence, wait, true},
+    };
+    for (const auto& [name, bytes, work, isStarved] : points) {
+        SCOPED_TRACE(name);
+        ScriptedServer service;
+        options.port = service.port;
+        ServiceClient client(options);
+        if (isStarved) { FailWithoutDescriptor(client); }
+        service.Answer(bytes, Manner::Kept, {MakeKeptAnswer(200, "[]")});
+        EXPECT_TRUE(client.GetAgent()); // libcurl wakes by itself while a connection is young.
+        check(client, work, [&service] { return service.answers == 2; });
     }
 }
 

@@ -1,5 +1,3 @@
-#include <Emulator.h>
-
 #include "ClientFixture.h"
 
 namespace VarnelBase {
@@ -46,27 +44,17 @@ TEST_F(ClientLists, EndWhereTheServiceEndsThemAndNowhereElse) {
         EXPECT_EQ(seen, expected) << what;
     }
     EXPECT_EQ(server.TakeTargets().back(), "GET /simulations?scope=user&limit=2&offset=2");
-}
 
-TEST_F(ClientLists, AreWholeWithAService) {
-    Emulator emulator;
-    ClientOptions options = Options();
-    options.port = static_cast<unsigned int>(emulator.GetPort());
-    options.pageSize = 7;
     ServiceClient client(options);
-    std::set<std::string> started;
-    for (int number = 0; number < 30; ++number) {
-        started.insert(client.PostExecution("sim-bridge", json::object()).document.at("id"));
-    }
-    std::size_t count = 0;
-    for (const json& execution : client.Executions("sim-bridge")) {
-        started.erase(execution.at("id"));
-        ++count;
-    }
-    EXPECT_EQ(started.size(), 0U);
-    EXPECT_EQ(count, client.GetExecutions("sim-bridge", 1, 0).document.at("total"));
+    server.Answer(MakeAnswer(200, page({a})));
     Listing users = client.Users();
-    EXPECT_EQ(std::distance(users.begin(), users.end()), std::distance(users.begin(), users.end()));
+    Listing executions = client.Executions("a/b");
+    for (Listing* list : {&users, &users, &executions}) {
+        EXPECT_EQ(std::distance(list->begin(), list->end()), 1);
+    }
+    EXPECT_EQ(server.TakeTargets(),
+              (Log{"GET /users?limit=2&offset=0", "GET /users?limit=2&offset=0",
+                   "GET /simulations/a%2Fb/executions?limit=2&offset=0"}));
 }
 
 TEST_F(ClientLists, WaitForWhatTheyStart) {

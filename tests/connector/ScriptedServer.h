@@ -85,6 +85,7 @@ public:
     int TakeConnections() { return connections.exchange(0); }
 
     unsigned int port = 0;
+    std::atomic<int> answers{0}; ///< that have been sent
 
 private:
     /// Reads a request and answers it, unless it is to be reset, and tells how.
@@ -103,6 +104,7 @@ private:
         if (isFirst) { first.erase(first.begin()); }
         lock.unlock();
         Send(connection, bytes, how == Manner::Bytes ? 1 : bytes.size());
+        ++answers;
         return how == Manner::Kept && bytes.empty() ? Manner::Whole : how;
     }
 

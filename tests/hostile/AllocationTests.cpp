@@ -69,24 +69,17 @@ TEST_F(Allocations, MayFailOneByOne) {
 }
 
 TEST_F(Allocations, LeaveNoTokenWithTheExpiryOfAnother) {
-    constexpr int HasFailed = 71;
     const std::string longer = ValidToken + std::string(100, 'x');
-    int status = HasFailed;
-    for (long number = 1; status == HasFailed || status == EndedByJson; ++number) {
-        status = AwaitChild(StartChild([&] {
-            std::set_terminate(TellTermination);
+    const auto failEach = [&] {
+        for (bool hasFailed = true; hasFailed;) {
             AuthHandler auth;
             auth.IsTokenExpired(ExpiredToken);
-            allocationsLeft = number;
-            try {
-                auth.IsTokenExpired(longer);
-            } catch (const std::bad_alloc&) {}
-            const bool hasFailed = std::exchange(allocationsLeft, 0) == 0;
+            hasFailed = FailNext([&] { auth.IsTokenExpired(longer); });
             if (!auth.IsTokenExpired(ExpiredToken)) { return 1; }
-            return hasFailed ? HasFailed : 0;
-        }));
-    }
-    EXPECT_EQ(status, 0);
+        }
+        return 0;
+    };
+    EXPECT_EQ(RunInChildren(failEach), 0);
 }
 
 } // namespace VarnelBase

@@ -1,41 +1,11 @@
-#include <poll.h>
 #include <sys/resource.h>
-#include <sys/select.h>
 
-#include <chrono>
 #include <csignal>
 #include <cstdio>
 
 #include "HostileBytes.h"
 #include "HostileFixture.h"
 #include "Operations.h"
-
-namespace {
-
-/// What the HTTP library waits for an answer at most, which is minutes with some releases.
-std::chrono::milliseconds longestWait = std::chrono::minutes(10);
-
-timespec Shorten(std::chrono::microseconds wanted) {
-    const auto wait = std::min<std::chrono::microseconds>(wanted, longestWait);
-    return {wait.count() / 1000000, wait.count() % 1000000 * 1000};
-}
-
-} // namespace
-
-// The HTTP library waits with one of these two, which take the place of the C library's.
-extern "C" int select(int count, fd_set* read, fd_set* write, fd_set* except, timeval* timeout) {
-    timespec wait{};
-    if (timeout != nullptr) {
-        wait = Shorten(std::chrono::seconds(timeout->tv_sec) +
-                       std::chrono::microseconds(timeout->tv_usec));
-    }
-    return pselect(count, read, write, except, timeout == nullptr ? nullptr : &wait, nullptr);
-}
-
-extern "C" int poll(pollfd* descriptors, nfds_t count, int timeout) {
-    const timespec wait = Shorten(std::chrono::milliseconds(timeout));
-    return ppoll(descriptors, count, timeout < 0 ? nullptr : &wait, nullptr);
-}
 
 namespace VarnelBase {
 
@@ -161,24 +131,6 @@ TEST_F(HostileAnswers, MayBeNestedAHundredThousandLevels) {
         }
         EXPECT_EQ(connector.GetSimulationNames(), SimulationNamesListType());
     }
-}
-
-TEST_F(HostileAnswers, MayNeverCome) {
-    std::array<httplib::Server, 4> mutes; // accept nothing, and let six wait
-    std::vector<std::string> ports;
-    for (auto& mute : mutes) {
-        ports.push_back(std::to_string(mute.bind_to_any_port("127.0.0.1")));
-    }
-    std::vector<pid_t> children;
-    for (const Operation& operation : AllOperations) {
-        Set("VARNEL_API_PORT", ports[children.size() % ports.size()]);
-        children.push_back(StartChild([&operation] {
-            longestWait = std::chrono::milliseconds(200);
-            ApiConnector connector;
-            return operation.call(connector) == json() ? 0 : 1;
-        }));
-    }
-    for (const pid_t child : children) { EXPECT_EQ(AwaitChild(child), 0); }
 }
 
 TEST_F(HostileAnswers, MayComeBeforeALargeRequestIsSent) {

@@ -1,10 +1,7 @@
-#include <sys/resource.h>
-
 #include <array>
 #include <csignal>
 #include <cstdio>
 #include <random>
-#include <system_error>
 
 #include "EnvironmentVariable.h"
 #include "HostileFixture.h"
@@ -54,37 +51,6 @@ TEST_F(TokenFiles, GiveNothingOrAWholePairWhenDamaged) {
     }
     fs::resize_file(file, 1 << 30);
     EXPECT_EQ(TokenStore().Load().accessToken, "");
-}
-
-TEST_F(TokenFiles, StayWhenNewTokensCannotBeWritten) {
-    TokenStore().Store({"old", ""});
-    const auto failToStore = [this] {
-        try {
-            TokenStore().Store({"new", ""});
-        } catch (const std::system_error&) {
-            const auto files = std::distance(fs::directory_iterator(directory), {});
-            return files == 1 && TokenStore().Load().accessToken == "old" ? 0 : 1;
-        }
-        return 2;
-    };
-    const pid_t onFullDisk = StartChild([&] {
-        const rlimit few{8, 8};
-        setrlimit(RLIMIT_FSIZE, &few);
-        std::signal(SIGXFSZ, SIG_IGN);
-        return failToStore();
-    });
-    EXPECT_EQ(AwaitChild(onFullDisk), 0);
-    const pid_t inReadOnlyDirectory = StartChild([&] {
-        const uid_t nobody = geteuid() == 0 ? 65534 : geteuid(); // root may write everywhere
-        for (const auto& entry : fs::recursive_directory_iterator(home)) {
-            if (lchown(entry.path().c_str(), nobody, nobody) != 0 && nobody == 65534) { return 3; }
-        }
-        fs::permissions(home, fs::perms(0755));
-        fs::permissions(directory, fs::perms(0500));
-        return setuid(nobody) == 0 ? failToStore() : 4;
-    });
-    EXPECT_EQ(AwaitChild(inReadOnlyDirectory), 0);
-    fs::permissions(directory, fs::perms(0700));
 }
 
 TEST_F(TokenFiles, HoldAWholePairWhileWritersAreKilled) {

@@ -13,6 +13,7 @@
 #include "CryptoText.h"
 #include "HostileFixture.h"
 #include "LoginGuide.h"
+#include "Operations.h"
 #include "ProgramClock.h"
 
 namespace VarnelBase {
@@ -70,6 +71,8 @@ protected:
 
     ProgramClock& clock = ProgramClock::Get();
 };
+
+using HostileAnswers = Sessions;
 
 /// The token or the error, and not both.
 std::string Ask(AuthHandler& auth) {
@@ -280,6 +283,17 @@ TEST_F(Sessions, AreNotRenewedByAnAnswerThatTakesForever) {
             EXPECT_NE(answer.find("no complete answer"), std::string::npos) << answer;
         }
         EXPECT_EQ(CountRequests(), 1);
+    }
+}
+
+TEST_F(HostileAnswers, MayNeverCome) {
+    Set("VARNEL_TOKEN", "t0ken");
+    ApiConnector connector;
+    clock.isPeerSilent = true;
+    for (const Operation& operation : AllOperations) {
+        const milliseconds before = clock.passed;
+        EXPECT_EQ(operation.call(connector), json()) << operation.request;
+        EXPECT_GT(clock.passed, before) << operation.request;
     }
 }
 
