@@ -46,7 +46,8 @@ void AddCommonOptions(CLI::App& root, CommonOptions& options) {
                          "JSON pointer to the wanted part of the result"),
         AddSecondsOption(
             root, "--timeout", options.timeoutSeconds,
-            "Time limit for each call, retries included; 60 by default, 3600 for projects"),
+            "Time limit for each call, retries included; 60 by default, 10 for doctor, 3600 "
+            "for projects"),
         root.add_option(
                 "--retries", options.retries,
                 "How often to repeat a read when nobody answers or the service is overloaded")

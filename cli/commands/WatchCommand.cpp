@@ -14,16 +14,29 @@ struct WatchOptions {
     Identifiers identifiers;
     std::vector<std::string> executions;
     bool isAll = false;
+    std::optional<double> timeoutSeconds;
     WatchRules rules;
 };
+
+/// @param target of the simulation's list
+std::vector<std::string> FindAll(Session& session, const std::string& target) {
+    try {
+        return ListIdentifiers(ReadAll(session, {target, "executions"}, {}));
+    } catch (const CommandError&) {
+        if (session.FindTimeLeft().count() > 0) { throw; }
+        throw CommandError(ExitStatus::StillRunning,
+                           "--timeout was over before the executions were listed");
+    }
+}
 
 void Watch(Session& session, const WatchOptions& options) {
     if (options.executions.empty() && !options.isAll) {
         throw CommandError(ExitStatus::Usage, "EXECUTION: name one, or pass --all");
     }
     const std::string target = options.identifiers.Fill(GetPath("GetExecutions"));
-    std::vector<std::string> names = options.executions;
-    if (options.isAll) { names = ListIdentifiers(ReadAll(session, {target, "executions"}, {})); }
+    if (options.timeoutSeconds) { session.LimitTime(*options.timeoutSeconds); }
+    const std::vector<std::string> names =
+        options.isAll ? FindAll(session, target) : options.executions;
     std::vector<WatchedExecution> watched;
     watched.reserve(names.size());
     for (const std::string& name : names) {
@@ -60,7 +73,7 @@ void AddWatchCommand(CLI::App& execution, Session& session) {
             ->expected(1)
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     }
-    AddSecondsOption(watch.app, "--timeout", rules.timeoutSeconds,
+    AddSecondsOption(watch.app, "--timeout", watch.options.timeoutSeconds,
                      "Give up after this time, with exit status 7; never by default");
     AddSecondsOption(watch.app, "--interval", rules.intervalSeconds,
                      "Time between requests; by default 1, 2, 4, 8, then 10");

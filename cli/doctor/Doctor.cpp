@@ -30,7 +30,7 @@ namespace {
 
 constexpr std::chrono::seconds SlowConnecting{1};
 constexpr double LargeClockDifference = 30;
-constexpr std::chrono::seconds AnswerPatience{10};
+constexpr double UsualTimeoutSeconds = 10;
 
 /// What the questions have found out for the following ones.
 struct Facts {
@@ -38,9 +38,9 @@ struct Facts {
     std::string apiHost;
     unsigned int apiPort = 0;
     bool isTls = false;
-    std::string token;
-    std::string group; ///< in front of the host
-    std::string date;  ///< of the service's answer
+    bool hasToken = false; ///< or needs none
+    std::string group;     ///< in front of the host
+    std::string date;      ///< of the service's answer
 
     std::string GetHost() const { return group.empty() ? apiHost : group + "." + apiHost; }
 };
@@ -63,7 +63,7 @@ void CheckConfigFile(Findings& findings) {
 }
 
 /// Whether there are settings that can be used.
-bool CheckSettings(Findings& findings, Facts& facts) {
+bool CheckSettings(const Session& session, Findings& findings, Facts& facts) {
     try {
         CheckConfigFile(findings);
         const EnvConfig config;
@@ -75,6 +75,7 @@ bool CheckSettings(Findings& findings, Facts& facts) {
         facts.environment = config.GetEnvironment();
         facts.apiHost = config.GetApiHost();
         facts.apiPort = config.GetApiPort();
+        facts.isTls = session.UsesTls();
         return true;
     } catch (const std::runtime_error& error) {
         findings.Fail(ExitStatus::Usage, "settings", error.what(),
@@ -112,18 +113,20 @@ void CheckProxies(Findings& findings) {
 bool CheckToken(Findings& findings, Facts& facts) {
     AuthHandler handler;
     const std::string claim = ReadIdentitySettings(facts.environment).groupsClaim;
+    std::string token;
     try {
-        facts.token = handler.GetApiKey();
+        token = handler.GetApiKey();
     } catch (const std::runtime_error& error) {
         findings.Fail(ExitStatus::LoginNeeded, "token", error.what(), AdviseForToken(error));
         return facts.environment == Environment::Local;
     }
-    if (facts.token.empty()) {
+    facts.hasToken = true;
+    if (token.empty()) {
         findings.Add(Health::Ok, "token",
                      "none, and none is needed for " + NameEnvironment(facts.environment));
         return true;
     }
-    const json report = ReportToken(facts.token, claim);
+    const json report = ReportToken(token, claim);
     const bool hasEnd = report.contains("expires");
     findings.Add(hasEnd ? Health::Ok : Health::Warn, "token expires",
                  hasEnd ? report.at("expires").get<std::string>() : "unknown",
@@ -132,7 +135,7 @@ bool CheckToken(Findings& findings, Facts& facts) {
     const std::string advice =
         "have the provider put the group into the claim, or name another with VARNEL_GROUPS_CLAIM";
     try {
-        facts.group = handler.GetFirstGroup(facts.token);
+        facts.group = handler.GetFirstGroup(token);
     } catch (const std::runtime_error& error) {
         findings.Fail(ExitStatus::LoginNeeded, "token's group (claim " + claim + ")", error.what(),
                       advice);
@@ -168,9 +171,10 @@ bool CheckName(Findings& findings, const Facts& facts) {
 }
 
 /// Whether somebody accepts connections at the service's place and speaks HTTP.
-bool CheckConnection(Findings& findings, Facts& facts) {
+bool CheckConnection(const Session& session, Findings& findings, Facts& facts) {
     if (!CheckName(findings, facts)) { return false; }
-    const ServiceProbe probe = ProbeService(facts.GetHost(), facts.apiPort, facts.isTls);
+    const ServiceProbe probe = ProbeService(facts.GetHost(), facts.apiPort, facts.isTls,
+                                            MakeDuration(*session.options.timeoutSeconds));
     const std::string port = std::to_string(facts.apiPort);
     if (!probe.portProblem.empty()) {
         findings.Fail(ExitStatus::Unreachable, "port", probe.portProblem,
@@ -201,18 +205,10 @@ std::string AdviseRefusal(const Outcome& outcome) {
     return "check that host and port are the service's, and how it is";
 }
 
-void CheckService(Findings& findings, const Facts& facts) {
-    ClientOptions options;
-    options.host = facts.GetHost();
-    options.port = facts.apiPort;
-    options.tls = facts.isTls;
-    options.caFile = ReadIdentitySettings(facts.environment).caFile;
-    options.tokenSource = [&facts] { return facts.token; };
-    options.timeout = AnswerPatience;
-    options.maxAttempts = 1;
+void CheckService(Session& session, Findings& findings) {
     constexpr const ServiceOperation& operation = FindOperation("GetVersion");
     const std::string request = std::string(operation.method) + " " + operation.target;
-    const Outcome outcome = ServiceClient(options).Send(operation.method, operation.target);
+    const Outcome outcome = session.Send(operation.method, operation.target);
     try {
         findings.Add(Health::Ok, "service version",
                      JsonView(RequireDocument(request, outcome)).Format(0));
@@ -238,8 +234,9 @@ void CheckClock(Findings& findings, const std::string& date) {
         isLarge ? "set this machine's clock: tokens seem expired too early or too late" : "");
 }
 
-void AskProvider(Findings& findings) {
-    for (const ProviderFinding& finding : CheckProvider()) {
+void AskProvider(const Session& session, Findings& findings) {
+    for (const ProviderFinding& finding :
+         CheckProvider(MakeDuration(*session.options.timeoutSeconds))) {
         findings.Add(finding.advice.empty() ? Health::Ok : Health::Warn, finding.check,
                      finding.found, finding.advice);
     }
@@ -249,17 +246,17 @@ void CheckEverything(Session& session) {
     Findings findings;
     findings.Add(Health::Ok, "varnel", VARNEL_VERSION);
     Facts facts;
-    facts.isTls = session.UsesTls();
-    if (CheckSettings(findings, facts)) {
+    if (!session.options.timeoutSeconds) { session.options.timeoutSeconds = UsualTimeoutSeconds; }
+    if (CheckSettings(session, findings, facts)) {
         if (EnvConfig().IsOffline()) {
             findings.Add(Health::Warn, "service", "not asked: offline mode is on",
                          "unset the setting \"offline\" to reach it");
         } else {
             CheckProxies(findings);
             const bool isHostKnown = CheckToken(findings, facts);
-            AskProvider(findings);
-            if (isHostKnown && CheckConnection(findings, facts)) {
-                CheckService(findings, facts);
+            AskProvider(session, findings);
+            if (isHostKnown && CheckConnection(session, findings, facts)) {
+                if (facts.hasToken) { CheckService(session, findings); }
                 if (!facts.isTls) { CheckClock(findings, facts.date); }
             }
         }

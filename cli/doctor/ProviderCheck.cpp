@@ -48,6 +48,7 @@ ProviderFinding CheckRedirect(const IdentityProvider& provider, const SessionSet
         (ports.empty() ? ", or set callbackPorts to ports that are registered" : "");
     IdentityRequest request;
     request.caFile = session.client.caFile;
+    request.deadline = session.client.deadline;
     request.url = ParseIdentityUrl(
         BuildAuthorizationUrl(provider, BuildForm({{"response_type", "code"},
                                                    {"client_id", session.client.id},
@@ -92,15 +93,19 @@ ProviderFinding CheckClient(const IdentityProvider& provider, const SessionSetti
 
 } // namespace
 
-std::vector<ProviderFinding> CheckProvider() {
+std::vector<ProviderFinding> CheckProvider(std::chrono::milliseconds patience) {
     const SettingsReading reading;
     const EnvConfig config;
     const IdentitySettings identity = ReadIdentitySettings(config.GetEnvironment());
     if (identity.authHost.empty()) { return {}; }
-    const SessionSettings session =
+    SessionSettings session =
         ReadSessionSettings(config, identity.authHost, identity.clientId, identity.clientSecret);
+    const auto limitTime = [&] {
+        session.client.deadline = std::chrono::steady_clock::now() + patience;
+    };
     std::vector<ProviderFinding> findings;
     try {
+        limitTime();
         const IdentityProvider provider =
             DiscoverProvider(BuildIssuer(identity.authHost, config.GetAuthRealm()), session.client);
         findings.push_back({"identity provider", provider.issuer + " answers", ""});
@@ -110,7 +115,9 @@ std::vector<ProviderFinding> CheckProvider() {
              std::string("browser") + (provider.deviceEndpoint.empty() ? "" : ", other device") +
                  (provider.revocationEndpoint.empty() ? "" : "; sessions can be ended"),
              ""});
+        limitTime();
         findings.push_back(CheckRedirect(provider, session));
+        limitTime();
         findings.push_back(CheckClient(provider, session));
     } catch (const std::runtime_error& error) {
         findings.push_back({"identity provider", error.what(),

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,8 @@ struct ProviderFinding {
 /// itself, what it offers, how far the clocks are apart, and whether it knows the client and the
 /// redirect as far as it tells. Nothing when no provider is configured.
 ///
+/// @param patience with each answer
 /// @throws std::runtime_error when the settings cannot be used
-std::vector<ProviderFinding> CheckProvider();
+std::vector<ProviderFinding> CheckProvider(std::chrono::milliseconds patience);
 
 } // namespace VarnelBase

@@ -18,8 +18,6 @@ namespace beast = boost::beast;
 using asio::ip::tcp;
 using beast::error_code;
 
-constexpr std::chrono::seconds ConnectPatience{10};
-constexpr std::chrono::seconds AnswerPatience{5};
 constexpr std::size_t ShownBytes = 40;
 
 /// Waits for what was begun; a time-out is an error like any other.
@@ -32,8 +30,7 @@ void Await(asio::io_context& context) {
 void DescribeOther(ServiceProbe& probe, const std::string& begun, bool isLate) {
     probe.advice = "check that apiHost and apiPort are the service's";
     if (begun.empty() && isLate) {
-        probe.protocolProblem = "accepts connections but says nothing within " +
-                                std::to_string(AnswerPatience.count()) + " s";
+        probe.protocolProblem = "accepts connections but says nothing within --timeout";
     } else if (begun.empty()) {
         probe.protocolProblem = "accepts connections and closes them without an answer";
         probe.advice += "; where it speaks TLS, say --tls or set VARNEL_API_TLS=1";
@@ -47,14 +44,14 @@ void DescribeOther(ServiceProbe& probe, const std::string& begun, bool isLate) {
 }
 
 void AskOverHttp(ServiceProbe& probe, asio::io_context& context, beast::tcp_stream& stream,
-                 const std::string& authority) {
+                 const std::string& authority, std::chrono::milliseconds patience) {
     const std::string request =
         "GET /version HTTP/1.1\r\nHost: " + authority + "\r\nConnection: close\r\n\r\n";
     error_code error;
     stream.socket().send(asio::buffer(request), 0, error);
     beast::flat_buffer received;
     beast::http::response_parser<beast::http::empty_body> answer;
-    stream.expires_after(AnswerPatience);
+    stream.expires_after(patience);
     beast::http::async_read_header(stream, received, answer,
                                    [&](error_code failure, std::size_t) { error = failure; });
     Await(context);
@@ -85,7 +82,8 @@ std::vector<std::string> ResolveHost(const std::string& host, std::string& probl
     return addresses;
 }
 
-ServiceProbe ProbeService(const std::string& host, unsigned int port, bool isTls) {
+ServiceProbe ProbeService(const std::string& host, unsigned int port, bool isTls,
+                          std::chrono::milliseconds patience) {
     ServiceProbe probe;
     asio::io_context context;
     error_code error;
@@ -93,7 +91,7 @@ ServiceProbe ProbeService(const std::string& host, unsigned int port, bool isTls
     beast::tcp_stream stream(context);
     const auto start = std::chrono::steady_clock::now();
     if (!error) {
-        stream.expires_after(ConnectPatience);
+        stream.expires_after(patience);
         stream.async_connect(found,
                              [&](error_code failure, const tcp::endpoint&) { error = failure; });
         Await(context);
@@ -104,7 +102,7 @@ ServiceProbe ProbeService(const std::string& host, unsigned int port, bool isTls
     if (error) {
         probe.portProblem = host + " port " + std::to_string(port) + ": " + error.message();
     } else if (!isTls) {
-        AskOverHttp(probe, context, stream, authority);
+        AskOverHttp(probe, context, stream, authority, patience);
     }
     return probe;
 }

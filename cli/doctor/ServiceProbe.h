@@ -22,7 +22,9 @@ struct ServiceProbe {
 
 /// Connects to the first address of a host that accepts.
 ///
-/// @param isTls no plain HTTP request, without a token, is sent then
-ServiceProbe ProbeService(const std::string& host, unsigned int port, bool isTls);
+/// @param isTls    no plain HTTP request, without a token, is sent then
+/// @param patience with the connection, and with the answer
+ServiceProbe ProbeService(const std::string& host, unsigned int port, bool isTls,
+                          std::chrono::milliseconds patience);
 
 } // namespace VarnelBase

@@ -5,7 +5,6 @@
 #include <SettingSources.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdlib>
 
@@ -21,6 +20,10 @@ constexpr const char* TlsVariable = "VARNEL_API_TLS";
 
 } // namespace
 
+std::chrono::milliseconds MakeDuration(double seconds) {
+    return std::chrono::milliseconds(std::llround(seconds * 1000));
+}
+
 ServiceClient& Session::GetClient() {
     if (client) { return *client; }
     ClientOptions wanted;
@@ -30,7 +33,7 @@ ServiceClient& Session::GetClient() {
         hasSent = hasSent || attempt.sent != SentState::NotSent;
     };
     if (options.timeoutSeconds) {
-        wanted.timeout = std::chrono::milliseconds(std::llround(*options.timeoutSeconds * 1000));
+        wanted.timeout = MakeDuration(*options.timeoutSeconds);
         wanted.projectTimeout = wanted.timeout;
         wanted.connectTimeout = std::min(wanted.connectTimeout, wanted.timeout);
     }
@@ -43,8 +46,24 @@ bool Session::UsesTls() const {
 }
 
 Outcome Session::Send(const std::string& method, const std::string& target,
-                      const std::optional<std::string>& body, const CallOptions& call) {
+                      const std::optional<std::string>& body) {
+    CallOptions call;
+    if (deadline) {
+        const auto usual = options.timeoutSeconds ? MakeDuration(*options.timeoutSeconds)
+                                                  : ClientOptions().timeout;
+        call.timeout = std::clamp(FindTimeLeft(), std::chrono::milliseconds(1), usual);
+    }
     return GetClient().Send(method, target, body, call);
+}
+
+void Session::LimitTime(double seconds) {
+    deadline = std::chrono::steady_clock::now() + MakeDuration(seconds);
+}
+
+std::chrono::milliseconds Session::FindTimeLeft() const {
+    return deadline ? std::chrono::duration_cast<std::chrono::milliseconds>(
+                          *deadline - std::chrono::steady_clock::now())
+                    : std::chrono::milliseconds::max();
 }
 
 std::string Session::Read(const std::string& target) {

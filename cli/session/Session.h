@@ -2,6 +2,7 @@
 
 #include <ServiceClient.h>
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
@@ -21,6 +22,8 @@ struct CommonOptions {
     bool isTls = false;
 };
 
+std::chrono::milliseconds MakeDuration(double seconds);
+
 /// One run of the command: what is common to all commands, the way to the service and the ways to
 /// the user.
 class Session {
@@ -31,13 +34,19 @@ public:
     ServiceClient& GetClient();
 
     Outcome Send(const std::string& method, const std::string& target,
-                 const std::optional<std::string>& body = {}, const CallOptions& call = {});
+                 const std::optional<std::string>& body = {});
 
     /// Sends a GET request for a document.
     ///
     /// @return its text, which is valid JSON
     /// @throws CommandError when there is none, saying what the service said
     std::string Read(const std::string& target);
+
+    /// From now on calls end after this time, all together.
+    void LimitTime(double seconds);
+
+    /// What is left of that time; an unlimited one does not end.
+    std::chrono::milliseconds FindTimeLeft() const;
 
     /// Whether the service has seen a part of a request.
     bool HasSent() const { return hasSent; }
@@ -66,6 +75,7 @@ private:
     std::string BuildHost();
 
     std::optional<ServiceClient> client;
+    std::optional<std::chrono::steady_clock::time_point> deadline;
     bool hasSent = false;
 };
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <thread>
 
 #include "output/ExitStatus.h"
@@ -22,10 +21,6 @@ using WatchClock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds ShortestWait{1000};
 constexpr std::chrono::milliseconds LongestWait{10000};
 constexpr std::chrono::minutes SilencePatience{5};
-
-std::chrono::milliseconds MakeDuration(double seconds) {
-    return std::chrono::milliseconds(std::llround(seconds * 1000));
-}
 
 bool Holds(const std::vector<std::string>& states, const std::string& state) {
     return std::find(states.begin(), states.end(), state) != states.end();
@@ -66,7 +61,7 @@ public:
             }
             ShowProgress();
             if (CountRunning() == 0) { return; }
-            const std::chrono::milliseconds left = FindTimeLeft();
+            const std::chrono::milliseconds left = session.FindTimeLeft();
             if (left.count() <= 0) { ThrowStillRunning(); }
             std::this_thread::sleep_for(std::min(wait, left));
             if (!rules.intervalSeconds) { wait = std::min(wait * 2, LongestWait); }
@@ -76,18 +71,9 @@ public:
     const std::vector<WatchedExecution>& GetExecutions() const { return executions; }
 
 private:
-    /// What is left of --timeout.
-    std::chrono::milliseconds FindTimeLeft() const {
-        if (!rules.timeoutSeconds) { return std::chrono::milliseconds::max(); }
-        return std::chrono::duration_cast<std::chrono::milliseconds>(
-            start + MakeDuration(*rules.timeoutSeconds) - WatchClock::now());
-    }
-
     void Update(WatchedExecution& execution) {
         const std::string request = "GET " + execution.target;
-        CallOptions call;
-        call.timeout = std::clamp(FindTimeLeft(), std::chrono::milliseconds(1), callPatience);
-        const Outcome outcome = session.Send("GET", execution.target, {}, call);
+        const Outcome outcome = session.Send("GET", execution.target);
         if (IsPassing(outcome)) {
             Survive(request, outcome);
             return;
@@ -170,13 +156,9 @@ private:
     std::vector<WatchedExecution> executions;
     const WatchRules& rules;
     Progress progress;
-    const std::chrono::milliseconds callPatience =
-        session.options.timeoutSeconds ? MakeDuration(*session.options.timeoutSeconds)
-                                       : ClientOptions().timeout;
-    const WatchClock::time_point start = WatchClock::now();
     bool isAnswering = true; ///< the last question was answered
     bool wasAnswered = false;
-    WatchClock::time_point lastAnswer = start;
+    WatchClock::time_point lastAnswer = WatchClock::now();
 };
 
 } // namespace

@@ -14,7 +14,6 @@ struct WatchRules {
     std::string field = "/state";        ///< JSON pointer to the state
     std::vector<std::string> goodStates; ///< that end an execution, besides "finished"
     std::vector<std::string> badStates;  ///< that end it badly, besides "failed"
-    std::optional<double> timeoutSeconds;
     std::optional<double> intervalSeconds;
     bool isList = false; ///< whether the result is a list however many there are
 };
@@ -33,8 +32,8 @@ struct WatchedExecution {
     bool isBad = false;
 };
 
-/// Reads the executions again and again until all have ended, telling how far they are, and prints
-/// them. Answers that are lost or broken do not end it.
+/// Reads the executions again and again until all have ended, or the session's time is over,
+/// telling how far they are, and prints them. Answers that are lost or broken do not end it.
 ///
 /// @throws CommandError when one has ended badly, the time is over, the service refuses, or has not
 ///         answered for minutes

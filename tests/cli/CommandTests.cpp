@@ -398,7 +398,11 @@ TEST_F(CommandTest, AWatchEndsInTime) {
     EXPECT_EQ(outcome.out, "");
     const SilentPeer peer;
     WriteConfig("", peer.port);
-    EXPECT_EQ(Run("timeout 30 varnel execution watch x y --timeout 1").status, 7);
+    for (const char* watched : {"y", "--all"}) {
+        EXPECT_EQ(
+            Run("timeout 30 varnel execution watch x --timeout 1 " + std::string(watched)).status,
+            7);
+    }
     WriteConfig("");
     if (!HasTerminal()) { GTEST_SKIP(); }
     const std::string shown = RunOnTerminal("varnel execution watch sim-bridge exe-1", 60);

@@ -63,9 +63,18 @@ TEST_F(DoctorTest, NamesTheOneThingThatIsBroken) {
         EXPECT_EQ(Read("all").find("secret1"), std::string::npos);
         EXPECT_EQ(Run("jq 'map(select(.result == \"fail\")) | length < 2' all").out, "true\n");
     }
+    // It asks without a token first, and then as every command does.
+    const std::string answer = MakeAnswer("[1]");
+    for (const auto& [options, status] :
+         std::vector<std::pair<std::string, int>>{{"", 0}, {" --retries 0", 1}}) {
+        server.Answer(answer, ScriptedServer::Manner::Whole,
+                      {answer, MakeAnswer(error, "503 Busy")});
+        WriteConfig("", server.port);
+        EXPECT_EQ(Run("varnel doctor" + options).status, status) << options;
+    }
     const SilentPeer silent;
     WriteConfig("", silent.port);
-    const Outcome outcome = Run("varnel doctor -o table");
+    const Outcome outcome = Run("timeout 9 varnel doctor --timeout 0.5 -o table");
     EXPECT_EQ(outcome.status, 3);
     EXPECT_PRED2(Has, outcome.out, "says nothing");
     EXPECT_EQ(outcome.out.find("clock"), std::string::npos) << outcome.out;
