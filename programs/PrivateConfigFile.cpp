@@ -1,5 +1,6 @@
 #include "PrivateConfigFile.h"
 
+#include <EnvironmentVariable.h>
 #include <PrivateFile.h>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -50,6 +51,11 @@ void SweepLeftovers(const std::string& parent) {
 }
 
 } // namespace
+
+std::string LocateRuntimeDirectory() {
+    const std::string runtime = ReadVariable("XDG_RUNTIME_DIR");
+    return runtime.empty() ? std::filesystem::temp_directory_path().string() : runtime;
+}
 
 PrivateConfigFile::PrivateConfigFile(const std::string& parent, const std::string& text)
     : directory(parent + "/" + Prefix + "XXXXXX") {

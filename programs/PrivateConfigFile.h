@@ -4,6 +4,9 @@
 
 namespace VarnelBase {
 
+/// Where a file with passwords lies best: in memory.
+std::string LocateRuntimeDirectory();
+
 /// A configuration file for this user alone, in a directory of its own that goes with everything in
 /// it. Directories that killed processes have left there go as well.
 class PrivateConfigFile {

@@ -1,13 +1,18 @@
 #include <ConfigFile.h>
+#include <IdentitySettings.h>
+#include <IdentityUrl.h>
 #include <KnownSettings.h>
+#include <PrivateConfigFile.h>
 #include <PrivateFile.h>
 #include <SettingSources.h>
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <limits>
+#include <stdexcept>
 
 #include "commands/Commands.h"
 #include "commands/ConfigEdit.h"
@@ -103,7 +108,27 @@ const KnownSetting& RequireKnown(const std::string& name) {
     return *known;
 }
 
-/// A value as the file wants it, checked as far as its kind tells.
+/// Reads a file that holds this setting alone, as the next command will read the user's.
+///
+/// @throws CommandError as that command would end
+void RequireUsable(const std::string& path, const std::string& section, const KnownSetting& known,
+                   const std::string& value) {
+    for (const KnownSetting& other : KnownSettings) { unsetenv(other.variable); }
+    const PrivateConfigFile probe(LocateRuntimeDirectory(),
+                                  SetConfigMember("{}", section, known.name, json(value).dump()));
+    setenv("VARNEL_CONFIG", probe.GetPath().c_str(), 1);
+    try {
+        const auto environment = FindEnvironmentNamed(section);
+        const EnvConfig config = environment ? EnvConfig(*environment) : EnvConfig();
+        const std::string authHost = ReadIdentitySettings(config.GetEnvironment()).authHost;
+        if (!authHost.empty()) { (void)ParseIdentityUrl(authHost, known.name); }
+    } catch (const std::runtime_error& error) {
+        throw CommandError(ExitStatus::Usage,
+                           CLI::detail::find_and_replace(error.what(), probe.GetPath(), path));
+    }
+}
+
+/// A usable value as the file wants it.
 std::string FormatValue(const KnownSetting& known, const std::string& value) {
     const Setting setting{value, known.name};
     switch (known.kind) {
@@ -112,10 +137,8 @@ std::string FormatValue(const KnownSetting& known, const std::string& value) {
         case SettingKind::Flag:
             return ParseFlag(setting) ? "true" : "false";
         default:
-            break;
+            return json(value).dump();
     }
-    RequireUtf8("VALUE", value);
-    return json(value).dump();
 }
 
 /// The value, or a line of standard input: a secret does not belong on a command line, which others
@@ -156,13 +179,12 @@ std::string ReadConfigText(const std::string& path) {
 void ChangeSetting(Session& session, const ChangeOptions& options) {
     const KnownSetting& known = RequireKnown(options.name);
     const std::string section = FindSection(session, known);
-    const std::string value = FormatValue(known, ReadValue(known, options.value));
-    const bool isChoice = std::string(known.name) == "environment";
-    if (isChoice && !FindEnvironmentNamed(options.value)) {
-        throw CommandError(ExitStatus::Usage, "VALUE: must be local, staging or production");
-    }
+    const std::string value = ReadValue(known, options.value);
+    RequireUtf8("VALUE", value);
     const std::string path = RequireConfigFile();
-    WriteConfigFile(path, SetConfigMember(ReadConfigText(path), section, known.name, value));
+    const std::string before = ReadConfigText(path);
+    RequireUsable(path, section, known, value);
+    WriteConfigFile(path, SetConfigMember(before, section, known.name, FormatValue(known, value)));
     session.Note(path + ": " + (section.empty() ? "" : section + "'s ") + known.name + " is set");
 }
 

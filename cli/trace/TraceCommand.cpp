@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <filesystem>
 #include <string_view>
 
 #include "output/ExitStatus.h"
@@ -37,12 +36,6 @@ struct TraceOptions {
 /// The variables of the private configuration file and of the settings that it replaces.
 constexpr std::array<std::string_view, 4> ReplacedVariables{
     "VARNEL_CONFIG", "VARNEL_API_HOST", "VARNEL_API_PORT", "VARNEL_GROUPS_CLAIM"};
-
-/// Where a file with passwords lies best: in memory.
-std::string LocateRuntimeDirectory() {
-    const std::string runtime = ReadVariable("XDG_RUNTIME_DIR");
-    return runtime.empty() ? std::filesystem::temp_directory_path().string() : runtime;
-}
 
 std::vector<RelayedService> FindServices() {
     std::vector<RelayedService> services;

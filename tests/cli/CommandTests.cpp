@@ -154,6 +154,7 @@ TEST_F(CommandTest, TellsWhatHappened) {
 }
 
 TEST_F(CommandTest, SendsNothingThatItShouldNot) {
+    const std::string settings = Read("config.json");
     const std::string set = "simulation inputs set sim-bridge --data ";
     for (const auto& [arguments, err] : std::vector<std::pair<std::string, std::string>>{
              {"simulation show a/b", "SIMULATION"},
@@ -192,7 +193,11 @@ TEST_F(CommandTest, SendsNothingThatItShouldNot) {
              {"execution watch sim-bridge exe-1 --field state", "--field"},
              {"user list --environment nowhere", "nowhere"},
              {"config set apiHots x", "apiHots"},
-             {"config set apiPort 70000000000", "apiPort"},
+             {"config set apiPort 99999", "config.json: apiPort: must be a whole number from 1"},
+             {"config set apiHost http://h/ --environment staging", "staging.apiHost: must be a"},
+             {"config set callbackPorts abc", "callbackPorts"},
+             {"config set authHost id.example.com", "authHost"},
+             {"config set environment nowhere", "environment: unknown environment"},
              {"config set password secret", "secret: say -"},
              {"", "a command is missing"},
          }) {
@@ -200,6 +205,8 @@ TEST_F(CommandTest, SendsNothingThatItShouldNot) {
         EXPECT_EQ(outcome.status, 2) << arguments;
         EXPECT_NE(outcome.err.find(err), std::string::npos) << arguments << "\n" << outcome.err;
     }
+    EXPECT_EQ(Run("VARNEL_API_PORT=80 varnel config set apiPort abc").status, 2);
+    EXPECT_EQ(Read("config.json"), settings);
     const json shown = json::parse(Run("varnel " + set + "[1] --dry-run").out);
     EXPECT_EQ(shown.at("target"), emulator.GetUrl() + "/simulations/sim-bridge/inputs");
     EXPECT_EQ(shown.at("body"), json::array({1}));

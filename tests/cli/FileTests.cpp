@@ -120,6 +120,8 @@ TEST_F(FileTest, SettingsChangeAndCommentsStay) {
     for (const ConfigCase& given : {
              ConfigCase{"{\n}\n", "set apiPort 80", "{\n  \"apiPort\": 80\n}\n"},
              {"{}", "set offline yes", "{ \"offline\": true }"},
+             {"{ \"apiPort\": 99999 }", "set apiHost h",
+              "{ \"apiHost\": \"h\", \"apiPort\": 99999 }"},
              {"{ \"apiPort\": 1 /* old */ } // end", "set apiPort 2",
               "{ \"apiPort\": 2 /* old */ } // end"},
              {"{ // first\n  \"apiPort\": 1\n}\n", "set apiHost h",
