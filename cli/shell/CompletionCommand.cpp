@@ -20,14 +20,15 @@ constexpr const char* CompleteProgram = ":program";
 
 constexpr const char* BashScript = R"(# Completion of varnel for bash
 _varnel() {
-    local line current=${COMP_WORDS[COMP_CWORD]} words=() i
+    local line word words=() i
     COMPREPLY=()
-    # "@" and "=" may be words of their own.
+    # "@", "=" and "=@" may be words of their own, and a quotation mark may still be open.
     for ((i = 1; i <= COMP_CWORD; i++)); do
-        if [[ $i -gt 1 && (${COMP_WORDS[i]} == = || ${COMP_WORDS[i - 1]} == [=@]) ]]; then
-            words[-1]+=${COMP_WORDS[i]}
+        word=${COMP_WORDS[i]#[\"\']}
+        if [[ $i -gt 1 && ($word == =* || ${COMP_WORDS[i - 1]} == *[=@]) ]]; then
+            words[-1]+=$word
         else
-            words+=("${COMP_WORDS[i]}")
+            words+=("$word")
         fi
     done
     while IFS= read -r line; do
@@ -37,11 +38,10 @@ _varnel() {
             compopt -o filenames -o nospace 2>/dev/null
             while IFS= read -r line; do
                 [[ ! -d $line ]] || line+=/
-                [[ $2 != @* ]] || line=@$line
-                COMPREPLY+=("$line")
-            done < <(compgen -f -- "${current#@}")
+                COMPREPLY+=("@$line")
+            done < <(word=${2#@}; compgen -f -- "${word//\\/}")
             ;;
-        :program) mapfile -t COMPREPLY < <(compgen -c -- "$current") ;;
+        :program) mapfile -t COMPREPLY < <(compgen -c -- "$word") ;;
         *)
             line=${line%%$'\t'*}
             [[ $line != --*=* ]] || line=${line#*=}
@@ -61,7 +61,7 @@ _varnel() {
     for line in "${(@f)$(varnel complete -- "${(@Q)words[2,CURRENT]}" 2>/dev/null)}"; do
         case $line in
         '') ;;
-        :files-after-at) compset -P '@'; _files; return ;;
+        :files-after-at) compset -P '(--*=|)@'; _files; return ;;
         :files) compset -P '--*='; _files; return ;;
         :program)
             while [[ ${words[1]} != -- ]]; do shift words; (( CURRENT-- )); done
@@ -76,19 +76,20 @@ if [[ ${funcstack[1]} == _varnel ]]; then _varnel "$@"; else compdef _varnel var
 )";
 
 constexpr const char* FishScript = R"(# Completion of varnel for fish
+function __varnel_files
+    set -l option (string match -r -- $argv[1] $argv[2])
+    for path in (__fish_complete_path (string replace -r -- $argv[1] '' $argv[2]))
+        echo "$option$path"
+    end
+end
 function __varnel_complete
-    set -l current (commandline -ct)
+    set -l current (commandline -ct | string unescape)
     for line in (varnel complete -- (commandline -opc)[2..-1] "$current" 2>/dev/null)
         switch $line
             case :files
-                set -l option (string match -r -- '^--[^=]*=' "$current")
-                for path in (__fish_complete_path (string replace -r -- '^--[^=]*=' '' "$current"))
-                    echo "$option$path"
-                end
+                __varnel_files '^(?:--[^=]*=)?' "$current"
             case :files-after-at
-                for path in (__fish_complete_path (string sub -s 2 -- "$current"))
-                    echo "@$path"
-                end
+                __varnel_files '^(?:--[^=]*=)?@' "$current"
             case :program
                 complete -C "$current"
             case '*'
@@ -174,11 +175,11 @@ private:
     std::string text;
 };
 
-/// @param name what stands before the value in the same word: "--output="
+/// @param name what precedes the value in the same word: "--output="
 void OfferValues(Offer& offer, const CLI::Option& option, const std::string& name) {
     const std::string kind = option.get_type_name();
     if (kind == "FILE") { offer.Direct(CompleteFiles); }
-    if (kind == DataKind && offer.current.rfind('@', 0) == 0) {
+    if (kind == DataKind && offer.current.compare(name.size(), 1, "@") == 0) {
         offer.Direct(CompleteFilesAfterAt);
     }
     for (const std::string& choice : ListChoices(kind)) { offer.Add(name + choice); }

@@ -89,6 +89,10 @@ declare -A completed=(
     ['varnel user list --output=ta']='--output=table'
     ['varnel agent send --data @one']='@one' # has no such option
     ['varnel execution start x --data @one']='@one file.har'
+    ['varnel execution start x --data @one\ f']='@one file.har'
+    ['varnel execution start x --data @a']='@a dir/'
+    ['varnel execution start x --data=@one']='--data=@one file.har'
+    ['varnel execution start x --data=@a']='--data=@a dir/'
     ['varnel project generate -O a']='a dir/'
     ['varnel trace -- varnel-em']='varnel-emulator'
     ['varnel trace -- ls one']='one file.har'
