@@ -1,6 +1,9 @@
+#include <CryptoText.h>
+#include <TokenStore.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <ctime>
 #include <tuple>
 
 #include "CommandFixture.h"
@@ -217,6 +220,24 @@ TEST_F(CommandTest, SendsNothingThatItShouldNot) {
     emulator.ClearRequests();
     Run("varnel simulation show 'ü b'");
     EXPECT_EQ(emulator.GetRequests().front().at("target"), "/simulations/%C3%BC%20b");
+}
+
+TEST_F(CommandTest, ATokenThatEndsDoesNotLoseWhatWasStarted) {
+    SilentPeer peer;
+    WriteConfig(R"("environment": "staging", "authHost": "https://id.invalid", )", peer.port);
+    // So near its end it is looked for again whenever it is needed.
+    const std::string claims =
+        R"({"groups":["127"],"exp":)" + std::to_string(std::time(nullptr) + 25) + "}";
+    TokenStore().Store({"e30." + EncodeBase64Url(claims) + ".", ""});
+    const pid_t start = Start("exec varnel execution start x >out 2>err");
+    peer.Receive();
+    TokenStore().Clear();
+    peer.Answer(MakeAnswer(R"({"id":"exe-9"})", "201 Created"));
+    int status = 0;
+    waitpid(start, &status, 0);
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_PRED2(Has, Read("out"), "exe-9");
+    EXPECT_EQ(Read("err"), "UI: https://127.0.0.1/simulations/x\n");
 }
 
 TEST_F(CommandTest, AnotherEnvironmentLeavesTheVariablesOfTheFirstAside) {

@@ -20,6 +20,12 @@ public:
         ReadUntil(connection, "\r\n\r\n");
     }
 
+    /// Says something after all.
+    void Answer(const std::string& bytes) const {
+        SendAll(connection, bytes);
+        shutdown(connection, SHUT_RDWR);
+    }
+
     /// Waits until whoever sent it has gone.
     void AwaitEnd() const { ReadUntil(connection, ""); }
 
