@@ -25,7 +25,8 @@ void RequireHeaderText(const std::string& token) {
     const bool isText =
         std::all_of(token.begin(), token.end(), [](char c) { return c > ' ' && c < '\x7f'; });
     if (!isText) {
-        throw AccessError("tokenSource: the token has a character that no header may hold");
+        throw AccessError(
+            "tokenSource: the token contains a character that is not allowed in a header");
     }
 }
 
@@ -70,7 +71,10 @@ std::shared_ptr<const Access> AccessSource::Find() {
 }
 
 std::string AccessSource::Login() {
-    if (tokenSource) { throw std::logic_error("tokenSource: it signs in, not the client"); }
+    if (tokenSource) {
+        throw std::logic_error(
+            "tokenSource: the program supplies the token, so the client cannot sign in");
+    }
     const std::lock_guard lock(mutex);
     return auth->Login();
 }

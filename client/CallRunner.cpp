@@ -36,7 +36,7 @@ const ClientOptions& Check(const ClientOptions& options) {
     constexpr unsigned int maxPort = 65535;
     Require(IsHostText(options.host), "host",
             "must be a name or an address, without scheme and port");
-    Require(options.host.empty() == (options.port == 0), "port", "goes together with host");
+    Require(options.host.empty() == (options.port == 0), "port", "must be set together with host");
     Require(options.port <= maxPort, "port", "must be a number from 1 to 65535");
     Require(options.tls || options.caFile.empty(), "caFile", "needs tls");
     RequireDuration(options.connectTimeout, "connectTimeout");
@@ -59,8 +59,7 @@ void CheckCaFile(const std::string& caFile) {
     const bool isReadable = TrustCaFile(context.get(), caFile);
     ERR_clear_error();
     if (!isReadable) {
-        throw std::invalid_argument("caFile: " + caFile +
-                                    " holds no certificates in PEM that can be read");
+        throw std::invalid_argument("caFile: " + caFile + " contains no readable PEM certificate");
     }
 }
 
@@ -180,7 +179,7 @@ CallResult CallRunner::Run(const ServiceCall& call, const CallOptions& callOptio
         return std::move(attempt.result);
     };
     if (access.IsOffline()) {
-        attempt.Fail(Failure::Offline, "the settings say offline");
+        attempt.Fail(Failure::Offline, "offline mode is on");
         return finish();
     }
     for (auto attemptStart = start;; attemptStart = Clock::now()) {

@@ -83,7 +83,7 @@ ExecutionOutcome AwaitExecution(const std::function<Outcome(const CallOptions&)>
                 outcome.document.contains(place) && outcome.document[place].is_string();
             if (!hasState) {
                 return fail(Failure::Unreadable,
-                            "its document has no text at " + wait.statePointer);
+                            "its document has no string at " + wait.statePointer);
             }
             outcome.state = outcome.document[place].get<std::string>();
             const auto& ends = wait.endStates;

@@ -62,7 +62,7 @@ void Listing::State::Fetch() {
     if (page.empty() && !isEnded) {
         // A service that does not look at the offset would never come to an end.
         RejectPage(std::move(outcome),
-                   "the page of the list has nothing that was not there before");
+                   "the page of the list contains only entries of earlier pages");
     }
 }
 

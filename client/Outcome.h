@@ -14,7 +14,7 @@ using json = nlohmann::json;
 /// Why a call did not succeed.
 enum class Failure {
     None,            ///< it succeeded
-    Offline,         ///< the settings say offline
+    Offline,         ///< offline mode is on
     NotSignedIn,     ///< no access token, or an invalid one
     CannotResolve,   ///< the name of the service's host, or of the proxy, does not resolve
     CannotConnect,   ///< no connection was accepted, or not in time

@@ -194,7 +194,7 @@ ProjectOutcome ServiceClient::SaveProject(const json& request, const std::string
                                           const CallOptions& call) {
     if (path.empty()) { throw std::invalid_argument("path: is empty"); }
     if (path.find('\0') != std::string::npos) {
-        throw std::invalid_argument("path: has a NUL byte");
+        throw std::invalid_argument("path: contains a NUL byte");
     }
     ServiceCall project = MakeProjectCall(request);
     ProjectFile file(path);
@@ -221,7 +221,7 @@ ProjectOutcome ServiceClient::SaveProject(const json& request, const std::string
 ProjectOutcome ServiceClient::StreamProject(const json& request, std::ostream& output,
                                             const ProjectProgress& progress,
                                             const CallOptions& call) {
-    constexpr const char* unusable = "output: the stream takes no more";
+    constexpr const char* unusable = "output: the stream cannot be written";
     if (!output) { return MakeNotSaved(unusable); }
     const auto write = [&output](const char* bytes, std::size_t size) {
         return static_cast<bool>(output.write(bytes, static_cast<std::streamsize>(size)));

@@ -65,8 +65,9 @@ Answer MakeUnauthorized(const std::string& message) {
 void CheckHostText(const std::string& host) {
     if (IsAddress(host)) { return; }
     if (host.empty() || host.find_first_of(" ,:/*?#@[]") != std::string::npos) {
-        throw std::invalid_argument("allowed host \"" + host +
-                                    "\": must be a name or address without a port, web.test say");
+        throw std::invalid_argument(
+            "allowed host \"" + host +
+            "\": must be a name or address without a port, such as web.test");
     }
 }
 
@@ -77,8 +78,9 @@ void CheckOriginText(const std::string& origin) {
                         origin.size() > colon + 3 && origin == LowerCase(origin) &&
                         origin.find_first_of("/?#*, ", colon + 3) == std::string::npos;
     if (!isGood) {
-        throw std::invalid_argument("allowed origin \"" + origin +
-                                    "\": must be as a browser sends it, http://localhost:5173 say");
+        throw std::invalid_argument(
+            "allowed origin \"" + origin +
+            "\": must be as a browser sends it, such as http://localhost:5173");
     }
 }
 

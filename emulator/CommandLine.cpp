@@ -40,7 +40,7 @@ json ReadJsonFile(const std::string& path) {
 void PrepareExec(CommandLine& line) {
     EmulatorOptions& options = line.emulator;
     if (options.address != LoopbackAddress) {
-        throw CLI::ValidationError("--listen", "exec listens on 127.0.0.1 alone");
+        throw CLI::ValidationError("--listen", "exec listens only on 127.0.0.1");
     }
     if (!options.tlsCertificateFile.empty()) {
         throw CLI::ValidationError("--tls-cert", "exec serves plain HTTP to its command");
@@ -65,56 +65,57 @@ CommandLine ParseCommandLine(int argc, char* argv[]) {
     app.add_option("--listen", line.emulator.address, "Address to listen on")
         ->capture_default_str();
     app.add_option("--data", line.emulator.dataDirectory,
-                   "Directory that keeps the state (default: in memory)");
-    app.add_option("--seed", line.emulator.seedFile, "File with what the service starts with");
+                   "Directory to keep the state in (default: memory only)");
+    app.add_option("--seed", line.emulator.seedFile, "File with the initial state");
     std::string rulesFile;
-    app.add_option("--rules", rulesFile, "File with the rules that it starts with");
+    app.add_option("--rules", rulesFile, "File with the initial rules");
     app.add_option("--files", line.emulator.filesDirectory,
-                   "Directory where the files of rules' answers come from");
+                   "Directory of the files that rules answer with");
     std::string replayFile;
-    auto* replay = app.add_option("--replay", replayFile, "Record (HAR) that answers requests");
+    auto* replay = app.add_option("--replay", replayFile, "Answer from this record (HAR)");
     std::string unrecorded = "refuse";
-    app.add_option("--unrecorded", unrecorded, "What is not in the record: refuse or emulate")
+    app.add_option("--unrecorded", unrecorded,
+                   "Refuse or emulate requests that are not in the record")
         ->check(CLI::IsMember({"refuse", "emulate"}))
         ->needs(replay)
         ->capture_default_str();
     auto* record = app.add_option("--record", line.emulator.recordFile,
-                                  "Record that answers, and learns the rest from --upstream")
+                                  "Answer from this record, and add what --upstream answers")
                        ->excludes(replay);
     auto* upstream = app.add_option("--upstream", line.emulator.upstream,
-                                    "Address of the service that --record learns from")
+                                    "URL of the service that answers what the record lacks")
                          ->needs(record);
     record->needs(upstream);
     app.add_option("--redact", line.emulator.secretMembers,
-                   "Name of a member that never gets into a file; repeat it for more")
+                   "Name of a member whose value is kept out of every file (repeatable)")
         ->allow_extra_args(false);
-    app.add_option("--export-on-exit", line.exportFile, "File that gets the state at the end");
-    app.add_option("--speed", line.emulator.speed,
-                   "Emulated seconds in a second; 0: time stands still")
+    app.add_option("--export-on-exit", line.exportFile, "File to write the state to at the end");
+    app.add_option("--speed", line.emulator.speed, "Emulated seconds per real second; 0 stops time")
         ->capture_default_str();
     std::string access = "off";
-    app.add_option("--auth", access, "Who may ask: off, any or groups")
+    app.add_option("--auth", access,
+                   "Require a token: not at all, any, or one of the host name's group")
         ->check(CLI::IsMember(AccessNames))
         ->capture_default_str();
-    app.add_option("--token", line.emulator.token, "The only token that is accepted");
+    app.add_option("--token", line.emulator.token, "Accept only this token");
     app.add_option("--allow-host", line.emulator.allowedHosts,
-                   "Host name that requests may go to, besides the loopback's (repeatable)")
+                   "Accept requests to this host name, too (repeatable)")
         ->allow_extra_args(false);
     app.add_option(
            "--allow-origin", line.emulator.allowedOrigins,
-           "Origin whose pages may use the emulator, http://localhost:5173 say (repeatable)")
+           "Let pages of this origin, such as http://localhost:5173, use the emulator (repeatable)")
         ->allow_extra_args(false);
     auto* certificate = app.add_option("--tls-cert", line.emulator.tlsCertificateFile,
-                                       "Certificate (PEM) with those that signed it: HTTPS");
+                                       "Serve HTTPS with this certificate chain (PEM)");
     app.add_option("--tls-key", line.emulator.tlsKeyFile, "Private key (PEM) of --tls-cert")
         ->needs(certificate);
     bool hasLog = false;
     app.add_flag("--log", hasLog, "Write each request as a line of JSON to standard error");
-    app.add_option("--ready-file", line.readyFile, "File that gets the address once it serves");
+    app.add_option("--ready-file", line.readyFile, "File to write the address to once it serves");
     auto* exec = app.add_subcommand("exec", "Run a command against an emulator on a free port");
     exec->add_option("command", line.command, "The command and its arguments, after --")
         ->required();
-    auto* seedFrom = app.add_subcommand("seed-from", "Write a seed with what a record shows");
+    auto* seedFrom = app.add_subcommand("seed-from", "Write a seed from a record");
     seedFrom->add_option("record", line.seedSource, "The record (HAR)")->required();
     app.require_subcommand(0, 1);
     try {

@@ -18,7 +18,7 @@ constexpr int LockTimeMs = 2000;
                       std::string("the state cannot be written: ") + sqlite3_errmsg(connection));
     }
     if (code == SQLITE_BUSY) {
-        throw std::runtime_error("in use by another process, an emulator that still runs maybe");
+        throw std::runtime_error("in use by another process, perhaps another emulator");
     }
     throw std::runtime_error(std::string("database: ") + sqlite3_errmsg(connection));
 }

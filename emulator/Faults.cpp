@@ -78,7 +78,7 @@ FaultRules::Rule FaultRules::ReadRule(const json& document, const std::string& w
     Rule rule;
     rule.name = members.ReadText("name", "");
     if (!rule.name.empty() && rule.name.find_first_not_of("0123456789") == std::string::npos) {
-        members.Refuse("name", "must hold more than digits, which stand for a rule's number");
+        members.Refuse("name", "must not consist of digits only: these stand for a rule's number");
     }
     rule.pattern = RequestPattern(members);
     rule.occurrence = members.ReadInteger("occurrence", 1, 1, MaxCount);
@@ -86,7 +86,7 @@ FaultRules::Rule FaultRules::ReadRule(const json& document, const std::string& w
     rule.probability = members.ReadNumber("probability", 1, 0, 1);
     rule.seed = members.ReadInteger("seed", 0, INT64_MIN, INT64_MAX);
     if (members.Has("probability") != members.Has("seed")) {
-        members.Refuse("probability", "goes together with seed, so that it can be repeated");
+        members.Refuse("probability", "requires seed, so that it can be repeated");
     }
     const json& required = members.Find("required");
     if (!required.is_null() && !required.is_boolean()) {

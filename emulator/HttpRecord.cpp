@@ -21,7 +21,7 @@ std::string DecodeBase64(std::string text) {
     text.erase(std::min(text.find_last_not_of('=') + 1, text.size()));
     std::string bytes = DecodeBase64Url(text);
     if (bytes.empty() && !text.empty()) {
-        throw std::runtime_error("a body is not the base64 that it is said to be");
+        throw std::runtime_error("a body is declared as base64 but is not");
     }
     return bytes;
 }

@@ -36,7 +36,7 @@ bool MemberReader::IsGiven(const std::string& name) {
 std::string MemberReader::ReadText(const std::string& name) {
     const json& member = Find(name);
     if (!member.is_string() || member.get_ref<const std::string&>().empty()) {
-        Refuse(name, "must be a text that is not empty");
+        Refuse(name, "must be a non-empty string");
     }
     return member.get<std::string>();
 }

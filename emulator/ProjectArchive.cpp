@@ -117,7 +117,7 @@ Answer GenerateProject(const json& request) {
         MemberReader texts(files, "files");
         for (const auto& file : files.items()) {
             if (!IsFileName(file.key())) { texts.Refuse(file.key(), "cannot be a file's name"); }
-            if (!file.value().is_string()) { texts.Refuse(file.key(), "must be a text"); }
+            if (!file.value().is_string()) { texts.Refuse(file.key(), "must be a string"); }
             entries[name + "/files/" + file.key()] = file.value().get<std::string>();
         }
     }

@@ -91,21 +91,21 @@ std::optional<Answer> CheckHead(const Request& request) {
         return refuse("the target must be a path or an http URL");
     }
     if (!isSingle("Content-Length", IsNumber)) {
-        return refuse("there must be one Content-Length, which is one number");
+        return refuse("Content-Length must occur only once and be a number");
     }
     if (!isSingle("Transfer-Encoding", [&request](const std::string& value) {
             return request.isHttp11 && IsSame(value, "chunked");
         })) {
-        return refuse("the only Transfer-Encoding that is read is chunked");
+        return refuse("the only supported Transfer-Encoding is chunked");
     }
     if (!isSingle("Host", IsAuthority)) {
-        return refuse("there must be one Host header, with a host and maybe a port");
+        return refuse("there must be one Host header, with a host and, optionally, a port");
     }
     if (count == 0 && request.isHttp11) { return refuse("the Host header is missing"); }
     const std::string expectation = request.FindHeader("Expect");
     if (request.isHttp11 && !expectation.empty() && !IsContinueExpected(request)) {
         return MakeErrorAnswer(417, "expectation_failed",
-                               "the only expectation that can be met is 100-continue");
+                               "the only supported expectation is 100-continue");
     }
     return std::nullopt;
 }

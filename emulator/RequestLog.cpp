@@ -115,7 +115,7 @@ std::string RequestLog::Check(const json& expectation) const {
     const RequestPattern pattern = RequestPattern::ReadDetails(members);
     const bool hasTimes = members.IsGiven("times");
     if (hasTimes && (members.IsGiven("atLeast") || members.IsGiven("atMost"))) {
-        members.Refuse("times", "goes without atLeast and atMost");
+        members.Refuse("times", "cannot be combined with atLeast or atMost");
     }
     const std::int64_t times = members.ReadInteger("times", 0, 0, INT32_MAX);
     const std::int64_t usual = members.IsGiven("atMost") ? 0 : 1;

@@ -82,7 +82,7 @@ std::vector<std::string> RequestPattern::Compare(const Request& request, int ans
     }
     for (const auto& [name, value] : headers) {
         if (!MatchesPattern(value, request.FindHeader(name), 0)) {
-            differences.push_back("the header " + name + " is another one or missing");
+            differences.push_back("the header " + name + " is missing or different");
         }
     }
     const json document = json::parse(request.body, nullptr, false);
@@ -120,7 +120,7 @@ std::vector<std::string> RequestPattern::CollectWarnings() const {
     std::vector<std::string> warnings;
     if (std::find(methods.begin(), methods.end(), method) == methods.end()) {
         warnings.push_back("method: no request has \"" + method +
-                           "\"; methods are written in capitals, GET say");
+                           "\"; methods are in upper case, such as GET");
     }
     if (path.empty() || path == "/") { return warnings; }
     if (path.front() != '/' && path.front() != '*') {

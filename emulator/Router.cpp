@@ -49,9 +49,9 @@ Answer AnswerWithoutRoute(const Request& request, const std::string& allowed) {
         answer.status = 204;
         answer.contentType.clear();
     } else {
-        answer =
-            MakeErrorAnswer(405, "method_not_allowed",
-                            request.method + " does not go with this path, which takes " + taken);
+        answer = MakeErrorAnswer(
+            405, "method_not_allowed",
+            request.method + " is not allowed for this path, which accepts " + taken);
     }
     answer.headers.emplace_back("Allow", taken);
     return answer;

@@ -45,7 +45,7 @@ void ReadHeaders(MemberReader& members, Answer& answer) {
 std::string ReadFile(MemberReader& members, const std::string& directory) {
     const std::string name = members.ReadText("file");
     if (directory.empty()) {
-        members.Refuse("file", "needs the directory that files come from, --files");
+        members.Refuse("file", "requires --files, the directory of the files");
     }
     const std::filesystem::path path(name);
     if (path.is_absolute() || std::find(path.begin(), path.end(), "..") != path.end()) {
@@ -72,7 +72,7 @@ std::shared_ptr<const Answer> ReadRuleAnswer(MemberReader& members, const std::s
     answer->status = static_cast<int>(members.ReadInteger("status", 200, 200, 599));
     const int bodies =
         int{members.IsGiven("body")} + int{members.IsGiven("text")} + int{members.IsGiven("file")};
-    if (bodies > 1) { members.Refuse("body", "goes without text and file"); }
+    if (bodies > 1) { members.Refuse("body", "cannot be combined with text or file"); }
     if (members.IsGiven("body")) {
         answer->body = WriteJson(members.Find("body"));
     } else if (members.IsGiven("text")) {

@@ -35,7 +35,7 @@ void ReadEntry(Entry& entry, json document, MemberReader& own, const DocumentSha
     const bool hasId = own.Has("id") || shape.Find(entry.document, "id") != nullptr;
     if (!hasId) { shape.Put(entry.document, "id", newId); }
     entry.id = own.ReadText("id", shape.FindText(entry.document, "id"));
-    if (entry.id.empty()) { own.RefuseDocument("its id must be a number or a text"); }
+    if (entry.id.empty()) { own.RefuseDocument("its id must be a number or a string"); }
     entry.listed = own.Find("listed");
 }
 

@@ -60,7 +60,7 @@ void AddUserRoutes(Router& router, ServiceState& state) {
         const json body = ReadJson(call.request.body);
         MemberReader members(body, "");
         const std::string email = members.ReadText("email");
-        if (email.find('@') == std::string::npos) { members.Refuse("email", "must hold an @"); }
+        if (email.find('@') == std::string::npos) { members.Refuse("email", "must contain an @"); }
         const std::string role = members.ReadText("role");
         members.RefuseOthers();
         return MakeJsonAnswer(201, state.CreateUser(email, role));

@@ -430,8 +430,7 @@ json ServiceState::DescribeClock() const {
 void ServiceState::AdvanceClock(double seconds) {
     const double left = static_cast<double>(LastTime - clock.GetTime()) / 1000;
     if (!(seconds >= 0 && seconds <= left)) { // so that NaN is none
-        throw Refusal(422, "invalid",
-                      "advance: must be from 0 to the seconds that are left of the year 9999");
+        throw Refusal(422, "invalid", "advance: must not be negative or lead beyond the year 9999");
     }
     clock.base += std::llround(seconds * 1000);
     SaveClock();

@@ -107,8 +107,8 @@ int Run(const CommandLine& line) {
     }
     const std::unique_ptr<Emulator> emulator = std::make_unique<Emulator>(line.emulator);
     if (!VarnelBase::IsLoopback(line.emulator.address)) {
-        std::cerr << "varnel-emulator: warning: everybody who reaches " << emulator->GetUrl()
-                  << " can read and change what it holds\n";
+        std::cerr << "varnel-emulator: warning: everyone who can reach " << emulator->GetUrl()
+                  << " can read and change its state\n";
     }
     for (const auto& rule : emulator->GetFaults()) {
         for (const auto& warning : rule.value("warnings", nlohmann::json::array())) {

@@ -18,7 +18,7 @@ using VarnelBase::ServiceClient;
 int Report(const Outcome& outcome) {
     std::cerr << outcome.message << '\n';
     if (outcome.sent == SentState::MayHaveBeenSent) {
-        std::cerr << "The service may have acted on it all the same: look before you try again.\n";
+        std::cerr << "The service may have acted on it all the same: check before you try again.\n";
     }
     return 1;
 }

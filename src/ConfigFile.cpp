@@ -178,8 +178,8 @@ ConfigEntries ReadConfigFile(const std::string& path) {
     }
     if (reader.hasSecrets && !file.isPrivate) {
         throw std::runtime_error(path +
-                                 ": holds a password or client secret and must therefore belong to "
-                                 "you and be closed to others (chmod 600)");
+                                 ": contains a password or client secret, so it must belong to you "
+                                 "and be accessible to nobody else (chmod 600)");
     }
     return std::move(reader.entries);
 }

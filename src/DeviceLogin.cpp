@@ -45,13 +45,13 @@ std::chrono::seconds FindSeconds(const json& document, const char* name,
 DeviceSession RequestCode(const IdentityProvider& provider, const SessionSettings& settings) {
     const std::string where = provider.issuer + ": device authorization endpoint";
     if (provider.deviceEndpoint.empty()) {
-        throw IdentityError(provider.issuer + ": offers no signing in at another device");
+        throw IdentityError(provider.issuer + ": does not offer sign-in on another device");
     }
     const std::string form = BuildForm({{"scope", settings.identity.scope}});
     const IdentityAnswer answer = SendForm(ParseIdentityUrl(provider.deviceEndpoint, where),
                                            provider, settings.client, form, where);
     if (answer.status >= 400 && answer.status < 500) {
-        RequireConsent(provider.issuer, "signing in at another device", ReadRefusal(answer, form));
+        RequireConsent(provider.issuer, "signing in on another device", ReadRefusal(answer, form));
     }
     const json document = json::parse(answer.body, nullptr, false);
     DeviceSession session;

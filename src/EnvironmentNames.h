@@ -8,6 +8,6 @@ namespace VarnelBase {
 inline constexpr std::array<const char*, 3> EnvironmentNames{"local", "staging", "production"};
 
 /// The end of a message about a name that is none of them.
-inline constexpr const char* KnownEnvironments = "known are local, staging and production";
+inline constexpr const char* KnownEnvironments = "must be local, staging or production";
 
 } // namespace VarnelBase

@@ -150,7 +150,7 @@ TokenAnswer ReadTokens(const json& document, const std::string& where) {
         throw IdentityError(where + ": answered without a bearer token");
     }
     if (!IsAccessTokenText(tokens.accessToken) || !IsRefreshTokenText(tokens.refreshToken)) {
-        throw IdentityError(where + ": a token holds a character that no token may hold");
+        throw IdentityError(where + ": a token contains a character other than visible ASCII");
     }
     return tokens;
 }
@@ -172,7 +172,7 @@ IdentityProvider DiscoverProvider(const std::string& issuer, const IdentityClien
     IdentityRequest request;
     request.url = ParseIdentityUrl(DropTrailingSlash(issuer), "authHost");
     if (request.url.target.find('?') != std::string::npos) {
-        throw std::runtime_error("authHost: must not hold a \"?\"");
+        throw std::runtime_error("authHost: must not contain a \"?\"");
     }
     request.url.target += "/.well-known/openid-configuration";
     request.caFile = client.caFile;

@@ -52,7 +52,7 @@ void ConfigureTls(SSL_CTX* context, const IdentityRequest& request, Verification
     }
     const std::string& caFile = request.caFile;
     if (!caFile.empty() && !TrustCaFile(context, caFile)) {
-        throw IdentityError("caFile: " + caFile + " holds no certificates in PEM that can be read");
+        throw IdentityError("caFile: " + caFile + " contains no readable PEM certificate");
     }
     SSL_CTX_set_cert_verify_callback(context, VerifyCertificate, &verification);
 }

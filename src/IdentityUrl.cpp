@@ -64,7 +64,7 @@ IdentityUrl ParseIdentityUrl(const std::string& text, const std::string& name) {
     const bool isPrintable =
         std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c < 0x7f; });
     if (!isPrintable || text.find_first_of("\\#\"<>") != std::string::npos) {
-        throw refuse("holds a character that an address may not hold");
+        throw refuse("contains a character that is not allowed in a URL");
     }
     const std::size_t colon = text.find("://");
     const std::string scheme = LowerCase(text.substr(0, colon));
@@ -79,7 +79,7 @@ IdentityUrl ParseIdentityUrl(const std::string& text, const std::string& name) {
     const std::string authority = text.substr(begin, end - begin);
     url.target = text.substr(end);
     if (authority.find('@') != std::string::npos) {
-        throw refuse("must not hold a user name or password");
+        throw refuse("must not contain a user name or password");
     }
     const std::size_t bracket = authority.find(']');
     const bool isBracketed = authority.rfind('[', 0) == 0 && bracket != std::string::npos;
@@ -97,7 +97,7 @@ IdentityUrl ParseIdentityUrl(const std::string& text, const std::string& name) {
     }
     if (url.port == 0) { throw refuse("has no valid port (1 to 65535)"); }
     if (!url.isSecure && !IsLoopback(url.host)) {
-        throw refuse("must begin with https://; http is for 127.0.0.1, ::1 and localhost alone");
+        throw refuse("must begin with https://; only 127.0.0.1, ::1 and localhost may use http");
     }
     return url;
 }

@@ -122,7 +122,7 @@ void LoginAttempt::Begin(const IdentityProvider& provider, const SessionSettings
 void LoginAttempt::RequireSuccess(const std::string& issuer) const {
     if (failure) { std::rethrow_exception(failure); }
     if (isOver) { return; }
-    throw std::runtime_error("signing in to " + issuer + ": nobody did within " +
+    throw std::runtime_error("signing in to " + issuer + ": nobody signed in within " +
                              std::to_string(limit.count()) + " s (VARNEL_LOGIN_TIMEOUT)");
 }
 

@@ -42,7 +42,7 @@ void StoreSession(TokenStore& store, const TokenFile& file, const TokenSet& toke
     std::string problem;
     try {
         if (!IsStoreFile(file)) {
-            problem = "the settings have changed since the program has read them";
+            problem = "the settings have changed since the program read them";
         } else if (tokens.accessToken.empty()) {
             store.Clear();
         } else {
@@ -66,8 +66,7 @@ void MakeTokenPlace(std::optional<TokenPlace>& place, const TokenFile& file,
     } catch (const std::runtime_error& error) {
         if (isOptional) { return; }
         throw IdentityError(
-            "the token is not renewed before it ends, for a new one could not be "
-            "stored: " +
+            "the token is not renewed before it expires, because a new one could not be stored: " +
             std::string(error.what()));
     }
 }

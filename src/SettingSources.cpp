@@ -88,7 +88,7 @@ std::string NameEnvironment(Environment environment) {
     const auto number = static_cast<std::size_t>(environment);
     if (number >= EnvironmentNames.size()) {
         throw std::invalid_argument("environment " + std::to_string(static_cast<int>(environment)) +
-                                    ": known are 0 (local), 1 (staging) and 2 (production)");
+                                    ": must be 0 (local), 1 (staging) or 2 (production)");
     }
     return EnvironmentNames.at(number);
 }

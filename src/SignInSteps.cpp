@@ -29,7 +29,7 @@ namespace {
     if (!refusal.empty()) {
         message += " (" + refusal + ")";
     } else if (token.empty() && IsStoreFile(file) && lstat(path.c_str(), &status) == 0) {
-        message += " (" + path + " is no token file that can be trusted)";
+        message += " (" + path + " cannot be trusted as a token file)";
     }
     throw SignInNeeded(message);
 }

@@ -34,7 +34,7 @@ TokenAnswer RequestByRefresh(const SessionSettings& session, const std::string& 
                              const std::string& refreshToken) {
     const IdentityProvider provider = DiscoverProvider(issuer, session.client);
     if (IsTooLateToRefresh()) {
-        throw IdentityError(issuer + ": answers too slowly to renew the token before it ends");
+        throw IdentityError(issuer + ": answers too slowly to renew the token before it expires");
     }
     TokenAnswer answer = RequestTokens(
         provider, session.client,

@@ -91,14 +91,14 @@ TokenSet TokenStore::Load() {
 void TokenStore::Store(const TokenSet& tokens) {
     if (!IsStorable(tokens)) {
         throw std::invalid_argument(
-            "the access token is empty, or a token holds a character that no token may hold");
+            "the access token is empty, or a token contains a character other than visible ASCII");
     }
     json document =
         json::object({{"accessToken", tokens.accessToken}, {"refreshToken", tokens.refreshToken}});
     AddAnswer(document, tokens.accessToken);
     const std::string bytes = document.dump();
     if (bytes.size() > MaxTokenFileBytes) {
-        throw std::invalid_argument("the tokens are larger than the store takes (64 KiB)");
+        throw std::invalid_argument("the tokens are larger than 64 KiB");
     }
     WriteTokenFile(LocateStoreFile(), bytes);
 }

@@ -15,7 +15,7 @@ std::string TakeTokenVariable(std::string& sessionToken) {
     std::string given = ReadVariable(TokenVariable);
     if (given.empty()) { return given; }
     if (!IsAccessTokenText(given)) {
-        throw std::runtime_error("VARNEL_TOKEN: holds a character that no token may hold");
+        throw std::runtime_error("VARNEL_TOKEN: contains a character other than visible ASCII");
     }
     const auto now = static_cast<double>(ReadProviderClock());
     if (JudgeToken(given, ReadTokenLifetime(given), now) == TokenAge::Ended) {

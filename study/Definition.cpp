@@ -45,7 +45,7 @@ public:
     std::string ReadText(const std::string& name) {
         const json& member = Require(name);
         if (!member.is_string() || member.get_ref<const std::string&>().empty()) {
-            Refuse(name, "must be a text that is not empty");
+            Refuse(name, "must be a non-empty string");
         }
         return member.get<std::string>();
     }
@@ -68,16 +68,14 @@ public:
 
     const json& ReadArray(const std::string& name) {
         const json& member = Require(name);
-        if (!member.is_array() || member.empty()) {
-            Refuse(name, "must be an array that is not empty");
-        }
+        if (!member.is_array() || member.empty()) { Refuse(name, "must be a non-empty array"); }
         return member;
     }
 
     std::vector<std::string> ReadTexts(const std::string& name) {
         std::vector<std::string> texts;
         for (const json& element : ReadArray(name)) {
-            if (!element.is_string()) { Refuse(name, "must be an array of texts"); }
+            if (!element.is_string()) { Refuse(name, "must be an array of strings"); }
             texts.push_back(element.get<std::string>());
         }
         return texts;

@@ -146,9 +146,9 @@ std::string FormatValue(const KnownSetting& known, const std::string& value) {
 std::string ReadValue(const KnownSetting& known, const std::string& given) {
     if (given != "-") {
         if (known.kind == SettingKind::Secret) {
-            throw CommandError(ExitStatus::Usage, std::string("VALUE: ") + known.name +
-                                                      " is a secret: say - and give it on standard "
-                                                      "input");
+            throw CommandError(ExitStatus::Usage,
+                               std::string("VALUE: ") + known.name +
+                                   " is a secret: pass - and write it to standard input");
         }
         return given;
     }

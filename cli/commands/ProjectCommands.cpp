@@ -73,7 +73,7 @@ json ReadRequest(const std::string& argument) {
     if (!IsSameJson(text, request.dump()) || HasDuplicateMembers(text)) {
         throw CommandError(
             ExitStatus::Usage,
-            "--data: holds an integer beyond 64 bits or a member twice, which cannot "
+            "--data: contains an integer beyond 64 bits or a member twice, which cannot "
             "be sent unchanged");
     }
     return request;

@@ -72,10 +72,9 @@ void ReplaceInputs(Session& session, const ServiceOptions& options) {
         if (!found.Succeeded() || !FindJsonProblem(found.text).empty()) { return std::nullopt; }
         return IsSameJson(found.text, *change.body);
     };
-    MakeCheckedChange(
-        session, change,
-        {"the service holds these inputs", "the service holds other ones", holdsInputs},
-        options.isDryRun);
+    MakeCheckedChange(session, change,
+                      {"the service has these inputs", "the service has other inputs", holdsInputs},
+                      options.isDryRun);
 }
 
 void StartExecution(Session& session, const ServiceOptions& options) {

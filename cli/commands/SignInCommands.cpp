@@ -46,7 +46,7 @@ LoginGuide MakeGuide(const Session& session, const SignInOptions& options, std::
     guide.isOtherUser = options.isOtherUser;
     guide.showAddress = [&session](const std::string& address) {
         session.Note("sign in with your browser, which may open by itself: " + address);
-        session.Note("waiting for the browser (Ctrl-C ends that)");
+        session.Note("waiting for the browser (Ctrl-C cancels)");
     };
     // Without the code there is no way on, quiet or not.
     guide.showCode = [](const DeviceCode& code) {
@@ -56,7 +56,7 @@ LoginGuide MakeGuide(const Session& session, const SignInOptions& options, std::
             std::cerr << "varnel: or open " << code.completeAddress << '\n';
         }
         std::cerr << "varnel: waiting for you, " << code.lifetime.count() / 60
-                  << " minutes at most (Ctrl-C ends that)" << std::endl;
+                  << " minutes at most (Ctrl-C cancels)" << std::endl;
     };
     guide.tellUnstored = [&problem](const std::string& reason) { problem = reason; };
     return guide;
@@ -79,7 +79,7 @@ void SignIn(Session& session, const SignInOptions& options) {
         throw CommandError(ExitStatus::LoginNeeded, error.what());
     }
     if (!ReadVariable(TokenVariable).empty()) {
-        session.Note("nobody was asked: VARNEL_TOKEN is set");
+        session.Note("signing in is not needed: VARNEL_TOKEN is set");
     } else if (token.empty()) {
         session.Note(NameEnvironment(EnvConfig().GetEnvironment()) +
                      " has no identity provider: nothing to sign in to");
@@ -87,7 +87,7 @@ void SignIn(Session& session, const SignInOptions& options) {
     session.Print(ReportIdentity(token));
     if (!problem.empty()) {
         throw CommandError(ExitStatus::Refused,
-                           "signed in, but not for the commands that follow: the tokens could not "
+                           "signed in, but only for this command: the tokens could not "
                            "be stored: " +
                                problem);
     }
@@ -104,17 +104,17 @@ void EndSession(Session& session) {
             break;
         case Revocation::NotOffered:
             session.Note(
-                "the stored token is forgotten; the provider offers no way to end the "
+                "the stored token is deleted; the provider offers no way to end the "
                 "session there");
             break;
         case Revocation::Failed:
             session.Note(
-                "the stored token is forgotten, but the session goes on at the provider: " +
+                "the stored token is deleted, but the session continues at the provider: " +
                 report.problem);
             break;
     }
     if (!ReadVariable(TokenVariable).empty()) {
-        session.Note("the token in VARNEL_TOKEN still counts");
+        session.Note("the token in VARNEL_TOKEN is still used");
     }
 }
 

@@ -382,7 +382,7 @@ void AddStudyCommands(CLI::App& root, Session& session) {
         ->type_name("N")
         ->check(CLI::Range(1, 10000).description(""));
     run.app.add_flag("--resend-unknown", run.options.isResendingUnknown,
-                     "Send points again of which nobody knows whether they were started");
+                     "Send unknown points again, although they may have been started");
 
     const auto status = AddCommand<StatusOptions>(
         study, session, "status", "Show how far a study is, and what failed", ShowStatus,
@@ -400,7 +400,7 @@ void AddStudyCommands(CLI::App& root, Session& session) {
         {"varnel study results bridge.study.json > results.csv",
          "varnel study results bridge.study.json -o jsonl"});
     AddFile(results.app, results.options.file);
-    results.app.add_option("-o,--output", results.options.format, "Form of the results")
+    results.app.add_option("-o,--output", results.options.format, "Format of the results")
         ->type_name("csv|jsonl")
         ->check(CLI::IsMember({"csv", "jsonl"}).description(""));
 
@@ -414,9 +414,9 @@ void AddStudyCommands(CLI::App& root, Session& session) {
         ->required();
     AddPointerOption(plot.app, "--y", request.y, "Parameter or result along the y axis")
         ->required();
-    AddPointerOption(plot.app, "--by", request.group, "A curve for each value of this one");
+    AddPointerOption(plot.app, "--by", request.group, "Draw a curve for each of its values");
     AddPointerOption(plot.app, "--color", request.color,
-                     "Makes a heat map with this one as colour");
+                     "Draw a heat map with its values as colours");
     plot.app
         .add_option("-O,--output-file", request.file,
                     "A file that ends in .svg or .png; without it, text on the terminal")
@@ -426,12 +426,12 @@ void AddStudyCommands(CLI::App& root, Session& session) {
         study, session, "points", "Print the points that are not started, for another scheduler",
         ListPoints, {"varnel study points bridge.study.json --jsonl > points.jsonl"});
     AddFile(points.app, points.options.file);
-    points.app.add_flag("--jsonl", points.options.isJsonLines,
-                        "A JSON object a line, as -o jsonl gives");
+    points.app.add_flag("--jsonl", points.options.isJsonLines, "One JSON object per line");
 
     const auto record = AddCommand<RecordOptions>(
-        study, session, "record", "Take over an ended execution that another scheduler has started",
-        RecordPoint, {"varnel study record bridge.study.json 3 --data @execution.json"});
+        study, session, "record",
+        "Store the results of an execution that another scheduler started", RecordPoint,
+        {"varnel study record bridge.study.json 3 --data @execution.json"});
     AddFile(record.app, record.options.file);
     record.app.add_option("POINT", record.options.number, "The point's number, from 1")
         ->required()

@@ -65,9 +65,8 @@ void AddWatchCommand(CLI::App& execution, Session& session) {
         ->excludes(executions);
     AddPointerOption(watch.app, "--field", rules.field, "JSON pointer to the state");
     for (const auto& [name, states, description] :
-         {std::tuple("--good", &rules.goodStates, "ends it well, besides finished"),
-          std::tuple("--bad", &rules.badStates,
-                     "ends it badly, with exit status 8, besides failed")}) {
+         {std::tuple("--good", &rules.goodStates, "means success, besides finished"),
+          std::tuple("--bad", &rules.badStates, "means failure (exit status 8), besides failed")}) {
         watch.app.add_option(name, *states, std::string("A state that ") + description)
             ->type_name("STATE")
             ->expected(1)

@@ -162,7 +162,7 @@ bool CheckName(Findings& findings, const Facts& facts) {
         const bool isGroup = !ResolveHost(facts.apiHost, ignored).empty();
         problem += isGroup ? "; without the group it does" : "; nor does it without the group";
         if (isGroup) {
-            advice = "ask who runs the service whether the group \"" + facts.group +
+            advice = "ask the service's operator whether the group \"" + facts.group +
                      "\" has a host, or name another claim with VARNEL_GROUPS_CLAIM";
         }
     }
@@ -178,7 +178,7 @@ bool CheckConnection(const Session& session, Findings& findings, Facts& facts) {
     const std::string port = std::to_string(facts.apiPort);
     if (!probe.portProblem.empty()) {
         findings.Fail(ExitStatus::Unreachable, "port", probe.portProblem,
-                      "check that the service runs, apiPort, and what is in between");
+                      "check that the service is running, apiPort, and the network in between");
         return false;
     }
     const bool isSlow = probe.connecting > SlowConnecting;
@@ -196,13 +196,13 @@ bool CheckConnection(const Session& session, Findings& findings, Facts& facts) {
 std::string AdviseRefusal(const Outcome& outcome) {
     if (outcome.failure == Failure::Unauthorized) { return AdviseSignIn(); }
     if (outcome.failure == Failure::Forbidden) {
-        return "the service knows the token and does not let its holder in: ask who runs it, and "
-               "look at the token's group";
+        return "the service knows the token but denies access: ask its operator, and check the "
+               "token's group";
     }
     if (outcome.failure == Failure::Untrusted) {
         return "trust the certificate's authority with VARNEL_CA_FILE, if it is the right one";
     }
-    return "check that host and port are the service's, and how it is";
+    return "check that host and port are the service's, and that it works";
 }
 
 void CheckService(Session& session, Findings& findings) {
@@ -231,7 +231,7 @@ void CheckClock(Findings& findings, const std::string& date) {
     findings.Add(
         isLarge ? Health::Warn : Health::Ok, "clock",
         std::to_string(std::lround(difference)) + " s ahead of the service's",
-        isLarge ? "set this machine's clock: tokens seem expired too early or too late" : "");
+        isLarge ? "set this machine's clock: tokens seem to expire too early or too late" : "");
 }
 
 void AskProvider(const Session& session, Findings& findings) {

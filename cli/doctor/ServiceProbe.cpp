@@ -33,7 +33,7 @@ void DescribeOther(ServiceProbe& probe, const std::string& begun, bool isLate) {
         probe.protocolProblem = "accepts connections but says nothing within --timeout";
     } else if (begun.empty()) {
         probe.protocolProblem = "accepts connections and closes them without an answer";
-        probe.advice += "; where it speaks TLS, say --tls or set VARNEL_API_TLS=1";
+        probe.advice += "; if it speaks TLS, use --tls or set VARNEL_API_TLS=1";
     } else if (begun.front() == '\x15') {
         probe.protocolProblem = "speaks TLS, not plain HTTP";
         probe.advice = "reach it with --tls or VARNEL_API_TLS=1";

@@ -31,9 +31,9 @@ inline constexpr std::array<ExplainedStatus, 10> ExplainedStatuses{{
     {ExitStatus::Usage, "The command line or a setting cannot be used; nothing was sent"},
     {ExitStatus::Unreachable, "The service cannot be reached or did not answer"},
     {ExitStatus::LoginNeeded, "There is no token, or none that the service accepts"},
-    {ExitStatus::NotConfirmed, "A change was sent, and what became of it is not known"},
+    {ExitStatus::NotConfirmed, "A change was sent, and its effect is unknown"},
     {ExitStatus::Offline, "Offline mode is on; nothing was sent"},
-    {ExitStatus::StillRunning, "The time for watching is over, and the execution goes on"},
+    {ExitStatus::StillRunning, "The time for watching ran out, and the execution continues"},
     {ExitStatus::ExecutionFailed, "The execution that was watched has failed"},
     {ExitStatus::Interrupted, "Interrupted by Ctrl-C"},
 }};

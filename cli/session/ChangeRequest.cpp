@@ -59,7 +59,7 @@ void PrintAnswer(Session& session, const ChangeRequest& change, const Outcome& o
         throw CommandError(ExitStatus::NotConfirmed,
                            change.Describe() + " was accepted (" + std::to_string(outcome.status) +
                                "), but its answer is " + problem +
-                               ": look what came of it before you send it again");
+                               ": check whether it took effect before you send it again");
     }
     PrintAccepted(session, change, outcome.text);
 }

@@ -53,7 +53,7 @@ UnfinishedFile::~UnfinishedFile() {
 
 ChangeInFlight::ChangeInFlight(const std::string& request)
     : message("varnel: interrupted: " + MakePrintable(request) +
-              " may have been made; look before you send it again\n") {
+              " may have been made; check before you send it again\n") {
     changeMessage = message.c_str();
 }
 

@@ -74,7 +74,7 @@ CommandError JudgeFailure(const std::string& request, const Outcome& outcome, Pu
     if (status == ExitStatus::LoginNeeded) { message += " (" + AdviseSignIn() + ")"; }
     if (status == ExitStatus::Offline) { message = "nothing was sent: " + DescribeOffline(); }
     if (status == ExitStatus::NotConfirmed) {
-        message += ". The change may have been made: look before you send it again";
+        message += ". The change may have been made: check before you send it again";
     }
     return {status, message};
 }

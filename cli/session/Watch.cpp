@@ -149,7 +149,7 @@ private:
             list += (list.empty() ? "" : ", ") + execution.identifier + " (" +
                     (execution.state.empty() ? "not seen yet" : execution.state) + ")";
         }
-        throw CommandError(ExitStatus::StillRunning, "not ended when --timeout was over: " + list);
+        throw CommandError(ExitStatus::StillRunning, "not ended within --timeout: " + list);
     }
 
     Session& session;

@@ -81,7 +81,7 @@ test('changes clock, rules and state, and says what is refused', () => withPage(
   await rule.clear();
   await rule.sendKeys('{"method": "get", "action": "reset"}');
   await (await button('Add')).click();
-  await shows('#rules', 'methods are written in capitals');
+  await shows('#rules', 'methods are in upper case');
   const { items } = await ask('GET', '/_local/faults');
   await (await button(`Remove rule ${items[0].id}`)).click();
   await driver.wait(async () => (await read('#rules')) === '', patience);

@@ -34,7 +34,7 @@ grep -qx 600 seen && [ "$(grep -c ^VARNEL_ seen)" = 4 ] && grep -q '^VARNEL_EMUL
 ! grep -q real seen || fail "exec lets the caller's settings through"
 
 echo '{"method": "get", "action": "reset", "required": true}' >rules
-"$emulator" exec --rules rules -- true 2>errors && fail "exec hides a rule that was never applied" || grep -q 'capitals' errors && grep -q 'never applied' errors || fail "rules: $(cat errors)"
+"$emulator" exec --rules rules -- true 2>errors && fail "exec hides a rule that was never applied" || grep -q 'upper case' errors && grep -q 'never applied' errors || fail "rules: $(cat errors)"
 
 # mistakes are told with the flag or file at fault
 echo '{"simulations": [{"_local": {"scop": "x"}}]}' >bad-seed

@@ -72,7 +72,7 @@ test('a person signs in on another device', async () => {
   }
   const without = await startScripted([], null);
   const run = await varnel(makeHome(), ['login', '--device'], { env: { VARNEL_AUTH_HOST: without.issuer } });
-  assert.match(run.err, /offers no signing in at another device/);
+  assert.match(run.err, /does not offer sign-in on another device/);
 });
 
 test('a program of another\'s shows the code, and tells when the tokens could not be stored', async () => {
@@ -86,7 +86,7 @@ test('a program of another\'s shows the code, and tells when the tokens could no
 });
 
 test('the token is printed, and the session ended at the provider', async () => {
-  for (const [status, text] of [[200, /has ended, here and at the provider/], [500, /goes on at the provider: .*status 500/]]) {
+  for (const [status, text] of [[200, /has ended, here and at the provider/], [500, /continues at the provider: .*status 500/]]) {
     const provider = await startScripted([[tokens], status]);
     const home = makeHome();
     const env = { VARNEL_AUTH_HOST: provider.issuer };
@@ -119,14 +119,14 @@ exec "$@"`, 'sh'];
     [(home) => { mkdirSync(place(home), { recursive: true }); symlinkSync(home, join(place(home), 'tokens')); }, /must not be a symbolic link/],
     [() => ({ XDG_STATE_HOME: '/proc' }), /\/proc\/varnel: /],
     [(home) => { mkdirSync(join(home, '.local/state'), { recursive: true, mode: 0o555 }); }, /Permission denied/, asFileModesAllow],
-    [() => ({ VARNEL_AUTH_HOST: huge.issuer }), /larger than the store takes/],
+    [() => ({ VARNEL_AUTH_HOST: huge.issuer }), /larger than 64 KiB/],
     ...(mayMount ? [[() => {}, /No space left on device/, onFullDisk]] : []),
     ...(isRoot ? [[(home) => { chownSync(home, 65534, 65534); }, /belongs to another user: run this as that user/]] : []),
   ]) {
     const home = makeHome();
     const run = await varnel(home, ['login'], { env: { ...withPassword, ...prepare(home) }, prefix });
     assert.equal(run.status, 1, run.err);
-    assert.match(run.err, /signed in, but not for the commands that follow/);
+    assert.match(run.err, /signed in, but only for this command/);
     assert.match(run.err, reason);
   }
   const home = makeHome(); // whatever the umask takes away

@@ -50,7 +50,7 @@ test('two logins in a browser on one port, and refreshes after them', async () =
 test('a person who does not grant what the program asks for ends a login', async () => {
   const leave = (address) => openPage(address, async (page) => { await signIn(page); await page.click('.btn-danger'); });
   const { lines } = await runProbe(makeHome(), issuer, ['login'], { person: leave, env: { ...asPublic, VARNEL_SCOPE: 'api', VARNEL_LOGIN_TIMEOUT: '6' } });
-  assert.match(lines[0].error, /nobody did within 6 s/);
+  assert.match(lines[0].error, /nobody signed in within 6 s/);
 });
 
 test('a refresh token that was used before ends the session, which a password begins anew', async () => {

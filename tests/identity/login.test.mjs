@@ -134,7 +134,7 @@ for (const isWanted of [true, false]) {
       env: { VARNEL_LOGIN_TIMEOUT: isWanted ? '' : '3' },
     });
     assert.ok(Date.now() - begin < 100000);
-    for (const { error } of run.lines.slice(1, 3)) assert.match(error ?? '', isWanted ? /^$/ : /nobody did within 3 s/);
+    for (const { error } of run.lines.slice(1, 3)) assert.match(error ?? '', isWanted ? /^$/ : /nobody signed in within 3 s/);
     for (const { address } of run.browsers) assert.ok(await isClosed(address));
     assert.equal(run.lines[3].descriptors, run.lines[0].descriptors);
     assert.equal(run.output, '');

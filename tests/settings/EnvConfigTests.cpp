@@ -66,16 +66,16 @@ TEST_F(Settings, ComeFromVariablesThenTheFileThenTheBuiltInValues) {
         {"{}", {"OFFLINE=s3cret"}, Unchosen,
          "VARNEL_OFFLINE: must be 1, true, yes or on, or 0, false, no or off"},
         {"{}", {"ENVIRONMENT=test"}, Unchosen, "VARNEL_ENVIRONMENT: unknown environment \"test\": "
-                                               "known are local, staging and production"},
+                                               "must be local, staging or production"},
         {"{}", {"ENVIRONMENT=test"}, staging,
-         "VARNEL_ENVIRONMENT: known are local, staging and production"},
+         "VARNEL_ENVIRONMENT: must be local, staging or production"},
         {R"({"environment":"\u0000\u001b"})", {}, Unchosen,
-         R"(FILE: environment: unknown environment "\u0000\u001b": known are local, staging and production)"},
+         R"(FILE: environment: unknown environment "\u0000\u001b": must be local, staging or production)"},
         {"[]", {}, local, "FILE:1:1: the document: must not be an array"},
         {R"({"environment":""})", {}, Unchosen, "FILE: environment: unknown environment \"\": "
-                                                "known are local, staging and production"},
+                                                "must be local, staging or production"},
         {"{}", {}, static_cast<Environment>(-1),
-         "environment -1: known are 0 (local), 1 (staging) and 2 (production)"},
+         "environment -1: must be 0 (local), 1 (staging) or 2 (production)"},
         {"", {}, local, "FILE:1:1: not valid JSON"},
         {"{\n \"password\": \"s3cret\" \"\n}", {}, local, "FILE:2:23: not valid JSON"},
         {"{\n\"apiPort\": -1\n}", {}, local, "FILE:2:13: \"apiPort\": must not be negative"},
@@ -119,8 +119,8 @@ TEST_F(Settings, TakeNoHostOrPortThatIsNone) {
 
 TEST_F(Settings, ComeFromARegularFileAndSecretsFromAPrivateOne) {
     const std::string open =
-        "FILE: holds a password or client secret and must therefore belong to "
-        "you and be closed to others (chmod 600)";
+        "FILE: contains a password or client secret, so it must belong to you and be accessible to "
+        "nobody else (chmod 600)";
     const auto expect = [this](const std::filesystem::path& path, const std::string& expected) {
         file = path;
         setenv("VARNEL_CONFIG", file.c_str(), 1);

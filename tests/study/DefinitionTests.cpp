@@ -85,7 +85,7 @@ TEST_F(DefinitionTest, NamesLineMemberAndReasonOfEveryError) {
          "study.json:2: /parameters/0/pointer: 'span' is not a JSON pointer such as /span or "
          "/loads/0"},
         {vary("\n{'pointer': '/a', 'values': []}"),
-         "study.json:2: /parameters/0/values: must be an array that is not empty"},
+         "study.json:2: /parameters/0/values: must be a non-empty array"},
         {vary("{'pointer': '/a', 'values': [1],\n'uint': 'm'}"),
          "study.json:2: /parameters/0/uint: is not known here"},
         {vary("{'pointer': '/a', 'from': 1, 'to': 2,\n'step': -1}"),
