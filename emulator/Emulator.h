@@ -42,7 +42,7 @@ struct EmulatorOptions {
     std::vector<std::string> secretMembers; ///< members never written to the record
 
     double speed = 1; ///< emulated seconds per real second; 0: only AdvanceClock moves the clock
-    EmulatorAccess access = EmulatorAccess::Off;
+    EmulatorAccess access = EmulatorAccess::Off; ///< which requests are accepted
     std::string token; ///< the only valid token; empty: every token is valid
 
     /// Host names (and names below them) that requests may use, besides loopback names and
@@ -65,9 +65,8 @@ public:
     /// Starts serving.
     ///
     /// @throws std::invalid_argument naming the option with an invalid value
-    /// @throws std::runtime_error naming what is unusable: a member of the seed, the data
-    /// directory,
-    ///         a TLS file, or address and port
+    /// @throws std::runtime_error naming what is unusable: a member of the seed or of a rule, the
+    ///         data directory, a TLS file, or address and port
     explicit Emulator(const EmulatorOptions& options = {});
 
     /// Calls `Stop`.
@@ -75,6 +74,7 @@ public:
     Emulator(const Emulator&) = delete;
     Emulator& operator=(const Emulator&) = delete;
 
+    /// The TCP port on which it listens.
     int GetPort() const;
 
     /// "http://127.0.0.1:PORT", or "https://" with TLS.
@@ -92,8 +92,13 @@ public:
     /// The rules, and how often each matched and applied.
     nlohmann::json GetFaults() const;
 
-    /// @param name a rule's name, or its number as a text
+    /// Removes a rule.
+    ///
+    /// @param name the rule's name, or its number as a string
+    /// @throws std::runtime_error when there is no such rule
     void RemoveFault(const std::string& name);
+
+    /// Removes all rules.
     void ClearFaults();
 
     /// Describes the "required" rules that were never applied; empty if there are none. In a test:
@@ -104,6 +109,8 @@ public:
     ///
     /// @param pattern selects the requests that match it
     nlohmann::json GetRequests(const nlohmann::json& pattern = nlohmann::json::object()) const;
+
+    /// Forgets the requests so far.
     void ClearRequests();
 
     /// Checks that the expected number of requests match a pattern. Returns "", or a description of
@@ -125,11 +132,15 @@ public:
     ///         document or an identifier
     nlohmann::json CreateSimulation(const nlohmann::json& simulation);
 
-    /// Ends an execution at the current emulated time and returns its document.
+    /// Ends an execution successfully, at the current emulated time, and returns its document.
     ///
-    /// @param members merged into the document: results or an error, for example
+    /// @param simulationId the simulation's identifier
+    /// @param executionId  the execution's identifier
+    /// @param members      merged into the document: results, for example
     nlohmann::json FinishExecution(const std::string& simulationId, const std::string& executionId,
                                    const nlohmann::json& members = nlohmann::json::object());
+
+    /// The same, but the execution has failed.
     nlohmann::json FailExecution(const std::string& simulationId, const std::string& executionId,
                                  const nlohmann::json& members = nlohmann::json::object());
 
@@ -155,8 +166,9 @@ private:
 /// restores them: meanwhile no other thread may read the environment.
 class ConnectorEnvironment {
 public:
+    /// Directs connectors and clients to this emulator.
     explicit ConnectorEnvironment(const Emulator& emulator);
-    ~ConnectorEnvironment();
+    ~ConnectorEnvironment(); ///< Restores the variables.
     ConnectorEnvironment(const ConnectorEnvironment&) = delete;
     ConnectorEnvironment& operator=(const ConnectorEnvironment&) = delete;
 

@@ -41,7 +41,7 @@ Words Split(const std::string& text, char separator) {
     return parts;
 }
 
-std::vector<Words> FindCommands() {
+std::vector<Words> ListCommands() {
     std::vector<Words> commands;
     for (const std::string& command : Split(ReadVariable("BROWSER"), ':')) {
         commands.push_back(Split(command, ' '));
@@ -184,7 +184,7 @@ bool LaunchBrowser(const std::string& url) {
     if (earlier > 0) { HasEnded(earlier, ignored); }
 
     const SpawnSettings settings;
-    const std::vector<Words> commands = FindCommands();
+    const std::vector<Words> commands = ListCommands();
     return std::any_of(commands.begin(), commands.end(), [&](const Words& command) {
         if (command.empty()) { return false; }
         const pid_t child = settings.Spawn(PutInto(command, url));

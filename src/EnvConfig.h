@@ -28,8 +28,8 @@ public:
     EnvConfig();
 
     /// Settings of the given environment. If VARNEL_ENVIRONMENT names a different one, the
-    /// variables for hosts, ports, provider and credentials belong to that one and are ignored;
-    /// VARNEL_OFFLINE always applies.
+    /// variables that stand for settings belong to that one and are ignored; only VARNEL_OFFLINE
+    /// always applies.
     ///
     /// @throws std::invalid_argument when the value is not one of the three
     /// @throws std::runtime_error naming the variable, or the file and key, at fault

@@ -58,7 +58,7 @@ void ConfigureTls(SSL_CTX* context, const IdentityRequest& request, Verification
 }
 
 /// How long each step may take.
-std::chrono::milliseconds FindPatience(Clock::time_point deadline) {
+std::chrono::milliseconds ComputePatience(Clock::time_point deadline) {
     const auto now = Clock::now();
     // Not none at all, which some releases of httplib take for no limit.
     if (deadline <= now) { return std::chrono::milliseconds(1); }
@@ -81,7 +81,7 @@ std::unique_ptr<httplib::ClientImpl> OpenClient(const IdentityRequest& request,
         client = std::make_unique<httplib::ClientImpl>(url.host, url.port);
     }
     AdaptClient(*client);
-    const auto patience = FindPatience(request.deadline);
+    const auto patience = ComputePatience(request.deadline);
     client->set_connection_timeout(patience);
     client->set_read_timeout(patience);
     client->set_write_timeout(patience);

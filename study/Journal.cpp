@@ -94,8 +94,8 @@ struct Resetter {
 
 } // namespace
 
-struct Journal::Parts {
-    explicit Parts(const std::string& file, int mode)
+struct Journal::Store {
+    explicit Store(const std::string& file, int mode)
         : database(file, mode, BusyTimeoutMilliseconds) {}
 
     /// A statement with its values bound, which is kept prepared for its next use.
@@ -151,40 +151,40 @@ std::size_t StateCounts::GetEnded() const {
     return (*this)[PointState::Finished] + (*this)[PointState::Failed];
 }
 
-Journal::Journal(std::unique_ptr<Parts> opened) : parts(std::move(opened)) {}
+Journal::Journal(std::unique_ptr<Store> opened) : store(std::move(opened)) {}
 Journal::~Journal() = default;
 Journal::Journal(Journal&&) noexcept = default;
 Journal& Journal::operator=(Journal&&) noexcept = default;
 
 Journal Journal::OpenToWrite(const std::string& file) {
-    auto parts = std::make_unique<Parts>(file, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
+    auto store = std::make_unique<Store>(file, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
     // The last commits outlive this process at once. Those that reserve points are forced to the
     // disk as well.
-    parts->database.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");
-    parts->database.exec(Schema);
-    return Journal(std::move(parts));
+    store->database.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");
+    store->database.exec(Schema);
+    return Journal(std::move(store));
 }
 
 Journal Journal::OpenToRead(const std::string& file) {
     if (!std::filesystem::exists(file)) {
         throw std::runtime_error(file + ": there is no journal: the study has not been run");
     }
-    return Journal(std::make_unique<Parts>(file, SQLite::OPEN_READWRITE));
+    return Journal(std::make_unique<Store>(file, SQLite::OPEN_READWRITE));
 }
 
 void Journal::TakePoints(const Definition& definition, const PointSet& points) {
-    SQLite::Transaction transaction(parts->database, SQLite::TransactionBehavior::IMMEDIATE);
+    SQLite::Transaction transaction(store->database, SQLite::TransactionBehavior::IMMEDIATE);
     std::vector<Quantity> parameters;
     for (const Axis& axis : definition.axes) {
         parameters.insert(parameters.end(), axis.parameters.begin(), axis.parameters.end());
     }
     const auto keep = [this](const std::string& name, const std::string& value) {
-        const std::string kept = parts->ReadSetting(name);
+        const std::string kept = store->ReadSetting(name);
         if (!kept.empty() && kept != value) {
             throw std::runtime_error("the journal belongs to a study with another " + name + ", " +
                                      kept + ": give this study's file a new name");
         }
-        parts->WriteSetting(name, value);
+        store->WriteSetting(name, value);
     };
     keep("simulation", definition.simulation);
     json pointers = json::array();
@@ -192,13 +192,13 @@ void Journal::TakePoints(const Definition& definition, const PointSet& points) {
         pointers.push_back(parameter.pointer.to_string());
     }
     keep("list of parameters", pointers.dump());
-    parts->WriteSetting("parameters", WriteQuantities(parameters).dump());
-    parts->WriteSetting("collected", WriteQuantities(definition.collected).dump());
-    if (ReadMark().empty()) { parts->WriteSetting("mark", MakeRandomText()); }
+    store->WriteSetting("parameters", WriteQuantities(parameters).dump());
+    store->WriteSetting("collected", WriteQuantities(definition.collected).dump());
+    if (ReadMark().empty()) { store->WriteSetting("mark", MakeRandomText()); }
 
-    parts->database.exec("UPDATE points SET wanted = 0");
+    store->database.exec("UPDATE points SET wanted = 0");
     SQLite::Statement insert(
-        parts->database,
+        store->database,
         "INSERT INTO points (id, number, wanted, parameters) VALUES (?, ?, 1, ?) "
         "ON CONFLICT (id) DO UPDATE SET wanted = 1, number = "
         "CASE WHEN wanted = 1 THEN number ELSE excluded.number END");
@@ -214,9 +214,9 @@ void Journal::TakePoints(const Definition& definition, const PointSet& points) {
 
 void Journal::SettleInterruptedSends() {
     const std::string boot = ReadBootId();
-    const bool isSameBoot = !boot.empty() && boot == parts->ReadSetting("boot");
+    const bool isSameBoot = !boot.empty() && boot == store->ReadSetting("boot");
     const auto settle = [this](PointState from, PointState to, const std::string& reason) {
-        parts->Change("UPDATE points SET state = ?, reason = ? WHERE state = ?",
+        store->Change("UPDATE points SET state = ?, reason = ? WHERE state = ?",
                       static_cast<int>(to), reason, static_cast<int>(from));
     };
     settle(PointState::Sending, PointState::Unknown,
@@ -227,62 +227,62 @@ void Journal::SettleInterruptedSends() {
         settle(PointState::Reserved, PointState::Unknown,
                "the machine stopped while the point may have been sent");
     }
-    parts->WriteSetting("boot", boot);
+    store->WriteSetting("boot", boot);
 }
 
 std::vector<PointRecord> Journal::Reserve(std::size_t count) {
     std::vector<PointRecord> reserved;
-    parts->database.exec("PRAGMA synchronous = FULL");
-    SQLite::Transaction transaction(parts->database, SQLite::TransactionBehavior::IMMEDIATE);
+    store->database.exec("PRAGMA synchronous = FULL");
+    SQLite::Transaction transaction(store->database, SQLite::TransactionBehavior::IMMEDIATE);
     for (const bool isSecondLook : {false, true}) {
-        if (isSecondLook) { parts->nextNumber = 0; }
-        const auto rows = parts->Prepare(Select("AND state = 0 AND number >= ?") + " LIMIT ?",
-                                         parts->nextNumber, static_cast<std::int64_t>(count));
+        if (isSecondLook) { store->nextNumber = 0; }
+        const auto rows = store->Prepare(Select("AND state = 0 AND number >= ?") + " LIMIT ?",
+                                         store->nextNumber, static_cast<std::int64_t>(count));
         while (rows->executeStep()) { reserved.push_back(ReadRow(*rows)); }
         if (!reserved.empty()) { break; }
     }
     for (PointRecord& record : reserved) {
         record.state = PointState::Reserved;
         record.sentAt = GetTime();
-        parts->nextNumber = record.number + 1;
-        parts->Change("UPDATE points SET state = ?, sent = ? WHERE id = ?",
+        store->nextNumber = record.number + 1;
+        store->Change("UPDATE points SET state = ?, sent = ? WHERE id = ?",
                       static_cast<int>(record.state), record.sentAt, record.id);
     }
     transaction.commit();
-    parts->database.exec("PRAGMA synchronous = NORMAL");
+    store->database.exec("PRAGMA synchronous = NORMAL");
     return reserved;
 }
 
 void Journal::NoteSending(const std::string& id) {
-    parts->Change("UPDATE points SET state = ? WHERE id = ?", static_cast<int>(PointState::Sending),
+    store->Change("UPDATE points SET state = ? WHERE id = ?", static_cast<int>(PointState::Sending),
                   id);
 }
 
 void Journal::NoteNotSent(const std::string& id) {
-    parts->SetState(id, PointState::Planned);
+    store->SetState(id, PointState::Planned);
 }
 
 void Journal::NoteUnknown(const std::string& id, const std::string& reason) {
-    parts->SetState(id, PointState::Unknown, reason);
+    store->SetState(id, PointState::Unknown, reason);
 }
 
 void Journal::NoteRunning(const std::string& id, const std::string& execution,
                           const std::string& createdAt) {
-    parts->Change(
+    store->Change(
         "UPDATE points SET state = ?, execution = ?, created = ?, reason = '' WHERE id = ?",
         static_cast<int>(PointState::Running), execution, createdAt, id);
 }
 
 void Journal::NoteFinished(const std::string& id, const json& results) {
-    parts->SetState(id, PointState::Finished, "", results);
+    store->SetState(id, PointState::Finished, "", results);
 }
 
 void Journal::NoteFailed(const std::string& id, const std::string& reason) {
-    parts->SetState(id, PointState::Failed, reason);
+    store->SetState(id, PointState::Failed, reason);
 }
 
 bool Journal::TakeOver(const PointRecord& ended) {
-    return parts->Change(
+    return store->Change(
                "UPDATE points SET state = ?, execution = ?, results = ?, reason = ?, ended = ? "
                "WHERE id = ? AND state IN (0, 3)",
                static_cast<int>(ended.state), ended.execution, ended.results.dump(), ended.reason,
@@ -290,14 +290,14 @@ bool Journal::TakeOver(const PointRecord& ended) {
 }
 
 int Journal::PlanUnknownAgain() {
-    return parts->database.exec(
+    return store->database.exec(
         "UPDATE points SET state = 0, reason = '' WHERE wanted = 1 AND state = 3");
 }
 
 StateCounts Journal::CountStates() {
     StateCounts counts;
     const auto rows =
-        parts->Prepare("SELECT state, count(*) FROM points WHERE wanted = 1 GROUP BY state");
+        store->Prepare("SELECT state, count(*) FROM points WHERE wanted = 1 GROUP BY state");
     while (rows->executeStep()) {
         const auto state = static_cast<PointState>(rows->getColumn(0).getInt());
         counts[state == PointState::Reserved ? PointState::Planned : state] +=
@@ -308,37 +308,37 @@ StateCounts Journal::CountStates() {
 
 void Journal::VisitPoints(std::optional<PointState> state,
                           const std::function<void(const PointRecord&)>& visit) {
-    SQLite::Statement statement(parts->database, Select(state ? "AND state = ?" : ""));
+    SQLite::Statement statement(store->database, Select(state ? "AND state = ?" : ""));
     if (state) { statement.bind(1, static_cast<int>(*state)); }
     while (statement.executeStep()) { visit(ReadRow(statement)); }
 }
 
 std::optional<PointRecord> Journal::FindPoint(std::int64_t number) {
-    const auto rows = parts->Prepare(Select("AND number = ?"), number);
+    const auto rows = store->Prepare(Select("AND number = ?"), number);
     return rows->executeStep() ? std::optional(ReadRow(*rows)) : std::nullopt;
 }
 
 bool Journal::HasExecution(const std::string& execution) {
-    return parts->Prepare("SELECT 1 FROM points WHERE execution = ?", execution)->executeStep();
+    return store->Prepare("SELECT 1 FROM points WHERE execution = ?", execution)->executeStep();
 }
 
 std::string Journal::FindLatestCreation(std::int64_t sentBefore) {
-    const auto rows = parts->Prepare(
+    const auto rows = store->Prepare(
         "SELECT max(created) FROM points WHERE sent < ? AND execution <> ''", sentBefore);
     return rows->executeStep() ? rows->getColumn(0).getString() : "";
 }
 
 StudyColumns Journal::ReadColumns() {
-    return {ReadQuantities(parts->ReadSetting("parameters")),
-            ReadQuantities(parts->ReadSetting("collected"))};
+    return {ReadQuantities(store->ReadSetting("parameters")),
+            ReadQuantities(store->ReadSetting("collected"))};
 }
 
 std::string Journal::ReadSimulation() {
-    return parts->ReadSetting("simulation");
+    return store->ReadSetting("simulation");
 }
 
 std::string Journal::ReadMark() {
-    return parts->ReadSetting("mark");
+    return store->ReadSetting("mark");
 }
 
 RunLock::RunLock(const std::string& journalFile)

@@ -149,10 +149,10 @@ public:
     Journal& operator=(Journal&&) noexcept; ///< Then only destroy or assign to the other.
 
 private:
-    struct Parts;
-    explicit Journal(std::unique_ptr<Parts> opened);
+    struct Store;
+    explicit Journal(std::unique_ptr<Store> opened);
 
-    std::unique_ptr<Parts> parts;
+    std::unique_ptr<Store> store;
 };
 
 /// Held by the one process that starts executions of a study.
