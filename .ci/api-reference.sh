@@ -15,7 +15,7 @@ cp -r build/api-reference/html "$site"
 chmod -R a+rX "$site"
 (cd "$site" && linkchecker --no-status --output=csv html/index.html >log 2>warnings) || true
 grep -q '^# Stopped checking' "$site/log" || { cat "$site/warnings"; exit 1; }
-# Doxygen makes links of the addresses that stand as examples in code, too.
+# Doxygen also turns example addresses in code into links.
 if grep -v '^#\|^urlname;\|^https\?:' "$site/log"; then
     echo "api-reference: these links lead nowhere" >&2
     exit 1

@@ -17,11 +17,11 @@ fail() {
 version=${1:-}
 mode=${2:-}
 [[ $# -le 2 && $version =~ ^[0-9]+\.[0-9]+\.[0-9]+$ && ( -z $mode || $mode == --dry-run ) ]] ||
-    fail "takes a version such as 1.2.0, and --dry-run if nothing is to change here"
+    fail "pass a version such as 1.2.0, and --dry-run to change nothing here"
 last=$({ git describe --tags --abbrev=0 --match 'v*' 2>/dev/null || true; } | cut -c 2-)
 [[ $(printf '%s\n' "$last" "$version" | sort -V | tail -n 1) != "$last" ]] ||
     fail "$version is not newer than the last release, $last"
-[[ -z $(git status --porcelain) ]] || fail "there are changes that are not committed: commit them or put them away"
+[[ -z $(git status --porcelain) ]] || fail "some changes are not committed: commit or remove them"
 [[ -n $(sed -n '/^## Unreleased$/,/^## [0-9]/{/^- /p}' CHANGELOG.md) ]] || fail "CHANGELOG.md has nothing under Unreleased"
 .ci/install-packages.sh build debian release
 
@@ -79,7 +79,7 @@ echo "== bill of materials"
 tools=$source/build/sbom-tools
 [[ -x $tools/bin/pyspdxtools ]] || { python3 -m venv "$tools" && "$tools/bin/pip" install --quiet spdx-tools==0.8.5; }
 "$tools/bin/pyspdxtools" --infile "$work/first/varnelbase-$version.spdx.json" --version SPDX-2.3
-echo "valid: $(jq '.packages | length - 1' "$work/first/varnelbase-$version.spdx.json") packages went into it"
+echo "valid: $(jq '.packages | length - 1' "$work/first/varnelbase-$version.spdx.json") packages were used"
 
 echo "== interface"
 # build_library TAG: with what abidiff reads
@@ -100,7 +100,7 @@ else
     # Bits of abidiff's status: 1 and 2: it failed; 4: something changed; 8: programs that were linked before break.
     (((status & 3) == 0)) || fail "abidiff failed"
     (((status & 8) == 0)) || [[ ${version%%.*} != "${last%%.*}" ]] ||
-        fail "programs linked with $last would break: mend that, or make it $((${version%%.*} + 1)).0.0"
+        fail "programs linked with $last would break: fix that, or release $((${version%%.*} + 1)).0.0"
 fi
 
 (cd "$work/first" && sha256sum -- * >SHA256SUMS)

@@ -2,7 +2,7 @@
 """Writes the bill of materials of a Debian build directory (SPDX 2.3): every package whose headers were compiled in,
 whose archives were linked, or whose shared libraries the programs and the library load.
 
-    sbom.py BUILD-DIRECTORY VERSION     SOURCE_DATE_EPOCH is the time that it names
+    sbom.py BUILD-DIRECTORY VERSION     SOURCE_DATE_EPOCH is its date
 """
 import datetime
 import json

@@ -203,7 +203,7 @@ CallResult CallRunner::Run(const ServiceCall& call, const CallOptions& callOptio
     }
 }
 
-/// The wait before another attempt; none: there is to be none.
+/// The wait before another attempt; none: make no other attempt.
 std::optional<milliseconds> CallRunner::PlanRetry(const Attempt& attempt) {
     const Outcome& outcome = attempt.result.outcome;
     if (outcome.Succeeded()) { budget.NoteSuccess(); }

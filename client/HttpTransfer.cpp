@@ -247,7 +247,7 @@ void HttpTransfer::Explain(CURLcode code, TransferResult& result) {
         case CURLE_URL_MALFORMAT:
             return fail(Failure::CannotResolve, access->host + " is not a host name");
         case CURLE_OUT_OF_MEMORY:
-            // What libcurl before 8.6 says of a header line that is longer than it takes.
+            // What libcurl before 8.6 says of a header line that is longer than it accepts.
             if (result.sent == SentState::NotSent) { throw std::bad_alloc(); }
             return failForLength();
         default:

@@ -13,10 +13,10 @@ namespace VarnelBase::Emulation {
 ///
 /// A page of any site can send requests to this machine, and a name of its own can be made to lead
 /// here. So the host that a request names must be this emulator's, and what comes from a page of
-/// another origin may neither steer the emulator nor change what it holds.
+/// another origin may neither control the emulator nor change its state.
 class AccessRules {
 public:
-    /// @throws std::invalid_argument naming an origin that is none
+    /// @throws std::invalid_argument naming an invalid origin
     explicit AccessRules(const EmulatorOptions& options);
 
     /// What opens the paths below /_local; empty: nothing is asked for.

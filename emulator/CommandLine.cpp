@@ -36,7 +36,7 @@ json ReadJsonFile(const std::string& path) {
     return document;
 }
 
-/// Makes the options those of an emulator that one command alone talks to.
+/// Makes the options those of an emulator for one command.
 void PrepareExec(CommandLine& line) {
     EmulatorOptions& options = line.emulator;
     if (options.address != LoopbackAddress) {

@@ -32,7 +32,7 @@ struct ServerParts {
     std::optional<boost::asio::ssl::context> tls;
     std::atomic<bool> isStopping{false};
     std::unordered_set<std::shared_ptr<Connection>> connections;
-    std::array<char, 65536> unused{};                  ///< where goes what nobody reads
+    std::array<char, 65536> unused{};                  ///< receives what is discarded
     std::unique_ptr<boost::asio::thread_pool> waiters; ///< carry out what waits for others
 };
 

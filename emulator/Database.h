@@ -24,7 +24,7 @@ public:
     Rows(const Rows&) = delete;
     Rows& operator=(const Rows&) = delete;
 
-    /// Goes to the next row; false: there is none.
+    /// Moves to the next row; false: there is no other.
     bool Next();
 
     std::string GetText(int column) const;
@@ -60,7 +60,7 @@ public:
         return Rows(*connection, Prepare(sql), values...);
     }
 
-    /// Carries a statement out that gives no rows; how many rows it changed.
+    /// Executes a statement without results; returns how many rows it changed.
     template <typename... Values>
     int Change(std::string_view sql, const Values&... values) {
         Query(sql, values...).Next();

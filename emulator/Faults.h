@@ -69,7 +69,7 @@ public:
     /// Empty: nothing.
     std::string Check() const;
 
-    /// Counts a request and gives the fault that it meets.
+    /// Counts a request and returns the fault that applies to it.
     std::optional<Fault> Choose(const std::string& method, const std::string& path);
 
 private:

@@ -33,7 +33,7 @@ public:
     /// The array's elements; none when it is missing.
     const json& ReadArray(const std::string& name);
 
-    /// Refuses members that nobody has asked for.
+    /// Refuses members that were not read.
     void RefuseOthers() const;
 
     /// Refuses the object as a whole.

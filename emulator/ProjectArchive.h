@@ -5,7 +5,7 @@
 namespace VarnelBase::Emulation {
 
 /// Answers with a zip archive and its name: a folder "NAME" with the request and the files that it
-/// asks for. The same request gives the same bytes, wherever and whenever.
+/// asks for. The same request always yields the same bytes.
 ///
 /// @param request an object with "name" and "files" (an object of texts by file name), each of
 /// which

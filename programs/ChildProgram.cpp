@@ -64,7 +64,7 @@ int AwaitEnd(pid_t child, const sigset_t& signals) {
         if (waitpid(child, &status, WNOHANG) == child) { return status; }
         siginfo_t facts{};
         const int number = sigwaitinfo(&signals, &facts);
-        // A terminal that closes tells this process alone.
+        // A terminal that closes tells only this process.
         const bool isTyped = facts.si_code == SI_KERNEL && number != SIGHUP;
         if (number > 0 && number != SIGCHLD && !isTyped) { kill(child, number); }
     }
@@ -77,7 +77,7 @@ ChildNotStarted::ChildNotStarted(const std::string& program, int error)
       status(error == ENOENT ? 127 : 126) {}
 
 void BlockChildSignals() {
-    // Where the caller's caller ignores it, the system tells nobody that a child has ended.
+    // Where the caller's caller ignores it, the system reports no child's end.
     std::signal(SIGCHLD, SIG_DFL);
     const sigset_t signals = MakeChildSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);

@@ -49,7 +49,7 @@ public:
     /// The characters of a string.
     std::string GetString() const;
 
-    /// A number as near as a double gets.
+    /// A number, as precisely as a double can hold it.
     double GetNumber() const;
 
     /// The value on one line, or with each member on a line of its own.

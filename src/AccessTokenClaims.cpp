@@ -10,7 +10,7 @@ namespace {
 
 using nlohmann::json;
 
-// Far above any header that a server takes, and well within OpenSSL's int lengths.
+// Far above any header that a server accepts, and well within OpenSSL's int lengths.
 constexpr std::size_t MaxTokenBytes = 1 << 20;
 
 /// The claims of a token in JWS compact form (RFC 7515, section 7.1); not an object when it is

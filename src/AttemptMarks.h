@@ -8,7 +8,7 @@
 namespace VarnelBase {
 
 /// What must not be tried again yet, noted for every process to see in the directory of the tokens;
-/// what can be noted nowhere else is known to this process alone.
+/// what can be noted nowhere else is known only to this process.
 
 /// Notes that the provider has just refused the password.
 void MarkPasswordRefused(const TokenFile& tokenFile);

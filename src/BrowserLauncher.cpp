@@ -94,7 +94,7 @@ std::vector<char*> PointToWords(Words& words) {
     return pointers;
 }
 
-/// Has a child begin with its standard streams alone.
+/// Makes a child begin with only its standard streams.
 void CloseInherited([[maybe_unused]] posix_spawn_file_actions_t& actions) {
 #ifndef __APPLE__ // where a flag does it
 #if __GLIBC__ * 100 + __GLIBC_MINOR__ >= 234
@@ -162,7 +162,7 @@ bool HasEnded(pid_t child, int& status) {
     return ended == child || (ended < 0 && errno == ECHILD);
 }
 
-/// A browser that went on running and that nobody has waited for yet.
+/// A browser that is still running and that has not been reaped.
 std::atomic<pid_t> runningBrowser{-1};
 
 bool HasStarted(pid_t child) {

@@ -10,7 +10,7 @@ namespace {
 
 constexpr int LastPort = 65535;
 
-/// Takes a port from the beginning of a text; 0 when there is none.
+/// Removes a port from the beginning of a text; 0 if the text does not begin with one.
 int TakePort(std::string& text) {
     int port = 0;
     const char* begin = text.data();

@@ -62,7 +62,7 @@ bool HasSameAddress(int left, int right) {
            leftSize == rightSize && std::memcmp(&leftAddress, &rightAddress, leftSize) == 0;
 }
 
-/// The number that a new descriptor gets; none: too many files are open.
+/// The number of the next new descriptor; none: too many files are open.
 std::optional<int> FindLowestFree() {
     const FileDescriptor probe(open("/", O_RDONLY | O_CLOEXEC));
     return probe.IsOpen() ? std::optional<int>(probe.Get()) : std::nullopt;
@@ -203,7 +203,7 @@ bool HasIpv4Loopback() {
            bind(probe.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
 }
 
-/// The port that the server listens at; 0 when none is free.
+/// The port that the server listens on; 0 if no port is free.
 int BindFirstFreePort(httplib::Server& server, const std::string& address,
                       const PortRanges& ports) {
     if (ports.empty()) { return std::max(0, server.bind_to_any_port(address)); }
@@ -267,7 +267,7 @@ void PrepareCallbackServer(
     server.set_pre_routing_handler(
         [&attempt, take = std::move(takeCallback)](const httplib::Request& request,
                                                    httplib::Response& response) {
-            // httplib cuts ranges out of error pages too, but checks them for other pages alone,
+            // httplib cuts ranges out of error pages too, but checks them only for other pages,
             // and 0.15.3 ends the program then. They may be ignored (RFC 9110, section 14.2).
             const_cast<httplib::Request&>(request).ranges.clear();
             AnswerRequest(request, response, attempt, take);

@@ -15,7 +15,7 @@
 namespace VarnelBase {
 
 /// From 0.24 on httplib parses the query of a target. From 0.49 on it can be told to leave the
-/// whole target alone, which the caller must then escape.
+/// whole target, which the caller must then escape.
 inline constexpr bool EscapesTargets = HttplibRelease >= 2400;
 
 /// From 0.17.1 on header lines are sent in a different order, from 0.18.2 on with an
@@ -45,7 +45,7 @@ void KeepTarget([[maybe_unused]] Client& client) {
 template <typename Client>
 void KeepHeaderLines([[maybe_unused]] Client& client) {
     if constexpr (WritesHeaders) {
-        // What is there already httplib does not add, and what has no value is not written.
+        // httplib adds no header that is set already, and writes none without a value.
         client.set_default_headers({{"Accept-Encoding", ""}, {"Expect", ""}});
         client.set_header_writer(WriteHeaders);
     }

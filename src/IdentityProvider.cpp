@@ -52,7 +52,7 @@ std::string FindEndpoint(const json& document, const char* name, const std::stri
     return endpoint;
 }
 
-/// The URL of an endpoint that need not be offered; one that cannot be used counts as none.
+/// The URL of an optional endpoint; empty if it is missing or unusable.
 std::string FindOptionalEndpoint(const json& document, const char* name) {
     std::string endpoint = FindText(document, name);
     try {
@@ -73,7 +73,7 @@ bool WantsSecretInForm(const json& document) {
     return offers("client_secret_post") && !offers("client_secret_basic");
 }
 
-/// Seconds in a "Retry-After" header (RFC 9110, section 10.2.3); 0 for a text that is none.
+/// Seconds in a "Retry-After" header (RFC 9110, section 10.2.3); 0 for any other text.
 std::chrono::seconds ParseRetryAfter(const std::string& text) {
     int seconds = 0;
     const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);

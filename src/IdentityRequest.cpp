@@ -60,7 +60,7 @@ void ConfigureTls(SSL_CTX* context, const IdentityRequest& request, Verification
 /// How long each step may take.
 std::chrono::milliseconds ComputePatience(Clock::time_point deadline) {
     const auto now = Clock::now();
-    // Not none at all, which some releases of httplib take for no limit.
+    // Not zero, which some releases of httplib treat as no limit.
     if (deadline <= now) { return std::chrono::milliseconds(1); }
     return std::chrono::ceil<std::chrono::milliseconds>(
         std::min<Clock::duration>(StepTimeout, deadline - now));

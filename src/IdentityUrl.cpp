@@ -35,7 +35,7 @@ bool IsHostName(const std::string& text) {
     });
 }
 
-/// A port in decimal digits; 0 when it is none.
+/// A port in decimal digits; 0 if it is invalid.
 int ParsePort(const std::string& text) {
     int port = 0;
     const char* end = text.data() + text.size();

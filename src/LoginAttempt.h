@@ -13,7 +13,7 @@
 namespace VarnelBase {
 
 /// One login in the browser, from opening it to the first good callback (RFC 8252, RFC 7636). It
-/// belongs to that call alone.
+/// belongs only to that call.
 class LoginAttempt {
 public:
     explicit LoginAttempt(std::chrono::seconds timeout);
@@ -45,7 +45,7 @@ public:
 
     std::string redirectUri;      ///< this program's address for the callback
     std::string authorizationUrl; ///< the provider's address for the browser
-    int listener = -1;            ///< the socket that takes connections to it
+    int listener = -1;            ///< the socket that accepts connections to it
     bool isStarted = false;       ///< the browser was sent on
     bool isOver = false;          ///< the callback has come, or there is no point in waiting
     bool isOnDevice;              ///< the person signs in on another device instead

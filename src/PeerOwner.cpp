@@ -8,7 +8,7 @@ namespace VarnelBase {
 
 namespace {
 
-/// The port at the end of "0100007F:1F90"; 0 when there is none.
+/// The port at the end of "0100007F:1F90"; 0 if there is no port.
 int ParseTablePort(const std::string& address) {
     int port = 0;
     std::istringstream stream(address.substr(address.find(':') + 1));

@@ -19,7 +19,7 @@ std::optional<std::time_t> ParseHttpDate(const std::string& date);
 /// an answer that has just arrived. Ignores a malformed date.
 void LearnProviderClock(const std::string& date);
 
-/// The last reading; none if there is none yet.
+/// The last reading, if any.
 std::optional<ClockReading> FindProviderClock();
 
 /// Restores a reading of an earlier process, unless a newer one exists. Ignores a reading from the

@@ -14,7 +14,7 @@ namespace VarnelBase {
 class RefreshLock {
 public:
     /// Waits up to 10 s for the lock, and not beyond the deadline. Without a directory for tokens
-    /// there is nothing to guard, and nobody is waited for.
+    /// there is nothing to guard, and it does not wait.
     explicit RefreshLock(const TokenFile& tokenFile,
                          std::chrono::steady_clock::time_point deadline =
                              std::chrono::steady_clock::time_point::max());

@@ -29,7 +29,7 @@ void StoreSession(TokenStore& store, const TokenFile& file, const TokenSet& toke
 /// Makes the place for the tokens that a refresh brings (see TokenPlace), for a session that is
 /// stored. Without a place a refresh may end the session for everybody else.
 ///
-/// @param place     none when there is none
+/// @param place     stays empty if there is none
 /// @param isOptional there is no token to use instead of a new one
 /// @throws IdentityError when there is no place and it is not optional
 void MakeTokenPlace(std::optional<TokenPlace>& place, const TokenFile& file,

@@ -55,8 +55,8 @@ struct SignInState {
 };
 
 enum class SignInStep {
-    UseToken,       ///< as it is, even if it is none
-    UseNothing,     ///< nobody is to sign in here
+    UseToken,       ///< as it is, even if it is empty
+    UseNothing,     ///< signing in is not needed here
     NameNoProvider, ///< an error: no provider is configured
     RefuseOffline,  ///< an error: nobody can sign in offline
     Refresh,

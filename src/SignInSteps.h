@@ -12,7 +12,7 @@ namespace VarnelBase {
 /// How much of a token's lifetime is left now.
 TokenAge JudgeNow(const std::string& token);
 
-/// Whether nobody is to sign in there: in `Local` without an identity provider.
+/// Whether signing in is not needed there: in `Local` without an identity provider.
 bool IsWithoutSignIn(const EnvConfig& config, const std::string& authHost);
 
 /// Takes one step after another until one has brought a token or no other is left.

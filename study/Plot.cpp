@@ -129,7 +129,7 @@ std::string WriteScript(const Groups& groups, const PlotRequest& request,
     return script.str();
 }
 
-/// A file that goes with its object.
+/// A file that is removed with its object.
 class TemporaryFile {
 public:
     explicit TemporaryFile(const std::string& content)

@@ -13,7 +13,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// Reserving goes to the disk, so it is done for several points at once; not for too many, since
+// Reserving is forced to disk, so it is done for several points at once; not for too many, since
 // all of them are unknown after the machine has stopped.
 constexpr std::size_t MostReserved = 256;
 

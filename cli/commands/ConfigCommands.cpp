@@ -157,7 +157,7 @@ std::string ReadValue(const KnownSetting& known, const std::string& given) {
     return line;
 }
 
-/// The section that --environment names; "environment" itself stands at the top alone.
+/// The section that --environment names; "environment" itself is only at the top level.
 std::string FindSection(const Session& session, const KnownSetting& known) {
     const auto environment = FindEnvironmentNamed(session.options.environment);
     const bool isChoice = std::string(known.name) == "environment";

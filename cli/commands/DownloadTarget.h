@@ -31,7 +31,7 @@ public:
     /// @return false: they could not be written, and `Finish` tells why
     bool Write(const char* bytes, std::size_t count);
 
-    /// Whether the bytes went where they are lost if nobody took them: not into a file.
+    /// Whether the bytes are lost if nobody reads them: not if they are in a file.
     bool IsStream() const { return !unfinished; }
 
     /// @throws CommandError naming the file when something could not be written

@@ -118,7 +118,7 @@ void EndSession(Session& session) {
     }
 }
 
-/// The token, with advice where there is none.
+/// The token; without one, throws with advice.
 std::string FindToken() {
     try {
         return AuthHandler().GetApiKey();

@@ -69,6 +69,7 @@ void AddWatchCommand(CLI::App& execution, Session& session) {
           std::tuple("--bad", &rules.badStates, "means failure (exit status 8), besides failed")}) {
         watch.app.add_option(name, *states, std::string("A state that ") + description)
             ->type_name("STATE")
+            ->default_str("")
             ->expected(1)
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     }

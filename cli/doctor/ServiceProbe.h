@@ -13,7 +13,7 @@ std::vector<std::string> ResolveHost(const std::string& host, std::string& probl
 
 /// What came of reaching a service, as far as that went.
 struct ServiceProbe {
-    std::string portProblem; ///< why nobody could be connected to; empty: somebody was
+    std::string portProblem;                ///< why no connection was made; empty: one was
     std::chrono::milliseconds connecting{}; ///< how long that took
     std::string protocolProblem;            ///< what somebody says who does not speak HTTP
     std::string advice;                     ///< about that

@@ -22,7 +22,7 @@ struct Check {
     std::string made;    ///< what the user is told when it was: "the user is deleted"
     std::string notMade; ///< "the user still exists"
 
-    /// Whether the change was made; none: this answer does not tell.
+    /// Whether the change was made; none: this answer does not say.
     std::function<std::optional<bool>(const Outcome& found)> judge;
 
     bool isShown = false; ///< what was read back is the result

@@ -48,7 +48,7 @@ Page ReadPage(Session& session, const PagedList& list, int limit, long long offs
                                   "&offset=" + std::to_string(offset)));
 }
 
-/// The text of a member; empty: there is none.
+/// The text of a member; empty: it is missing.
 std::string FindText(const std::string& entry, const char* member) {
     const std::optional<JsonView> value = JsonView(entry).Find(member);
     return value && value->IsString() ? value->GetString() : "";

@@ -15,7 +15,7 @@ std::vector<std::string> ListChoices(const std::string& typeName);
 /// An option's names with their dashes: "-o", "--output".
 std::vector<std::string> ListNames(const CLI::Option& option);
 
-/// A noun's command of that name; none: there is no such one.
+/// A noun's command of that name; none: it does not exist.
 const CLI::App* FindCommand(const CLI::App& noun, const std::string& name);
 
 /// The commands of a noun that help shows.

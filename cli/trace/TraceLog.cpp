@@ -78,7 +78,7 @@ json MakeArchiveEntry(const TracedExchange& exchange, bool hasBodies) {
     return entry;
 }
 
-/// Opens a new file for this user alone; standard error where no file is named.
+/// Opens a new file for only this user; standard error if no file is named.
 int OpenLog(const std::string& path, bool isReplacing) {
     if (path.empty()) { return fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0); }
     const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (isReplacing ? O_TRUNC : O_EXCL);
