@@ -2,6 +2,7 @@
 #include <nlohmann/json.hpp>
 
 #include <regex>
+#include <tuple>
 
 #include "CommandFixture.h"
 #include "RawConnection.h"
@@ -126,13 +127,6 @@ TEST_F(TraceTest, RecordsAnswersAsTheyCame) {
                  "cannot be part of a host");
 }
 
-struct ConnectionCase {
-    Manner manner;
-    std::string sent;  ///< by a client that then closes its side for writing
-    Log targets;       ///< that the service sees
-    std::string lines; ///< of the record: target, status and problem
-};
-
 TEST_F(TraceTest, RelaysWhatAConnectionMayHold) {
     ScriptedServer server;
     WriteConfig("", server.port);
@@ -145,34 +139,32 @@ TEST_F(TraceTest, RelaysWhatAConnectionMayHold) {
     const std::string rest = " HTTP/1.1\r\nHost: x\r\n";
     std::string lines;
     const auto kept = Manner::Kept;
-    const std::string both =
-        "POST /a" + rest + "Content-Length: 3\r\n\r\n[1]GET /b" + rest + "\r\n";
-    for (const ConnectionCase& given : {
-             ConnectionCase{kept, "GET /a" + rest + "\r\n", {"GET /a"}, "/a 201 \n"},
-             {kept, both, {"POST /a", "GET /b"}, "/a 201 \n/b 202 \n"},
-             {Manner::Whole, both, {"POST /a"}, "/a 201 \n/b 0 the answer did not come\n"},
-             {kept,
-              "POST /a" + rest + "Content-Length: 9\r\n\r\n[1]",
-              {"POST /a"},
-              "/a 201 the request ended after 3 of 9 bytes\n"},
-             {kept, "GET /a" + rest + "\r\nGET /b HT", {"GET /a"}, "/a 201 \n"},
-             {kept,
-              "GET /a" + rest + "no header\r\n\r\n",
-              {},
-              "/a 0 the request is malformed: bad field\n"},
-         }) {
+    const std::string get = "GET /a" + rest;
+    const std::string post = "POST /a" + rest + "Content-Length: ";
+    const std::string both = post + "3\r\n\r\n[1]GET /b" + rest + "\r\n";
+    // What a client sends before it closes its side for writing, the targets that the service sees,
+    // and the lines of the record: target, status and problem.
+    const std::tuple<Manner, std::string, Log, std::string> connections[] = {
+        {kept, get + "\r\n", {"GET /a"}, "/a 201 \n"},
+        {kept, both, {"POST /a", "GET /b"}, "/a 201 \n/b 202 \n"},
+        {Manner::Whole, both, {"POST /a"}, "/a 201 \n/b 0 the answer did not come\n"},
+        {kept, post + "9\r\n\r\n[1]", {"POST /a"}, "/a 201 the request ended after 3 of 9 bytes\n"},
+        {kept, get + "\r\nGET /b HT", {"GET /a"}, "/a 201 \n"},
+        {kept, get + "no header\r\n\r\n", {}, "/a 0 the request is malformed: bad field\n"},
+    };
+    for (const auto& [manner, sent, targets, recorded] : connections) {
         const std::string first = "HTTP/1.1 201 A\r\nContent-Length: 1\r\n\r\n1";
         const std::string second = "HTTP/1.1 202 B\r\nContent-Length: 1\r\n\r\n2";
-        server.Answer("", given.manner, {first, second});
+        server.Answer("", manner, {first, second});
         const int client = ConnectTo(relay);
-        SendAll(client, given.sent);
+        SendAll(client, sent);
         shutdown(client, SHUT_WR);
-        const std::size_t answers = given.targets.size();
+        const std::size_t answers = targets.size();
         EXPECT_EQ(ReadUntil(client, ""), (first + second).substr(0, answers * first.size()));
         close(client);
-        EXPECT_EQ(server.TakeTargets(), given.targets);
+        EXPECT_EQ(server.TakeTargets(), targets);
         EXPECT_EQ(server.TakeConnections(), answers == 0 ? 0 : 1);
-        lines += given.lines;
+        lines += recorded;
     }
     Run("echo >end");
     waitpid(trace, nullptr, 0);

@@ -1,8 +1,7 @@
 // What the emulator keeps: seeds, documents of any shape, time, and what survives an emulator.
-#include <array>
+#include <future>
 #include <map>
 #include <set>
-#include <thread>
 
 #include "TestedEmulator.h"
 
@@ -99,20 +98,21 @@ TEST(State, SeveralClientsShareOneCourse) {
         options.rules = json::parse(R"([{"method": "POST", "occurrence": 5, "times": 9,
                                          "action": "status"}])");
         Emulator emulator(options);
-        std::array<json, Clients> own;
-        std::vector<std::thread> threads;
+        const auto start = [&emulator](int client) {
+            json made = json::array();
+            for (int i = 0; i < Starts; ++i) {
+                const Reply reply =
+                    Ask(emulator, "POST /simulations/s/executions", json({client, i}).dump());
+                if (reply.status == 201) { made.push_back(reply.document); }
+            }
+            return made;
+        };
+        std::vector<std::future<json>> clients;
         for (int client = 0; client < Clients; ++client) {
-            threads.emplace_back([&emulator, client,
-                                  &made = own.at(static_cast<std::size_t>(client))] {
-                for (int i = 0; i < Starts; ++i) {
-                    const Reply reply =
-                        Ask(emulator, "POST /simulations/s/executions", json({client, i}).dump());
-                    if (reply.status == 201) { made.push_back(reply.document); }
-                }
-            });
+            clients.push_back(std::async(std::launch::async, start, client));
         }
-        for (std::thread& thread : threads) { thread.join(); }
-        for (const json& made : own) {
+        for (auto& client : clients) {
+            const json made = client.get();
             for (std::size_t i = 1; i < made.size(); ++i) {
                 EXPECT_LT(ReadNumber(made[i - 1]["id"]), ReadNumber(made[i]["id"]));
             }

@@ -1,13 +1,5 @@
 #pragma once
 
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <csignal>
-#include <system_error>
-
 #include "ApiConnector.h"
 #include "ScriptedServer.h"
 #include "TestHome.h"
@@ -45,25 +37,6 @@ protected:
         testing::internal::CaptureStderr();
         action();
         return testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
-    }
-
-    /// Starts a process that ends with the status that `work` returns.
-    template <typename Work>
-    static pid_t StartChild(Work work) {
-        const pid_t child = fork();
-        if (child < 0) { throw std::system_error(errno, std::generic_category(), "fork"); }
-        if (child == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL); // it does not outlive the test
-            _exit(work());
-        }
-        return child;
-    }
-
-    /// Waits for a process: its status, or the negative number of the signal that ended it.
-    static int AwaitChild(pid_t child) {
-        int status = 0;
-        waitpid(child, &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     }
 
     /// The browser goes where it is sent, but to the callback at once, and leaves behind in the

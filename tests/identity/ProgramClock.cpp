@@ -72,16 +72,11 @@ extern "C" time_t time(time_t* result) noexcept {
     return now;
 }
 
-extern "C" int clock_nanosleep(clockid_t /*clock*/, int /*flags*/, const timespec* time,
-                               timespec* /*left*/) {
+extern "C" int nanosleep(const timespec* time, timespec* /*left*/) {
     ProgramClock& clock = ProgramClock::Get();
     if (clock.atSleep) { clock.atSleep(); }
     clock.passed += milliseconds(time->tv_sec * 1000 + time->tv_nsec / 1000000);
     return 0;
-}
-
-extern "C" int nanosleep(const timespec* time, timespec* left) {
-    return clock_nanosleep(CLOCK_REALTIME, 0, time, left);
 }
 
 extern "C" int select(int count, fd_set* toRead, fd_set* toWrite, fd_set* failed,

@@ -342,12 +342,8 @@ TEST_F(Sessions, AreRenewedEarlyOnlyWhenTheAnswerCanBeAwaited) {
 }
 
 TEST_F(Sessions, ReadTheirSettingsOnce) {
-    struct Case {
-        const char* name;
-        const char* password;
-        int left; ///< of the stored token
-        std::function<void(AuthHandler&)> operation;
-    };
+    // Its name, the password, what is left of the stored token, and what is done.
+    using Case = std::tuple<const char*, const char*, int, std::function<void(AuthHandler&)>>;
     const auto run = [](const std::string& command) {
         return [command](AuthHandler&) {
             EXPECT_EQ(std::system((VARNEL_FILE + (" " + command) + " >/dev/null").c_str()), 0);
@@ -365,18 +361,18 @@ TEST_F(Sessions, ReadTheirSettingsOnce) {
         {"Load", "", 900, [](AuthHandler&) { TokenStore().Load(); }},
         {"Clear", "", 900, [](AuthHandler&) { TokenStore().Clear(); }}};
     for (const char* command : {"login", "token", "whoami", "logout"}) {
-        if (*VARNEL_FILE != '\0') { cases.push_back({command, "", -10, run(command)}); }
+        if (*VARNEL_FILE != '\0') { cases.emplace_back(command, "", -10, run(command)); }
     }
     const std::filesystem::path settings = home / ".config/varnel/config.json";
     Set("VARNEL_AUTH_HOST", "");
     AnswerWith("renewed", "next");
-    for (const Case& c : cases) {
+    for (const auto& [name, password, left, operation] : cases) {
         Write(settings,
-              json({{"authHost", issuer}, {"username", "user"}, {"password", c.password}}).dump());
+              json({{"authHost", issuer}, {"username", "user"}, {"password", password}}).dump());
         TokenStore().Clear();
-        if (c.left != 0) { TokenStore().Store({MakeToken(c.left), "refresh"}); }
+        if (left != 0) { TokenStore().Store({MakeToken(left), "refresh"}); }
         AuthHandler auth;
-        EXPECT_EQ(CountOpenings(settings, [&] { c.operation(auth); }), 1) << c.name;
+        EXPECT_EQ(CountOpenings(settings, [&, &work = operation] { work(auth); }), 1) << name;
     }
 }
 

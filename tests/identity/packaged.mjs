@@ -23,7 +23,7 @@ export async function makePlace() {
   return { home, port, origin: `https://localhost:${port}`, authority: authority.file };
 }
 
-// Starts a server; resolves to the lines of its log, which grow, when one says that it is up.
+// Starts a server; resolves when a line of its log says that it is up.
 export async function startServer(program, args, environment, sign) {
   const child = spawn(join(root, 'usr/bin', program), args, { env: { ...process.env, ...environment }, stdio: ['ignore', 'pipe', 'pipe'] });
   after(() => child.kill());
@@ -34,5 +34,4 @@ export async function startServer(program, args, environment, sign) {
       createInterface({ input }).on('line', (line) => { log.push(line); if (line.includes(sign)) resolve(); });
     }
   });
-  return log;
 }

@@ -2,12 +2,17 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace VarnelBase {
@@ -44,6 +49,25 @@ protected:
     static std::string Read(const std::filesystem::path& path) {
         std::ifstream file(path, std::ios::binary);
         return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    /// Starts a process that ends with the status that `work` returns.
+    template <typename Work>
+    static pid_t StartChild(Work work) {
+        const pid_t child = fork();
+        if (child < 0) { throw std::system_error(errno, std::generic_category(), "fork"); }
+        if (child == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL); // it does not outlive the test
+            _exit(work());
+        }
+        return child;
+    }
+
+    /// Waits for a process: its status, or the negative number of the signal that ended it.
+    static int AwaitChild(pid_t child) {
+        int status = 0;
+        waitpid(child, &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     }
 
     std::filesystem::path home;

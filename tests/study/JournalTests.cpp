@@ -1,9 +1,5 @@
 #include "Journal.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
 #include <functional>
 #include <sstream>
 #include <stdexcept>
@@ -38,16 +34,13 @@ protected:
 using Texts = std::vector<std::string>;
 
 TEST_F(JournalTest, FindsInterruptedSendsUnknownAndNeverPlanned) {
-    const pid_t killed = fork();
-    if (killed == 0) {
+    const pid_t killed = StartChild([this] {
         Journal journal = Open(ThreePoints);
         journal.SettleInterruptedSends();
         journal.NoteSending(journal.Reserve(2).at(0).id);
-        kill(getpid(), SIGKILL);
-    }
-    int status = 0;
-    waitpid(killed, &status, 0);
-    ASSERT_TRUE(WIFSIGNALED(status));
+        return kill(getpid(), SIGKILL);
+    });
+    ASSERT_EQ(AwaitChild(killed), -SIGKILL);
 
     Journal journal = Open(ThreePoints);
     journal.SettleInterruptedSends();
