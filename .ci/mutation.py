@@ -44,7 +44,7 @@ OPERATORS = [
     (r"\bif \((?=[\w.:>()-]+\) )", "if (!"),
 ]
 CALL = re.compile(r"^\s+(?!return\b|throw\b|case\b|delete\b|else\b)[\w.:>-]+\([^;{}]*\);$")
-NO_CODE = re.compile(r"^\s*(#|template\b|static_assert\b|using\b|//)")
+NO_CODE = re.compile(r"^\s*(#|template\b|static_assert\b|using\b|//|((static|inline) )*constexpr\b)")  # limits and paces, too
 LITERAL = re.compile(r'"(?:[^"\\]|\\.)*"|\'(?:[^\'\\]|\\.)+\'|//.*')
 
 

@@ -17,7 +17,6 @@ void WriteNewFile(const TokenFile& tokenFile, const std::string& bytes) {
 } // namespace
 
 TokenPlace::TokenPlace(const TokenFile& tokenFile) {
-    RequireTokenDirectory(tokenFile);
     CreatePrivateDirectory(tokenFile.directory);
     replacement =
         std::make_unique<FileReplacement>(tokenFile.directory, tokenFile.name, MaxTokenFileBytes);

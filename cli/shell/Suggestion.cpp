@@ -80,7 +80,7 @@ std::string DescribeParseError(const CLI::App& tree, const CLI::ParseError& erro
     if (isNoun && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
         text = "a command is missing";
     }
-    std::vector<std::string> unknown = tree.remaining(true);
+    std::vector<std::string> unknown = tree.remaining();
     unknown.erase(std::remove(unknown.begin(), unknown.end(), "--"), unknown.end());
     if (!unknown.empty()) {
         const std::string typed = unknown.front().substr(0, unknown.front().find('='));

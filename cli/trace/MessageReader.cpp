@@ -36,7 +36,6 @@ void MessageReader<IsRequest>::BeginMessage() {
     parser.emplace();
     parser->header_limit(MaxHeadBytes);
     parser->body_limit(std::numeric_limits<std::uint64_t>::max());
-    parser->eager(true);
     parser->skip(hasNoBody);
     parser->get().body().limit = limit;
     if constexpr (!IsRequest) { parser->get().result(0U); }

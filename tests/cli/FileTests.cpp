@@ -147,6 +147,8 @@ TEST_F(FileTest, SettingsChangeAndCommentsStay) {
     }
     EXPECT_EQ(Run("VARNEL_CONFIG=new/config.json varnel config init").status, 0);
     EXPECT_EQ(Run("VARNEL_CONFIG=new/config.json varnel config init").status, 1);
+    Write("new/config.json", "{}");
+    EXPECT_EQ(Run("VARNEL_CONFIG=new/config.json varnel config init --force").status, 0);
     const std::string starting = Read("new/config.json");
     Run("VARNEL_CONFIG=new/config.json varnel config set authHost https://id.example.com; "
         "VARNEL_CONFIG=new/config.json varnel config unset authHost");

@@ -188,6 +188,12 @@ TEST_F(ClientFailures, OfBadOptionsNameThem) {
         spoil(options);
         check(name, [&spoiled = options] { ServiceClient client(spoiled); });
     }
+    ClientOptions least = Options();
+    least.connectTimeout = least.timeout = least.projectTimeout = least.idleTimeout =
+        milliseconds(1);
+    least.maxAttempts = least.maxNesting = least.pageSize = 1;
+    least.maxDocumentBytes = least.maxHeaderBytes = least.maxHeaderLines = 1;
+    EXPECT_NO_THROW(ServiceClient{least});
     ServiceClient client(Options());
     CallOptions call;
     call.timeout = milliseconds(0);

@@ -195,8 +195,10 @@ TEST(Http, HeadAndAllowFollowThePath) {
              {" /users", "GET, HEAD, POST, OPTIONS"},
              {" /users/x", "GET, HEAD, PATCH, DELETE, OPTIONS"}}) {
         for (const std::string method : {"PUT", "TRACE", "OPTIONS"}) {
-            EXPECT_NE(ask(method + path).find("\r\nAllow: " + allowed + "\r\n"), std::string::npos)
-                << method << path;
+            const std::string answer = ask(method + path);
+            EXPECT_NE(answer.find("\r\nAllow: " + allowed + "\r\n"), std::string::npos) << answer;
+            EXPECT_EQ(answer.find("\r\nContent-Type: ") == std::string::npos, method == "OPTIONS")
+                << answer;
         }
     }
     EXPECT_EQ(ListStatuses(ask("HEAD /agents")), "404 ");
@@ -214,21 +216,33 @@ std::unique_ptr<Emulation::HttpServer> ServeAnswers(
 }
 
 TEST(Http, StreamsAreSentWhileTheyAreWritten) {
-    const auto stream = std::make_shared<Emulation::BodyStream>();
+    auto stream = std::make_shared<Emulation::BodyStream>();
     const auto server = ServeAnswers([&] {
         Emulation::Answer answer;
         answer.stream = stream;
         return answer;
     });
-    const int peer = ConnectTo(server->GetPort());
-    SendAll(peer, Get + "\r\n");
-    ReadUntil(peer, "\r\n\r\n");
+    const auto connect = [&] {
+        const int peer = ConnectTo(server->GetPort());
+        SendAll(peer, Get + "\r\n");
+        ReadUntil(peer, "\r\n\r\n");
+        return peer;
+    };
+    const int peer = connect();
     for (const std::string text : {"first", "a second one, longer"}) {
         EXPECT_TRUE(stream->Write(text));
         EXPECT_EQ(ReadUntil(peer, text), text);
     }
     close(peer);
     while (stream->Write("the server notices that its client has gone")) {}
+
+    stream = std::make_shared<Emulation::BodyStream>();
+    const int last = connect();
+    EXPECT_TRUE(stream->Write("all"));
+    EXPECT_EQ(ReadUntil(last, "all"), "all");
+    stream->Close();
+    EXPECT_EQ(ReadUntil(last, ""), "");
+    close(last);
 
     const auto unread = std::make_shared<Emulation::BodyStream>();
     for (int i = 0; unread->Write(Repeat(1 << 20)); ++i) { ASSERT_LT(i, 100) << "piles up"; }

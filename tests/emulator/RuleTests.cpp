@@ -137,6 +137,9 @@ TEST(Requests, AreHeldAgainstExpectations) {
     const std::string query = "method=POST&status=201&text=41&path=/sim*/*/exe*";
     EXPECT_EQ(Get(emulator, "/_local/requests?" + query)["total"], 1);
     EXPECT_THROW(emulator.CheckRequests({{"tims", 3}}), std::runtime_error);
+    const Reply refused =
+        Ask(emulator, "POST /_local/check/requests", R"({"times": 1, "atMost": 2})");
+    EXPECT_NE(refused.body.find("cannot be combined"), std::string::npos) << refused.body;
     EXPECT_THROW(emulator.CheckRequests({{"body", {{"span", 3}}}}), std::runtime_error);
 }
 

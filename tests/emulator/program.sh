@@ -42,7 +42,7 @@ mkfifo pipe
 for mistake in '--seed bad-seed' '--port 70000' '--auth some' '--speed -1' '--seed ./missing' 'exec --listen=::1 -- true' \
     --verbose '--tls-key key.pem --tls-cert ./missing' '--allow-origin a.example' '--token secret' \
     '--export-on-exit pipe' '--ready-file pipe' \
-    '--record ./missing' '--replay ./missing' 'seed-from ./missing'; do
+    '--record ./missing' '--replay ./missing' 'seed-from ./missing' '--redact name extra'; do
     "$emulator" $mistake >out 2>errors && fail "takes $mistake" || grep -q -- "${mistake##* }\|${mistake%% *}\|--listen" errors || fail "$mistake: $(cat errors)"
 done
 

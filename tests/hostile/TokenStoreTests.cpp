@@ -117,9 +117,12 @@ TEST_F(Tokens, AreWrittenPrivatelyAndToTheDiskBeforeTheyReplaceOthers) {
     ASSERT_EQ(List().size(), 1U);
     EXPECT_EQ(fs::status(directory).permissions(), fs::perms(0700));
     EXPECT_EQ(fs::status(List()[0]).permissions(), fs::perms(0600));
+    const fs::path path = List()[0];
     store.Clear();
     store.Clear();
     EXPECT_EQ(List().size(), 0U);
+    fs::create_directory(path);
+    EXPECT_THROW(store.Clear(), std::runtime_error);
     unsetenv("HOME");
     EXPECT_EQ(LoadBoth(), "|");
     EXPECT_THROW(store.Store({"a", "r"}), std::runtime_error);

@@ -12,13 +12,19 @@ const { issuer } = await startProvider();
 
 const varnel = (home, args, { env, ...options } = {}) => runVarnel(home, args, { env: { VARNEL_AUTH_HOST: issuer, ...env }, ...options });
 
-// A provider whose token endpoint gives those answers in turn, and which notes what it was asked.
-async function startScripted(answers, device = {}) {
+// A provider whose token endpoint gives those answers in turn, and which notes what it was asked. It
+// redirects with the error, if one is given.
+async function startScripted(answers, device = {}, error = '') {
   const asked = [];
   const port = await listen(createServer(async (request, response) => {
     const form = Object.fromEntries(new URLSearchParams(Buffer.concat(await request.toArray()).toString()));
     const self = `http://127.0.0.1:${port}`;
     const send = (document, status = 200) => response.writeHead(status).end(JSON.stringify(document));
+    if (error && request.url.startsWith('/auth?')) {
+      const { searchParams } = new URL(request.url, self);
+      response.writeHead(302, { location: `${searchParams.get('redirect_uri')}?error=${error}` }).end();
+      return;
+    }
     if (request.method === 'GET') {
       send({
         issuer: self, authorization_endpoint: `${self}/auth`, token_endpoint: `${self}/token`,
@@ -28,7 +34,7 @@ async function startScripted(answers, device = {}) {
     }
     asked.push({ path: request.url, ...form });
     if (request.url === '/device') {
-      send({ device_code: 'SECRET', user_code: 'WDJB-\u001bMJHT', verification_uri: `${self}/go`, expires_in: 600, interval: 1, ...device });
+      send({ device_code: 'SECRET', user_code: 'WDJB-\u001bMJHT', verification_uri: `${self}/go`, expires_in: 600, interval: 1, ...device }, device.status);
     } else if (request.url === '/revoke') response.writeHead(answers[0]).end(); else send(...answers.shift());
   }));
   return { issuer: `http://127.0.0.1:${port}`, asked };
@@ -69,9 +75,14 @@ test('a person signs in on another device', async () => {
     assert.equal(provider.asked[1].device_code, 'SECRET');
     if (status === 0) assert.equal(JSON.parse(run.out).user, 'spiffe://corp/C=DE');
   }
-  const without = await startScripted([], null);
-  const run = await varnel(makeHome(), ['login', '--device'], { env: { VARNEL_AUTH_HOST: without.issuer } });
-  assert.match(run.err, /does not offer sign-in on another device/);
+  for (const [device, text] of [
+    [null, /does not offer sign-in on another device/],
+    [{ status: 400 }, /\(status 400\)/],
+    [{ status: 500 }, /answered with status 500 and without a code/],
+  ]) {
+    const without = await startScripted([], device);
+    assert.match((await varnel(makeHome(), ['login', '--device'], { env: { VARNEL_AUTH_HOST: without.issuer } })).err, text);
+  }
 });
 
 test('a program of another\'s shows the code, and tells when the tokens could not be stored', async () => {
@@ -97,6 +108,10 @@ test('the token is printed, and the session ended at the provider', async () => 
     assert.match((await varnel(home, ['logout'], { env })).err, /no token was stored/);
     assert.equal((await varnel(home, ['token'], { env })).status, 4);
   }
+  const home = makeHome();
+  await varnel(home, ['login'], { env: withPassword });
+  const { err } = await varnel(home, ['logout'], { env: alice });
+  assert.match(err, /offers no way to end the session there\n$/);
 });
 
 test('tokens that cannot be stored are told of', async () => {
@@ -127,11 +142,15 @@ test('tokens that cannot be stored are told of', async () => {
 
 test('the doctor asks the provider what can be told without a person', async () => {
   const silent = await startScripted([[{ error: 'invalid_client' }, 401]]);
+  const asking = await startScripted([[{ error: 'invalid_grant' }, 400]], {}, 'interaction_required');
+  const refusing = await startScripted([[{ error: 'invalid_grant' }, 400]], {}, 'invalid_scope');
   for (const [env, expected] of [
     [{}, ['ok', 'ok', 'ok', 'ok', 'ok']],
     [{ VARNEL_CALLBACK_PORTS: '4000' }, ['ok', 'ok', 'ok', 'ok', 'ok']],
     [{ VARNEL_CLIENT_ID: 'nobody' }, ['ok', 'ok', 'ok', 'warn', 'warn']],
     [{ VARNEL_AUTH_HOST: silent.issuer }, ['ok', 'ok', 'ok', 'ok', 'warn']],
+    [{ VARNEL_AUTH_HOST: asking.issuer }, ['ok', 'ok', 'ok', 'ok', 'ok']],
+    [{ VARNEL_AUTH_HOST: refusing.issuer }, ['ok', 'ok', 'ok', 'warn', 'ok']],
     [{ VARNEL_AUTH_HOST: `${silent.issuer}/else` }, ['warn']],
   ]) {
     const { out } = await varnel(makeHome(), ['doctor', '-o', 'json'], { env });

@@ -41,6 +41,8 @@ TEST(AccessTokenClaims, GiveTheFirstPartOfTheFirstGroup) {
           "e30." + body + "\n.", "e30.+" + body + ".", "e30.A" + body + "."}) {
         EXPECT_EQ(ReadFirstGroup(malformed, "groups"), "") << malformed;
     }
+    const std::string large = R"({"groups":["alpha"]})" + std::string(1 << 20, ' ');
+    EXPECT_EQ(ReadFirstGroup(MakeToken(large), "groups"), "");
 }
 
 TEST(AccessTokenClaims, GiveALifetimeInNumbersOnly) {
