@@ -27,9 +27,9 @@ from pathlib import Path
 
 # The tests that are to notice a change of a directory, the quickest first.
 TESTS = {
-    "src": ["settings", "connector", "wire", "hostile", "identity"],
+    "src": ["settings", "connector", "wire", "hostile", "identity", "client"],
     "client": ["client", "cli"],
-    "cli": ["cli"],
+    "cli": ["cli", "identity"],
     "emulator": ["emulator", "client"],
     "study": ["study", "cli"],
 }

@@ -194,6 +194,7 @@ TEST_F(CommandTest, SendsNothingThatItShouldNot) {
              {"api GET users", "PATH"},
              {"simulaton list", "did you mean \"simulation\"?"},
              {"help simulation lst", "did you mean \"list\"?"},
+             {"u list", "unknown command \"u\"\nSee"},
              {"user list --limt 1", "did you mean \"--limit\"?"},
              {"user list --query items", "--query"},
              {"user list --timeout 0", "--timeout"},

@@ -245,6 +245,27 @@ TEST_F(Sessions, BeginBehindALock) {
     }
 }
 
+TEST_F(Sessions, BeginOnADeviceAsSlowlyAsTheProviderAsks) {
+    json document = MakeProviderDocument("token", "next");
+    document.update({{"device_authorization_endpoint", issuer},
+                     {"device_code", "device"},
+                     {"user_code", "user"},
+                     {"verification_uri", issuer},
+                     {"interval", 2}});
+    const std::string answer = MakeAnswer(200, document.dump());
+    const std::string slower = MakeAnswer(400, R"({"error":"slow_down"})");
+    server.Answer(answer, ScriptedServer::Manner::Whole,
+                  {answer, answer, slower, MakeAnswer(503, "later")});
+    LoginGuide guide;
+    guide.isOnDevice = true;
+    guide.showCode = [](const DeviceCode&) {};
+    const GuidedLogin guided(guide);
+    const milliseconds before = clock.passed;
+    AuthHandler().Relogin();
+    EXPECT_EQ((clock.passed - before) / seconds(1), 2 + 7 + 12);
+    EXPECT_EQ(CountRequests(), 4);
+}
+
 TEST_F(Sessions, BeginOnAPortThatNobodyShares) {
     UseBrowser();
     AnswerWith(MakeToken(900), "by browser");
@@ -302,7 +323,8 @@ TEST_F(Sessions, AskAProviderInTroubleSeldom) {
     const std::vector<std::tuple<const char*, std::string, Tries>> troubles{
         {"silent", "", {0, 8, 21}},
         {"hanging up", "", {0, 5, 15}},
-        {"overloaded", MakeAnswer(503, "later"), {0, 5, 15}}};
+        {"overloaded", MakeAnswer(503, "later"), {0, 5, 15}},
+        {"overloaded", MakeAnswer(503, "again, after a renewal"), {0, 5, 15}}};
     for (const auto& [trouble, answer, expected] : troubles) {
         Set("VARNEL_USERNAME", trouble); // each its own session
         TokenStore().Store({MakeToken(29), "refresh"});
@@ -324,6 +346,11 @@ TEST_F(Sessions, AskAProviderInTroubleSeldom) {
         }
         EXPECT_EQ(tries, expected) << trouble;
         EXPECT_EQ(TokenStore().Load().refreshToken, "refresh");
+        clock.isPeerSilent = false;
+        clock.passed += std::chrono::minutes(2);
+        AnswerWith("renewed", "next");
+        EXPECT_EQ(Ask(auth), "renewed") << trouble;
+        server.TakeRequests();
     }
 }
 
