@@ -7,13 +7,10 @@
 #include <IdentitySettings.h>
 #include <JsonView.h>
 #include <OperationTable.h>
-#include <ProviderClock.h>
 #include <SettingSources.h>
 #include <sys/stat.h>
 
 #include <chrono>
-#include <cmath>
-#include <ctime>
 #include <stdexcept>
 
 #include "doctor/Findings.h"
@@ -29,7 +26,6 @@ namespace VarnelBase {
 namespace {
 
 constexpr std::chrono::seconds SlowConnecting{1};
-constexpr double LargeClockDifference = 30;
 constexpr double UsualTimeoutSeconds = 10;
 
 /// What the questions have found out for the following ones.
@@ -49,16 +45,15 @@ void CheckConfigFile(Findings& findings) {
     const std::string path = LocateConfigFile();
     struct stat status {};
     if (path.empty()) {
-        findings.Add(Health::Warn, "configuration file", "none: HOME is not set",
+        findings.Add("configuration file", "none: HOME is not set",
                      "set VARNEL_CONFIG, unless variables hold every setting");
     } else if (stat(path.c_str(), &status) != 0) {
-        findings.Add(Health::Warn, "configuration file", "none: " + path + " does not exist",
+        findings.Add("configuration file", "none: " + path + " does not exist",
                      "write one with \"varnel config init\", unless variables hold every setting");
     } else if (S_ISREG(status.st_mode) && (status.st_mode & 022U) != 0) {
-        findings.Add(Health::Warn, "configuration file", path + " can be changed by others",
-                     "chmod 600 " + path);
+        findings.Add("configuration file", path + " can be changed by others", "chmod 600 " + path);
     } else if (S_ISREG(status.st_mode)) {
-        findings.Add(Health::Ok, "configuration file", path);
+        findings.Add("configuration file", path);
     }
 }
 
@@ -68,9 +63,9 @@ bool CheckSettings(const Session& session, Findings& findings, Facts& facts) {
         CheckConfigFile(findings);
         const EnvConfig config;
         for (const ReportedSetting& setting : ReportSettings(config)) {
-            findings.Add(
-                Health::Ok, setting.name,
-                setting.value.empty() ? "not set" : setting.value + " (" + setting.source + ")");
+            findings.Add(setting.name, setting.value.empty()
+                                           ? "not set"
+                                           : setting.value + " (" + setting.source + ")");
         }
         facts.environment = config.GetEnvironment();
         facts.apiHost = config.GetApiHost();
@@ -99,13 +94,13 @@ void CheckProxies(Findings& findings) {
          {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}) {
         const std::string value = ReadVariable(name);
         if (value.empty()) { continue; }
-        findings.Add(Health::Warn, name, HideCredentials(value),
+        findings.Add(name, HideCredentials(value),
                      "requests may go through this proxy: unset it, or put the service's host into "
                      "no_proxy, if they should not");
     }
     for (const char* name : {"no_proxy", "NO_PROXY"}) {
         const std::string value = ReadVariable(name);
-        if (!value.empty()) { findings.Add(Health::Ok, name, value); }
+        if (!value.empty()) { findings.Add(name, value); }
     }
 }
 
@@ -122,14 +117,12 @@ bool CheckToken(Findings& findings, Facts& facts) {
     }
     facts.hasToken = true;
     if (token.empty()) {
-        findings.Add(Health::Ok, "token",
-                     "none, and none is needed for " + NameEnvironment(facts.environment));
+        findings.Add("token", "none, and none is needed for " + NameEnvironment(facts.environment));
         return true;
     }
     const json report = ReportToken(token, claim);
     const bool hasEnd = report.contains("expires");
-    findings.Add(hasEnd ? Health::Ok : Health::Warn, "token expires",
-                 hasEnd ? report.at("expires").get<std::string>() : "unknown",
+    findings.Add("token expires", hasEnd ? report.at("expires").get<std::string>() : "unknown",
                  hasEnd ? "" : "sign in again when the service refuses it: it is not renewed");
     if (facts.environment == Environment::Local) { return true; }
     const std::string advice =
@@ -142,8 +135,8 @@ bool CheckToken(Findings& findings, Facts& facts) {
         return false;
     }
     const bool isGrouped = !facts.group.empty();
-    findings.Add(isGrouped ? Health::Ok : Health::Warn, "token's group (claim " + claim + ")",
-                 isGrouped ? facts.group : "none", isGrouped ? "" : advice);
+    findings.Add("token's group (claim " + claim + ")", isGrouped ? facts.group : "none",
+                 isGrouped ? "" : advice);
     return true;
 }
 
@@ -152,8 +145,7 @@ bool CheckName(Findings& findings, const Facts& facts) {
     std::string problem;
     const std::vector<std::string> addresses = ResolveHost(facts.GetHost(), problem);
     if (!addresses.empty()) {
-        findings.Add(Health::Ok, "name",
-                     facts.GetHost() + " is " + CLI::detail::join(addresses, ", "));
+        findings.Add("name", facts.GetHost() + " is " + CLI::detail::join(addresses, ", "));
         return true;
     }
     std::string advice = "check apiHost and the network's name servers";
@@ -183,7 +175,7 @@ bool CheckConnection(const Session& session, Findings& findings, Facts& facts) {
     }
     const bool isSlow = probe.connecting > SlowConnecting;
     findings.Add(
-        isSlow ? Health::Warn : Health::Ok, "port",
+        "port",
         port + " accepts connections, in " + std::to_string(probe.connecting.count()) + " ms",
         isSlow ? "the network is slow" : "");
     facts.date = probe.date;
@@ -210,8 +202,7 @@ void CheckService(Session& session, Findings& findings) {
     const std::string request = std::string(operation.method) + " " + operation.target;
     const Outcome outcome = session.Send(operation.method, operation.target);
     try {
-        findings.Add(Health::Ok, "service version",
-                     JsonView(RequireDocument(request, outcome)).Format(0));
+        findings.Add("service version", JsonView(RequireDocument(request, outcome)).Format(0));
     } catch (const CommandError& error) {
         findings.Fail(error.GetStatus(), "service",
                       outcome.Succeeded() ? error.what() : DescribeFailure(request, outcome),
@@ -219,45 +210,22 @@ void CheckService(Session& session, Findings& findings) {
     }
 }
 
-/// Compares this machine's clock with the service's, whose header tells whole seconds.
-void CheckClock(Findings& findings, const std::string& date) {
-    const auto time = ParseHttpDate(date);
-    if (!time) {
-        findings.Add(Health::Ok, "clock", "the service does not tell its time");
-        return;
-    }
-    const double difference = std::difftime(std::time(nullptr), *time);
-    const bool isLarge = std::abs(difference) > LargeClockDifference;
-    findings.Add(
-        isLarge ? Health::Warn : Health::Ok, "clock",
-        std::to_string(std::lround(difference)) + " s ahead of the service's",
-        isLarge ? "set this machine's clock: tokens seem to expire too early or too late" : "");
-}
-
-void AskProvider(const Session& session, Findings& findings) {
-    for (const ProviderFinding& finding :
-         CheckProvider(MakeDuration(*session.options.timeoutSeconds))) {
-        findings.Add(finding.advice.empty() ? Health::Ok : Health::Warn, finding.check,
-                     finding.found, finding.advice);
-    }
-}
-
 void CheckEverything(Session& session) {
     Findings findings;
-    findings.Add(Health::Ok, "varnel", VARNEL_VERSION);
+    findings.Add("varnel", VARNEL_VERSION);
     Facts facts;
     if (!session.options.timeoutSeconds) { session.options.timeoutSeconds = UsualTimeoutSeconds; }
     if (CheckSettings(session, findings, facts)) {
         if (EnvConfig().IsOffline()) {
-            findings.Add(Health::Warn, "service", "not asked: offline mode is on",
+            findings.Add("service", "not asked: offline mode is on",
                          "unset the setting \"offline\" to reach it");
         } else {
             CheckProxies(findings);
             const bool isHostKnown = CheckToken(findings, facts);
-            AskProvider(session, findings);
+            CheckProvider(findings, MakeDuration(*session.options.timeoutSeconds));
             if (isHostKnown && CheckConnection(session, findings, facts)) {
                 if (facts.hasToken) { CheckService(session, findings); }
-                if (!facts.isTls) { CheckClock(findings, facts.date); }
+                if (!facts.isTls) { CheckClock(findings, facts.date, "service"); }
             }
         }
     }

@@ -12,17 +12,21 @@ constexpr std::size_t ResultColumns = 6;
 
 } // namespace
 
-void Findings::Add(Health health, const std::string& check, const std::string& found,
-                   const std::string& advice) {
-    const char* name = health == Health::Ok ? "ok" : health == Health::Warn ? "warn" : "fail";
-    json line = json::object({{"check", check}, {"result", name}, {"found", MakePrintable(found)}});
+void Findings::AddLine(const char* result, const std::string& check, const std::string& found,
+                       const std::string& advice) {
+    json line =
+        json::object({{"check", check}, {"result", result}, {"found", MakePrintable(found)}});
     if (!advice.empty()) { line["do"] = advice; }
     lines.push_back(std::move(line));
 }
 
+void Findings::Add(const std::string& check, const std::string& found, const std::string& advice) {
+    AddLine(advice.empty() ? "ok" : "warn", check, found, advice);
+}
+
 void Findings::Fail(ExitStatus reason, const std::string& check, const std::string& found,
                     const std::string& advice) {
-    Add(Health::Fail, check, found, advice);
+    AddLine("fail", check, found, advice);
     if (status == ExitStatus::Done) { status = reason; }
 }
 

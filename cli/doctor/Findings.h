@@ -8,14 +8,11 @@
 
 namespace VarnelBase {
 
-enum class Health { Ok, Warn, Fail };
-
 /// The lines of the doctor's report and what the first failure means for a script.
 class Findings {
 public:
-    /// @param advice what to do about it; empty: nothing
-    void Add(Health health, const std::string& check, const std::string& found,
-             const std::string& advice = "");
+    /// A check without a failure: a warning when there is something to do about it.
+    void Add(const std::string& check, const std::string& found, const std::string& advice = "");
 
     void Fail(ExitStatus reason, const std::string& check, const std::string& found,
               const std::string& advice);
@@ -27,6 +24,9 @@ public:
     std::string FormatText() const;
 
 private:
+    void AddLine(const char* result, const std::string& check, const std::string& found,
+                 const std::string& advice);
+
     nlohmann::json lines = nlohmann::json::array();
     ExitStatus status = ExitStatus::Done;
 };

@@ -27,18 +27,10 @@ std::string FindRedirectError(const std::string& location) {
     return "";
 }
 
-ProviderFinding CheckClock(const IdentityProvider& provider) {
-    const auto date = ParseHttpDate(provider.date);
-    if (!date) { return {"provider's clock", "the provider does not tell its time", ""}; }
-    const long difference = static_cast<long>(std::time(nullptr) - *date);
-    return {"provider's clock",
-            "this machine is " + std::to_string(difference) + " s ahead of the provider",
-            std::abs(difference) > LargeDifferenceSeconds ? "set this machine's clock" : ""};
-}
-
 /// Asks for a code without a person, which a provider refuses only once it knows the client and the
 /// redirect (OpenID Connect Core 1.0, section 3.1.2.6).
-ProviderFinding CheckRedirect(const IdentityProvider& provider, const SessionSettings& session) {
+void CheckRedirect(Findings& findings, const IdentityProvider& provider,
+                   const SessionSettings& session) {
     const PortRanges& ports = session.identity.callbackPorts;
     const std::string redirect =
         "http://127.0.0.1:" + std::to_string(ports.empty() ? AnyPort : ports.front().first) +
@@ -67,18 +59,19 @@ ProviderFinding CheckRedirect(const IdentityProvider& provider, const SessionSet
         const bool isForPerson = error.empty() || error == "login_required" ||
                                  error == "interaction_required" || error == "consent_required" ||
                                  error == "account_selection_required";
-        return {check, isForPerson ? "accepted" : "refused (" + error + ")",
-                isForPerson ? "" : advice + ", and check scope"};
+        findings.Add(check, isForPerson ? "accepted" : "refused (" + error + ")",
+                     isForPerson ? "" : advice + ", and check scope");
+    } else if (answer.status >= 400 || !error.empty()) {
+        findings.Add(check, "not accepted (status " + std::to_string(answer.status) + ")", advice);
+    } else {
+        findings.Add(check, "the provider shows a page, which only a person can judge");
     }
-    if (answer.status >= 400 || !error.empty()) {
-        return {check, "not accepted (status " + std::to_string(answer.status) + ")", advice};
-    }
-    return {check, "the provider shows a page, which only a person can judge", ""};
 }
 
 /// Offers a code that cannot be one, which a provider refuses as a code only once it knows the
 /// client.
-ProviderFinding CheckClient(const IdentityProvider& provider, const SessionSettings& session) {
+void CheckClient(Findings& findings, const IdentityProvider& provider,
+                 const SessionSettings& session) {
     const TokenAnswer answer = RequestTokens(provider, session.client,
                                              BuildForm({{"grant_type", "authorization_code"},
                                                         {"code", MakeRandomText()},
@@ -87,43 +80,54 @@ ProviderFinding CheckClient(const IdentityProvider& provider, const SessionSetti
     const std::string& error = answer.refusal.error;
     const bool isUnknown =
         error == "invalid_client" || error == "unauthorized_client" || error == "status 401";
-    return {"client's authentication", isUnknown ? "refused (" + error + ")" : "not refused",
-            isUnknown ? "check clientId and clientSecret" : ""};
+    findings.Add("client's authentication", isUnknown ? "refused (" + error + ")" : "not refused",
+                 isUnknown ? "check clientId and clientSecret" : "");
 }
 
 } // namespace
 
-std::vector<ProviderFinding> CheckProvider(std::chrono::milliseconds patience) {
+void CheckClock(Findings& findings, const std::string& date, const std::string& whose) {
+    const std::string check = whose == "service" ? "clock" : whose + "'s clock";
+    const auto time = ParseHttpDate(date);
+    if (!time) {
+        findings.Add(check, "the " + whose + " does not tell its time");
+        return;
+    }
+    const auto difference = static_cast<long>(std::time(nullptr) - *time);
+    const bool isLarge = std::abs(difference) > LargeDifferenceSeconds;
+    findings.Add(
+        check, "this machine is " + std::to_string(difference) + " s ahead of the " + whose,
+        isLarge ? "set this machine's clock: tokens seem to expire too early or too late" : "");
+}
+
+void CheckProvider(Findings& findings, std::chrono::milliseconds patience) {
     const SettingsReading reading;
     const EnvConfig config;
     const IdentitySettings identity = ReadIdentitySettings(config.GetEnvironment());
-    if (identity.authHost.empty()) { return {}; }
+    if (identity.authHost.empty()) { return; }
     SessionSettings session =
         ReadSessionSettings(config, identity.authHost, identity.clientId, identity.clientSecret);
     const auto limitTime = [&] {
         session.client.deadline = std::chrono::steady_clock::now() + patience;
     };
-    std::vector<ProviderFinding> findings;
     try {
         limitTime();
         const IdentityProvider provider =
             DiscoverProvider(BuildIssuer(identity.authHost, config.GetAuthRealm()), session.client);
-        findings.push_back({"identity provider", provider.issuer + " answers", ""});
-        findings.push_back(CheckClock(provider));
-        findings.push_back(
-            {"sign-in",
-             std::string("browser") + (provider.deviceEndpoint.empty() ? "" : ", other device") +
-                 (provider.revocationEndpoint.empty() ? "" : "; sessions can be ended"),
-             ""});
+        findings.Add("identity provider", provider.issuer + " answers");
+        CheckClock(findings, provider.date, "provider");
+        findings.Add("sign-in",
+                     std::string("browser") +
+                         (provider.deviceEndpoint.empty() ? "" : ", other device") +
+                         (provider.revocationEndpoint.empty() ? "" : "; sessions can be ended"));
         limitTime();
-        findings.push_back(CheckRedirect(provider, session));
+        CheckRedirect(findings, provider, session);
         limitTime();
-        findings.push_back(CheckClient(provider, session));
+        CheckClient(findings, provider, session);
     } catch (const std::runtime_error& error) {
-        findings.push_back({"identity provider", error.what(),
-                            "check authHost, authRealm, caFile and the network"});
+        findings.Add("identity provider", error.what(),
+                     "check authHost, authRealm, caFile and the network");
     }
-    return findings;
 }
 
 } // namespace VarnelBase

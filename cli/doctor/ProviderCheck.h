@@ -2,16 +2,16 @@
 
 #include <chrono>
 #include <string>
-#include <vector>
+
+#include "doctor/Findings.h"
 
 namespace VarnelBase {
 
-/// One answer about the identity provider.
-struct ProviderFinding {
-    std::string check;
-    std::string found;
-    std::string advice; ///< what to do about it; empty: all is well
-};
+/// Compares this machine's clock with somebody's, whose header tells whole seconds.
+///
+/// @param date  that header
+/// @param whose "service"
+void CheckClock(Findings& findings, const std::string& date, const std::string& whose);
 
 /// Asks the configured provider, without any person: whether it can be reached and describes
 /// itself, what it offers, how far the clocks are apart, and whether it knows the client and the
@@ -19,6 +19,6 @@ struct ProviderFinding {
 ///
 /// @param patience with each answer
 /// @throws std::runtime_error when the settings cannot be used
-std::vector<ProviderFinding> CheckProvider(std::chrono::milliseconds patience);
+void CheckProvider(Findings& findings, std::chrono::milliseconds patience);
 
 } // namespace VarnelBase
