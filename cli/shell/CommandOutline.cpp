@@ -15,6 +15,11 @@ std::vector<std::string> ListNames(const CLI::Option& option) {
     return names;
 }
 
+std::string FormatPath(const CLI::App& command) {
+    const CLI::App* parent = command.get_parent();
+    return (parent == nullptr ? "" : FormatPath(*parent) + " ") + command.get_name();
+}
+
 const CLI::App* FindCommand(const CLI::App& noun, const std::string& name) {
     const auto commands = noun.get_subcommands(
         [&name](const CLI::App* command) { return command->check_name(name); });

@@ -15,6 +15,9 @@ std::vector<std::string> ListChoices(const std::string& typeName);
 /// An option's names with their dashes: "-o", "--output".
 std::vector<std::string> ListNames(const CLI::Option& option);
 
+/// A command's words: "varnel simulation list".
+std::string FormatPath(const CLI::App& command);
+
 /// A noun's command of that name; none: it does not exist.
 const CLI::App* FindCommand(const CLI::App& noun, const std::string& name);
 

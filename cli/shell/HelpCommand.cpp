@@ -20,13 +20,9 @@ void PrintHelp(const CLI::App& root, const HelpOptions& options) {
         }
         command = inner;
     }
-    std::string path = command->get_name();
-    for (const CLI::App* above = command->get_parent(); above != nullptr;
-         above = above->get_parent()) {
-        path = above->get_name() + " " + path;
-    }
     // CLI11's help() would describe the command that was chosen: this one.
-    WriteOutput(command->get_formatter()->make_help(command, path, CLI::AppFormatMode::Normal));
+    WriteOutput(command->get_formatter()->make_help(command, FormatPath(*command),
+                                                    CLI::AppFormatMode::Normal));
 }
 
 } // namespace

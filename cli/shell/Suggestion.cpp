@@ -71,10 +71,6 @@ std::string FindNearest(const std::string& typed, const std::vector<std::string>
 
 std::string DescribeParseError(const CLI::App& tree, const CLI::ParseError& error) {
     const CLI::App& command = FindDeepest(tree);
-    std::string path = command.get_name();
-    for (const CLI::App* app = command.get_parent(); app != nullptr; app = app->get_parent()) {
-        path = app->get_name() + " " + path;
-    }
     std::string text = error.what();
     const bool isNoun = !command.get_subcommands({}).empty();
     if (isNoun && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
@@ -90,7 +86,7 @@ std::string DescribeParseError(const CLI::App& tree, const CLI::ParseError& erro
                                         : "argument",
                                typed, command);
     }
-    return text + "\nSee: " + path + " --help";
+    return text + "\nSee: " + FormatPath(command) + " --help";
 }
 
 std::string DescribeUnknown(const std::string& kind, const std::string& word,

@@ -11,22 +11,18 @@ using boost::beast::error_code;
 
 constexpr std::uint32_t MaxHeadBytes = std::uint32_t{1} << 20U;
 
-std::string ToText(boost::beast::string_view text) {
-    return {text.data(), text.size()};
-}
-
 bool IsInterim(int status) {
     return status >= 100 && status <= 199 && status != 101;
 }
 
 void ReadFirstLine(const boost::beast::http::request_header<>& message, HttpHead& head) {
-    head.method = ToText(message.method_string());
-    head.target = ToText(message.target());
+    head.method = std::string(message.method_string());
+    head.target = std::string(message.target());
 }
 
 void ReadFirstLine(const boost::beast::http::response_header<>& message, HttpHead& head) {
     head.status = static_cast<int>(message.result_int());
-    head.reason = ToText(message.reason());
+    head.reason = std::string(message.reason());
 }
 
 } // namespace
@@ -91,7 +87,7 @@ HttpHead MessageReader<IsRequest>::GetHead() const {
     ReadFirstLine(message, head);
     head.version = message.version() == 10 ? "HTTP/1.0" : "HTTP/1.1";
     for (const auto& field : message) {
-        head.headers.emplace_back(ToText(field.name_string()), ToText(field.value()));
+        head.headers.emplace_back(field.name_string(), field.value());
     }
     return head;
 }
