@@ -96,7 +96,8 @@ void AddRuleRoutes(Router& router, FaultRules& faults) {
 /// A filter that stands in the query: method, path, text and status.
 RequestPattern ReadFilter(const Call& call) {
     json filter = json::object();
-    for (const auto& [name, value] : call.query) {
+    for (const auto& [name, first] : call.query) {
+        const std::string value = call.FindQuery(name);
         if (value.empty() || name == "limit") { continue; }
         const bool isNumber = name == "status" && value.size() == 3 &&
                               value.find_first_not_of("0123456789") == std::string::npos;

@@ -10,16 +10,15 @@ constexpr std::int64_t MaxLimit = 1000;
 
 std::int64_t ReadQueryNumber(const Call& call, const std::string& name, std::int64_t fallback,
                              std::int64_t max) {
-    const std::size_t count = call.query.count(name);
-    if (count == 0) { return fallback; }
+    if (call.query.count(name) == 0) { return fallback; }
     const std::string text = call.FindQuery(name);
     std::int64_t number = 0;
     const char* end = text.data() + text.size();
     const auto outcome = std::from_chars(text.data(), end, number);
     const bool isNumber = outcome.ec == std::errc() && outcome.ptr == end;
-    if (count > 1 || !isNumber || number < 0 || number > max) {
+    if (!isNumber || number < 0 || number > max) {
         throw Refusal(422, "invalid",
-                      name + ": must be one whole number from 0 to " + std::to_string(max));
+                      name + ": must be a whole number from 0 to " + std::to_string(max));
     }
     return number;
 }

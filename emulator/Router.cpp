@@ -60,8 +60,11 @@ Answer AnswerWithoutRoute(const Request& request, const std::string& allowed) {
 } // namespace
 
 std::string Call::FindQuery(const std::string& name) const {
-    const auto found = query.lower_bound(name);
-    return found == query.end() || found->first != name ? "" : found->second;
+    if (query.count(name) > 1) {
+        throw Refusal(422, "invalid", name + ": must be given once in the query");
+    }
+    const auto found = query.find(name);
+    return found == query.end() ? "" : found->second;
 }
 
 void Router::Add(const std::string& method, const std::string& pattern, Handler handler) {

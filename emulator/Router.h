@@ -15,7 +15,9 @@ struct Call {
     std::vector<std::string> ids; ///< what stands in the path for the pattern's "*", decoded
     std::multimap<std::string, std::string> query;
 
-    /// The first value of a query parameter; empty without one.
+    /// The value of a query parameter; empty without one.
+    ///
+    /// @throws Refusal 422 when it is given twice
     std::string FindQuery(const std::string& name) const;
 };
 
