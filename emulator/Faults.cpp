@@ -112,7 +112,8 @@ json FaultRules::Describe(const Rule& rule) {
     document["id"] = rule.fault.rule;
     document["matched"] = rule.matched;
     document["applied"] = rule.applied;
-    const std::vector<std::string> warnings = rule.pattern.CollectWarnings();
+    const std::vector<std::string> warnings =
+        rule.pattern.CollectWarnings(rule.fault.answer != nullptr);
     if (!warnings.empty()) { document["warnings"] = warnings; }
     return document;
 }

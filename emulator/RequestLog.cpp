@@ -124,6 +124,10 @@ std::string RequestLog::Check(const json& expectation) const {
     const std::int64_t most =
         hasTimes ? times : members.ReadInteger("atMost", INT32_MAX, 0, INT32_MAX);
     members.RefuseOthers();
+    if (least > most) {
+        members.Refuse("atLeast", std::to_string(least) + " is more than atMost, which is " +
+                                      std::to_string(most));
+    }
 
     std::int64_t matched = 0;
     std::multimap<std::size_t, std::string> others;

@@ -4,7 +4,6 @@
 #include <fnmatch.h>
 
 #include <algorithm>
-#include <array>
 
 namespace VarnelBase::Emulation {
 
@@ -73,11 +72,14 @@ std::vector<std::string> RequestPattern::Compare(const Request& request, int ans
     }
     const auto askedQuery = ParseQuery(request.target);
     for (const auto& [name, value] : query) {
-        const auto found = askedQuery.lower_bound(name);
-        if (found == askedQuery.end() || found->first != name) {
+        const auto [first, last] = askedQuery.equal_range(name);
+        const std::string& expected = value;
+        if (first == last) {
             differences.push_back("the query lacks " + name);
-        } else if (found->second != value) {
-            differences.push_back("in the query, " + name + " is " + found->second);
+        } else if (std::none_of(first, last, [&expected](const auto& asked) {
+                       return asked.second == expected;
+                   })) {
+            differences.push_back("in the query, " + name + " is " + first->second);
         }
     }
     for (const auto& [name, value] : headers) {
@@ -114,27 +116,30 @@ std::string RequestPattern::Describe() const {
     return words;
 }
 
-std::vector<std::string> RequestPattern::CollectWarnings() const {
-    constexpr std::array<const char*, 9> methods{"",      "GET",    "HEAD",    "POST", "PUT",
-                                                 "PATCH", "DELETE", "OPTIONS", "TRACE"};
+std::vector<std::string> RequestPattern::CollectWarnings(bool isAnswered) const {
     std::vector<std::string> warnings;
-    if (std::find(methods.begin(), methods.end(), method) == methods.end()) {
-        warnings.push_back("method: no request has \"" + method +
+    if (method.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_") != std::string::npos) {
+        warnings.push_back("method: clients do not send \"" + method +
                            "\"; methods are in upper case, such as GET");
     }
     if (path.empty() || path == "/") { return warnings; }
-    if (path.front() != '/' && path.front() != '*') {
-        warnings.emplace_back("path: no path matches, since each begins with \"/\"");
-    }
-    if (path.back() == '/') {
-        warnings.emplace_back("path: the service has no path that ends with \"/\"");
-    }
-    if (path.find_first_of("?#") != std::string::npos) {
+    if (path.front() != '/') {
         warnings.emplace_back(
-            "path: no path matches, since the query is not part of it, and \"?\" "
-            "stands for one character");
+            "path: no path matches, since each begins with \"/\", which \"*\" and \"?\" do not "
+            "stand for");
     }
-    if (path.rfind("/_local", 0) == 0) {
+    if (path.back() == '/' && !isAnswered) {
+        warnings.emplace_back(
+            "path: the emulated service answers paths that end with \"/\" with 404");
+    }
+    const std::size_t mark = path.find('?');
+    if (path.find('#') != std::string::npos ||
+        (mark != std::string::npos && path.find('=', mark) != std::string::npos)) {
+        warnings.emplace_back(
+            "path: no path matches, since query and fragment are not part of it, and \"?\" stands "
+            "for one character");
+    }
+    if (path.rfind("/_local/", 0) == 0) {
         warnings.emplace_back("path: rules do not apply below /_local");
     }
     return warnings;

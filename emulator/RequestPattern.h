@@ -29,8 +29,10 @@ public:
     /// The pattern in words: "POST /simulations/*/executions, body /span = 40".
     std::string Describe() const;
 
-    /// Why the pattern matches no request that the service knows; nothing: it may.
-    std::vector<std::string> CollectWarnings() const;
+    /// Why the pattern matches no request that is answered; nothing: it may.
+    ///
+    /// @param isAnswered whether the rule itself answers at paths that the service does not have
+    std::vector<std::string> CollectWarnings(bool isAnswered) const;
 
 private:
     std::string method; ///< empty: any
