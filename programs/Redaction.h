@@ -17,8 +17,8 @@ struct RecordedTexts {
 };
 
 /// Takes credentials out of what is recorded: the values of headers, members, query parameters and
-/// form fields whose names suggest one, and known values and those of the request's headers
-/// wherever their text appears.
+/// form fields whose names suggest one, and these values and known ones wherever their text
+/// appears.
 class Redaction {
 public:
     /// @param names  also taken for a credential's, in letters of any case
@@ -35,7 +35,9 @@ public:
     bool IsSecretName(const std::string& name) const;
 
 private:
-    std::string RedactFields(const std::string& fields) const;
+    // These two add the values that they redact to the secrets.
+    std::string RedactBody(const std::string& body, std::vector<std::string>& secrets) const;
+    std::string RedactFields(const std::string& fields, std::vector<std::string>& secrets) const;
 
     std::set<std::string> secretNames; ///< in small letters
     std::vector<std::string> secretValues;

@@ -83,12 +83,13 @@ TEST(Record, LearnsFromTheServiceWithoutItsSecrets) {
     options.allowedOrigins = {"http://front.end"};
     Emulator service(options);
     service.AddFault(json::parse(R"({"path": "/sign-in", "times": 0, "action": "answer",
-        "body": {"session": "hidden-1", "accessToken": "hidden-2", "echo": "hidden-token"},
-        "headers": {"Set-Cookie": "sid=hidden-3", "X-Token-Was": "hidden-token"}})"));
+        "body": {"session": "hidden-1", "accessToken": "hidden-2", "echo": "hidden-token",
+                 "note": "hidden-2, hidden-3, hidden-4, hidden/5, hidden/55"},
+        "headers": {"Set-Cookie": "sid=hidden-3; Path=/sign-in", "X-Token-Was": "hidden-token"}})"));
     options.recordFile = MakeDirectory() + "/record.har";
     options.upstream = service.GetUrl() + "/";
     options.secretMembers = {"Session"};
-    const std::string target = "/sign-in?token=hidden-5&next=hidden-cookie";
+    const std::string target = "/sign-in?token=hidden%2F5&newToken=hidden/55&next=hidden-cookie";
     const std::string body = R"({"password": "hidden-4", "user": "u"})";
     const auto ask = [&](int rounds) {
         const Emulator relay(options);
@@ -115,6 +116,10 @@ TEST(Record, LearnsFromTheServiceWithoutItsSecrets) {
     EXPECT_EQ(asked[0]["target"], target);
     const std::string record = Read(options.recordFile);
     EXPECT_EQ(record.find("hidden"), std::string::npos) << record;
+    EXPECT_NE(record.find("/sign-in?"), std::string::npos) << "a cookie's path is no secret";
+    EXPECT_NE(record.find("\"(redacted), (redacted), (redacted), (redacted), (redacted)"),
+              std::string::npos)
+        << record;
     EXPECT_EQ(json::parse(record)["log"]["entries"].size(), 3U);
     struct stat facts {};
     ASSERT_EQ(stat(options.recordFile.c_str(), &facts), 0);
