@@ -1,5 +1,6 @@
 #include "RequestHead.h"
 
+#include <BeastText.h>
 #include <strings.h>
 
 #include <algorithm>
@@ -11,10 +12,6 @@ namespace {
 namespace http = boost::beast::http;
 
 constexpr std::uint64_t MaxBodyBytes = std::uint64_t{64} << 20U;
-
-std::string ToText(boost::beast::string_view text) {
-    return {text.data(), text.size()};
-}
 
 /// Whether a request line asks for a version of HTTP that is not spoken here.
 bool HasOtherVersion(std::string_view bytes) {

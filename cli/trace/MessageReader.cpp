@@ -1,5 +1,7 @@
 #include "trace/MessageReader.h"
 
+#include <BeastText.h>
+
 #include <cstdint>
 #include <limits>
 
