@@ -23,7 +23,6 @@ constexpr milliseconds BodyTime{30000};  ///< that a body may take to arrive
 constexpr milliseconds StallTime{30000}; ///< that a client may take no byte
 constexpr milliseconds ClosingTime{500}; ///< that it may go on sending after the last answer
 constexpr milliseconds TimeAfterStop{1000};
-constexpr std::size_t MaxDrainBytes = std::size_t{4} << 20U;
 constexpr std::size_t BlockBytes = 65536;
 constexpr std::size_t WaiterThreads = 8;
 
@@ -213,7 +212,7 @@ void Connection::BeginSending() {
             asio::post(self->parts.loop,
                        [go = self->Continue(&Connection::SendStream)] { go({}); });
         });
-        WatchStream();
+        SkipInput(); // notices when the client goes while nothing is written for it
     }
     unsent = delivery->bytes;
     Send();
@@ -274,9 +273,9 @@ void Connection::SendStream() {
     Send();
 }
 
-/// Notices that the client has gone while nothing is written for it.
-void Connection::WatchStream() {
-    stream.async_read_some(asio::buffer(parts.unused), Continue(&Connection::WatchStream));
+/// Reads what nobody wants, until the client has gone.
+void Connection::SkipInput() {
+    stream.async_read_some(asio::buffer(parts.unused), Continue(&Connection::SkipInput));
 }
 
 void Connection::EndAnswer() {
@@ -298,23 +297,10 @@ void Connection::EndAnswer() {
     } else if (!parser->is_done() || arrived.size() > 0 || stream.socket.available(ignored) > 0) {
         // Closing with unread bytes would throw the answer away that is on its way.
         stream.socket.shutdown(asio::socket_base::shutdown_send, ignored);
-        Drain();
+        SkipInput();
     } else {
         Close();
     }
-}
-
-void Connection::Drain() {
-    stream.socket.async_read_some(
-        asio::buffer(parts.unused),
-        [self = shared_from_this()](const Error& error, std::size_t size) {
-            self->drained += size;
-            if (error || self->drained > MaxDrainBytes) {
-                self->Close();
-            } else {
-                self->Drain();
-            }
-        });
 }
 
 void Connection::Close() {

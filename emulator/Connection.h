@@ -72,9 +72,8 @@ private:
     void Send();
     void SendMore();
     void SendStream();
-    void WatchStream();
+    void SkipInput();
     void EndAnswer();
-    void Drain();
     void Close();
 
     ServerParts& parts;
@@ -93,7 +92,6 @@ private:
     std::string part;                 ///< of what follows its bytes
     std::string_view unsent;          ///< of its bytes, or of the part
     bool isAwaitingStream = false;
-    std::size_t drained = 0;
 };
 
 } // namespace VarnelBase::Emulation
