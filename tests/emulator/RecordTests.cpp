@@ -211,6 +211,8 @@ TEST(Record, BecomesASeedOfTheSameShape) {
     const json ended = Get(copy, "/simulations/b1/executions?offset=1")[0];
     EXPECT_EQ(ended["status"]["phase"], "COMPLETED");
     EXPECT_EQ(ended["output"]["max"], 3);
+    EXPECT_EQ(Ask(copy, "POST /users", R"({"email": "a@b", "role": "r"})").status, 409)
+        << "which member is the address";
 }
 
 } // namespace

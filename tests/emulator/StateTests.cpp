@@ -236,6 +236,7 @@ TEST(State, NamesWhatCannotBeUsed) {
              {R"({"shapes": {"users": {"email": "mail"}}})", "shapes.users.email"},
              {R"({"shapes": {"users": {"items": "", "total": "/n"}}})", "shapes.users.total"},
              {R"({"shapes": {"states": {"done": 1}}})", "shapes.states.done"},
+             {R"({"shapes": {"user": {}}})", "shapes.user"},
              {R"({"shapes": {"results": {"finished": {"peak": {"$product": [2, "span"]}}}}})",
               "shapes.results.finished"},
              {R"({"shapes": {"executions": {"state": "/a/b"}}, "simulations": [{"id": "s"}],

@@ -53,6 +53,7 @@ done
 # ready file, log, export, and the end by a signal
 start --ready-file ready --export-on-exit export.json --log
 [ "$(cat ready)" = "$url" ] || fail "ready file"
+! grep warning errors || fail "warns where only this machine can connect"
 curl -fsS "$url/users" -d '{"email": "a@b", "role": "r"}' >/dev/null
 kill -INT $pid && wait $pid || fail "does not end well"
 [ ! -e ready ] && grep -q 'a@b' export.json && grep -q '"target":"/users"' errors || fail "leaves the wrong files"

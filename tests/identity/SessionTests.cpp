@@ -283,7 +283,10 @@ TEST_F(Sessions, BeginOnAPortThatNobodyShares) {
         close(thief);
         ++listeners;
     };
+    void (*const ownHandler)(int) = [](int /*signal*/) {};
+    const auto before = std::signal(SIGPIPE, ownHandler);
     AuthHandler().Relogin();
+    EXPECT_EQ(std::signal(SIGPIPE, before), ownHandler) << "the program's own";
     EXPECT_GE(listeners, 1);
 }
 

@@ -112,6 +112,8 @@ TEST_F(DefinitionTest, NamesLineMemberAndReasonOfEveryError) {
         {readColumn("missing.csv", "a"), "missing.csv: cannot be read: No such file or directory"},
         {vary(one, "'limits': {\n'deadline': '2 hours'}, "),
          "study.json:2: /limits/deadline: must be a time such as '90s', '30m', '8h' or '2d'"},
+        {vary(one, "'execution': {\n'status': '/phase'}, "),
+         "study.json:2: /execution/status: is not known here"},
         {vary(one, "'limits': {\n'concurrent': 0}, "),
          "study.json:2: /limits/concurrent: must be a whole number from 1 to 10000000"},
     };
