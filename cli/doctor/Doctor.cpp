@@ -154,7 +154,7 @@ bool CheckName(Findings& findings, const Facts& facts) {
         const bool isGroup = !ResolveHost(facts.apiHost, ignored).empty();
         problem += isGroup ? "; without the group it does" : "; nor does it without the group";
         if (isGroup) {
-            advice = "ask the service's operator whether the group \"" + facts.group +
+            advice = "ask the operator whether the group \"" + facts.group +
                      "\" has a host, or name another claim with VARNEL_GROUPS_CLAIM";
         }
     }
