@@ -137,7 +137,7 @@ def main():
     counted = []
     lock = threading.Lock()
 
-    def judge_changes(clone, drawn):
+    def judge_changes(clone):
         while True:
             with lock:
                 change = next(drawn, None) if len(counted) < options.count else None
@@ -170,7 +170,7 @@ def main():
             ]
             random.Random(options.seed).shuffle(changes)
             drawn = iter(changes)
-            list(pool.map(judge_changes, clones, [drawn] * len(clones)))
+            list(pool.map(judge_changes, clones))
     finally:
         shutil.rmtree(work, ignore_errors=True)
     if not counted:

@@ -2,6 +2,7 @@
 
 #include <AsciiCase.h>
 
+#include <boost/algorithm/string/replace.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -25,14 +26,6 @@ constexpr std::size_t MinNamedLength = 6;
 constexpr std::array<const char*, 10> SecretNameParts{
     "authorization", "cookie",     "token",  "password", "passwd",
     "secret",        "credential", "apikey", "api_key",  "api-key"};
-
-void ReplaceAll(std::string& text, const std::string& secret) {
-    const std::string replacement = Redacted;
-    for (std::size_t at = text.find(secret); at != std::string::npos;
-         at = text.find(secret, at + replacement.size())) {
-        text.replace(at, secret.size(), replacement);
-    }
-}
 
 /// Adds a value that is redacted because of its name.
 void AddSecret(const std::string& value, std::vector<std::string>& secrets) {
@@ -150,7 +143,7 @@ void Redaction::Redact(const RecordedTexts& texts) const {
     std::sort(secrets.begin(), secrets.end(),
               [](const auto& one, const auto& other) { return one.size() > other.size(); });
     for (const std::string& secret : secrets) {
-        for (std::string* text : changed) { ReplaceAll(*text, secret); }
+        for (std::string* text : changed) { boost::replace_all(*text, secret, Redacted); }
     }
 }
 

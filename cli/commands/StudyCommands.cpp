@@ -99,7 +99,7 @@ std::string DescribeProgress(const StateCounts& counts) {
     return text;
 }
 
-double FindShareOfEnded(const StateCounts& counts) {
+double ComputeShareOfEnded(const StateCounts& counts) {
     return static_cast<double>(counts.GetEnded()) /
            static_cast<double>(std::max<std::size_t>(counts.GetTotal(), 1));
 }
@@ -157,7 +157,7 @@ public:
             session.Note(now.trouble + "; trying again");
         }
         trouble = now.trouble;
-        progress.Show(text, FindShareOfEnded(now.counts));
+        progress.Show(text, ComputeShareOfEnded(now.counts));
         const auto time = std::chrono::steady_clock::now();
         if (!progress.IsShown() && time >= nextNote) {
             session.Note(text);
@@ -241,7 +241,7 @@ void WatchStudy(Session& session, Journal& journal) {
     while (true) {
         const StateCounts counts = journal.CountStates();
         const std::string text = DescribeProgress(counts);
-        progress.Show(text, FindShareOfEnded(counts));
+        progress.Show(text, ComputeShareOfEnded(counts));
         if (!progress.IsShown() && text != last) { session.Note(text); }
         last = text;
         if (counts.GetEnded() + counts[PointState::Unknown] == counts.GetTotal()) { return; }

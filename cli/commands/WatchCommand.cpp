@@ -23,7 +23,7 @@ std::vector<std::string> FindAll(Session& session, const std::string& target) {
     try {
         return ListIdentifiers(ReadAll(session, {target, "executions"}, {}));
     } catch (const CommandError&) {
-        if (session.FindTimeLeft().count() > 0) { throw; }
+        if (session.ComputeTimeLeft().count() > 0) { throw; }
         throw CommandError(ExitStatus::StillRunning,
                            "--timeout was over before the executions were listed");
     }

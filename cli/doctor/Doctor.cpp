@@ -13,6 +13,7 @@
 #include <chrono>
 #include <stdexcept>
 
+#include "doctor/ClockCheck.h"
 #include "doctor/Findings.h"
 #include "doctor/ProviderCheck.h"
 #include "doctor/ServiceProbe.h"

@@ -1,19 +1,17 @@
 #include "doctor/ProviderCheck.h"
 
 #include <CryptoText.h>
-#include <ProviderClock.h>
 #include <SessionSettings.h>
 #include <SettingSources.h>
 
-#include <cstdlib>
-#include <ctime>
 #include <stdexcept>
+
+#include "doctor/ClockCheck.h"
 
 namespace VarnelBase {
 
 namespace {
 
-constexpr long LargeDifferenceSeconds = 30;
 constexpr int AnyPort = 53682; ///< asked about where the settings leave the port open
 
 /// The error in the address that a provider sends a browser back to; empty: none.
@@ -85,20 +83,6 @@ void CheckClient(Findings& findings, const IdentityProvider& provider,
 }
 
 } // namespace
-
-void CheckClock(Findings& findings, const std::string& date, const std::string& whose) {
-    const std::string check = whose == "service" ? "clock" : whose + "'s clock";
-    const auto time = ParseHttpDate(date);
-    if (!time) {
-        findings.Add(check, "the " + whose + " does not tell its time");
-        return;
-    }
-    const auto difference = static_cast<long>(std::time(nullptr) - *time);
-    const bool isLarge = std::abs(difference) > LargeDifferenceSeconds;
-    findings.Add(
-        check, "this machine is " + std::to_string(difference) + " s ahead of the " + whose,
-        isLarge ? "set this machine's clock: tokens seem to expire too early or too late" : "");
-}
 
 void CheckProvider(Findings& findings, std::chrono::milliseconds patience) {
     const SettingsReading reading;

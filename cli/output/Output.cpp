@@ -27,7 +27,7 @@ std::string FormatJsonLines(const JsonView& document) {
 
 void PrintTable(const JsonView& document) {
     const Table table =
-        MakeTable(document, IsTerminal(STDOUT_FILENO) ? FindTerminalWidth(STDOUT_FILENO) : 0);
+        MakeTable(document, IsTerminal(STDOUT_FILENO) ? ReadTerminalWidth(STDOUT_FILENO) : 0);
     std::string text;
     for (const std::string& line : table.lines) {
         text += (table.hasHeading && text.empty() ? Emphasise(STDOUT_FILENO, line) : line) + "\n";

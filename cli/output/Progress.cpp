@@ -43,7 +43,7 @@ void Progress::Show(const std::string& text, std::optional<double> fraction) {
     }
     if (!isShown || line == last) { return; }
     last = line;
-    const std::size_t columns = FindTerminalWidth(STDERR_FILENO);
+    const std::size_t columns = ReadTerminalWidth(STDERR_FILENO);
     std::cerr << "\r\033[K" << CutToWidth(line, columns - 1) << std::flush;
 }
 

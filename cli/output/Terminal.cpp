@@ -17,7 +17,7 @@ bool IsTerminal(int descriptor) {
     return isatty(descriptor) == 1;
 }
 
-std::size_t FindTerminalWidth(int descriptor) {
+std::size_t ReadTerminalWidth(int descriptor) {
     winsize size{};
     const bool isKnown = ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
     return isKnown ? size.ws_col : UsualWidth;

@@ -9,7 +9,7 @@ namespace VarnelBase {
 bool IsTerminal(int descriptor);
 
 /// Columns of the terminal; 80 when it does not tell.
-std::size_t FindTerminalWidth(int descriptor);
+std::size_t ReadTerminalWidth(int descriptor);
 
 /// The text in bold on a terminal that knows how (TERM is not "dumb") unless NO_COLOR is set.
 std::string Emphasise(int descriptor, const std::string& text);

@@ -51,7 +51,7 @@ Outcome Session::Send(const std::string& method, const std::string& target,
     if (deadline) {
         const auto usual = options.timeoutSeconds ? MakeDuration(*options.timeoutSeconds)
                                                   : ClientOptions().timeout;
-        call.timeout = std::clamp(FindTimeLeft(), std::chrono::milliseconds(1), usual);
+        call.timeout = std::clamp(ComputeTimeLeft(), std::chrono::milliseconds(1), usual);
     }
     return GetClient().Send(method, target, body, call);
 }
@@ -60,7 +60,7 @@ void Session::LimitTime(double seconds) {
     deadline = std::chrono::steady_clock::now() + MakeDuration(seconds);
 }
 
-std::chrono::milliseconds Session::FindTimeLeft() const {
+std::chrono::milliseconds Session::ComputeTimeLeft() const {
     return deadline ? std::chrono::duration_cast<std::chrono::milliseconds>(
                           *deadline - std::chrono::steady_clock::now())
                     : std::chrono::milliseconds::max();

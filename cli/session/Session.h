@@ -46,7 +46,7 @@ public:
     void LimitTime(double seconds);
 
     /// What is left of that time; an unlimited one does not end.
-    std::chrono::milliseconds FindTimeLeft() const;
+    std::chrono::milliseconds ComputeTimeLeft() const;
 
     /// Whether the service has seen a part of a request.
     bool HasSent() const { return hasSent; }

@@ -61,7 +61,7 @@ public:
             }
             ShowProgress();
             if (CountRunning() == 0) { return; }
-            const std::chrono::milliseconds left = session.FindTimeLeft();
+            const std::chrono::milliseconds left = session.ComputeTimeLeft();
             if (left.count() <= 0) { ThrowStillRunning(); }
             std::this_thread::sleep_for(std::min(wait, left));
             if (!rules.intervalSeconds) { wait = std::min(wait * 2, LongestWait); }

@@ -37,7 +37,7 @@ struct TraceOptions {
 constexpr std::array<std::string_view, 4> ReplacedVariables{
     "VARNEL_CONFIG", "VARNEL_API_HOST", "VARNEL_API_PORT", "VARNEL_GROUPS_CLAIM"};
 
-std::vector<RelayedService> FindServices() {
+std::vector<RelayedService> ListServices() {
     std::vector<RelayedService> services;
     for (const Environment environment :
          {Environment::Local, Environment::Staging, Environment::Production}) {
@@ -114,7 +114,7 @@ void TraceProgram(Session& session, const TraceOptions& options) {
     BlockChildSignals();
     int status = 0;
     {
-        const std::vector<RelayedService> services = FindServices();
+        const std::vector<RelayedService> services = ListServices();
         TraceRelay relay(
             services, options.hasBodies ? KeptBodyBytes : 0, [&](TracedExchange exchange) {
                 redaction.Redact({&exchange.request.headers,
