@@ -83,7 +83,7 @@ def check_users():
     """Every table of operations in tests and benchmarks has each of them, in this order."""
     names = [operation[0] for operation in read_operations()]
     for path, pattern in {
-        "tests/connector/Operations.h": r"c\.(\w+)\(",
+        "tests/support/Operations.h": r"c\.(\w+)\(",
         "tests/client/OperationCases.h": r'^    \{"(\w+)"',
         "benchmarks/Operations.cpp": r'^        \{"(\w+)"',
     }.items():

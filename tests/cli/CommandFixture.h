@@ -15,11 +15,6 @@ namespace VarnelBase {
 constexpr const char* GroupToken = "eyJhbGciOiJub25lIn0.eyJncm91cHMiOlsiMTI3Il19.";
 constexpr const char* UnusableGroup = "eyJhbGciOiJub25lIn0.eyJncm91cHMiOlsiYSBiIl19.";
 
-/// For EXPECT_PRED2, which shows both.
-inline bool Has(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
-
 /// What a shell command gave.
 struct Outcome {
     int status;
@@ -48,11 +43,6 @@ protected:
             R"(", "apiPort": )" + std::to_string(number == 0 ? emulator.GetPort() : number) + "}";
         Write("config.json", "{" + top + R"("environments": {"local": {"apiHost": "127.0.0.1)" +
                                  end + R"(, "staging": {"apiHost": "0.0.1)" + end + "}}");
-    }
-
-    static std::string MakeAnswer(const std::string& body, const std::string& status = "200 OK") {
-        return "HTTP/1.1 " + status + "\r\nContent-Length: " + std::to_string(body.size()) +
-               "\r\nConnection: close\r\n\r\n" + body;
     }
 
     void Write(const std::string& name, const std::string& bytes) {

@@ -211,7 +211,7 @@ TEST_F(CommandTest, SendsNothingThatItShouldNot) {
          }) {
         const Outcome outcome = Run("varnel " + arguments);
         EXPECT_EQ(outcome.status, 2) << arguments;
-        EXPECT_NE(outcome.err.find(err), std::string::npos) << arguments << "\n" << outcome.err;
+        EXPECT_PRED2(Has, outcome.err, err) << arguments;
     }
     EXPECT_EQ(Run("VARNEL_API_PORT=80 varnel config set apiPort abc").status, 2);
     EXPECT_EQ(Read("config.json"), settings);
@@ -237,7 +237,7 @@ TEST_F(CommandTest, ATokenThatEndsDoesNotLoseWhatWasStarted) {
     const pid_t start = Start("exec varnel execution start x >out 2>err");
     peer.Receive();
     TokenStore().Clear();
-    peer.Answer(MakeAnswer(R"({"id":"exe-9"})", "201 Created"));
+    peer.Answer(MakeAnswer(201, R"({"id":"exe-9"})"));
     int status = 0;
     waitpid(start, &status, 0);
     EXPECT_EQ(WEXITSTATUS(status), 0);
@@ -250,13 +250,13 @@ TEST_F(CommandTest, AnotherEnvironmentLeavesTheVariablesOfTheFirstAside) {
         "VARNEL_ENVIRONMENT=staging VARNEL_API_HOST=other VARNEL_TOKEN=secret VARNEL_SCOPE=x "
         "VARNEL_OFFLINE=1 varnel config -o jsonl --environment ";
     const std::string local = Run(variables + "local").out;
-    EXPECT_EQ(local.find("other"), std::string::npos) << local;
-    EXPECT_EQ(local.find("VARNEL_TOKEN"), std::string::npos) << local;
-    EXPECT_EQ(local.find("VARNEL_SCOPE"), std::string::npos) << local;
+    EXPECT_PRED2(Lacks, local, "other");
+    EXPECT_PRED2(Lacks, local, "VARNEL_TOKEN");
+    EXPECT_PRED2(Lacks, local, "VARNEL_SCOPE");
     EXPECT_PRED2(Has, local, "VARNEL_OFFLINE");
     const std::string staging = Run(variables + "Staging").out;
     EXPECT_PRED2(Has, staging, "\"other\"");
-    EXPECT_EQ(staging.find("secret"), std::string::npos) << staging;
+    EXPECT_PRED2(Lacks, staging, "secret");
 }
 
 TEST_F(CommandTest, ReachesTheServiceOverTls) {
@@ -296,7 +296,7 @@ protected:
 
 TEST_F(ScriptedCommandTest, NumbersAndMembersPassUnchanged) {
     const std::string inputs = R"({"b":1.10,"a":12345678901234567890123,"a":-0,"c":[],"d":{}})";
-    server.Answer(MakeAnswer(inputs));
+    server.Answer(MakeAnswer(200, inputs));
     EXPECT_EQ(Run("varnel simulation inputs get x -o jsonl").out, inputs + "\n");
     const std::string indented = Run("varnel simulation inputs get x").out;
     EXPECT_PRED2(Has, indented, "{\n  \"b\": 1.10,\n  \"a\": 12345678901234567890123,\n");
@@ -308,7 +308,7 @@ TEST_F(ScriptedCommandTest, NumbersAndMembersPassUnchanged) {
     const std::string request = server.TakeRequests().front();
     EXPECT_PRED2(Has, request, "\r\n\r\n " + inputs);
     EXPECT_EQ(Run("varnel simulation inputs set x --data '" + inputs + "'").status, 0);
-    server.Answer(MakeAnswer(R"({"b":1.10,"a":12345678901234567890124,"a":0,"c":[],"d":{}})"));
+    server.Answer(MakeAnswer(200, R"({"b":1.10,"a":12345678901234567890124,"a":0,"c":[],"d":{}})"));
     EXPECT_EQ(Run("varnel simulation inputs set x --data '{\"a\":12345678901234567890123}'").status,
               5);
 }
@@ -345,8 +345,8 @@ TEST_F(ScriptedCommandTest, ListsTellWhatTheyLeaveOut) {
              {"--all --limit 2 --state y", {one, two}, "b ", 2, ""},
          }) {
         Log answers;
-        for (const std::string& page : given.pages) { answers.push_back(MakeAnswer(page)); }
-        server.Answer(MakeAnswer("{}", "500 Too Many"), ScriptedServer::Manner::Whole, answers);
+        for (const std::string& page : given.pages) { answers.push_back(MakeAnswer(200, page)); }
+        server.Answer(MakeAnswer(500, "{}"), ScriptedServer::Manner::Whole, answers);
         const Outcome outcome =
             Run(std::string("varnel user list --retries 0 -o json ") + given.options +
                 " | jq -r '(.items? // .)[].id' | tr '\\n' ' '");
@@ -363,7 +363,8 @@ TEST_F(ScriptedCommandTest, PeopleSeeTheNewestExecutionsFirst) {
         R"({"items":[{"id":"a","createdAt":"2025-01-01"},{"id":"b","createdAt":"2025-01-02"}],"total":9})";
     const std::string newest =
         R"({"items":[{"id":"h","createdAt":"2025-01-08"},{"id":"i","createdAt":"2025-01-09"}],"total":9})";
-    server.Answer("", ScriptedServer::Manner::Whole, {MakeAnswer(first), MakeAnswer(newest)});
+    server.Answer("", ScriptedServer::Manner::Whole,
+                  {MakeAnswer(200, first), MakeAnswer(200, newest)});
     const Outcome outcome = Run("varnel execution list x --limit 2 -o table");
     EXPECT_EQ(outcome.out, "id  createdAt\ni   2025-01-09\nh   2025-01-08\n");
     EXPECT_PRED2(Has, outcome.err, "the newest 2 of 9 executions");
@@ -371,7 +372,7 @@ TEST_F(ScriptedCommandTest, PeopleSeeTheNewestExecutionsFirst) {
 
     const std::string states =
         R"([{"id":"a","state":"x","createdAt":"1"},{"id":"b","state":"x","createdAt":"2"},{"id":"c","state":"y","createdAt":"3"}])";
-    server.Answer(MakeAnswer(states));
+    server.Answer(MakeAnswer(200, states));
     const Outcome chosen = Run("varnel execution list x --limit 1 --state x -o table");
     EXPECT_EQ(chosen.out, "id  state  createdAt\nb   x      2\n");
     EXPECT_PRED2(Has, chosen.err, "the newest 1 executions, and there may be more");
@@ -380,35 +381,34 @@ TEST_F(ScriptedCommandTest, PeopleSeeTheNewestExecutionsFirst) {
 TEST_F(ScriptedCommandTest, TerminalsAreNeitherSteeredNorOverflowed) {
     if (!HasTerminal()) { GTEST_SKIP(); }
     const std::string longId = "sim-0123456789-0123456789-0123456789";
-    server.Answer(
-        MakeAnswer(R"([{"id":")" + longId +
-                   "\",\"name\":\"橋の上を走る列車\",\"note\":\"e\u0301\\u001b[2J\\u202ex\u0085\","
-                   "\"scope\":\"something\"}]"));
+    server.Answer(MakeAnswer(
+        200, R"([{"id":")" + longId +
+                 "\",\"name\":\"橋の上を走る列車\",\"note\":\"e\u0301\\u001b[2J\\u202ex\u0085\","
+                 "\"scope\":\"something\"}]"));
     const std::string wide = RunOnTerminal("varnel simulation list", 120);
     EXPECT_PRED2(Has, wide, "\x1b[1mid");
     EXPECT_PRED2(Has, wide, "橋の上を走る列車  e\u0301�[2J�x�");
-    EXPECT_EQ(RunOnTerminal("NO_COLOR=1 varnel simulation list", 120).find('\x1b'),
-              std::string::npos);
+    EXPECT_PRED2(Lacks, RunOnTerminal("NO_COLOR=1 varnel simulation list", 120), "\x1b");
     const std::string narrow = RunOnTerminal("varnel simulation list", 48);
     EXPECT_PRED2(Has, narrow, longId + "  橋の");
     EXPECT_PRED2(Has, narrow, "no room for note, scope");
     EXPECT_PRED2(Has, RunOnTerminal("varnel simulation list", 20), longId);
     const std::string shown = RunOnTerminal("varnel simulation list -o json", 80);
     EXPECT_PRED2(Has, shown, "\\u001b[2J\\u202ex\\u0085");
-    server.Answer(MakeAnswer("a\u202eb"));
+    server.Answer(MakeAnswer(200, "a\u202eb"));
     for (const char* command :
          {"varnel api GET /x", "varnel trace --bodies -- varnel api GET /x"}) {
         EXPECT_PRED2(Has, RunOnTerminal(command, 200), "a\\u202eb");
     }
-    server.Answer(MakeAnswer(R"({"error":{"message":"a\u001b[2J\u202eb"}})", "404 Not Found"));
+    server.Answer(MakeAnswer(404, R"({"error":{"message":"a\u001b[2J\u202eb"}})"));
     EXPECT_PRED2(Has, Run("varnel version").err, "a�[2J�b");
 }
 
 TEST_F(ScriptedCommandTest, AReadIsOneRequest) {
-    server.Answer(MakeAnswer("[1]"));
+    server.Answer(MakeAnswer(200, "[1]"));
     EXPECT_EQ(Run("varnel version").status, 0);
     EXPECT_EQ(server.TakeRequests().size(), 1);
-    server.Answer(MakeAnswer("{}", "201 Created"));
+    server.Answer(MakeAnswer(201, "{}"));
     EXPECT_EQ(Run("varnel execution start x").status, 0);
     EXPECT_EQ(server.TakeRequests().size(), 1);
 }

@@ -43,10 +43,10 @@ TEST_F(DoctorTest, NamesTheOneThingThatIsBroken) {
              {"VARNEL_API_PORT=1", "", 3, "port", "refused"},
              {"", "SSH-2.0-OpenSSH_9.2\r\n", 3, "protocol", "SSH-2.0-OpenSSH_9.2"},
              {"", "\x15\x03\x01", 3, "protocol", "TLS"},
-             {"", MakeAnswer(error, "401 No"), 4, "service", "not for you"},
-             {"", MakeAnswer(error, "403 No"), 1, "service", "not for you"},
-             {"", MakeAnswer("<html>"), 1, "service", "JSON"},
-             {"", MakeAnswer("[1]", "200 OK\r\nDate: Mon, 06 Jan 2025 09:00:00 GMT"), 0, "clock",
+             {"", MakeAnswer(401, error), 4, "service", "not for you"},
+             {"", MakeAnswer(403, error), 1, "service", "not for you"},
+             {"", MakeAnswer(200, "<html>"), 1, "service", "JSON"},
+             {"", MakeAnswer(200, "[1]", "Date: Mon, 06 Jan 2025 09:00:00 GMT\r\n"), 0, "clock",
               "ahead"},
          }) {
         server.Answer(given.answer);
@@ -58,17 +58,16 @@ TEST_F(DoctorTest, NamesTheOneThingThatIsBroken) {
                 "map(select(.result == \"warn\")))[0] | .check, .found' all; exit $status");
         SCOPED_TRACE(given.variables + given.answer + outcome.out + outcome.err);
         EXPECT_EQ(outcome.status, given.status);
-        EXPECT_EQ(outcome.out.rfind(*given.check == '\0' ? "null\n" : given.check, 0), 0);
+        EXPECT_PRED2(BeginsWith, outcome.out, *given.check == '\0' ? "null\n" : given.check);
         EXPECT_PRED2(Has, outcome.out, given.found);
-        EXPECT_EQ(Read("all").find("secret1"), std::string::npos);
+        EXPECT_PRED2(Lacks, Read("all"), "secret1");
         EXPECT_EQ(Run("jq 'map(select(.result == \"fail\")) | length < 2' all").out, "true\n");
     }
     // It asks without a token first, and then as every command does.
-    const std::string answer = MakeAnswer("[1]");
+    const std::string answer = MakeAnswer(200, "[1]");
     for (const auto& [options, status] :
          std::vector<std::pair<std::string, int>>{{"", 0}, {" --retries 0", 1}}) {
-        server.Answer(answer, ScriptedServer::Manner::Whole,
-                      {answer, MakeAnswer(error, "503 Busy")});
+        server.Answer(answer, ScriptedServer::Manner::Whole, {answer, MakeAnswer(503, error)});
         WriteConfig("", server.port);
         EXPECT_EQ(Run("varnel doctor" + options).status, status) << options;
     }
@@ -77,7 +76,7 @@ TEST_F(DoctorTest, NamesTheOneThingThatIsBroken) {
     const Outcome outcome = Run("timeout 9 varnel doctor --timeout 0.5 -o table");
     EXPECT_EQ(outcome.status, 3);
     EXPECT_PRED2(Has, outcome.out, "says nothing");
-    EXPECT_EQ(outcome.out.find("clock"), std::string::npos) << outcome.out;
+    EXPECT_PRED2(Lacks, outcome.out, "clock");
 }
 
 } // namespace

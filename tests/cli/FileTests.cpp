@@ -97,7 +97,7 @@ TEST_F(FileTest, SignalsEndTheProgramAndLeaveNothingHalf) {
         peer.AwaitEnd();
         EXPECT_TRUE(WIFSIGNALED(status));
         EXPECT_EQ(Read("looped"), "");
-        EXPECT_NE(Read("err").find(given.err), std::string::npos) << Read("err");
+        EXPECT_PRED2(Has, Read("err"), given.err);
         EXPECT_EQ(Run("find . -name '*.part'").out, "");
     }
     SilentPeer peer;
@@ -143,7 +143,7 @@ TEST_F(FileTest, SettingsChangeAndCommentsStay) {
         const Outcome outcome = Run("varnel config " + std::string(given.command));
         EXPECT_EQ(outcome.status, 0) << given.command << outcome.err;
         EXPECT_EQ(Read("config.json"), given.after) << given.command;
-        EXPECT_EQ(outcome.err.find("word\n"), std::string::npos);
+        EXPECT_PRED2(Lacks, outcome.err, "word\n");
     }
     EXPECT_EQ(Run("VARNEL_CONFIG=new/config.json varnel config init").status, 0);
     EXPECT_EQ(Run("VARNEL_CONFIG=new/config.json varnel config init").status, 1);

@@ -34,8 +34,8 @@ TEST_F(TraceTest, ShowsTheStatusThatTheLibraryHides) {
     EXPECT_EQ(Read("trace.jsonl"), "precious");
     EXPECT_EQ(Run("varnel trace --tls -- true").status, 2);
     const std::string inherited = Run("varnel trace --to new.jsonl -- ls -l /proc/self/fd").out;
-    EXPECT_EQ(inherited.find("new.jsonl"), std::string::npos) << inherited;
-    EXPECT_EQ(inherited.find("socket:"), std::string::npos) << inherited;
+    EXPECT_PRED2(Lacks, inherited, "new.jsonl");
+    EXPECT_PRED2(Lacks, inherited, "socket:");
 }
 
 TEST_F(TraceTest, StandsInTheWayOfNoSignal) {
@@ -79,7 +79,7 @@ TEST_F(TraceTest, FindsTheHostOfTheTokensGroupAndTheStoredToken) {
     EXPECT_EQ(entry.at("request").at("url"),
               emulator.GetUrl() + "/simulations/sim-bridge/executions");
     EXPECT_EQ(entry.at("response").at("status"), 201);
-    EXPECT_EQ(outcome.err.find(GroupToken), std::string::npos);
+    EXPECT_PRED2(Lacks, outcome.err, GroupToken);
 }
 
 struct RecordCase {
@@ -201,7 +201,7 @@ TEST_F(TraceTest, BodiesAreRecordedWithoutCredentials) {
     const char* redacted =
         R"x({"password":"(redacted)","n":12345678901234567890,"a":["(redacted)"]})x";
     for (const char* secret : {"key12345", "word5678", "id=1", "access_token=1", "\"p\""}) {
-        EXPECT_EQ(text.find(secret), std::string::npos) << secret << text;
+        EXPECT_PRED2(Lacks, text, secret);
     }
     const json entry = json::parse(text).at("log").at("entries").at(0);
     EXPECT_EQ(entry.at("request").at("postData").at("text"), redacted);

@@ -26,18 +26,6 @@ protected:
         return options;
     }
 
-    static std::string MakeKeptAnswer(int status, const std::string& body,
-                                      const std::string& headers = "") {
-        return "HTTP/1.1 " + std::to_string(status) + " Answer\r\n" + headers +
-               "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
-    }
-
-    /// The same from a service that says that it closes the connection, as it then does.
-    static std::string MakeAnswer(int status, const std::string& body,
-                                  const std::string& headers = "") {
-        return MakeKeptAnswer(status, body, headers + "Connection: close\r\n");
-    }
-
     ScriptedServer server;
 };
 

@@ -108,8 +108,8 @@ TEST_F(ClientConnections, GoThroughAProxyButNeverToThisMachine) {
     EXPECT_EQ(refused.sent, SentState::NotSent);
     EXPECT_EQ(refused.status, 0);
     const std::string tunnel = proxy.TakeRequests().at(0);
-    EXPECT_EQ(tunnel.rfind("CONNECT service.invalid:", 0), 0U);
-    EXPECT_EQ(tunnel.find("t0ken"), std::string::npos);
+    EXPECT_PRED2(BeginsWith, tunnel, "CONNECT service.invalid:");
+    EXPECT_PRED2(Lacks, tunnel, "t0ken");
     setenv("no_proxy", "service.invalid", 1);
     EXPECT_EQ(ServiceClient(options).GetAgent().failure, Failure::CannotResolve);
     for (const char* name : {"http_proxy", "https_proxy", "no_proxy"}) { unsetenv(name); }

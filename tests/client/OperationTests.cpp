@@ -18,13 +18,13 @@ TEST_F(ClientOperations, SendWhatTheirTableSays) {
         EXPECT_EQ(outcome.sent, SentState::Answered);
         EXPECT_EQ(outcome.attempts, 1);
         const ServiceOperation& operation = FindOperation(given.name);
-        EXPECT_EQ(std::string(given.request).rfind(operation.method, 0), 0U);
+        EXPECT_PRED2(BeginsWith, std::string(given.request), operation.method);
         const Log requests = server.TakeRequests();
         ASSERT_EQ(requests.size(), 1U);
         const std::string& request = requests.front();
         EXPECT_EQ(request.substr(0, request.find(" HTTP/1.1\r\n")), given.request);
         EXPECT_EQ(request.substr(request.find("\r\n\r\n") + 4), given.body);
-        EXPECT_NE(request.find("\r\nAuthorization: Bearer t0ken\r\n"), std::string::npos);
+        EXPECT_PRED2(Has, request, "\r\nAuthorization: Bearer t0ken\r\n");
         EXPECT_EQ(request.find("\r\nContent-Type: application/json\r\n") != std::string::npos,
                   *given.body != '\0');
     }
@@ -39,7 +39,7 @@ TEST_F(ClientOperations, StandInTheDocumentAsInTheirTable) {
         const std::string line = document.substr(row, document.find('\n', row) - row);
         const std::string expected =
             std::string(" | ") + operation.method + " | `" + operation.target + "` | ";
-        EXPECT_NE(line.find(expected), std::string::npos) << line;
+        EXPECT_PRED2(Has, line, expected);
     }
 }
 
@@ -75,7 +75,7 @@ TEST_F(ClientOperations, SendAnyBytesAndReturnTheAnswersOwn) {
     const Outcome outcome = client.Send("PUT", "/a?b=%2F", number);
     EXPECT_EQ(outcome.text, number);
     const std::string request = server.TakeRequests().at(0);
-    EXPECT_EQ(request.rfind("PUT /a?b=%2F HTTP/1.1\r\n", 0), 0U);
+    EXPECT_PRED2(BeginsWith, request, "PUT /a?b=%2F HTTP/1.1\r\n");
     EXPECT_EQ(request.substr(request.find("\r\n\r\n") + 4), number);
 }
 

@@ -46,12 +46,6 @@ protected:
         apiHost = "0.0.1";
     }
 
-    /// @param headerLines each with its line end
-    void Answer(int status, const std::string& body, const std::string& headerLines = "") {
-        server.Answer("HTTP/1.1 " + std::to_string(status) + " As scripted\r\nContent-Length: " +
-                      std::to_string(body.size()) + "\r\n" + headerLines + "\r\n" + body);
-    }
-
     /// What an action writes to standard output and flushes. It must leave standard error alone.
     static std::string CaptureOutput(const std::function<void()>& action);
 };

@@ -99,7 +99,7 @@ TEST_F(Hostname, IsResolvedAgainAfterAFailure) {
 TEST_F(Hostname, OfTheLinkIsThatOfTheTokenAfterTheRequest) {
     UseGroup();
     tokens = {"A", "A", "B"};
-    Answer(201, "");
+    server.Answer(MakeAnswer(201, ""));
     ApiConnector connector;
     server.TakeLog();
     json data = json::object();

@@ -27,7 +27,7 @@ TEST_F(Operations, LeaveTheTargetToTheEscapingOfTheHttpClient) {
 TEST_F(Operations, ReadTheAnswersThatTheirGatesLetThrough) {
     ApiConnector connector;
     const auto check = [&](int status, const std::string& text) {
-        Answer(status, text, "Location: /elsewhere\r\n");
+        server.Answer(MakeAnswer(status, text, "Location: /elsewhere\r\n"));
         for (const Operation& operation : AllOperations) {
             SCOPED_TRACE(operation.request + " " + std::to_string(status) + text);
             json result;
@@ -48,7 +48,7 @@ TEST_F(Operations, ReadTheAnswersThatTheirGatesLetThrough) {
 TEST_F(Operations, TakeTheirStepsInOrderAndEndWhereOneThrows) {
     UseGroup();
     tokens = {"A"};
-    Answer(201, "{}");
+    server.Answer(MakeAnswer(201, "{}"));
     const Log steps{"token", "group of A", "token", "request", "token"};
     for (const Operation& operation : AllOperations) {
         const bool isLinked = operation.gate == Gate::Execution;
@@ -120,19 +120,19 @@ TEST_F(Operations, CollectTheIdentifiersOfWhateverTheServiceLists) {
     };
     ApiConnector connector;
     for (const auto& [document, names] : documents) {
-        Answer(200, document);
+        server.Answer(MakeAnswer(200, document));
         EXPECT_EQ(connector.GetSimulationNames(), names) << document;
-        Answer(404, document);
+        server.Answer(MakeAnswer(404, document));
         EXPECT_EQ(connector.GetSimulationNames(), SimulationNamesListType()) << document;
     }
     for (const std::string id : {"7", "null", "[\"a\"]", "{}"}) {
-        Answer(200, R"({"items":[{"id":"a"},{"id":)" + id + "}]}");
+        server.Answer(MakeAnswer(200, R"({"items":[{"id":"a"},{"id":)" + id + "}]}"));
         EXPECT_THROW(connector.GetSimulationNames(), json::type_error) << id;
     }
     for (const std::string& target : server.TakeTargets()) {
         EXPECT_EQ(target, "GET /simulations?scope=user&limit=50&offset=0");
     }
-    Answer(404, R"({"error":1})");
+    server.Answer(MakeAnswer(404, R"({"error":1})"));
     EXPECT_EQ(connector.GetSimulationPreexecutionData("s1"), json({{"error", 1}}));
     EXPECT_EQ(server.TakeTargets(), Log{"GET /simulations/s1/inputs"});
 }
@@ -154,7 +154,7 @@ TEST_F(Operations, ReturnAProjectsBytesAndTheRawNameThatTheServiceSent) {
     for (const auto& [headerLines, filename] : cases) {
         json expected{{"status", "ok"}, {"body", bytes}};
         if (!filename.is_null()) { expected["filename"] = filename; }
-        Answer(200, bytes, headerLines);
+        server.Answer(MakeAnswer(200, bytes, headerLines));
         EXPECT_EQ(connector.GenerateProject(json()), expected) << headerLines;
     }
 }

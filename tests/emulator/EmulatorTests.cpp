@@ -137,8 +137,8 @@ TEST(Emulator, FaultsSpoilTheAnswer) {
     };
     const std::string course = drawCourse();
     EXPECT_EQ(drawCourse(), course);
-    EXPECT_NE(course.find('2'), std::string::npos);
-    EXPECT_NE(course.find('5'), std::string::npos);
+    EXPECT_PRED2(Has, course, "2");
+    EXPECT_PRED2(Has, course, "5");
 }
 
 TEST(Emulator, KeepsRequestsAsTheyCameWithoutTokens) {
@@ -169,7 +169,7 @@ TEST(Emulator, ProjectsAreTheSameBytesEverywhere) {
     EXPECT_EQ(generate("America/New_York"), archive);
     EXPECT_EQ(archive.substr(0, 4), "PK\3\4");
     EXPECT_EQ(archive[7] & 8, 8) << "names are marked as UTF-8";
-    EXPECT_NE(archive.find("ü/files/é"), std::string::npos);
+    EXPECT_PRED2(Has, archive, "ü/files/é");
 }
 
 } // namespace

@@ -196,7 +196,7 @@ TEST(Http, HeadAndAllowFollowThePath) {
              {" /users/x", "GET, HEAD, PATCH, DELETE, OPTIONS"}}) {
         for (const std::string method : {"PUT", "TRACE", "OPTIONS"}) {
             const std::string answer = ask(method + path);
-            EXPECT_NE(answer.find("\r\nAllow: " + allowed + "\r\n"), std::string::npos) << answer;
+            EXPECT_PRED2(Has, answer, "\r\nAllow: " + allowed + "\r\n");
             EXPECT_EQ(answer.find("\r\nContent-Type: ") == std::string::npos, method == "OPTIONS")
                 << answer;
         }
@@ -291,8 +291,7 @@ TEST(Http, StopsWhateverClientsDo) {
     while (emulator.GetFaults()[2]["applied"] == 0) {}
     emulator.Stop();
     for (const int answered : {peers[5], peers[6]}) {
-        EXPECT_NE(ReadUntil(answered, "").find("\r\n\r\n{"), std::string::npos)
-            << "the rest at once";
+        EXPECT_PRED2(Has, ReadUntil(answered, ""), "\r\n\r\n{") << "the rest at once";
     }
     for (const int peer : peers) { close(peer); }
 }

@@ -62,7 +62,7 @@ TEST(Record, IsReplayedInItsOrder) {
         for (const auto& [request, body, status, answer] : cases) {
             const Reply reply = Ask(emulator, request, body);
             EXPECT_EQ(reply.status, status) << request;
-            EXPECT_NE(reply.body.find(answer), std::string::npos) << reply.body;
+            EXPECT_PRED2(Has, reply.body, answer);
         }
         emulator.Reset();
     }
@@ -108,24 +108,22 @@ TEST(Record, LearnsFromTheServiceWithoutItsSecrets) {
         return answers;
     };
     const std::string learnt = ask(1);
-    EXPECT_NE(learnt.find("hidden-1"), std::string::npos) << "the answer itself is not changed";
+    EXPECT_PRED2(Has, learnt, "hidden-1") << "the answer itself is not changed";
     EXPECT_EQ(learnt.find("http://front.end{"), 0U) << learnt;
     const json asked = service.GetRequests();
     ASSERT_EQ(asked.size(), 3U);
     EXPECT_EQ(asked[0]["body"], body);
     EXPECT_EQ(asked[0]["target"], target);
     const std::string record = Read(options.recordFile);
-    EXPECT_EQ(record.find("hidden"), std::string::npos) << record;
-    EXPECT_NE(record.find("/sign-in?"), std::string::npos) << "a cookie's path is no secret";
-    EXPECT_NE(record.find("\"(redacted), (redacted), (redacted), (redacted), (redacted)"),
-              std::string::npos)
-        << record;
+    EXPECT_PRED2(Lacks, record, "hidden");
+    EXPECT_PRED2(Has, record, "/sign-in?") << "a cookie's path is no secret";
+    EXPECT_PRED2(Has, record, "\"(redacted), (redacted), (redacted), (redacted), (redacted)");
     EXPECT_EQ(json::parse(record)["log"]["entries"].size(), 3U);
     struct stat facts {};
     ASSERT_EQ(stat(options.recordFile.c_str(), &facts), 0);
     EXPECT_EQ(facts.st_mode & 0777U, 0600U);
 
-    EXPECT_NE(ask(1).find("[\"0.4.1\"]404"), std::string::npos);
+    EXPECT_PRED2(Has, ask(1), "[\"0.4.1\"]404");
     EXPECT_EQ(service.GetRequests().size(), 3U) << "asks for what it knows";
     ask(2);
     EXPECT_EQ(service.GetRequests().size(), 6U) << "a second time is not the first";
@@ -135,7 +133,7 @@ TEST(Record, LearnsFromTheServiceWithoutItsSecrets) {
     const Emulator relay(options);
     const Reply reply = Ask(relay, "GET /agent");
     EXPECT_EQ(reply.status, 502);
-    EXPECT_NE(reply.body.find(service.GetUrl() + " does not answer"), std::string::npos);
+    EXPECT_PRED2(Has, reply.body, service.GetUrl() + " does not answer");
 }
 
 TEST(Record, StaysWholeWhenTheDiskIsFull) {
@@ -155,8 +153,7 @@ TEST(Record, StaysWholeWhenTheDiskIsFull) {
     setrlimit(RLIMIT_FSIZE, &before);
     signal(SIGXFSZ, handler);
     EXPECT_EQ(refused.status, 500);
-    EXPECT_NE(refused.body.find("record.har: cannot be written: "), std::string::npos)
-        << refused.body;
+    EXPECT_PRED2(Has, refused.body, "record.har: cannot be written: ");
     EXPECT_EQ(ReadHarFile(options.recordFile).size(), 1U);
     EXPECT_EQ(Ask(relay, "GET /users").status, 200);
     EXPECT_EQ(ReadHarFile(options.recordFile).size(), 2U);

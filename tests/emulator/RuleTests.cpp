@@ -55,7 +55,7 @@ TEST(Rules, AreFoundByNameAndCounted) {
     EXPECT_EQ(Ask(emulator, "GET /users/a/b").status, 404);
     EXPECT_EQ(Get(emulator, "/_local/faults/any")["matched"], 1);
     EXPECT_EQ(Ask(emulator, "GET /_local/faults/none").status, 404);
-    EXPECT_NE(emulator.CheckFaults().find("/users) was never applied"), std::string::npos);
+    EXPECT_PRED2(Has, emulator.CheckFaults(), "/users) was never applied");
     EXPECT_EQ(Ask(emulator, "POST /_local/check/faults").status, 409);
     EXPECT_EQ(Ask(emulator, "GET /users").status, 503);
     EXPECT_EQ(emulator.CheckFaults(), "");
@@ -144,7 +144,7 @@ TEST(Requests, AreHeldAgainstExpectations) {
              {R"({"path": "/users", "atLeast": 2, "atMost": 3})", "expected 2 to 3, but 1 of 4"}}) {
         const std::string told = emulator.CheckRequests(json::parse(expectation));
         EXPECT_EQ(told.empty(), *problem == 0) << expectation << told;
-        EXPECT_NE(told.find(problem), std::string::npos) << told;
+        EXPECT_PRED2(Has, told, problem);
         EXPECT_EQ(Ask(emulator, "POST /_local/check/requests", expectation).status,
                   *problem == 0 ? 200 : 409);
     }

@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "Texts.h"
+
 using nlohmann::json;
 using VarnelBase::Emulator;
 using VarnelBase::EmulatorOptions;
@@ -54,12 +56,8 @@ inline EmulatorOptions MakeOptions(const std::string& seed) {
 
 /// Expects that an emulator does not start, and names what it cannot use.
 inline void ExpectProblem(const EmulatorOptions& options, const std::string& named) {
-    try {
-        const Emulator emulator(options);
-        ADD_FAILURE() << "starts in spite of " << named;
-    } catch (const std::exception& error) {
-        EXPECT_NE(std::string(error.what()).find(named), std::string::npos) << error.what();
-    }
+    EXPECT_PRED2(Has, CatchMessage<std::exception>([&] { const Emulator emulator(options); }),
+                 named);
 }
 
 inline std::string MakeDirectory() {

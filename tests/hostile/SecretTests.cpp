@@ -101,9 +101,9 @@ TEST_F(Secrets, AreNowhereWhateverFails) {
     }
     EXPECT_GT(verifiers.size(), 10U);
     verifiers.push_back("S3CRET");
-    for (const std::string& secret : verifiers) { EXPECT_EQ(seen.find(secret), std::string::npos); }
-    EXPECT_NE(seen.find("http://127.0.0.1:"), std::string::npos);
-    EXPECT_EQ(seen.find("code_challenge"), std::string::npos); // Other users see arguments.
+    for (const std::string& secret : verifiers) { EXPECT_PRED2(Lacks, seen, secret); }
+    EXPECT_PRED2(Has, seen, "http://127.0.0.1:");
+    EXPECT_PRED2(Lacks, seen, "code_challenge"); // Other users see arguments.
     EXPECT_EQ(other.TakeRequests(), Log());
 }
 
@@ -116,7 +116,7 @@ TEST_F(Secrets, AreInNoMessageAboutWhatIsGiven) {
         "e30.eyJncm91cHMiOlsiUzNDUkVUIGdyb3VwIl19.UzNDUkVU"; // and a word
     Fail([&] { AuthHandler().GetFirstGroup(groupIsS3cret); });
     Fail([] { TokenStore().Store({"S3CRET\n", ""}); });
-    EXPECT_EQ(seen.find("S3CRET"), std::string::npos) << seen;
+    EXPECT_PRED2(Lacks, seen, "S3CRET");
 }
 
 } // namespace VarnelBase

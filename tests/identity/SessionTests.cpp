@@ -133,11 +133,9 @@ TEST_F(Sessions, NeedNoPersonWithAVariableAPasswordOrARefreshToken) {
         TokenStore().Clear();
         if (!stored.accessToken.empty()) { TokenStore().Store(stored); }
         EXPECT_EQ(AuthHandler::CanLoginNonInteractively(), isEnough);
-        std::string message;
-        try {
-            AuthHandler::RequireNonInteractive("nightly run");
-        } catch (const std::runtime_error& error) { message = error.what(); }
-        EXPECT_EQ(message.rfind("nightly run", 0), isEnough ? std::string::npos : 0U) << message;
+        const std::string message =
+            CatchMessage([] { AuthHandler::RequireNonInteractive("nightly run"); });
+        EXPECT_EQ(BeginsWith(message, "nightly run"), !isEnough) << message;
     }
 }
 
@@ -184,7 +182,7 @@ TEST_F(Sessions, WaitForALockAndDoNothingWithoutIt) {
             EXPECT_EQ(answer, old);
             EXPECT_LE(waited, seconds(4));
         } else {
-            EXPECT_NE(answer.find("another program"), std::string::npos) << answer;
+            EXPECT_PRED2(Has, answer, "another program");
             EXPECT_GE(waited, seconds(10));
             EXPECT_LE(waited, seconds(11));
         }
@@ -304,7 +302,7 @@ TEST_F(Sessions, AreNotRenewedByAnAnswerThatTakesForever) {
         if (perWait == 0) {
             EXPECT_EQ(answer, "renewed");
         } else {
-            EXPECT_NE(answer.find("no complete answer"), std::string::npos) << answer;
+            EXPECT_PRED2(Has, answer, "no complete answer");
         }
         EXPECT_EQ(CountRequests(), 1);
     }

@@ -18,9 +18,9 @@
 #include <string>
 #include <vector>
 
-#include "../wire/OpenFiles.h"
 #include "ApiConnector.h"
 #include "LoginGuide.h"
+#include "OpenFiles.h"
 
 namespace {
 

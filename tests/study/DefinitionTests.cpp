@@ -119,12 +119,8 @@ TEST_F(DefinitionTest, NamesLineMemberAndReasonOfEveryError) {
     };
     for (const auto& [text, problem] : cases) {
         SCOPED_TRACE(text);
-        try {
-            ReadStudy(Quote(text));
-            ADD_FAILURE() << "was accepted";
-        } catch (const std::runtime_error& error) {
-            EXPECT_EQ(error.what(), GetPath(Quote(problem)));
-        }
+        EXPECT_EQ(CatchMessage([&, &study = text] { ReadStudy(Quote(study)); }),
+                  GetPath(Quote(problem)));
     }
 }
 

@@ -84,12 +84,7 @@ TEST_F(JournalTest, KeepsWhatIsDoneWhenTheStudyGrowsOrIsReordered) {
 
 TEST_F(JournalTest, RefusesAnotherStudyASecondRunAndToReadWhatIsNotThere) {
     const auto refuse = [](const std::string& reason, const std::function<void()>& act) {
-        try {
-            act();
-            ADD_FAILURE() << reason;
-        } catch (const std::runtime_error& error) {
-            EXPECT_PRED_FORMAT2(testing::IsSubstring, reason, error.what());
-        }
+        EXPECT_PRED2(Has, CatchMessage(act), reason);
     };
     const std::string file = GetPath("study.journal");
     refuse("has not been run", [&] { Journal::OpenToRead(file); });

@@ -6,9 +6,9 @@
 #include <iostream>
 #include <regex>
 
-#include "OpenFiles.h"
-#include "../connector/Operations.h"
-#include "../connector/ScriptedServer.h"
+#include "../support/OpenFiles.h"
+#include "../support/Operations.h"
+#include "../support/ScriptedServer.h"
 
 using VarnelBase::ApiConnector;
 using VarnelBase::json;

@@ -17,6 +17,19 @@
 
 using Log = std::vector<std::string>;
 
+/// @param headers each with its line end
+inline std::string MakeKeptAnswer(int status, const std::string& body,
+                                  const std::string& headers = "") {
+    return "HTTP/1.1 " + std::to_string(status) + " Answer\r\n" + headers +
+           "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+/// The same from a service that says that it closes the connection.
+inline std::string MakeAnswer(int status, const std::string& body,
+                              const std::string& headers = "") {
+    return MakeKeptAnswer(status, body, headers + "Connection: close\r\n");
+}
+
 /// A server on 127.0.0.1: raw bytes in, raw bytes out; one request per connection unless it is
 /// kept.
 class ScriptedServer {

@@ -15,6 +15,8 @@
 #include <system_error>
 #include <vector>
 
+#include "Texts.h"
+
 namespace VarnelBase {
 
 /// A home directory of the test's own, and no variable that the library reads.

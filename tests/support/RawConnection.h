@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "Texts.h"
+
 inline int ConnectTo(int port) {
     const int peer = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address{};

@@ -16,10 +16,6 @@ protected:
 
     static void Set(const char* name, const std::string& value) { setenv(name, value.c_str(), 1); }
 
-    static std::string MakeAnswer(int status, const std::string& body) {
-        return "HTTP/1.1 " + std::to_string(status) + " OK\r\n\r\n" + body;
-    }
-
     /// Serves as discovery document and as answer of the token endpoint alike.
     json MakeProviderDocument(const std::string& accessToken,
                               const std::string& refreshToken) const {
