@@ -13,7 +13,7 @@ each() {
 git diff --cached --check
 each '*.cpp' clang-format --dry-run --Werror
 each '*.h' clang-format --dry-run --Werror
-each '*.sh' shellcheck --severity=warning --exclude=SC1090
+each '*.sh' shellcheck --severity=warning --external-sources --exclude=SC1090
 each '*.json' jq --exit-status . >/dev/null
 docs/operations.py --check
 .ci/documentation/check-settings.py

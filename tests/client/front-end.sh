@@ -3,29 +3,25 @@
 # what it says when the service refuses.
 #
 #   front-end.sh FRONT-END EMULATOR
-set -euo pipefail
-
 front_end=$1
 emulator=$2
-HOME=$(mktemp -d)
-export HOME
-trap 'rm -rf "$HOME"' EXIT
-unset XDG_CONFIG_HOME XDG_STATE_HOME "${!VARNEL_@}"
+root=$(cd "$(dirname "$0")/../.." && pwd)
+# shellcheck source=tests/support/emulator.sh
+source "$root/tests/support/emulator.sh"
 
-run() { "$emulator" exec --speed 600 -- "$front_end" "$@" 2>"$HOME/errors"; }
+run() { "$emulator" exec --speed 600 -- "$front_end" "$@" 2>errors; }
 
 run | grep -q '^"sim-bridge" '
-mkdir "$HOME/projects"
-run sim-bridge "$HOME/projects" >"$HOME/output"
-grep -q '^execution "exe-[0-9]*" finished$' "$HOME/output"
-grep -q "^$HOME/projects/project.zip: [0-9]* bytes$" "$HOME/output"
-grep -q '^progress 1$' "$HOME/errors"
-unzip -tq "$HOME/projects/project.zip" >/dev/null
+mkdir projects
+run sim-bridge projects >output
+grep -q '^execution "exe-[0-9]*" finished$' output
+grep -q "^projects/project.zip: [0-9]* bytes$" output
+grep -q '^progress 1$' errors
+unzip -tq projects/project.zip >/dev/null
 
-! run nothing "$HOME/projects"
-grep -q 'GET /simulations/nothing/inputs: refused with 404' "$HOME/errors"
+! run nothing projects
+grep -q 'GET /simulations/nothing/inputs: refused with 404' errors
 
 # The document shows the example as it is.
-document=$(dirname "$0")/../../docs/CLIENT.md
-awk '/^```cpp$/ && !shown { inside = 1; next } /^```$/ && inside { shown = 1; inside = 0 } inside' "$document" |
-    diff - "$(dirname "$0")/../../examples/front-end.cpp"
+awk '/^```cpp$/ && !shown { inside = 1; next } /^```$/ && inside { shown = 1; inside = 0 } inside' "$root/docs/CLIENT.md" |
+    diff - "$root/examples/front-end.cpp"

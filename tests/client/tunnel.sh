@@ -3,34 +3,16 @@
 # good, and to one whose certificate names another host, which gets no token.
 #
 #   tunnel.sh LIST-SIMULATIONS EMULATOR
-set -euo pipefail
 list_simulations=$1
 emulator=$2
 document=$(cd "$(dirname "$0")/../.." && pwd)/SECURITY.md
-HOME=$(mktemp -d)
-export HOME
-trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$HOME"' EXIT
-unset XDG_CONFIG_HOME XDG_STATE_HOME "${!VARNEL_@}"
-cd "$HOME"
-
-fail() {
-    echo "tunnel.sh: $*" >&2
-    tail -v -n 20 -- *.log >&2
-    exit 1
-}
+# shellcheck source=tests/support/emulator.sh
+source "$(dirname "$0")/../support/emulator.sh"
 
 # make_certificate NAME: self-signed, in cert.pem and key.pem
 make_certificate() {
     openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 2 -subj /CN=service \
         -addext "subjectAltName=DNS:$1" -keyout key.pem -out cert.pem 2>/dev/null
-}
-
-# start_service ARGUMENTS: an emulator on a free port, whose address is then in `url`
-start_service() {
-    rm -f line && mkfifo line
-    "$emulator" --port 0 "$@" >line 2>service.log & service=$!
-    exec 5<line
-    read -r url <&5 || fail "the service does not start"
 }
 
 # open_tunnel: with the configuration of the document, for this machine's service
@@ -45,24 +27,23 @@ open_tunnel() {
     # It listens once it has said so. What follows is read, too, or it could not write.
     exec 6<told
     until [[ $line == *'Configuration successful'* ]]; do
-        read -r line <&6 || fail "the tunnel does not open"
-        echo "$line" >>tunnel.log
+        read -r line <&6 || fail "the tunnel does not open: $line"
     done
-    cat <&6 >>tunnel.log &
+    cat <&6 >/dev/null &
 }
 
-start_service
+start --port 0
 port=${url##*:} # free from now on
-kill "$service" && wait "$service"
+kill "$pid" && wait "$pid"
 
 for name in alpha.staging.example.com beta.staging.example.com; do
     make_certificate "$name"
-    start_service --tls-cert cert.pem --tls-key key.pem --log
+    start --port 0 --tls-cert cert.pem --tls-key key.pem --log
     open_tunnel
     VARNEL_API_HOST=127.0.0.1 VARNEL_API_PORT=$port VARNEL_TOKEN=t0ken "$list_simulations" >"$name.seen"
-    kill "$tunnel" "$service"
-    wait "$tunnel" "$service" || true
-    grep -c '"target":"/simulations' service.log >"$name.requests" || true
+    kill "$tunnel" "$pid"
+    wait "$tunnel" "$pid" || true
+    grep -c '"target":"/simulations' errors >"$name.requests" || true
 done
 grep -qx sim-bridge alpha.staging.example.com.seen || fail "nothing comes through"
 [[ $(cat alpha.staging.example.com.requests) = 1 ]] || fail "the service's log tells of no request"

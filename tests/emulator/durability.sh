@@ -1,21 +1,10 @@
 #!/usr/bin/env bash
 # What the emulator has confirmed survives kills, and a full disk stops only what writes:
 # durability.sh VARNEL-EMULATOR [KILLS]
-set -euo pipefail
 emulator=$1
 kills=${2:-5}
-work=$(mktemp -d)
-trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
-cd "$work"
-
-fail() { echo "durability.sh: $*" >&2; exit 1; }
-
-# Starts it on what is in "state".
-start() {
-    rm -f first-line && mkfifo first-line
-    "$@" "$emulator" --port 0 --data state >first-line 2>errors & pid=$!
-    read -r url <first-line || fail "does not start: $(cat errors)"
-}
+# shellcheck source=tests/support/emulator.sh
+source "$(dirname "$0")/../support/emulator.sh"
 
 # Creates users with one client until it fails, and prints each answer on a line of its own.
 create_users() {
@@ -37,7 +26,7 @@ compare() {
 }
 
 for ((round = 1; round <= kills; ++round)); do
-    start
+    start --port 0 --data state
     exec 3< <(create_users "$round" | tee -a confirmed)
     for ((n = 0; n <= round * 7 % 97; ++n)); do read -r <&3 || fail "stops answering"; done
     kill -KILL $pid
@@ -46,13 +35,14 @@ for ((round = 1; round <= kills; ++round)); do
     wait $pid 2>/dev/null || cat <&3 >/dev/null
     exec 3<&-
 done
-start
+start --port 0 --data state
 compare
 kill $pid && wait $pid
 
 # The limit on the size of a file stands in for a disk that is full.
-limited() { ulimit -f 1024; trap '' XFSZ; exec "$@"; }
-start limited
+limited() { ulimit -f 1024; trap '' XFSZ; exec "$program" "$@"; }
+program=$emulator emulator=limited
+start --port 0 --data state
 create_users full | tee -a confirmed >/dev/null
 for ((n = 0; n < 500; ++n)); do
     status=$(curl -s -o answer -w '%{http_code}' "$url/users" -d "{\"email\": \"more@$n\", \"role\": \"$(head -c 5000 /dev/zero | tr '\0' r)\"}")
@@ -62,9 +52,9 @@ done
 [ "$status" = 507 ] && grep -q insufficient_storage answer || fail "a full disk gives $status: $(head -c 300 answer)"
 compare
 kill -KILL $pid
-start limited
+start --port 0 --data state
 compare
 curl -fsS "$url/_local/export" >export.json
 kill $pid && wait $pid
-"$emulator" exec --seed export.json -- true || fail "the export cannot be read"
+"$program" exec --seed export.json -- true || fail "the export cannot be read"
 echo "durability: $kills kills, $(wc -l <expected) confirmed users, none lost"

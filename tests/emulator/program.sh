@@ -1,21 +1,9 @@
 #!/usr/bin/env bash
 # What the program does around the service: program.sh VARNEL-EMULATOR.
-set -euo pipefail
 emulator=$1
 docs=$(cd "$(dirname "$0")/../../docs" && pwd)/EMULATOR.md
-work=$(mktemp -d)
-trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
-cd "$work"
-
-fail() { echo "program.sh: $*" >&2; exit 1; }
-
-# Starts it on a free port and waits for its first line.
-start() {
-    rm -f first-line && mkfifo first-line
-    "$emulator" --port 0 "$@" >first-line 2>errors & pid=$!
-    exec 5<first-line
-    read -r url <&5 || fail "does not start: $(cat errors)"
-}
+# shellcheck source=tests/support/emulator.sh
+source "$(dirname "$0")/../support/emulator.sh"
 
 # exec: its status, and what the command finds instead of the caller's settings
 export VARNEL_TOKEN=real VARNEL_API_HOST=real.example.com
@@ -51,17 +39,17 @@ done
 "$emulator" --version --verbose >out && grep -q '^libzip [0-9]' out && grep -q 'libcurl/' out || fail "--verbose: $(cat out)"
 
 # ready file, log, export, and the end by a signal
-start --ready-file ready --export-on-exit export.json --log
+start --port 0 --ready-file ready --export-on-exit export.json --log
 [ "$(cat ready)" = "$url" ] || fail "ready file"
 ! grep warning errors || fail "warns where only this machine can connect"
 curl -fsS "$url/users" -d '{"email": "a@b", "role": "r"}' >/dev/null
 kill -INT $pid && wait $pid || fail "does not end well"
 [ ! -e ready ] && grep -q 'a@b' export.json && grep -q '"target":"/users"' errors || fail "leaves the wrong files"
-start --seed export.json && curl -fsS "$url/users" | grep -q 'a@b' || fail "cannot be seeded with its export"
+start --port 0 --seed export.json && curl -fsS "$url/users" | grep -q 'a@b' || fail "cannot be seeded with its export"
 kill -TERM $pid && wait $pid
 
 # with tokens, the key of /_local comes after the address
-start --auth any --ready-file ready
+start --port 0 --auth any --ready-file ready
 read -r line <&5 && [ "${line##* }" = "$(tail -n 1 ready)" ] && [ "$(head -n 1 ready)" = "$url" ] || fail "key: $line"
 [ "$(curl -s -o /dev/null -w '%{http_code}' "$url/_local/clock")" = 401 ] || fail "/_local is open"
 curl -fsS -H "Authorization: Bearer ${line##* }" "$url/_local/clock" >/dev/null
@@ -72,7 +60,7 @@ for certificate in other.pem cert.pem; do
     openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -out $certificate -days 2 -subj /CN=localhost \
         -addext subjectAltName=IP:127.0.0.1 2>/dev/null
 done
-start --tls-cert cert.pem --tls-key key.pem
+start --port 0 --tls-cert cert.pem --tls-key key.pem
 [[ $url == https://127.0.0.1:* ]] && curl -fsS --cacert cert.pem "$url/users" "$url/_local/clock" >/dev/null || fail "no TLS"
 head -c 3000000 /dev/zero | tr '\0' x | curl -s --cacert cert.pem -T - "$url/users" | grep -q method_not_allowed || fail "no large body through TLS"
 ! curl -s "${url/https/http}/users" >/dev/null || fail "plain HTTP where TLS is spoken"
@@ -85,8 +73,8 @@ SSL_CERT_FILE=cert.pem learn | grep -q 0.4.1 || fail "no TLS upstream"
 kill $pid && wait $pid
 
 # every line of the documentation works, from the same port to the other
-start && free=${url##*:} && kill $pid && wait $pid
-start
+start --port 0 && free=${url##*:} && kill $pid && wait $pid
+start --port 0
 export PATH=${emulator%/*}:$PATH
 grep '^    ' "$docs" | grep -v ctest | sed "s#http://127.0.0.1:8080#$url#; s#8090#$free#" >lines
 [ "$(grep -c /_local/ lines)" -ge 12 ] || fail "finds no documentation"

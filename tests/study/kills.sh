@@ -1,20 +1,16 @@
 #!/usr/bin/env bash
 # Kills studies and emulators in the middle of their work. Afterwards no point has been started twice, and
 # none is missing: kills.sh [KILLS]
-set -euo pipefail
+emulator=$VARNEL_EMULATOR
 kills=${1:-10}
-work=$(mktemp -d)
-trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
-cd "$work"
-export HOME=$work VARNEL_OFFLINE=no VARNEL_ENVIRONMENT=local
-unset XDG_CONFIG_HOME XDG_STATE_HOME VARNEL_TOKEN VARNEL_CONFIG
+# shellcheck source=tests/support/emulator.sh
+source "$(dirname "$0")/../support/emulator.sh"
+export VARNEL_OFFLINE=no VARNEL_ENVIRONMENT=local
 points=150
 port=0
 
 start_emulator() {
-    rm -f first-line && mkfifo first-line
-    "$VARNEL_EMULATOR" --port "$port" --data state --speed 100 >first-line 2>errors & emulator=$!
-    read -r url <first-line || { cat errors; exit 1; }
+    start --port "$port" --data state --speed 100
     port=${url##*:}
     export VARNEL_API_HOST=127.0.0.1 VARNEL_API_PORT=$port
 }
@@ -44,8 +40,8 @@ while ((done < kills)); do
     "$VARNEL" study run "$study.study.json" >run.log 2>&1 & run=$!
     sleep "0.$(printf %03d $((RANDOM % 600)))" # a kill comes at any time
     if ((RANDOM % 4 == 0)); then
-        kill -KILL "$emulator"
-        wait "$emulator" 2>/dev/null || true
+        kill -KILL "$pid"
+        wait "$pid" 2>/dev/null || true
         start_emulator
     fi
     if kill -KILL "$run" 2>/dev/null; then done=$((done + 1)); fi
