@@ -1,9 +1,9 @@
 #!/bin/sh
-# Runs a test that needs Node in its folder, with the packages that the folder's package.json names:
-# with-node.sh FOLDER COMMAND... Where they are not to be had the test is skipped (77), in automation
-# (CI=true) it fails.
+# Runs a test that needs Node in its folder, with the packages that package.json names: with-node.sh FOLDER COMMAND...
+# Where they are not to be had the test is skipped (77), in automation (CI=true) it fails.
 set -eu
-cd "$1"
+folder=$(realpath "$1")
+cd "$(dirname "$0")"
 shift
 skip() {
     echo "skipped: $1"
@@ -15,4 +15,5 @@ if ! cmp -s package-lock.json node_modules/.installed; then
     npm ci --silent --no-audit --no-fund || skip 'npm could not fetch the packages of package.json: connect to the network'
     cp package-lock.json node_modules/.installed
 fi
+cd "$folder"
 exec "$@"

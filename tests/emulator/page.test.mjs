@@ -3,49 +3,28 @@ import assert from 'node:assert/strict';
 import { spawnSync } from 'node:child_process';
 import { writeFileSync } from 'node:fs';
 import { test } from 'node:test';
-import { By, Key, until } from 'selenium-webdriver';
-import { Driver, Options, ServiceBuilder } from 'selenium-webdriver/chrome.js';
-import { Preferences, Type, Level } from 'selenium-webdriver/lib/logging.js';
-
-if (spawnSync('chromedriver', ['--version']).error) {
-  console.log('skipped: no Chromium: apt-get install chromium chromium-driver');
-  process.exit(process.env.CI === 'true' ? 1 : 77);
-}
+import { By, Key, Type, openPage, patience, until } from '../support/chromium.mjs';
 
 const base = process.env.VARNEL_EMULATOR_URL;
-const patience = 60000;
 
 async function ask(method, path, body) {
   const answer = await fetch(base + path, { method, body });
   return answer.json();
 }
 
-async function withPage(use, size = '1100,1000') {
-  const logs = new Preferences();
-  logs.setLevel(Type.BROWSER, Level.ALL);
-  const options = new Options().addArguments('--headless=new', '--no-sandbox', '--disable-gpu', '--no-first-run',
-    '--disable-background-networking', `--window-size=${size}`);
-  options.setLoggingPrefs(logs);
-  const driver = Driver.createSession(options, new ServiceBuilder('chromedriver').build());
-  try {
-    await ask('POST', '/_local/reset');
-    await driver.get(`${base}/_local/`);
-    const page = {
-      driver,
-      find: (selector) => driver.wait(until.elementLocated(By.css(selector)), patience, selector),
-      button: (name) => driver.wait(until.elementLocated(By.xpath(`//button[@aria-label="${name}" or text()="${name}"]`)), patience, name),
-      read: (selector) => driver.executeScript('return document.querySelector(arguments[0])?.textContent', selector),
-      shows: (selector, text) => driver.wait(async () => (await page.read(selector))?.includes(text), patience, `${selector} shows ${text}`),
-      picture: async (name) => process.env.PICTURES && writeFileSync(`${process.env.PICTURES}/${name}.png`, await driver.takeScreenshot(), 'base64'),
-    };
-    await page.shows('#connection', 'Live');
-    await page.shows('#now', ':'); // has read the emulator's state
-    await use(page);
+async function withPage(use, size) {
+  await ask('POST', '/_local/reset');
+  await openPage(`${base}/_local/`, async ({ driver, find }) => {
+    const read = (selector) => driver.executeScript('return document.querySelector(arguments[0])?.textContent', selector);
+    const shows = (selector, text) => driver.wait(async () => (await read(selector))?.includes(text), patience, `${selector} shows ${text}`);
+    const button = (name) => driver.wait(until.elementLocated(By.xpath(`//button[@aria-label="${name}" or text()="${name}"]`)), patience, name);
+    const picture = async (name) => process.env.PICTURES && writeFileSync(`${process.env.PICTURES}/${name}.png`, await driver.takeScreenshot(), 'base64');
+    await shows('#connection', 'Live');
+    await shows('#now', ':'); // has read the emulator's state
+    await use({ driver, find, read, shows, button, picture });
     const problems = (await driver.manage().logs().get(Type.BROWSER)).map(({ message }) => message);
     assert.deepEqual(problems.filter((message) => !/status of 4\d\d/.test(message)), []);
-  } finally {
-    await driver.quit();
-  }
+  }, size);
 }
 
 test('shows executions and requests as they come, and filters them', () => withPage(async ({ driver, find, read, shows, button, picture }) => {

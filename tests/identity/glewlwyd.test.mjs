@@ -4,10 +4,10 @@
 import assert from 'node:assert/strict';
 import { writeFileSync } from 'node:fs';
 import { test } from 'node:test';
-import { openPage } from './chromium.mjs';
 import { startGlewlwyd } from './glewlwyd.mjs';
 import { ageToken, askKey, findFiles, findFreePort, makeHome, readTokens, runProbe, runVarnel } from './harness.mjs';
 import { clientSecret } from './packaged.mjs';
+import { openPage } from '../support/chromium.mjs';
 
 const callbackPort = await findFreePort();
 const { issuer, authority } = await startGlewlwyd(callbackPort);

@@ -3,10 +3,10 @@
 
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { openPage } from './chromium.mjs';
 import { ageToken, findFreePort, makeHome, readTokens, runProbe } from './harness.mjs';
 import { startLemonldap } from './lemonldap.mjs';
 import { clientSecret } from './packaged.mjs';
+import { openPage } from '../support/chromium.mjs';
 
 const callbackPort = await findFreePort();
 const { issuer, authority } = await startLemonldap(callbackPort);
