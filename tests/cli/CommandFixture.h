@@ -84,15 +84,11 @@ protected:
     /// Starts a shell in a process group of its own, in which no signal is ignored.
     pid_t Start(const std::string& command) {
         const std::string line = "cd '" + home.string() + "'; " + command;
-        const pid_t child = fork();
-        if (child == 0) {
+        return StartChild([&line] {
             setpgid(0, 0);
             for (int number = 1; number < NSIG; ++number) { std::signal(number, SIG_DFL); }
-            execlp("bash", "bash", "-c", line.c_str(), nullptr);
-            _exit(127);
-        }
-        EXPECT_GT(child, 0);
-        return child;
+            return execlp("bash", "bash", "-c", line.c_str(), nullptr);
+        });
     }
 
     Emulator emulator;

@@ -238,9 +238,7 @@ TEST_F(CommandTest, ATokenThatEndsDoesNotLoseWhatWasStarted) {
     peer.Receive();
     TokenStore().Clear();
     peer.Answer(MakeAnswer(201, R"({"id":"exe-9"})"));
-    int status = 0;
-    waitpid(start, &status, 0);
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(AwaitChild(start), 0);
     EXPECT_PRED2(Has, Read("out"), "exe-9");
     EXPECT_EQ(Read("err"), "UI: https://127.0.0.1/simulations/x\n");
 }

@@ -92,10 +92,8 @@ TEST_F(FileTest, SignalsEndTheProgramAndLeaveNothingHalf) {
                                   " 2>err; echo again >>looped; done");
         peer.Receive();
         kill(-shell, given.signal);
-        int status = 0;
-        waitpid(shell, &status, 0);
+        EXPECT_EQ(AwaitChild(shell), -given.signal);
         peer.AwaitEnd();
-        EXPECT_TRUE(WIFSIGNALED(status));
         EXPECT_EQ(Read("looped"), "");
         EXPECT_PRED2(Has, Read("err"), given.err);
         EXPECT_EQ(Run("find . -name '*.part'").out, "");
@@ -105,9 +103,7 @@ TEST_F(FileTest, SignalsEndTheProgramAndLeaveNothingHalf) {
     const pid_t ignoring = Start("trap '' INT; exec varnel version --timeout 0.2 --retries 0");
     peer.Receive();
     kill(-ignoring, SIGINT);
-    int status = 0;
-    waitpid(ignoring, &status, 0);
-    EXPECT_EQ(WEXITSTATUS(status), 3);
+    EXPECT_EQ(AwaitChild(ignoring), 3);
 }
 
 struct ConfigCase {

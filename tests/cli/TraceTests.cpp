@@ -167,7 +167,7 @@ TEST_F(TraceTest, RelaysWhatAConnectionMayHold) {
         lines += recorded;
     }
     Run("echo >end");
-    waitpid(trace, nullptr, 0);
+    AwaitChild(trace);
     EXPECT_EQ(Run(R"x(jq -r '"\(.url[-2:]) \(.status) \(.problem // "")"' trace.jsonl)x").out,
               lines);
 }
@@ -214,12 +214,12 @@ TEST_F(TraceTest, BodiesAreRecordedWithoutCredentials) {
 TEST_F(TraceTest, AnArchiveIsReadableWhateverEndsTheTrace) {
     Run("mkfifo fifo");
     const pid_t trace = Start(
-        "exec varnel trace --format har --to a.har -- sh -c 'varnel version; "
+        "TMPDIR=$PWD exec varnel trace --format har --to a.har -- sh -c 'varnel version; "
         "varnel user list; exec cat <fifo'");
     Run("exec 3>fifo; until [ $(jq '.log.entries | length' a.har) = 2 ]; do :; "
         "done; kill -KILL " +
         std::to_string(trace));
-    waitpid(trace, nullptr, 0);
+    AwaitChild(trace);
     EXPECT_EQ(json::parse(Read("a.har")).at("log").at("entries").size(), 2);
 }
 

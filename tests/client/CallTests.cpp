@@ -1,10 +1,9 @@
-#include <sys/resource.h>
-
 #include <fstream>
 #include <future>
 #include <thread>
 
 #include "ClientFixture.h"
+#include "Limits.h"
 
 namespace VarnelBase {
 
@@ -31,14 +30,10 @@ void AwaitSleep() {
 }
 
 void FailWithoutDescriptor(ServiceClient& client) {
-    rlimit usual{};
-    getrlimit(RLIMIT_NOFILE, &usual);
-    const rlimit none{0, usual.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &none);
     CallOptions once;
     once.maxAttempts = 1;
-    EXPECT_EQ(client.GetAgent(once).failure, Failure::CannotConnect);
-    setrlimit(RLIMIT_NOFILE, &usual);
+    DoWithin(RLIMIT_NOFILE, 0,
+             [&] { EXPECT_EQ(client.GetAgent(once).failure, Failure::CannotConnect); });
 }
 
 } // namespace

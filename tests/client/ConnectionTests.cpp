@@ -1,5 +1,4 @@
 #include <Emulator.h>
-#include <httplib.h>
 
 #include <cstdlib>
 #include <future>
@@ -132,27 +131,24 @@ TEST_F(ClientConnections, AreTlsOnlyWithACertificateThatNamesTheHost) {
             "-subj /CN=127.0.0.1 -addext " +
             content + " -keyout " + key + " -out " + certificate + " 2>/dev/null";
         ASSERT_EQ(std::system(command.c_str()), 0) << command;
-        httplib::SSLServer service(certificate.c_str(), key.c_str());
-        const auto answer = [](const auto&, auto& response) { response.set_content("[]", ""); };
-        service.Get(".*", answer);
-        service.Post(".*", answer);
+        EmulatorOptions settings;
+        settings.tlsCertificateFile = certificate;
+        settings.tlsKeyFile = key;
+        const Emulator service(settings);
         ClientOptions options = Options();
-        options.port = static_cast<unsigned int>(service.bind_to_any_port("127.0.0.1"));
+        options.port = static_cast<unsigned int>(service.GetPort());
         options.tls = true;
-        const auto serving =
-            std::async(std::launch::async, [&service] { service.listen_after_bind(); });
         for (const bool isByVariable : {false, true}) {
             const std::string trusted = isTrusted ? certificate : "/none";
             setenv("SSL_CERT_FILE", isByVariable ? trusted.c_str() : "/none", 1);
             options.caFile = !isByVariable && isTrusted ? certificate : "";
             ServiceClient client(options);
-            const Outcome outcome = client.PostExecution("a", {});
+            const Outcome outcome = client.PostExecution("sim-bridge", {});
             EXPECT_EQ(outcome.failure, failure) << content << outcome.message;
             EXPECT_EQ(outcome.sent == SentState::NotSent, !outcome);
             EXPECT_EQ(outcome.attempts, 1);
             EXPECT_EQ(client.GetAgent().failure, failure);
         }
-        service.stop();
     }
     unsetenv("SSL_CERT_FILE");
 }

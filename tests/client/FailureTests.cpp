@@ -162,7 +162,7 @@ TEST_F(ClientFailures, OfBadOptionsNameThem) {
         {"port", [](auto& o) { o.host = ""; }},
         {"caFile", [](auto& o) { o.caFile = "/a.pem"; }},
         {"caFile", [](auto& o) { o.tls = true, o.caFile = "/nowhere/a.pem"; }},
-        {"caFile", [](auto& o) { o.tls = true, o.caFile = OPERATIONS_DOCUMENT; }},
+        {"caFile", [](auto& o) { o.tls = true, o.caFile = __FILE__; }},
         {"connectTimeout", [](auto& o) { o.connectTimeout = milliseconds(0); }},
         {"timeout", [](auto& o) { o.timeout = milliseconds(-1); }},
         {"timeout", [](auto& o) { o.timeout = milliseconds::max(); }},

@@ -1,5 +1,3 @@
-#include <fstream>
-
 #include "ClientFixture.h"
 #include "OperationCases.h"
 #include "OperationTable.h"
@@ -27,19 +25,6 @@ TEST_F(ClientOperations, SendWhatTheirTableSays) {
         EXPECT_PRED2(Has, request, "\r\nAuthorization: Bearer t0ken\r\n");
         EXPECT_EQ(request.find("\r\nContent-Type: application/json\r\n") != std::string::npos,
                   *given.body != '\0');
-    }
-}
-
-TEST_F(ClientOperations, StandInTheDocumentAsInTheirTable) {
-    std::ifstream file(OPERATIONS_DOCUMENT);
-    const std::string document(std::istreambuf_iterator<char>(file), {});
-    for (const ServiceOperation& operation : ServiceOperations) {
-        const std::size_t row = document.find("| `" + std::string(operation.name) + "(");
-        ASSERT_NE(row, std::string::npos) << operation.name;
-        const std::string line = document.substr(row, document.find('\n', row) - row);
-        const std::string expected =
-            std::string(" | ") + operation.method + " | `" + operation.target + "` | ";
-        EXPECT_PRED2(Has, line, expected);
     }
 }
 

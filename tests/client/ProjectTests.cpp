@@ -1,15 +1,14 @@
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <fstream>
 #include <sstream>
 
 #include "ClientFixture.h"
 #include "ContentDisposition.h"
+#include "Limits.h"
 
 namespace {
 
@@ -105,13 +104,8 @@ TEST_F(ClientProjects, LeaveNothingBehindWhenTheyFail) {
     std::ofstream unopened(home / "none/file");
     EXPECT_EQ(client.StreamProject({}, unopened).failure, Failure::NotSaved);
     EXPECT_EQ(server.TakeRequests(), Log()); // without keeping the service busy
-    rlimit usual{};
-    getrlimit(RLIMIT_FSIZE, &usual);
-    const rlimit little{1000, usual.rlim_max};
-    std::signal(SIGXFSZ, SIG_IGN);
-    setrlimit(RLIMIT_FSIZE, &little);
-    EXPECT_EQ(client.SaveProject({}, path).message, path + ": File too large");
-    setrlimit(RLIMIT_FSIZE, &usual);
+    DoWithin(RLIMIT_FSIZE, 1000,
+             [&] { EXPECT_EQ(client.SaveProject({}, path).message, path + ": File too large"); });
     EXPECT_THROW(
         (void)client.SaveProject({}, path, [](auto, auto) { throw std::logic_error("mine"); }),
         std::logic_error);

@@ -1,11 +1,10 @@
 // Records: replaying them, learning them from a service, and what they must not hold.
-#include <sys/resource.h>
 #include <sys/stat.h>
 
-#include <csignal>
 #include <filesystem>
 #include <sstream>
 
+#include "Limits.h"
 #include "SeedFromRecord.h"
 #include "TestedEmulator.h"
 
@@ -144,14 +143,9 @@ TEST(Record, StaysWholeWhenTheDiskIsFull) {
     const Emulator relay(options);
     EXPECT_EQ(Ask(relay, "GET /version").status, 200);
     // A limit on the size of files stands in for the full disk.
-    rlimit before{};
-    getrlimit(RLIMIT_FSIZE, &before);
-    const rlimit little{std::filesystem::file_size(options.recordFile) + 100, before.rlim_max};
-    const auto handler = signal(SIGXFSZ, SIG_IGN);
-    setrlimit(RLIMIT_FSIZE, &little);
-    const Reply refused = Ask(relay, "GET /simulations");
-    setrlimit(RLIMIT_FSIZE, &before);
-    signal(SIGXFSZ, handler);
+    Reply refused;
+    DoWithin(RLIMIT_FSIZE, std::filesystem::file_size(options.recordFile) + 100,
+             [&] { refused = Ask(relay, "GET /simulations"); });
     EXPECT_EQ(refused.status, 500);
     EXPECT_PRED2(Has, refused.body, "record.har: cannot be written: ");
     EXPECT_EQ(ReadHarFile(options.recordFile).size(), 1U);

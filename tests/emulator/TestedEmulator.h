@@ -5,6 +5,7 @@
 #include <httplib.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <tuple>
@@ -60,9 +61,17 @@ inline void ExpectProblem(const EmulatorOptions& options, const std::string& nam
                  named);
 }
 
+/// A directory that is removed when the program ends.
 inline std::string MakeDirectory() {
+    struct Directories {
+        std::vector<std::string> paths;
+        ~Directories() {
+            for (const std::string& path : paths) { std::filesystem::remove_all(path); }
+        }
+    };
+    static Directories made;
     std::string directory = testing::TempDir() + "varnel-emulator-XXXXXX";
-    return mkdtemp(directory.data()) == nullptr ? "" : directory;
+    return mkdtemp(directory.data()) == nullptr ? "" : made.paths.emplace_back(directory);
 }
 
 /// Writes a record, whose directory is its own, and returns its path.

@@ -43,6 +43,24 @@ protected:
         server.Answer(MakeAnswer(200, MakeProviderDocument(accessToken, refreshToken).dump()));
     }
 
+    /// Serves sign-in on another device, too.
+    json MakeDeviceDocument(const std::string& accessToken, const std::string& refreshToken) const {
+        json document = MakeProviderDocument(accessToken, refreshToken);
+        document.update({{"device_authorization_endpoint", issuer},
+                         {"device_code", "device"},
+                         {"user_code", "user"},
+                         {"verification_uri", issuer},
+                         {"interval", 2}});
+        return document;
+    }
+
+    /// Locks the stored tokens as another program does, until the descriptor is closed.
+    int HoldLock() const {
+        const int holder = open((FindTokens().string() + ".lock").c_str(), O_RDWR | O_CREAT, 0600);
+        EXPECT_EQ(flock(holder, LOCK_EX), 0);
+        return holder;
+    }
+
     int CountRequests(const std::string& text = "POST ") {
         int count = 0;
         for (const std::string& request : server.TakeRequests()) {
@@ -171,8 +189,7 @@ TEST_F(Sessions, WaitForALockAndDoNothingWithoutIt) {
     for (const int left : {10, -10}) {
         const std::string old = MakeToken(left);
         TokenStore().Store({old, "refresh"});
-        const int holder = open((FindTokens().string() + ".lock").c_str(), O_RDWR | O_CREAT, 0600);
-        ASSERT_EQ(flock(holder, LOCK_EX), 0);
+        const int holder = HoldLock();
         AnswerWith("renewed", "next");
         AuthHandler auth;
         const milliseconds before = clock.passed;
@@ -214,15 +231,9 @@ TEST_F(Sessions, AreUnlockedAlthoughAChildWasForkedMeanwhile) {
 TEST_F(Sessions, BeginBehindALock) {
     UseBrowser();
     for (const bool isOnDevice : {false, true}) {
-        json document = MakeProviderDocument(MakeToken(900), "by person");
-        document.update({{"device_authorization_endpoint", issuer},
-                         {"device_code", "device"},
-                         {"user_code", "user"},
-                         {"verification_uri", issuer}});
-        server.Answer(MakeAnswer(200, document.dump()));
+        server.Answer(MakeAnswer(200, MakeDeviceDocument(MakeToken(900), "by person").dump()));
         TokenStore().Store({MakeToken(900), "old"});
-        const int holder = open((FindTokens().string() + ".lock").c_str(), O_RDWR | O_CREAT, 0600);
-        ASSERT_EQ(flock(holder, LOCK_EX), 0);
+        const int holder = HoldLock();
         int grants = 0;
         clock.atSleep = [&] { // the holder stores what it has got, and goes
             grants += CountRequests("grant_type=");
@@ -244,13 +255,7 @@ TEST_F(Sessions, BeginBehindALock) {
 }
 
 TEST_F(Sessions, BeginOnADeviceAsSlowlyAsTheProviderAsks) {
-    json document = MakeProviderDocument("token", "next");
-    document.update({{"device_authorization_endpoint", issuer},
-                     {"device_code", "device"},
-                     {"user_code", "user"},
-                     {"verification_uri", issuer},
-                     {"interval", 2}});
-    const std::string answer = MakeAnswer(200, document.dump());
+    const std::string answer = MakeAnswer(200, MakeDeviceDocument("token", "next").dump());
     const std::string slower = MakeAnswer(400, R"({"error":"slow_down"})");
     server.Answer(answer, ScriptedServer::Manner::Whole,
                   {answer, answer, slower, MakeAnswer(503, "later")});

@@ -1,8 +1,8 @@
 #include "EnvConfig.h"
 
-#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include "Limits.h"
 #include "TestHome.h"
 
 extern "C" [[gnu::weak]] void __asan_init(); // there with AddressSanitizer alone
@@ -143,12 +143,8 @@ TEST_F(Settings, ComeFromARegularFileAndSecretsFromAPrivateOne) {
 
 TEST_F(Settings, NameNoFileWhereNoneCanBeOpened) {
     if (__asan_init != nullptr) { GTEST_SKIP() << "the sanitizer needs descriptors of its own"; }
-    rlimit usual{};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
-    const rlimit none{0, usual.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-    const std::string description = Describe();
-    setrlimit(RLIMIT_NOFILE, &usual);
+    std::string description;
+    DoWithin(RLIMIT_NOFILE, 0, [&] { description = Describe(); });
     EXPECT_EQ(description,
               "the settings cannot be read: Too many open files; close some or raise "
               "the limit (ulimit -n)");
