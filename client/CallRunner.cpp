@@ -101,19 +101,12 @@ bool IsRepeatable(const ServiceCall& call) {
     return std::string_view(call.method) == "GET";
 }
 
-/// Whether it may go better a moment later.
-bool IsPassing(const Outcome& outcome) {
-    switch (outcome.failure) {
-        case Failure::CannotResolve:
-        case Failure::CannotConnect:
-        case Failure::Interrupted:
-        case Failure::TooManyRequests:
-            return true;
-        case Failure::ServiceError:
-            return outcome.status >= 502 && outcome.status <= 504;
-        default:
-            return false;
+/// Whether it may pass within moments. A call that timed out has no time left.
+bool IsRetried(const Outcome& outcome) {
+    if (outcome.failure == Failure::ServiceError) {
+        return outcome.status >= 502 && outcome.status <= 504;
     }
+    return outcome.failure != Failure::TimedOut && MayPass(outcome.failure);
 }
 
 } // namespace
@@ -207,7 +200,7 @@ CallResult CallRunner::Run(const ServiceCall& call, const CallOptions& callOptio
 std::optional<milliseconds> CallRunner::PlanRetry(const Attempt& attempt) {
     const Outcome& outcome = attempt.result.outcome;
     if (outcome.Succeeded()) { budget.NoteSuccess(); }
-    if (!IsPassing(outcome)) { return {}; }
+    if (!IsRetried(outcome)) { return {}; }
     const bool isInBudget = budget.Take();
     const bool isSafe = IsRepeatable(attempt.call) || attempt.transfer.sent == SentState::NotSent;
     if (!isInBudget || !isSafe || outcome.attempts >= attempt.maxAttempts) { return {}; }

@@ -24,21 +24,6 @@ void RequireForWait(bool isFine, const char* reason) {
     if (!isFine) { throw std::invalid_argument(reason); }
 }
 
-/// Whether the execution may go on all the same.
-bool MayGoOn(Failure failure) {
-    switch (failure) {
-        case Failure::CannotResolve:
-        case Failure::CannotConnect:
-        case Failure::Interrupted:
-        case Failure::TimedOut:
-        case Failure::TooManyRequests:
-        case Failure::ServiceError:
-            return true;
-        default:
-            return false;
-    }
-}
-
 } // namespace
 
 ExecutionOutcome AwaitExecution(const std::function<Outcome(const CallOptions&)>& ask,
@@ -76,7 +61,7 @@ ExecutionOutcome AwaitExecution(const std::function<Outcome(const CallOptions&)>
         call.timeout = std::clamp(left, milliseconds(1), callTimeout);
         static_cast<Outcome&>(outcome) = ask(call);
         attempts += outcome.attempts;
-        if (!outcome && !MayGoOn(outcome.failure)) { return finish(); }
+        if (!outcome && !MayPass(outcome.failure)) { return finish(); }
         if (outcome) {
             if (wait.progress) { wait.progress(outcome.document); }
             const bool hasState =

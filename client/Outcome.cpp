@@ -50,4 +50,18 @@ const char* NameFailure(Failure failure) {
     return "";
 }
 
+bool MayPass(Failure failure) {
+    switch (failure) {
+        case Failure::CannotResolve:
+        case Failure::CannotConnect:
+        case Failure::Interrupted:
+        case Failure::TimedOut:
+        case Failure::TooManyRequests:
+        case Failure::ServiceError:
+            return true;
+        default:
+            return false;
+    }
+}
+
 } // namespace VarnelBase

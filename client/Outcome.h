@@ -39,6 +39,10 @@ enum class Failure {
 /// The enumerator's name: "NotFound".
 const char* NameFailure(Failure failure);
 
+/// Whether the same call may succeed later although nobody changes anything: the network failed, or
+/// the service is busy or at fault. False for `None`.
+bool MayPass(Failure failure);
+
 /// How far a request got.
 enum class SentState {
     NotSent,         ///< the service has received none of it

@@ -79,6 +79,11 @@ std::unique_ptr<curl_slist, CurlDeleter> MakeHeaderList(const Request& request) 
     return list;
 }
 
+/// The file of the authorities to trust instead of the system's; null without one.
+const char* GetAuthorities() {
+    return std::getenv("SSL_CERT_FILE");
+}
+
 /// Why an address gives no answer, to go on behind it. What is wrong with certificates is said in
 /// our own words, which do not change with the release of libcurl.
 std::string Explain(CURLcode outcome) {
@@ -87,7 +92,7 @@ std::string Explain(CURLcode outcome) {
                "to a file with the authority's certificate";
     }
     if (outcome == CURLE_SSL_CACERT_BADFILE) {
-        const char* const file = std::getenv("SSL_CERT_FILE");
+        const char* const file = GetAuthorities();
         return ": its certificate cannot be checked, because no authorities' certificates can be "
                "read from " +
                (file == nullptr ? "the system; install ca-certificates, or set SSL_CERT_FILE"
@@ -129,9 +134,7 @@ Answer Upstream::Ask(const Request& request, const std::atomic<bool>& isStopping
     set(CURLOPT_CONNECTTIMEOUT, ConnectSeconds);
     set(CURLOPT_LOW_SPEED_LIMIT, 1L);
     set(CURLOPT_LOW_SPEED_TIME, IdleSeconds);
-    if (const char* const authorities = std::getenv("SSL_CERT_FILE")) {
-        set(CURLOPT_CAINFO, authorities);
-    }
+    if (const char* const authorities = GetAuthorities()) { set(CURLOPT_CAINFO, authorities); }
     if (request.method == "HEAD") { set(CURLOPT_NOBODY, 1L); }
     if (!request.body.empty()) {
         set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));

@@ -27,21 +27,9 @@ bool Holds(const std::vector<std::string>& states, const std::string& state) {
 }
 
 /// Whether asking again may help.
-bool IsPassing(const Outcome& outcome) {
-    switch (outcome.failure) {
-        case Failure::None:
-            return outcome.status != 200 || !FindJsonProblem(outcome.text).empty();
-        case Failure::CannotResolve:
-        case Failure::CannotConnect:
-        case Failure::Interrupted:
-        case Failure::TimedOut:
-        case Failure::TooManyRequests:
-        case Failure::ServiceError:
-        case Failure::Unreadable:
-            return true;
-        default:
-            return false;
-    }
+bool IsWorthAskingAgain(const Outcome& outcome) {
+    if (outcome) { return outcome.status != 200 || !FindJsonProblem(outcome.text).empty(); }
+    return MayPass(outcome.failure) || outcome.failure == Failure::Unreadable;
 }
 
 class Watcher {
@@ -74,7 +62,7 @@ private:
     void Update(WatchedExecution& execution) {
         const std::string request = "GET " + execution.target;
         const Outcome outcome = session.Send("GET", execution.target);
-        if (IsPassing(outcome)) {
+        if (IsWorthAskingAgain(outcome)) {
             Survive(request, outcome);
             return;
         }
