@@ -48,29 +48,6 @@ void AppendCharacter(std::string& text, unsigned code) {
     }
 }
 
-/// Decodes "%41" and "%u0041", and leaves what only looks like it.
-std::string DecodeHeaderValue(const std::string& value) {
-    std::string decoded;
-    for (std::string_view rest = value; !rest.empty();) {
-        const bool isLong = rest.substr(0, 2) == "%u";
-        const std::size_t prefix = isLong ? 2 : 1;
-        const std::size_t digits = isLong ? 4 : 2;
-        const auto code = rest.front() == '%' ? ReadHex(rest.substr(prefix), digits) : std::nullopt;
-        if (!code) {
-            decoded += rest.front();
-            rest.remove_prefix(1);
-            continue;
-        }
-        if (isLong) {
-            AppendCharacter(decoded, *code);
-        } else {
-            decoded += static_cast<char>(*code);
-        }
-        rest.remove_prefix(prefix + digits);
-    }
-    return decoded;
-}
-
 /// Whether headers of the same name come in the reverse of the order in which they arrived, as they
 /// do in a hash table of libstdc++.
 bool IsReversed() {
@@ -115,6 +92,28 @@ ssize_t WriteHeaders(httplib::Stream& stream, const httplib::Headers& headers) {
     }
     text += "\r\n";
     return stream.write(text.data(), text.size());
+}
+
+std::string DecodeHeaderValue(const std::string& value) {
+    std::string decoded;
+    for (std::string_view rest = value; !rest.empty();) {
+        const bool isLong = rest.substr(0, 2) == "%u";
+        const std::size_t prefix = isLong ? 2 : 1;
+        const std::size_t digits = isLong ? 4 : 2;
+        const auto code = rest.front() == '%' ? ReadHex(rest.substr(prefix), digits) : std::nullopt;
+        if (!code) {
+            decoded += rest.front();
+            rest.remove_prefix(1);
+            continue;
+        }
+        if (isLong) {
+            AppendCharacter(decoded, *code);
+        } else {
+            decoded += static_cast<char>(*code);
+        }
+        rest.remove_prefix(prefix + digits);
+    }
+    return decoded;
 }
 
 std::optional<std::string> FindFirstHeader(const httplib::Headers& headers,

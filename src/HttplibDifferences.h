@@ -106,6 +106,9 @@ private:
     }
 };
 
+/// Decodes "%41" and "%u0041", and leaves what only looks like it.
+std::string DecodeHeaderValue(const std::string& value);
+
 /// The decoded value of the first header of that name; none if the header is missing or empty.
 /// Releases differ in which of several they report, and whether they report an empty one.
 std::optional<std::string> FindFirstHeader(const httplib::Headers& headers,
