@@ -35,6 +35,9 @@ protected:
         for (const char* name : {"http_proxy", "all_proxy", "no_proxy"}) { unsetenv(name); }
         WriteConfig("");
     }
+    ~CommandFixture() override {
+        if (started > 0) { kill(-started, SIGKILL); } // what a failed test leaves
+    }
 
     /// @param top    members of the file's top level, each followed by a comma
     /// @param number port of whoever is asked in place of the emulator; 0: the emulator is
@@ -84,14 +87,17 @@ protected:
     /// Starts a shell in a process group of its own, in which no signal is ignored.
     pid_t Start(const std::string& command) {
         const std::string line = "cd '" + home.string() + "'; " + command;
-        return StartChild([&line] {
-            setpgid(0, 0);
-            for (int number = 1; number < NSIG; ++number) { std::signal(number, SIG_DFL); }
-            return execlp("bash", "bash", "-c", line.c_str(), nullptr);
-        });
+        return started = StartChild([&line] {
+                   setpgid(0, 0);
+                   for (int number = 1; number < NSIG; ++number) { std::signal(number, SIG_DFL); }
+                   return execlp("bash", "bash", "-c", line.c_str(), nullptr);
+               });
     }
 
     Emulator emulator;
+
+private:
+    pid_t started = 0;
 };
 
 } // namespace VarnelBase

@@ -112,7 +112,7 @@ private:
         lock.unlock();
         if (how == Manner::Reset) { return how; }
         std::string request = Receive(connection);
-        if (request.empty() && how == Manner::Kept) { return Manner::Whole; }
+        if (request.empty()) { return Manner::Whole; } // The client has closed its side.
         lock.lock();
         requests.push_back(std::move(request));
         log.emplace_back("request");
