@@ -88,8 +88,9 @@ def check_users():
         "benchmarks/Operations.cpp": r'^        \{"(\w+)"',
     }.items():
         found = re.findall(pattern, read(path), re.M)
-        if found[: len(names)] != names:
-            sys.exit("%s does not have the operations of client/OperationTable.h in their order" % path)
+        for at, name in enumerate(names):
+            if found[at : at + 1] != [name]:
+                sys.exit("%s: operation %d is not %s, as in client/OperationTable.h" % (path, at + 1, name))
 
 
 def check_comments():
