@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
-#include <random>
 #include <system_error>
 
 #include "FileDescriptor.h"
@@ -36,7 +35,7 @@ bool ProjectFile::Open() {
         return Fail();
     }
     temporary = (isInDirectory ? target + "/" : target.substr(0, target.find_last_of('/') + 1)) +
-                ".varnel-" + std::to_string(std::random_device()()) + ".part";
+                MakeUnfinishedName();
     descriptor =
         open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
     return descriptor >= 0 || Fail();

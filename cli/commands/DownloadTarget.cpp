@@ -67,8 +67,7 @@ DownloadTarget::~DownloadTarget() {
 
 void DownloadTarget::OpenFile(const std::string& chosen) {
     directory = chosen;
-    temporary =
-        (directory.empty() ? "." : directory) + "/.varnel-" + std::to_string(getpid()) + ".part";
+    temporary = (directory.empty() ? "." : directory) + "/" + MakeUnfinishedName();
     unfinished.emplace(temporary);
     file.emplace(
         open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));

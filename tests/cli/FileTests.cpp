@@ -63,6 +63,10 @@ TEST_F(FileTest, ProjectFilesReplaceNothingUnaskedAndLeaveNothingHalf) {
             EXPECT_EQ(outcome.out, "");
         }
     }
+    server.Answer(Disposition("bridge.zip"));
+    const char* sameNumber =
+        "cd work; touch .varnel-$$.part; exec varnel project generate --data {}";
+    EXPECT_EQ(Run(sameNumber).status, 0) << "a killed one had this process number in its container";
     if (!HasTerminal()) { GTEST_SKIP(); }
     server.Answer(Disposition("bridge.zip"));
     const std::string shown = RunOnTerminal("varnel project generate --data {}", 70);
