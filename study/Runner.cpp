@@ -259,6 +259,7 @@ void Runner::FindUnknownPoints() {
             json document = entry;
             if (!match && !entry.contains(definition.execution.data)) {
                 const Outcome whole = client.GetExecution(definition.simulation, *id, call);
+                if (whole.failure == Failure::NotFound) { continue; } // deleted since it was listed
                 if (!whole) { throw CallFailed(whole); }
                 document = whole.document;
                 match = MatchExecution(document, unknown);
@@ -276,7 +277,8 @@ void Runner::FindUnknownPoints() {
             Report();
         }
     } catch (const CallFailed& failed) {
-        if (ConcernsAllRequests(failed.GetOutcome().failure)) {
+        const Failure failure = failed.GetOutcome().failure;
+        if (failure == Failure::NotFound || ConcernsAllRequests(failure)) {
             EndRun(failed.GetOutcome());
         } else {
             PauseAfter(failed.GetOutcome());

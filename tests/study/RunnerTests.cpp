@@ -193,6 +193,12 @@ TEST_F(RunnerTest, FindsWhatAKilledRunHadSent) {
         journal.NoteSending(record.id);
         ASSERT_TRUE(client.PostExecution("sim-bridge", PointSet(definition).BuildBody(0)));
     }
+    const json missing = {{"method", "GET"}, {"action", "status"}, {"status", 404}};
+    emulator.AddFault(missing);
+    const RunSummary refused = Run(MakeRunOptions());
+    EXPECT_EQ(refused.end, RunEnd::Refused) << "the simulation is gone";
+    EXPECT_EQ(refused.refusal.failure, Failure::NotFound);
+
     const RunSummary summary = Run(MakeRunOptions());
     EXPECT_EQ(summary.counts[PointState::Finished], 12U);
     EXPECT_EQ(CountStarts(), std::make_pair(std::size_t{12}, std::size_t{12}));
