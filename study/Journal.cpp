@@ -8,6 +8,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
 #include <filesystem>
@@ -123,6 +124,23 @@ struct Journal::Store {
         Change("INSERT OR REPLACE INTO settings VALUES (?, ?)", name, value);
     }
 
+    /// Results are kept in the order of "collect": once there are some, it can only grow.
+    void RequireKeptOrder(const std::vector<Quantity>& collected) {
+        const auto finished =
+            Prepare("SELECT 1 FROM points WHERE state = ?", static_cast<int>(PointState::Finished));
+        if (!finished->executeStep()) { return; }
+        const std::vector<Quantity> kept = ReadQuantities(ReadSetting("collected"));
+        const auto isSame = [](const Quantity& left, const Quantity& right) {
+            return left.pointer == right.pointer;
+        };
+        if (kept.size() > collected.size() ||
+            !std::equal(kept.begin(), kept.end(), collected.begin(), isSame)) {
+            throw std::runtime_error(
+                "collect: must begin with the members of the results that the journal has: add "
+                "others behind them, or give this study's file a new name");
+        }
+    }
+
     /// Notes the end of a point, or that it is open again.
     void SetState(const std::string& id, PointState state, const std::string& reason = "",
                   const json& results = json()) {
@@ -192,6 +210,7 @@ void Journal::TakePoints(const Definition& definition, const PointSet& points) {
         pointers.push_back(parameter.pointer.to_string());
     }
     keep("list of parameters", pointers.dump());
+    store->RequireKeptOrder(definition.collected);
     store->WriteSetting("parameters", WriteQuantities(parameters).dump());
     store->WriteSetting("collected", WriteQuantities(definition.collected).dump());
     if (ReadMark().empty()) { store->WriteSetting("mark", MakeRandomText()); }

@@ -27,8 +27,10 @@ struct Column {
     bool isResult = false;
     std::size_t index = 0;
 
-    const json& Read(const PointRecord& record) const {
-        return (isResult ? record.results : record.parameters).at(index);
+    /// Null where a point finished before its study collected this.
+    json Read(const PointRecord& record) const {
+        const json& values = isResult ? record.results : record.parameters;
+        return index < values.size() ? values[index] : json();
     }
 
     std::string WriteLabel() const {
@@ -63,7 +65,7 @@ std::string QuoteForGnuplot(const std::string& text) {
 }
 
 double ReadCoordinate(const PointRecord& record, const Column& column) {
-    const json& value = column.Read(record);
+    const json value = column.Read(record);
     if (!value.is_number()) {
         throw std::runtime_error("point " + std::to_string(record.number + 1) +
                                  " has no number at " + column.quantity.pointer.to_string() +

@@ -1,12 +1,12 @@
 #include <Definition.h>
 #include <ExecutionDocument.h>
+#include <FileDescriptor.h>
 #include <Journal.h>
 #include <Plot.h>
 #include <PointSet.h>
 #include <Results.h>
 #include <Runner.h>
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -106,12 +106,10 @@ double ComputeShareOfEnded(const StateCounts& counts) {
 
 void InitStudy(Session& session, const InitOptions& options) {
     const std::string text = Studies::WriteExampleDefinition(options.simulation);
-    const int file = open(options.file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (file < 0) { throw std::system_error(errno, std::generic_category(), options.file); }
-    const bool isWritten =
-        write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    if (close(file) != 0 || !isWritten) {
-        throw CommandError(ExitStatus::Refused, options.file + " could not be written");
+    const FileDescriptor file(
+        open(options.file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    if (!file.IsOpen() || !WriteAll(file.Get(), text.data(), text.size())) {
+        throw std::system_error(errno, std::generic_category(), options.file);
     }
     session.Note("written: " + options.file + "; next: varnel study plan " + options.file);
 }
@@ -322,14 +320,15 @@ void ListPoints(Session& session, const PointOptions& options) {
 }
 
 void RecordPoint(Session& session, const RecordOptions& options) {
-    const Definition definition = Studies::ReadDefinition(options.file);
+    Journal journal = OpenJournal(options);
+    Definition definition = Studies::ReadDefinition(options.file);
+    definition.collected = journal.ReadColumns().collected; // whatever the file says by now
     const json document = json::parse(ReadData(options.data));
     const Studies::Verdict verdict = Studies::JudgeExecution(definition, document);
     const std::string name = "point " + std::to_string(options.number);
     if (verdict.kind == Studies::Verdict::Kind::UnderWay) {
         throw CommandError(ExitStatus::Refused, "the execution of " + name + " has not ended yet");
     }
-    Journal journal = OpenJournal(options);
     auto point = journal.FindPoint(options.number - 1);
     if (!point) { throw CommandError(ExitStatus::Usage, "the study has no " + name); }
     const PointState before = point->state;

@@ -110,6 +110,23 @@ TEST_F(FileTest, SignalsEndTheProgramAndLeaveNothingHalf) {
     EXPECT_EQ(AwaitChild(ignoring), 3);
 }
 
+TEST_F(FileTest, RecordedPointsHaveTheColumnsOfTheirJournal) {
+    const auto write = [this](const char* collect) {
+        Write(
+            "a.study.json",
+            R"({"simulation": "s", "parameters": [{"pointer": "/a", "values": [1]}], "collect": )" +
+                std::string(collect) + "}");
+    };
+    write(R"([{"pointer": "/r"}])");
+    Run("varnel study points a.study.json");
+    write(R"([{"pointer": "/new"}, {"pointer": "/r"}])");
+    const Outcome outcome = Run(
+        R"(varnel study record a.study.json 1 --data '{"id":"e","state":"finished","r":7,"new":8}')");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(Run("varnel study results a.study.json").out,
+              "point,state,execution,/a,/r,reason\r\n1,finished,e,1,7,\r\n");
+}
+
 struct ConfigCase {
     const char* before;
     const char* command;

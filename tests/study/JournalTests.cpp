@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "Plot.h"
 #include "Results.h"
 #include "StudyFixture.h"
 
@@ -80,6 +81,38 @@ TEST_F(JournalTest, KeepsWhatIsDoneWhenTheStudyGrowsOrIsReordered) {
               "1,finished,exe-1,1,1.5,\r\n"
               "2,failed,,2,,\"a \"\"reason\"\", with a comma\"\r\n"
               "3,planned,,3,,\r\n");
+}
+
+TEST_F(JournalTest, PutsNoResultUnderAnotherName) {
+    const struct {
+        const char* collect;
+        bool isTaken;
+    } cases[] = {
+        {R"([{"pointer": "/new"}, {"pointer": "/r"}])", false},
+        {R"([{"pointer": "/new"}])", false},
+        {R"([{"pointer": "/r", "unit": "mm"}, {"pointer": "/new"}])", true},
+    };
+    const auto study = [](const std::string& collect) {
+        return R"({"simulation": "s", "parameters": [{"pointer": "/a", "values": [1]}], "collect": )" +
+               collect + "}";
+    };
+    Open(study(R"([{"pointer": "/new"}])")); // nothing has finished: all may change
+    Journal first = Open(study(R"([{"pointer": "/r"}])"));
+    first.NoteFinished(first.Reserve(1).at(0).id, json::array({1.5}));
+    for (const auto& item : cases) {
+        SCOPED_TRACE(item.collect);
+        const std::string problem = CatchMessage([&] { Open(study(item.collect)); });
+        EXPECT_EQ(problem.rfind("collect: ", 0) == 0, !item.isTaken) << problem;
+        std::ostringstream results;
+        WriteCsv(first, results);
+        EXPECT_PRED2(Has, results.str(),
+                     item.isTaken ? "/r,/new,reason\r\n1,finished,,1,1.5,,"
+                                  : "/r,reason\r\n1,finished,,1,1.5,");
+    }
+    EXPECT_PRED2(Has, CatchMessage([&] {
+                     DrawPlot(first, {"/a", "/new", "", "", ""});
+                 }),
+                 "point 1 has no number at /new but null");
 }
 
 TEST_F(JournalTest, RefusesAnotherStudyASecondRunAndToReadWhatIsNotThere) {
