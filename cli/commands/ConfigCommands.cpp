@@ -73,7 +73,8 @@ void ShowPath(Session& /*session*/) {
 
 /// Writes the file behind whatever link leads to it.
 void WriteConfigFile(const std::string& path, const std::string& text) {
-    const std::filesystem::path file = std::filesystem::weakly_canonical(path);
+    const std::filesystem::path file =
+        std::filesystem::weakly_canonical(std::filesystem::absolute(path));
     std::filesystem::create_directories(file.parent_path());
     ReplacePrivateFile(file.parent_path(), file.filename(), text);
 }

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cstring>
 #include <optional>
 #include <vector>
 
@@ -12,6 +13,7 @@ namespace {
 
 constexpr const char* Sections = "environments";
 constexpr const char* BlankCharacters = " \t\r\n";
+constexpr const char* ByteOrderMark = "\xEF\xBB\xBF"; ///< some editors begin files with it
 
 /// Behind white space and comments.
 std::size_t SkipBlanks(const std::string& text, std::size_t at) {
@@ -99,7 +101,8 @@ void Insert(std::string& text, const Object& object, const std::string& member) 
 }
 
 Object ReadRoot(const std::string& text) {
-    return ReadObject(text, SkipBlanks(text, 0));
+    const bool isMarked = text.rfind(ByteOrderMark, 0) == 0;
+    return ReadObject(text, SkipBlanks(text, isMarked ? std::strlen(ByteOrderMark) : 0));
 }
 
 /// The object that holds a section's settings, which is added where it is missing.

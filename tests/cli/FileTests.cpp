@@ -153,6 +153,7 @@ TEST_F(FileTest, SettingsChangeAndCommentsStay) {
              {"{\n  \"apiPort\": 1, // b\n  \"offline\": true\n}\n", "unset offline",
               "{\n  \"apiPort\": 1 // b\n}\n"},
              {"{\n  \"apiPort\": 1\n}\n", "unset offline", "{\n  \"apiPort\": 1\n}\n"},
+             {"\xEF\xBB\xBF{}", "set offline yes", "\xEF\xBB\xBF{ \"offline\": true }"},
              {"{\n}\n", "set password - <secret", "{\n  \"password\": \"word\"\n}\n"},
          }) {
         Write("config.json", given.before);
@@ -162,6 +163,7 @@ TEST_F(FileTest, SettingsChangeAndCommentsStay) {
         EXPECT_EQ(Read("config.json"), given.after) << given.command;
         EXPECT_PRED2(Lacks, outcome.err, "word\n");
     }
+    EXPECT_EQ(Run("VARNEL_CONFIG=bare.json varnel config init").status, 0);
     EXPECT_EQ(Run("VARNEL_CONFIG=new/config.json varnel config init").status, 0);
     EXPECT_EQ(Run("VARNEL_CONFIG=new/config.json varnel config init").status, 1);
     Write("new/config.json", "{}");
