@@ -3,10 +3,10 @@
 #include <TrackingIterator.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -121,7 +121,11 @@ LocatedJson ReadLocatedJson(const std::string& file) {
 
 std::string ReadWholeFile(const std::string& file) {
     std::ifstream stream(file, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    std::string text;
+    std::array<char, 4096> chunk{};
+    while (stream.read(chunk.data(), chunk.size()) || stream.gcount() > 0) {
+        text.append(chunk.data(), static_cast<std::size_t>(stream.gcount()));
+    }
     if (!stream.is_open() || stream.bad()) {
         throw std::runtime_error(file + ": cannot be read: " + std::strerror(errno));
     }

@@ -63,6 +63,7 @@ TEST_F(DefinitionTest, NamesLineMemberAndReasonOfEveryError) {
     Write(GetPath("short.csv"), "a,b\n1,2\n3\n");
     Write(GetPath("empty.csv"), "a,b\n");
     Write(GetPath("broken.csv"), "a,b\n1,2\n\"3,4\n");
+    std::filesystem::create_directory(GetPath("folder.csv"));
     Write(GetPath("wrong.jsonl"), "{\"a\": 1}\n[2]\n");
     const auto vary = [](const std::string& parameters, const std::string& more = "") {
         return "{'simulation': 's', " + more + "'parameters': [" + parameters + "]}";
@@ -109,6 +110,7 @@ TEST_F(DefinitionTest, NamesLineMemberAndReasonOfEveryError) {
         {readColumn("broken.csv", "a"),
          "broken.csv:3: error parsing data while strict checking enabled"},
         {readColumn("wrong.jsonl", "a"), "wrong.jsonl:2: this is not a JSON object"},
+        {readColumn("folder.csv", "a"), "folder.csv: cannot be read: Is a directory"},
         {readColumn("missing.csv", "a"), "missing.csv: cannot be read: No such file or directory"},
         {vary(one, "'limits': {\n'deadline': '2 hours'}, "),
          "study.json:2: /limits/deadline: must be a time such as '90s', '30m', '8h' or '2d'"},
