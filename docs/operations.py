@@ -2,8 +2,8 @@
 """Writes the tables of operations in README.md and docs/OPERATIONS.md from the code.
 
     docs/operations.py            writes both tables
-    docs/operations.py --check    fails if a table differs, also one of the tests or benchmarks, or
-                                  if a comment in src/ApiConnector.h says something else
+    docs/operations.py --check    fails if a table differs, or names each file that lacks an operation
+                                  and each comment in src/ApiConnector.h that says something else
 
 Method and path come from the client's table. Arguments, offline value, body and gate come from the
 connector, whose own paths must agree with it.
@@ -79,29 +79,32 @@ def make_tables():
     return {"README.md": short, "docs/OPERATIONS.md": full}
 
 
-def check_users():
-    """Every table of operations in tests and benchmarks has each of them, in this order."""
-    names = [operation[0] for operation in read_operations()]
+def find_gaps():
+    """What does not have each operation: programs, tests and benchmarks, or the comments of the connector."""
+    operations = read_operations()
+    names = [operation[0] for operation in operations]
     for path, pattern in {
         "tests/support/Operations.h": r"c\.(\w+)\(",
         "tests/client/OperationCases.h": r'^    \{"(\w+)"',
         "benchmarks/Operations.cpp": r'^        \{"(\w+)"',
     }.items():
         found = re.findall(pattern, read(path), re.M)
-        for at, name in enumerate(names):
-            if found[at : at + 1] != [name]:
-                sys.exit("%s: operation %d is not %s, as in client/OperationTable.h" % (path, at + 1, name))
-
-
-def check_comments():
-    """The comment of each operation says its request, gate and exceptions."""
+        at = next((i for i, name in enumerate(names) if found[i : i + 1] != [name]), None)
+        if at is not None:
+            yield "%s: operation %d is not %s, as in client/OperationTable.h" % (path, at + 1, names[at])
+    commands = "".join(source.read_text() for source in ROOT.glob("cli/commands/*.cpp"))
+    description = read("emulator/openapi.json")
     header = read("src/ApiConnector.h")
-    for name, method, target in read_operations():
-        comment = re.search(r"((?: *///.*\n)+) *\w+ %s\(" % name, header).group(1)
-        text = " ".join(re.sub(r" *///", "", comment).split())
+    for name, method, target in operations:
+        if '"%s"' % name not in commands:
+            yield "cli/commands/ has no command for " + name
+        if '"operationId": "%s"' % (name[0].lower() + name[1:]) not in description:
+            yield "emulator/openapi.json does not describe " + name
+        comment = re.search(r"((?: *///.*\n)*) *\w+ %s\(" % name, header)
+        text = " ".join(re.sub(r" *///", "", comment.group(1) if comment else "").split())
         for phrase in [method + " " + target.split("?")[0], GATES[read_connector(name)["gate"]][2], "@throws"]:
             if phrase not in text:
-                sys.exit("src/ApiConnector.h: the comment of %s does not say: %s" % (name, phrase))
+                yield "src/ApiConnector.h: the comment of %s does not say: %s" % (name, phrase)
 
 
 def main():
@@ -118,8 +121,7 @@ def main():
             sys.exit("%s: the table of operations differs from the code: run docs/operations.py" % path)
         (ROOT / path).write_text(written)
     if is_check:
-        check_users()
-        check_comments()
+        sys.exit("\n".join(find_gaps()) or None)
 
 
 main()
