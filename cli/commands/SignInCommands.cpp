@@ -82,7 +82,7 @@ void SignIn(Session& session, const SignInOptions& options) {
         session.Note("signing in is not needed: VARNEL_TOKEN is set");
     } else if (token.empty()) {
         session.Note(NameEnvironment(EnvConfig().GetEnvironment()) +
-                     " has no identity provider: nothing to sign in to");
+                     " needs no sign-in: authHost, the identity provider, is not set");
     }
     session.Print(ReportIdentity(token));
     if (!problem.empty()) {

@@ -72,6 +72,7 @@ CommandError JudgeFailure(const std::string& request, const Outcome& outcome, Pu
     const ExitStatus status = DecideStatus(outcome, purpose);
     std::string message = DescribeFailure(request, outcome);
     if (status == ExitStatus::LoginNeeded) { message += " (" + AdviseSignIn() + ")"; }
+    if (status == ExitStatus::Unreachable) { message += " (find out why with: varnel doctor)"; }
     if (status == ExitStatus::Offline) { message = "nothing was sent: " + DescribeOffline(); }
     if (status == ExitStatus::NotConfirmed) {
         message += ". The change may have been made: check before you send it again";

@@ -60,7 +60,7 @@ TEST_F(CommandTest, TellsWhatHappened) {
     for (const AnswerCase& given : {
              AnswerCase{"version", {}, 0, "0.4.1", ""},
              {"version", {"reset", "", 0, 1}, 0, "0.4.1", ""},
-             {"version --retries 0", {"reset", "", 0, 1}, 3, "", "GET /version"},
+             {"version --retries 0", {"reset", "", 0, 1}, 3, "", "with: varnel doctor"},
              {"user list --retries 0", {"invalidJson"}, 1, "", "GET /users"},
              {"version", {"literalNull"}, 0, "null", ""},
              {"version --retries 0", {"status", "", 503}, 1, "", "answered 503: "},
