@@ -77,6 +77,18 @@ std::vector<Quantity> ReadQuantities(const std::string& written) {
     return quantities;
 }
 
+/// Where a quantity is among others; behind the last one if it is not.
+std::size_t FindPlace(const std::vector<Quantity>& quantities, const Quantity& wanted) {
+    const auto found =
+        std::find_if(quantities.begin(), quantities.end(),
+                     [&](const Quantity& quantity) { return quantity.pointer == wanted.pointer; });
+    return static_cast<std::size_t>(found - quantities.begin());
+}
+
+bool Has(const std::vector<Quantity>& quantities, const Quantity& wanted) {
+    return FindPlace(quantities, wanted) < quantities.size();
+}
+
 /// Tells one start of the machine from another; empty where that cannot be told.
 std::string ReadBootId() {
     std::string id;
@@ -124,20 +136,37 @@ struct Journal::Store {
         Change("INSERT OR REPLACE INTO settings VALUES (?, ?)", name, value);
     }
 
-    /// Results are kept in the order of "collect": once there are some, it can only grow.
-    void RequireKeptOrder(const std::vector<Quantity>& collected) {
-        const auto finished =
-            Prepare("SELECT 1 FROM points WHERE state = ?", static_cast<int>(PointState::Finished));
-        if (!finished->executeStep()) { return; }
-        const std::vector<Quantity> kept = ReadQuantities(ReadSetting("collected"));
-        const auto isSame = [](const Quantity& left, const Quantity& right) {
-            return left.pointer == right.pointer;
-        };
-        if (kept.size() > collected.size() ||
-            !std::equal(kept.begin(), kept.end(), collected.begin(), isSame)) {
-            throw std::runtime_error(
-                "collect: must begin with the members of the results that the journal has: add "
-                "others behind them, or give this study's file a new name");
+    /// Brings the results into the order of a changed "collect". A finished point that lacks one is
+    /// running again, so that its execution is read once more.
+    void RearrangeResults(const std::vector<Quantity>& collected) {
+        const std::string before = ReadSetting("collected");
+        if (before.empty() || before == WriteQuantities(collected).dump()) { return; }
+        const std::vector<Quantity> kept = ReadQuantities(before);
+        std::vector<std::pair<std::string, json>> results;
+        const auto rows = Prepare("SELECT id, results FROM points WHERE results <> 'null'");
+        while (rows->executeStep()) {
+            const json values = json::parse(rows->getColumn(1).getString());
+            json rearranged = json::array();
+            for (const Quantity& quantity : collected) {
+                const std::size_t place = FindPlace(kept, quantity);
+                rearranged.push_back(place < values.size() ? values[place] : json());
+            }
+            for (std::size_t place = 0; place < values.size(); ++place) {
+                if (!values[place].is_null() && !Has(collected, kept.at(place))) {
+                    throw std::runtime_error("collect: the journal has results of " +
+                                             kept[place].pointer.to_string() +
+                                             ": keep it, or give this study's file a new name");
+                }
+            }
+            results.emplace_back(rows->getColumn(0).getString(), std::move(rearranged));
+        }
+        for (const auto& [id, rearranged] : results) {
+            Change("UPDATE points SET results = ? WHERE id = ?", rearranged.dump(), id);
+        }
+        const auto isNew = [&](const Quantity& quantity) { return !Has(kept, quantity); };
+        if (std::any_of(collected.begin(), collected.end(), isNew)) {
+            Change("UPDATE points SET state = ? WHERE state = ? AND execution <> ''",
+                   static_cast<int>(PointState::Running), static_cast<int>(PointState::Finished));
         }
     }
 
@@ -210,7 +239,7 @@ void Journal::TakePoints(const Definition& definition, const PointSet& points) {
         pointers.push_back(parameter.pointer.to_string());
     }
     keep("list of parameters", pointers.dump());
-    store->RequireKeptOrder(definition.collected);
+    store->RearrangeResults(definition.collected);
     store->WriteSetting("parameters", WriteQuantities(parameters).dump());
     store->WriteSetting("collected", WriteQuantities(definition.collected).dump());
     if (ReadMark().empty()) { store->WriteSetting("mark", MakeRandomText()); }

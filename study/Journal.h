@@ -53,8 +53,7 @@ struct PointRecord {
     json parameters;       ///< array of values, in the order of `StudyColumns::parameters`
     std::string execution; ///< the execution's identifier; empty: none is known
     std::string createdAt; ///< of the execution, as the service wrote it; empty: not known
-    json results;          ///< array of values, in the order of `StudyColumns::collected`, without
-                           ///< those that were added later; or null
+    json results;          ///< array of values, in the order of `StudyColumns::collected`; or null
     std::string reason;    ///< why it failed or is unknown
     std::int64_t sentAt = 0;  ///< seconds since 1970, when it was reserved; 0: never
     std::int64_t endedAt = 0; ///< seconds since 1970; 0: not yet
@@ -86,7 +85,7 @@ public:
     /// no longer has keep their results but are neither counted nor started.
     ///
     /// @throws std::runtime_error when the journal belongs to another simulation or to a study with
-    ///         other parameters, or has results and `collected` does not begin with theirs
+    ///         other parameters, or has results that `collected` no longer names
     void TakePoints(const Definition& definition, const PointSet& points);
 
     /// Settles the points that an earlier run left as `Reserved` or `Sending`: those that may have

@@ -131,7 +131,7 @@ json Runner::BuildMarkedBody(const PointRecord& record) const {
 
 void Runner::Watch(const PointRecord& record, Clock::time_point start) {
     const milliseconds first = usualDuration.count() == 0 ? FirstQuestion : usualDuration * 2 / 5;
-    watched.push_back({record.id, record.execution, start, GetNow() + first});
+    watched.push_back({record.id, record.execution, record.results, start, GetNow() + first});
 }
 
 /// Starts come before questions, so that as many executions are under way as the study allows.
@@ -205,6 +205,9 @@ void Runner::AskFor(Watched& asked) {
     if (answer) {
         EndPause();
         hasEnded = TakeDocument(asked, answer.document);
+    } else if (answer.failure == Failure::NotFound && !asked.earlier.is_null()) {
+        NoteFinished(asked, asked.earlier);
+        hasEnded = true;
     } else if (answer.failure == Failure::NotFound) {
         NoteFailure(asked.point, PointState::Running,
                     "the service no longer has its execution, " + asked.execution);
@@ -226,8 +229,7 @@ bool Runner::TakeDocument(const Watched& asked, const json& document) {
     const Verdict verdict = JudgeExecution(definition, document);
     if (verdict.kind == Verdict::Kind::UnderWay) { return false; }
     if (verdict.kind == Verdict::Kind::Finished) {
-        journal.NoteFinished(asked.point, verdict.results);
-        Move(PointState::Running, PointState::Finished);
+        NoteFinished(asked, verdict.results);
     } else {
         NoteFailure(asked.point, PointState::Running, verdict.reason);
     }
@@ -235,6 +237,19 @@ bool Runner::TakeDocument(const Watched& asked, const json& document) {
     const auto took = std::chrono::duration_cast<milliseconds>(GetWorkingTime() - asked.start);
     usualDuration = usualDuration.count() == 0 ? took : (usualDuration * 7 + took) / 8;
     return true;
+}
+
+void Runner::NoteFinished(const Watched& ended, json results) {
+    for (std::size_t index = 0; index < results.size(); ++index) {
+        if (results[index].is_null() && !ended.earlier.is_null()) {
+            results[index] = ended.earlier.at(index);
+        }
+        if (results[index].is_null()) {
+            ++summary.absent[definition.collected.at(index).pointer.to_string()];
+        }
+    }
+    journal.NoteFinished(ended.point, results);
+    Move(PointState::Running, PointState::Finished);
 }
 
 void Runner::NoteFailure(const std::string& point, PointState before, const std::string& reason) {

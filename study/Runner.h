@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <deque>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,6 +31,9 @@ struct RunSummary {
     RunEnd end = RunEnd::Complete; ///< why it ended
     StateCounts counts;            ///< of the whole study
     Outcome refusal;               ///< what was refused; see `RunEnd::Refused`
+
+    /// How many points finished without a value, by the member of `collect` that is absent or null.
+    std::map<std::string, std::size_t> absent;
 };
 
 /// How far a run is.
@@ -80,6 +84,7 @@ private:
     struct Watched {
         std::string point;
         std::string execution;
+        json earlier;            ///< what was collected before more was wanted; null: nothing
         Clock::time_point start; ///< without gaps
         Clock::time_point due;
     };
@@ -92,6 +97,7 @@ private:
     void AskFor(Watched& asked);
     /// Whether the execution has ended.
     bool TakeDocument(const Watched& asked, const json& document);
+    void NoteFinished(const Watched& ended, json results);
     void NoteFailure(const std::string& point, PointState before, const std::string& reason);
     void FindUnknownPoints();
     std::optional<std::string> MatchExecution(const json& document,

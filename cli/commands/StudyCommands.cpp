@@ -205,6 +205,12 @@ void RunStudy(Session& session, const RunCommandOptions& options) {
                      options.file);
         interruption.Deliver();
     }
+    for (const auto& [pointer, count] : summary.absent) {
+        session.Note("finished executions without a value at " + pointer + ": " +
+                     std::to_string(count) +
+                     "; if that is the wrong place, correct \"collect\" in " + options.file +
+                     ", and the next run reads them again");
+    }
     session.Print(DescribeCounts(summary.counts));
     const std::string advice = "; the reasons: varnel study status " + options.file + " --failed";
     switch (summary.end) {

@@ -83,36 +83,40 @@ TEST_F(JournalTest, KeepsWhatIsDoneWhenTheStudyGrowsOrIsReordered) {
               "3,planned,,3,,\r\n");
 }
 
-TEST_F(JournalTest, PutsNoResultUnderAnotherName) {
+TEST_F(JournalTest, KeepsResultsUnderTheirNamesWhenOthersAreCollected) {
     const struct {
         const char* collect;
-        bool isTaken;
+        const char* problem;
+        const char* results;
     } cases[] = {
-        {R"([{"pointer": "/new"}, {"pointer": "/r"}])", false},
-        {R"([{"pointer": "/new"}])", false},
-        {R"([{"pointer": "/r", "unit": "mm"}, {"pointer": "/new"}])", true},
+        {R"([{"pointer": "/new"}])", "collect: the journal has results of /r: keep it",
+         "/r,reason\r\n1,finished,exe-1,1,1.5,"},
+        {R"([{"pointer": "/r", "unit": "mm"}])", "", "/r,reason\r\n1,finished,exe-1,1,1.5,"},
+        {R"([{"pointer": "/new"}, {"pointer": "/r"}])", "",
+         "/new,/r,reason\r\n1,running,exe-1,1,,1.5,"},
+        {R"([{"pointer": "/r"}])", "", "/r,reason\r\n1,running,exe-1,1,1.5,"},
     };
     const auto study = [](const std::string& collect) {
         return R"({"simulation": "s", "parameters": [{"pointer": "/a", "values": [1]}], "collect": )" +
                collect + "}";
     };
     Open(study(R"([{"pointer": "/new"}])")); // nothing has finished: all may change
-    Journal first = Open(study(R"([{"pointer": "/r"}])"));
-    first.NoteFinished(first.Reserve(1).at(0).id, json::array({1.5}));
+    Journal journal = Open(study(R"([{"pointer": "/r"}])"));
+    const std::string point = journal.Reserve(1).at(0).id;
+    journal.NoteRunning(point, "exe-1", "");
+    journal.NoteFinished(point, json::array({1.5}));
     for (const auto& item : cases) {
         SCOPED_TRACE(item.collect);
-        const std::string problem = CatchMessage([&] { Open(study(item.collect)); });
-        EXPECT_EQ(problem.rfind("collect: ", 0) == 0, !item.isTaken) << problem;
+        EXPECT_PRED2(Has, CatchMessage([&] { Open(study(item.collect)); }), item.problem);
         std::ostringstream results;
-        WriteCsv(first, results);
-        EXPECT_PRED2(Has, results.str(),
-                     item.isTaken ? "/r,/new,reason\r\n1,finished,,1,1.5,,"
-                                  : "/r,reason\r\n1,finished,,1,1.5,");
+        WriteCsv(journal, results);
+        EXPECT_PRED2(Has, results.str(), item.results);
     }
+    journal.NoteFinished(point, json::array({nullptr}));
     EXPECT_PRED2(Has, CatchMessage([&] {
-                     DrawPlot(first, {"/a", "/new", "", "", ""});
+                     DrawPlot(journal, {"/a", "/r", "", "", ""});
                  }),
-                 "point 1 has no number at /new but null");
+                 "point 1 has no number at /r but null");
 }
 
 TEST_F(JournalTest, RefusesAnotherStudyASecondRunAndToReadWhatIsNotThere) {

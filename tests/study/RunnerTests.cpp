@@ -2,6 +2,7 @@
 
 #include <Emulator.h>
 
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -31,9 +32,10 @@ protected:
         return options;
     }
 
-    void WriteStudy(const std::string& more) {
+    void WriteStudy(const std::string& more,
+                    const std::string& collect = R"([{"pointer": "/results/peak"}])") {
         definition = ReadStudy(
-            R"({"simulation": "sim-bridge", "base": {"load": 2}, "collect": [{"pointer": "/results/peak"}],)" +
+            R"({"simulation": "sim-bridge", "base": {"load": 2}, "collect": )" + collect + "," +
             more + R"("parameters": [{"pointer": "/span", "from": 1, "to": 12, "step": 1}]})");
     }
 
@@ -89,6 +91,24 @@ TEST_F(RunnerTest, StartsEachPointOnceAndCollectsItsResults) {
     });
     Run(options);
     EXPECT_EQ(CountStarts(), std::make_pair(std::size_t{12}, std::size_t{12}));
+}
+
+TEST_F(RunnerTest, ReadsFinishedExecutionsAgainForWhatElseIsCollected) {
+    using Absent = std::map<std::string, std::size_t>;
+    WriteStudy("", R"([{"pointer": "/results/peek"}])");
+    EXPECT_EQ(Run(MakeRunOptions()).absent, (Absent{{"/results/peek", 12}}));
+    WriteStudy("", R"([{"pointer": "/state"}, {"pointer": "/results/peak"}])");
+    EXPECT_EQ(Run(MakeRunOptions()).absent, Absent{});
+    EXPECT_EQ(CountStarts(), std::make_pair(std::size_t{12}, std::size_t{12}));
+
+    ASSERT_TRUE(client.DeleteSimulation("sim-bridge"));
+    WriteStudy("",
+               R"([{"pointer": "/results/peak"}, {"pointer": "/more"}, {"pointer": "/state"}])");
+    const RunSummary summary = Run(MakeRunOptions());
+    EXPECT_EQ(summary.counts[PointState::Finished], 12U);
+    EXPECT_EQ(summary.absent, (Absent{{"/more", 12}}));
+    Journal journal = Journal::OpenToRead(GetPath("study.journal"));
+    EXPECT_EQ(journal.FindPoint(1)->results, json::array({0.02, nullptr, "finished"}));
 }
 
 TEST_F(RunnerTest, SendsNoPointTwiceWhateverTheServiceDoes) {
