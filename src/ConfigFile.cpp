@@ -27,13 +27,6 @@ using nlohmann::json;
 
 constexpr std::size_t MaxConfigFileBytes = 1 << 20;
 
-const KnownSetting* FindKnown(const std::string& name) {
-    const auto* known =
-        std::find_if(KnownSettings.begin(), KnownSettings.end(),
-                     [&name](const KnownSetting& setting) { return name == setting.name; });
-    return known == KnownSettings.end() ? nullptr : known;
-}
-
 /// Receives the parser's events: keeps the settings and stops at what the file may not hold.
 class ConfigReader : public json::json_sax_t {
 public:
@@ -102,8 +95,8 @@ private:
             return std::find(EnvironmentNames.begin(), EnvironmentNames.end(), member) !=
                    EnvironmentNames.end();
         }
-        return IsSection() ||
-               (FindKnown(member) != nullptr && (sections.empty() || member != "environment"));
+        return IsSection() || (FindKnownSetting(member) != nullptr &&
+                               (sections.empty() || member != "environment"));
     }
 
     std::string FullName() const {
@@ -114,7 +107,7 @@ private:
 
     bool Keep(const std::vector<SettingKind>& kinds, std::string text) {
         if (!isInside || IsSection()) { return Refuse("must be an object"); }
-        const KnownSetting* known = FindKnown(member);
+        const KnownSetting* known = FindKnownSetting(member);
         if (std::find(kinds.begin(), kinds.end(), known->kind) == kinds.end()) {
             return Refuse("has the wrong type");
         }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <string_view>
 
 namespace VarnelBase {
 
@@ -30,6 +31,14 @@ inline constexpr std::array<KnownSetting, 15> KnownSettings{{
     {"loginTimeout", "VARNEL_LOGIN_TIMEOUT", SettingKind::Number},
     {"callbackPorts", "VARNEL_CALLBACK_PORTS", SettingKind::Ports},
 }};
+
+/// The setting with a key of the file; null when there is none.
+inline const KnownSetting* FindKnownSetting(std::string_view name) {
+    for (const KnownSetting& setting : KnownSettings) {
+        if (name == setting.name) { return &setting; }
+    }
+    return nullptr;
+}
 
 /// The variable that holds an access token; it has no key in the file.
 inline constexpr const char* TokenVariable = "VARNEL_TOKEN";

@@ -68,10 +68,8 @@ std::optional<Setting> SettingSources::FindEnvironment() const {
 std::optional<Setting> SettingSources::Find(const std::string& name,
                                             Environment environment) const {
     const std::string section = "environments." + NameEnvironment(environment) + ".";
-    const auto* known =
-        std::find_if(KnownSettings.begin(), KnownSettings.end(),
-                     [&name](const KnownSetting& setting) { return name == setting.name; });
-    if (known != KnownSettings.end() && (name == "offline" || HasOwnVariables(environment))) {
+    const KnownSetting* known = FindKnownSetting(name);
+    if (known != nullptr && (name == "offline" || HasOwnVariables(environment))) {
         const std::string value = ReadVariable(known->variable);
         if (!value.empty()) { return Setting{value, known->variable}; }
     }

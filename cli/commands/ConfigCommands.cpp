@@ -7,7 +7,6 @@
 #include <SettingSources.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -99,10 +98,8 @@ struct ChangeOptions {
 };
 
 const KnownSetting& RequireKnown(const std::string& name) {
-    const auto* known =
-        std::find_if(KnownSettings.begin(), KnownSettings.end(),
-                     [&name](const KnownSetting& setting) { return name == setting.name; });
-    if (known == KnownSettings.end()) {
+    const KnownSetting* known = FindKnownSetting(name);
+    if (known == nullptr) {
         throw CommandError(ExitStatus::Usage,
                            "NAME: there is no setting \"" + name + "\", see: varnel config");
     }

@@ -114,7 +114,7 @@ void ApplyEnvironmentOptions(const CommonOptions& options) {
         for (const KnownSetting& setting : KnownSettings) {
             if (std::string(setting.name) != "offline") { unsetenv(setting.variable); }
         }
-        unsetenv("VARNEL_TOKEN");
+        unsetenv(TokenVariable);
     }
     setenv("VARNEL_ENVIRONMENT", NameEnvironment(*wanted).c_str(), 1);
 }

@@ -45,8 +45,8 @@ std::vector<ReportedSetting> ReportSettings(const EnvConfig& config) {
                                                    : value->second,
                           "built-in"});
     }
-    const bool hasToken = !ReadVariable("VARNEL_TOKEN").empty();
-    report.push_back({"token", hasToken ? "set" : "", hasToken ? "VARNEL_TOKEN" : "built-in"});
+    const bool hasToken = !ReadVariable(TokenVariable).empty();
+    report.push_back({"token", hasToken ? "set" : "", hasToken ? TokenVariable : "built-in"});
     return report;
 }
 

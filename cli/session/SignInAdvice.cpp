@@ -2,12 +2,13 @@
 
 #include <EnvironmentVariable.h>
 #include <IdentitySettings.h>
+#include <KnownSettings.h>
 #include <SignInNeeded.h>
 
 namespace VarnelBase {
 
 std::string AdviseSignIn() {
-    if (!ReadVariable("VARNEL_TOKEN").empty()) { return "put another token into VARNEL_TOKEN"; }
+    if (!ReadVariable(TokenVariable).empty()) { return "put another token into VARNEL_TOKEN"; }
     const bool hasProvider = !ReadIdentitySettings(EnvConfig().GetEnvironment()).authHost.empty();
     return hasProvider ? "sign in with: varnel login"
                        : "set VARNEL_TOKEN, or set authHost and sign in with: varnel login";
@@ -15,7 +16,7 @@ std::string AdviseSignIn() {
 
 std::string AdviseForToken(const std::runtime_error& error) {
     const bool isHelpful = dynamic_cast<const SignInNeeded*>(&error) != nullptr ||
-                           !ReadVariable("VARNEL_TOKEN").empty();
+                           !ReadVariable(TokenVariable).empty();
     return isHelpful ? AdviseSignIn() : "";
 }
 

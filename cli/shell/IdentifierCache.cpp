@@ -4,6 +4,7 @@
 #include <CryptoText.h>
 #include <EnvironmentVariable.h>
 #include <JsonView.h>
+#include <KnownSettings.h>
 #include <PrivateFile.h>
 #include <UserDirectory.h>
 #include <sys/stat.h>
@@ -44,7 +45,7 @@ std::string LocateCacheDirectory() {
 std::string NameFile(const std::string& target) {
     std::string facts = target + "\n" + LocateConfigFile();
     for (const char* name : {"VARNEL_ENVIRONMENT", "VARNEL_API_HOST", "VARNEL_API_PORT",
-                             "VARNEL_TOKEN", "VARNEL_USERNAME"}) {
+                             TokenVariable, "VARNEL_USERNAME"}) {
         facts += "\n" + ReadVariable(name);
     }
     return "identifiers-" + HashToBase64Url(facts);

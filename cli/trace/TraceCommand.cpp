@@ -81,7 +81,7 @@ std::vector<std::string> MakeEnvironment(const std::string& configFile) {
 
 /// The credentials that the settings hold.
 std::vector<std::string> ListSecrets() {
-    std::vector<std::string> secrets{ReadVariable("VARNEL_TOKEN")};
+    std::vector<std::string> secrets{ReadVariable(TokenVariable)};
     const SettingSources sources;
     for (const KnownSetting& known : KnownSettings) {
         if (known.kind != SettingKind::Secret) { continue; }
