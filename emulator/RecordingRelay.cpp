@@ -47,14 +47,10 @@ RecordingRelay::RecordingRelay(std::string path, const std::string& upstream,
     const std::string directory = target.parent_path().string();
     ReplacePrivateFile(directory.empty() ? "." : directory, target.filename().string(),
                        text + HarEnd);
-    descriptor = open(file.c_str(), O_WRONLY | O_CLOEXEC);
-    if (descriptor < 0) {
+    record.emplace(open(file.c_str(), O_WRONLY | O_CLOEXEC));
+    if (!record->IsOpen()) {
         throw std::runtime_error(file + ": cannot be written: " + std::strerror(errno));
     }
-}
-
-RecordingRelay::~RecordingRelay() {
-    close(descriptor);
 }
 
 Answer RecordingRelay::Ask(const Request& request) {
@@ -97,12 +93,12 @@ Answer RecordingRelay::Learn(const Request& request, const std::atomic<bool>& is
 void RecordingRelay::Append(const json& entry) {
     const std::string text = (hasEntries ? ",\n" : "\n") + WriteJson(entry) + HarEnd;
     const auto endSize = static_cast<ssize_t>(std::strlen(HarEnd));
-    const off_t end = lseek(descriptor, 0, SEEK_END) - endSize;
-    const ssize_t written = pwrite(descriptor, text.data(), text.size(), end);
+    const off_t end = lseek(record->Get(), 0, SEEK_END) - endSize;
+    const ssize_t written = pwrite(record->Get(), text.data(), text.size(), end);
     if (written != static_cast<ssize_t>(text.size())) {
         const std::string problem = std::strerror(written < 0 ? errno : ENOSPC);
-        const bool isWhole = pwrite(descriptor, HarEnd, std::strlen(HarEnd), end) == endSize &&
-                             ftruncate(descriptor, end + endSize) == 0;
+        const bool isWhole = pwrite(record->Get(), HarEnd, std::strlen(HarEnd), end) == endSize &&
+                             ftruncate(record->Get(), end + endSize) == 0;
         throw std::runtime_error(file + (isWhole ? ": cannot be written: " : ": is damaged: ") +
                                  problem);
     }

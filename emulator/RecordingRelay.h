@@ -1,8 +1,10 @@
 #pragma once
 
+#include <FileDescriptor.h>
 #include <Redaction.h>
 
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "Replay.h"
@@ -17,9 +19,6 @@ public:
     /// @param path the record; a file that exists is read, and written anew without secrets
     /// @throws std::runtime_error naming the file or address that cannot be used
     RecordingRelay(std::string path, const std::string& upstream, const Redaction& redaction);
-    ~RecordingRelay();
-    RecordingRelay(const RecordingRelay&) = delete;
-    RecordingRelay& operator=(const RecordingRelay&) = delete;
 
     /// The answer, which is made later where the real service has to be asked.
     Answer Ask(const Request& request);
@@ -36,7 +35,7 @@ private:
     Redaction secrets;
     std::mutex mutex;
     Replay replay;
-    int descriptor = -1;
+    std::optional<FileDescriptor> record; ///< the file, open to append
     bool hasEntries = false;
 };
 

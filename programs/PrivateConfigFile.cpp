@@ -42,11 +42,9 @@ void SweepLeftovers(const std::string& parent) {
     std::error_code ignored;
     for (const auto& entry : std::filesystem::directory_iterator(parent, ignored)) {
         if (entry.path().filename().string().rfind(Prefix, 0) != 0) { continue; }
-        const int directory = OpenDirectory(entry.path());
-        if (directory < 0) { continue; }
-        const bool isLeft = IsOld(directory) && flock(directory, LOCK_EX | LOCK_NB) == 0;
-        if (isLeft) { RemoveDirectory(entry.path()); }
-        close(directory);
+        const FileDescriptor directory(OpenDirectory(entry.path()));
+        if (!directory.IsOpen() || !IsOld(directory.Get())) { continue; }
+        if (flock(directory.Get(), LOCK_EX | LOCK_NB) == 0) { RemoveDirectory(entry.path()); }
     }
 }
 
@@ -63,12 +61,11 @@ PrivateConfigFile::PrivateConfigFile(const std::string& parent, const std::strin
     if (mkdtemp(directory.data()) == nullptr) {
         throw std::system_error(errno, std::generic_category(), directory);
     }
-    lock = OpenDirectory(directory);
-    flock(lock, LOCK_EX);
+    lock.emplace(OpenDirectory(directory));
+    flock(lock->Get(), LOCK_EX);
     try {
         ReplacePrivateFile(directory, ConfigName, text);
     } catch (const std::exception&) {
-        close(lock);
         RemoveDirectory(directory);
         throw;
     }
@@ -76,7 +73,6 @@ PrivateConfigFile::PrivateConfigFile(const std::string& parent, const std::strin
 
 PrivateConfigFile::~PrivateConfigFile() {
     RemoveDirectory(directory);
-    close(lock);
 }
 
 std::string PrivateConfigFile::GetPath() const {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <FileDescriptor.h>
+
+#include <optional>
 #include <string>
 
 namespace VarnelBase {
@@ -22,7 +25,7 @@ public:
 
 private:
     std::string directory;
-    int lock = -1; ///< of the directory while its owner lives
+    std::optional<FileDescriptor> lock; ///< of the directory while its owner lives
 };
 
 } // namespace VarnelBase
