@@ -50,7 +50,7 @@ void AddCommonOptions(CLI::App& root, CommonOptions& options) {
             "for projects"),
         root.add_option(
                 "--retries", options.retries,
-                "How often to repeat a read when nobody answers or the service is overloaded")
+                "How many times to repeat a read when nobody answers or the service is overloaded")
             ->type_name("N")
             ->check(CLI::Range(0, MostRetries).description("")),
         root.add_flag("--tls", options.isTls, "Reach the service over TLS")};

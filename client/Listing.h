@@ -52,8 +52,8 @@ public:
     /// The list whose pages `source` returns.
     Listing(PageSource source, int pageSize);
     ~Listing();
-    Listing(Listing&&) noexcept;            ///< Then only destroy or assign to the other.
-    Listing& operator=(Listing&&) noexcept; ///< Then only destroy or assign to the other.
+    Listing(Listing&&) noexcept;            ///< The other may only be destroyed or assigned to.
+    Listing& operator=(Listing&&) noexcept; ///< The other may only be destroyed or assigned to.
 
     /// Starts again from the first page.
     ///

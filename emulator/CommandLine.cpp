@@ -99,7 +99,7 @@ CommandLine ParseCommandLine(int argc, char* argv[]) {
         ->capture_default_str();
     app.add_option("--token", line.emulator.token, "Accept only this token");
     app.add_option("--allow-host", line.emulator.allowedHosts,
-                   "Accept requests to this host name, too (repeatable)")
+                   "Also accept requests to this host name (repeatable)")
         ->allow_extra_args(false);
     app.add_option(
            "--allow-origin", line.emulator.allowedOrigins,

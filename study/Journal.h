@@ -145,8 +145,8 @@ public:
     std::string ReadMark();
 
     ~Journal();
-    Journal(Journal&&) noexcept;            ///< Then only destroy or assign to the other.
-    Journal& operator=(Journal&&) noexcept; ///< Then only destroy or assign to the other.
+    Journal(Journal&&) noexcept;            ///< The other may only be destroyed or assigned to.
+    Journal& operator=(Journal&&) noexcept; ///< The other may only be destroyed or assigned to.
 
 private:
     struct Store;
